@@ -1,0 +1,65 @@
+# The library is made of rooms: folders whose object files go, all together,
+# into libzylqx.so and libzylqx.a.
+
+include(GNUInstallDirs)
+
+# Every file of the library is compiled with these. Floating point is never
+# contracted, so that every instruction level gives the same bits.
+add_library(zylqx_flags INTERFACE)
+target_compile_options(zylqx_flags INTERFACE -ffp-contract=off -fno-exceptions -fno-rtti)
+target_include_directories(zylqx_flags INTERFACE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
+target_compile_definitions(zylqx_flags INTERFACE ZYL_BUILD)
+
+# Processors with more instructions than the baseline get their own kernels.
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64" AND CMAKE_SIZEOF_VOID_P EQUAL 8)
+  set(ZYLQX_LEVELS baseline avx2 avx512)
+else()
+  set(ZYLQX_LEVELS baseline)
+endif()
+set(ZYLQX_FLAGS_baseline "")
+set(ZYLQX_FLAGS_avx2 -mavx2 -mbmi -mbmi2 -mlzcnt -mpopcnt)
+set(ZYLQX_FLAGS_avx512 ${ZYLQX_FLAGS_avx2} -mavx512f -mavx512bw -mavx512dq -mavx512vl)
+list(LENGTH ZYLQX_LEVELS level_count)
+target_compile_definitions(zylqx_flags INTERFACE ZYLQX_LEVEL_COUNT=${level_count})
+
+function(zylqx_objects target)
+  add_library(${target} OBJECT ${ARGN})
+  target_link_libraries(${target} PRIVATE zylqx_flags)
+  set_target_properties(${target} PROPERTIES
+    POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+  set_property(GLOBAL APPEND PROPERTY ZYLQX_OBJECTS $<TARGET_OBJECTS:${target}>)
+endfunction()
+
+# zylqx_room(NAME SOURCES... [KERNELS SOURCES...]): one folder of the library.
+# The files after KERNELS are compiled once per level, each time with
+# ZYLQX_LEVEL naming the namespace.
+function(zylqx_room name)
+  cmake_parse_arguments(ROOM "" "" "KERNELS" ${ARGN})
+  zylqx_objects(zylqx_${name} ${ROOM_UNPARSED_ARGUMENTS})
+  if(NOT ROOM_KERNELS)
+    return()
+  endif()
+  foreach(level IN LISTS ZYLQX_LEVELS)
+    set(target zylqx_${name}_${level})
+    zylqx_objects(${target} ${ROOM_KERNELS})
+    target_compile_definitions(${target} PRIVATE ZYLQX_LEVEL=${level})
+    target_compile_options(${target} PRIVATE ${ZYLQX_FLAGS_${level}})
+    if(CMAKE_BUILD_TYPE MATCHES "Rel")
+      target_compile_options(${target} PRIVATE -O3)
+    endif()
+  endforeach()
+endfunction()
+
+# The two libraries, from the objects of every room.
+function(zylqx_library)
+  get_property(objects GLOBAL PROPERTY ZYLQX_OBJECTS)
+  add_library(zylqx SHARED ${objects})
+  add_library(zylqx_static STATIC ${objects})
+  foreach(target zylqx zylqx_static)
+    target_include_directories(${target} PUBLIC
+      $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+    set_target_properties(${target} PROPERTIES OUTPUT_NAME zylqx)
+  endforeach()
+  set_target_properties(zylqx PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+  add_library(zylqx::zylqx ALIAS zylqx)
+endfunction()

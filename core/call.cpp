@@ -1,0 +1,13 @@
+#include "core/call.h"
+
+#include "core/image.h"
+
+namespace zylqx {
+
+void Call::reportHeader(int mask, int line) const {
+    const char *message = ownHeaderMessage(mask);
+    report(ZYL_StsBadArg, message, line);
+    freeHeaderMessage(message);
+}
+
+} // namespace zylqx

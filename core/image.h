@@ -1,0 +1,108 @@
+// Facts that follow from an image header.
+#ifndef ZYLQX_CORE_IMAGE_H
+#define ZYLQX_CORE_IMAGE_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "zylqx.h"
+
+namespace zylqx {
+
+constexpr int DEPTH_COUNT = 6;
+
+// 0 for 1U, 1 for 8U, 2 for 8S, 3 for 16U, 4 for 16S, 5 for 32S; -1 for any
+// other code.
+constexpr int depthIndex(std::uint32_t depth) {
+    switch (depth) {
+    case ZYL_DEPTH_1U:
+        return 0;
+    case ZYL_DEPTH_8U:
+        return 1;
+    case ZYL_DEPTH_8S:
+        return 2;
+    case ZYL_DEPTH_16U:
+        return 3;
+    case ZYL_DEPTH_16S:
+        return 4;
+    case ZYL_DEPTH_32S:
+        return 5;
+    default:
+        return -1;
+    }
+}
+
+constexpr int depthBits(std::uint32_t depth) {
+    return static_cast<int>(depth & ~ZYL_DEPTH_SIGN);
+}
+
+// Bytes of a sample; 0 for 1-bit samples.
+constexpr std::ptrdiff_t sampleBytes(std::uint32_t depth) {
+    return depthBits(depth) / 8;
+}
+
+inline bool isTiled(const ZylImage &image) {
+    return image.tileInfo != nullptr;
+}
+
+// The channel of interest, 0 for none.
+inline int channelOfInterest(const ZylImage &image) {
+    return image.roi != nullptr ? image.roi->coi : 0;
+}
+
+// How many channels an operation processes: 1 with a channel of interest.
+inline int effectiveChannels(const ZylImage &image) {
+    return channelOfInterest(image) != 0 ? 1 : image.nChannels;
+}
+
+inline bool isPlanar(const ZylImage &image) {
+    return image.dataOrder == ZYL_DATA_ORDER_PLANE;
+}
+
+// Samples from one pixel to the next within a row.
+inline std::ptrdiff_t pixelStep(const ZylImage &image) {
+    return isPlanar(image) ? 1 : image.nChannels;
+}
+
+// Bytes from one plane to the next.
+inline std::ptrdiff_t planeStep(const ZylImage &image) {
+    return std::ptrdiff_t{image.height} * image.widthStep;
+}
+
+// Where the sample of a channel (from 1) at column x of row y is; for 1-bit
+// images, the byte that holds it.
+inline unsigned char *sampleAt(const ZylImage &image, std::ptrdiff_t x, std::ptrdiff_t y,
+                               int channel) {
+    unsigned char *row = image.imageData + y * image.widthStep;
+    if (image.depth == ZYL_DEPTH_1U) return row + x / 8;
+    if (isPlanar(image)) {
+        return row + (channel - 1) * planeStep(image) + x * sampleBytes(image.depth);
+    }
+    return row + (x * image.nChannels + channel - 1) * sampleBytes(image.depth);
+}
+
+// Row stride in bytes: the bits of a row raised to the next multiple of `align`
+// bytes. 0 when it does not fit in 31 bits, so that the header check refuses the
+// image.
+std::int32_t ownRowStride(std::int32_t dataOrder, std::uint32_t depth, std::int32_t align,
+                          std::int32_t nChannels, std::int32_t width);
+
+// The stride of the image's tiles; 0 for a bad or untiled image.
+std::int32_t ownTileStride(const ZylImage *image);
+
+// Bytes of an image with rows of this stride; 0 when they do not fit in 31 bits.
+std::int32_t ownImageSize(const ZylImage &image, std::int32_t stride);
+
+// Non-zero when a field that layout depends on has no valid value. Looser than
+// zylBadImageHeader(): pixels, tiles and region are not looked at, and an empty
+// image passes.
+std::int32_t ownCheckHeaderFields(const ZylImage &image);
+
+// One line for every fault in `mask`, in the order of the reports; null for 0.
+// Released by freeHeaderMessage(): two texts for special cases are constants.
+const char *ownHeaderMessage(std::int32_t mask);
+void freeHeaderMessage(const char *message);
+
+} // namespace zylqx
+
+#endif

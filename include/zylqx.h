@@ -1,0 +1,452 @@
+/* zylqx: image processing on six integer depths, in memory or tile by tile.
+ *
+ * The whole interface, for C99 and C++. Chapters:
+ *
+ *    1  Status codes, error modes and reports
+ *    2  Images: records, constants, memory
+ *    3  Pixel arithmetic
+ *    4  Logic
+ *    5  Copy, set and exchange
+ *
+ * What holds for every operation:
+ *
+ *  - An operation returns nothing. A failure is kept as the calling thread's
+ *    status and handed to its report callback (chapter 1). A bad argument is
+ *    reported as ZYL_StsBadArg with the failed condition as text, and nothing
+ *    is written.
+ *  - Every image passes zylBadImageHeader() first.
+ *  - `dstTile`, where an operation has it, points to two int32_t, the column
+ *    and the row of one tile of the destination; only this tile is produced.
+ *    It may be null, and it is not looked at unless the destination is tiled.
+ *  - The destination may be one of the sources.
+ *  - Pixels of images that overlap otherwise give unspecified samples.
+ */
+#ifndef ZYLQX_H
+#define ZYLQX_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(_WIN32)
+#define ZYL_CALL __cdecl
+#if defined(ZYL_BUILD)
+#define ZYL_API __declspec(dllexport)
+#elif defined(ZYL_STATIC)
+#define ZYL_API
+#else
+#define ZYL_API __declspec(dllimport)
+#endif
+#else
+#define ZYL_CALL
+#define ZYL_API __attribute__((visibility("default")))
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ======================================================================== */
+/* 1  Status codes, error modes and reports                                 */
+/* ======================================================================== */
+
+typedef int32_t ZylStatus;
+
+enum {
+    ZYL_StsOk = 0,
+    ZYL_StsBackTrace = -1, /* a trace report, never kept as a status */
+    ZYL_StsError = -2,
+    ZYL_StsInternal = -3,
+    ZYL_StsNoMem = -4,
+    ZYL_StsBadArg = -5,
+    ZYL_StsBadFunc = -6,
+    ZYL_StsNoConv = -7,
+    ZYL_StsAutoTrace = -8 /* a trace report, never kept as a status */
+};
+
+/* What a report callback does after it has shown a report. */
+enum {
+    ZYL_ErrModeLeaf = 0,   /* offer to terminate; a thread's first mode */
+    ZYL_ErrModeParent = 1, /* offer to continue */
+    ZYL_ErrModeSilent = 2  /* report nothing */
+};
+
+/* A report callback. `context` is the failed condition or another detail;
+ * any text may be null. The result is returned by zylError(). */
+typedef ZylStatus(ZYL_CALL *ZylErrorCallBack)(ZylStatus status, const char *funcName,
+                                              const char *context, const char *file, int line);
+
+/* What the library keeps for each thread. */
+typedef struct ZylContext {
+    ZylStatus status;
+    int32_t mode;
+    ZylErrorCallBack callBack;
+    char text[80]; /* zylErrorStr() formats unknown codes here */
+} ZylContext;
+
+typedef struct ZylLibVersion {
+    int32_t majorVersion;
+    int32_t minorVersion;
+    int32_t buildNumber;
+    const char *moduleName;
+    const char *versionText;
+    const char *internalVersionText;
+    const char *buildDateText;
+    const char *callingConventionText;
+} ZylLibVersion;
+
+/* The calling thread's status: that of its last report or zylSetErrStatus().
+ * A success does not reset it. */
+ZYL_API ZylStatus ZYL_CALL zylGetErrStatus(void);
+ZYL_API void ZYL_CALL zylSetErrStatus(ZylStatus status);
+
+/* The calling thread's error mode, one of ZYL_ErrMode...; any value is kept. */
+ZYL_API int32_t ZYL_CALL zylGetErrMode(void);
+ZYL_API void ZYL_CALL zylSetErrMode(int32_t mode);
+
+/* Installs the calling thread's report callback and returns the one before.
+ * Null installs zylGuiBoxReport(), the callback that a thread starts with. */
+ZYL_API ZylErrorCallBack ZYL_CALL zylRedirectError(ZylErrorCallBack callBack);
+
+/* Keeps `status` as the thread's status (but not the two trace codes) and,
+ * unless it is ZYL_StsOk, calls the report callback and returns its result.
+ * Returns 0 for ZYL_StsOk. */
+ZYL_API ZylStatus ZYL_CALL zylError(ZylStatus status, const char *funcName, const char *context,
+                                    const char *file, int line);
+
+/* The text of a status code. For a code outside ZYL_StsAutoTrace..ZYL_StsOk the
+ * text lives in the thread's context until the next such call. */
+ZYL_API const char *ZYL_CALL zylErrorStr(ZylStatus status);
+
+/* Report callbacks; each returns `status` unless it ends the process.
+ *
+ * zylGuiBoxReport asks a question in a message box: whether to terminate
+ * (ZYL_ErrModeLeaf) or to continue (ZYL_ErrModeParent). Without a window system
+ * it asks on the controlling terminal; without a terminal it writes the message
+ * to standard error and continues.
+ * zylStdErrReport writes to standard error, zylNulDevReport writes nothing;
+ * both end the process with exit code 1 in ZYL_ErrModeLeaf. */
+ZYL_API ZylStatus ZYL_CALL zylGuiBoxReport(ZylStatus status, const char *funcName,
+                                           const char *context, const char *file, int line);
+ZYL_API ZylStatus ZYL_CALL zylStdErrReport(ZylStatus status, const char *funcName,
+                                           const char *context, const char *file, int line);
+ZYL_API ZylStatus ZYL_CALL zylNulDevReport(ZylStatus status, const char *funcName,
+                                           const char *context, const char *file, int line);
+
+/* The calling thread's context. */
+ZYL_API ZylContext *ZYL_CALL zylUndContext(void);
+
+/* The version of the library, a constant record. */
+ZYL_API const ZylLibVersion *ZYL_CALL zylGetLibVersion(void);
+
+/* ======================================================================== */
+/* 2  Images: records, constants, memory                                    */
+/* ======================================================================== */
+
+/* Depths. The low 31 bits are the bits of a sample; the top bit marks signed
+ * samples. A ZYL_DEPTH_1U image has one channel; its pixels are packed eight to
+ * a byte, the leftmost in the most significant bit. */
+#define ZYL_DEPTH_SIGN 0x80000000u
+#define ZYL_DEPTH_1U 1u
+#define ZYL_DEPTH_8U 8u
+#define ZYL_DEPTH_8S (ZYL_DEPTH_SIGN | 8u)
+#define ZYL_DEPTH_16U 16u
+#define ZYL_DEPTH_16S (ZYL_DEPTH_SIGN | 16u)
+#define ZYL_DEPTH_32S (ZYL_DEPTH_SIGN | 32u)
+
+/* Order of the samples: the channels of a pixel together, or one plane of
+ * height * widthStep bytes for each channel. */
+enum { ZYL_DATA_ORDER_PIXEL = 0, ZYL_DATA_ORDER_PLANE = 1 };
+
+/* Which row of the picture is row 0 in memory: the top or the bottom one. */
+enum { ZYL_ORIGIN_TL = 0, ZYL_ORIGIN_BL = 1 };
+
+/* Row alignment, in bytes. */
+enum { ZYL_ALIGN_4 = 4, ZYL_ALIGN_8 = 8 };
+
+/* What a neighbourhood operation reads outside the image: the side's constant,
+ * the nearest edge sample, the image mirrored with its edge sample repeated, or
+ * the image repeated. A corner follows its top or bottom side. */
+enum {
+    ZYL_BORDER_CONSTANT = 0,
+    ZYL_BORDER_REPLICATE = 1,
+    ZYL_BORDER_REFLECT = 2,
+    ZYL_BORDER_WRAP = 3
+};
+
+/* Sides of an image; bit i belongs to entry i of borderMode and borderConst. */
+enum {
+    ZYL_SIDE_TOP = 1,
+    ZYL_SIDE_BOTTOM = 2,
+    ZYL_SIDE_LEFT = 4,
+    ZYL_SIDE_RIGHT = 8,
+    ZYL_SIDE_ALL = 15
+};
+
+/* What zylDeallocate() frees; combine with |. */
+enum {
+    ZYL_DEALLOC_HEADER = 1,
+    ZYL_DEALLOC_DATA = 2, /* pixels, if zylAllocateImage() obtained them */
+    ZYL_DEALLOC_ROI = 4,
+    ZYL_DEALLOC_TILE = 8,
+    ZYL_DEALLOC_MASK = 16, /* the mask image with all its parts */
+    ZYL_DEALLOC_ALL = 31
+};
+
+/* What a tile callback is asked to do. */
+enum {
+    ZYL_GET_TILE_TO_READ = 1,  /* point tileInfo->tileData to the tile's pixels */
+    ZYL_GET_TILE_TO_WRITE = 2, /* the same, for a tile that will be written */
+    ZYL_RELEASE_TILE = 4       /* take the tile back, set tileData to null */
+};
+
+typedef struct ZylImage ZylImage;
+
+/* Region of interest. Note that the height stands before the width. A region
+ * that reaches past the image is clipped by the operation that uses it. */
+typedef struct ZylROI {
+    int32_t coi; /* channel of interest, from 1; 0 for all channels */
+    int32_t xOffset;
+    int32_t yOffset;
+    int32_t height;
+    int32_t width;
+} ZylROI;
+
+/* Delivers and takes back one tile of `image`, the application's own header.
+ * Tile (xIndex, yIndex) starts at column xIndex * width and row
+ * yIndex * height of the image. Every tile is delivered whole, also those that
+ * the image's edge cuts, with the rows' stride that zylCreateImageHeader() gives
+ * to an image of the tile's size. */
+typedef void(ZYL_CALL *ZylTileCallBack)(ZylImage *image, int32_t xIndex, int32_t yIndex,
+                                        int32_t mode);
+
+typedef struct ZylTileInfo {
+    ZylTileCallBack callBack;
+    void *id;                /* the application's, never interpreted */
+    unsigned char *tileData; /* the tile last delivered; null when none is held */
+    int32_t width;           /* positive multiples of 8 */
+    int32_t height;
+} ZylTileInfo;
+
+/* The image header. Either imageData or tileInfo is set, never both. */
+struct ZylImage {
+    int32_t headerSize; /* sizeof(ZylImage) */
+    int32_t headerId;   /* 0 */
+    int32_t nChannels;
+    int32_t alphaChannel; /* 0 for none, else the channel's number, from 1 */
+    uint32_t depth;       /* ZYL_DEPTH_... */
+    char colorModel[4];   /* "GRAY", "RGB", "RGBA" ...; not terminated */
+    char channelSeq[4];   /* "RGB", "BGRA" ...: the channels in memory order */
+    int32_t dataOrder;    /* ZYL_DATA_ORDER_... */
+    int32_t origin;       /* ZYL_ORIGIN_... */
+    int32_t align;        /* ZYL_ALIGN_... */
+    int32_t height;       /* rows; note that the height stands before the width */
+    int32_t width;        /* pixels in a row */
+    ZylROI *roi;          /* null for the whole image and all channels */
+    ZylImage *maskRoi;
+    void *imageTag; /* the application's, never interpreted */
+    ZylTileInfo *tileInfo;
+    int32_t imageSize;        /* bytes of pixels */
+    unsigned char *imageData; /* row 0 (of plane 1), aligned to the sample's size */
+    int32_t widthStep;        /* bytes from row to row, a multiple of the sample's size */
+    int32_t borderMode[4];    /* ZYL_BORDER_..., top, bottom, left, right */
+    int32_t borderConst[4];
+    unsigned char *imageDataOrigin; /* the block of zylAllocateImage(), else null */
+};
+
+/* Makes a header without pixels, its borders constant 0. Row stride and image
+ * size follow from the other fields: a row's bits raised to the next multiple of
+ * `align` bytes. colorModel and channelSeq point to four characters each.
+ * Returns null when memory is exhausted, a text is null, nChannels < 1, `depth`
+ * is none of the six, alphaChannel is outside 0..nChannels, dataOrder, origin or
+ * `align` has no valid value, or height or width is negative. */
+ZYL_API ZylImage *ZYL_CALL zylCreateImageHeader(int32_t nChannels, int32_t alphaChannel,
+                                                uint32_t depth, const char *colorModel,
+                                                const char *channelSeq, int32_t dataOrder,
+                                                int32_t origin, int32_t align, int32_t height,
+                                                int32_t width, ZylROI *roi, void *imageTag,
+                                                ZylTileInfo *tileInfo);
+
+/* Gives the header pixel memory, aligned to `align`, and fills every sample with
+ * the low bits of fillValue; with -1 the memory is left as it comes. A block
+ * from an earlier call is freed first. When memory is exhausted, imageDataOrigin
+ * is null afterwards. */
+ZYL_API void ZYL_CALL zylAllocateImage(ZylImage *image, int32_t fillValue);
+
+/* Frees the pixels that zylAllocateImage() obtained and sets imageData to null,
+ * also when it points to the application's own pixels. */
+ZYL_API void ZYL_CALL zylDeallocateImage(ZylImage *image);
+
+/* Frees the parts that `flags` names (ZYL_DEALLOC_...). */
+ZYL_API void ZYL_CALL zylDeallocate(ZylImage *image, int32_t flags);
+ZYL_API void ZYL_CALL zylDeallocateHeader(ZylImage *image);
+
+/* Regions of interest. Creation returns null when memory is exhausted; setting
+ * and deleting ignore null. A record may serve several images. */
+ZYL_API ZylROI *ZYL_CALL zylCreateROI(int32_t coi, int32_t xOffset, int32_t yOffset, int32_t height,
+                                      int32_t width);
+ZYL_API void ZYL_CALL zylSetROI(ZylROI *roi, int32_t coi, int32_t xOffset, int32_t yOffset,
+                                int32_t height, int32_t width);
+ZYL_API void ZYL_CALL zylDeleteROI(ZylROI *roi);
+
+/* Tile descriptors, with the same rules. */
+ZYL_API ZylTileInfo *ZYL_CALL zylCreateTileInfo(ZylTileCallBack callBack, void *id, int32_t width,
+                                                int32_t height);
+ZYL_API void ZYL_CALL zylSetTileInfo(ZylTileInfo *tileInfo, ZylTileCallBack callBack, void *id,
+                                     int32_t width, int32_t height);
+ZYL_API void ZYL_CALL zylDeleteTileInfo(ZylTileInfo *tileInfo);
+
+/* Sets the border mode and its constant for every side in `sides`
+ * (ZYL_SIDE_..., combined with |). Values are kept as given. */
+ZYL_API void ZYL_CALL zylSetBorderMode(ZylImage *image, int32_t mode, int32_t sides, int32_t value);
+
+/* What is wrong with a header: 0 when nothing is, else the bits of its faults. */
+enum {
+    ZYL_FAULT_NULL = 0x1,
+    ZYL_FAULT_DATA = 0x2, /* pixels and tiles, or neither */
+    ZYL_FAULT_SIZE = 0x4,
+    ZYL_FAULT_ROI_OFFSET = 0x8,
+    ZYL_FAULT_WIDTH_STEP = 0x10,
+    ZYL_FAULT_CHANNELS = 0x20,
+    ZYL_FAULT_BITONAL_CHANNELS = 0x40,
+    ZYL_FAULT_DEPTH = 0x80,
+    ZYL_FAULT_ALPHA = 0x100,
+    ZYL_FAULT_DATA_ORDER = 0x200,
+    ZYL_FAULT_ORIGIN = 0x400,
+    ZYL_FAULT_ALIGN = 0x800,
+    ZYL_FAULT_CALLBACK = 0x1000,
+    ZYL_FAULT_TILE_SIZE = 0x2000,
+    ZYL_FAULT_COI = 0x4000,
+    ZYL_FAULT_ROI_SIZE = 0x8000
+};
+ZYL_API int32_t ZYL_CALL zylBadImageHeader(const ZylImage *image);
+
+/* Memory for n bytes, 16-bit elements, 32-bit integers, floats or doubles,
+ * aligned to 8 bytes; null when it is exhausted or n is negative. zylFree()
+ * takes any of these back and ignores null. */
+ZYL_API void *ZYL_CALL zylMalloc(int32_t n);
+ZYL_API int16_t *ZYL_CALL zylwMalloc(int32_t n);
+ZYL_API int32_t *ZYL_CALL zyliMalloc(int32_t n);
+ZYL_API float *ZYL_CALL zylsMalloc(int32_t n);
+ZYL_API double *ZYL_CALL zyldMalloc(int32_t n);
+ZYL_API void ZYL_CALL zylFree(void *p);
+
+/* ======================================================================== */
+/* 3  Pixel arithmetic                                                      */
+/* ======================================================================== */
+
+/* All depths. Source and destination have the same depth and data order and
+ * the same number of channels to process: 1 with a channel of interest, else
+ * nChannels. The sizes may differ: every image is taken from the origin of its
+ * own region, and the smallest region decides. An alpha channel is a channel
+ * like any other. Images of equal size, without regions, are processed as flat
+ * buffers, padding of the rows included. A mix of images with and without a
+ * channel of interest writes nothing.
+ *
+ * Reports: the fault of a header; "(srcImageA->depth != dstImage->depth)",
+ * "(srcImageA->dataOrder != dstImage->dataOrder)", "(nChSrcA != nChDst)" and the
+ * same for the other source; "(dTile.begX > dRoi.endX)" and its three sisters
+ * for a tile outside the destination's region; and, for a tile that was not
+ * delivered or not taken back,
+ * "(srcImageA->tileInfo->tileData == ((void*)(0)))" or "... != ...". */
+
+/* dst = A + B, saturated to the depth. 1-bit: A or B. */
+ZYL_API void ZYL_CALL zylAdd(ZylImage *srcImageA, ZylImage *srcImageB, ZylImage *dstImage,
+                             const int32_t *dstTile);
+
+/* dst = A - B, or B - A when `reverse` is not 0, saturated. 1-bit: A and not B. */
+ZYL_API void ZYL_CALL zylSubtract(ZylImage *srcImageA, ZylImage *srcImageB, ZylImage *dstImage,
+                                  int32_t reverse, const int32_t *dstTile);
+
+/* dst = A * B, saturated. 1-bit: A and B. */
+ZYL_API void ZYL_CALL zylMultiply(ZylImage *srcImageA, ZylImage *srcImageB, ZylImage *dstImage,
+                                  const int32_t *dstTile);
+
+/* dst = src + value, saturated. 1-bit: only bit 0 of `value` counts, here and
+ * in the next two. */
+ZYL_API void ZYL_CALL zylAddS(ZylImage *srcImage, ZylImage *dstImage, int32_t value,
+                              const int32_t *dstTile);
+
+/* dst = src - value, or value - src when `reverse` is not 0, saturated. */
+ZYL_API void ZYL_CALL zylSubtractS(ZylImage *srcImage, ZylImage *dstImage, int32_t value,
+                                   int32_t reverse, const int32_t *dstTile);
+
+/* dst = src * value. Unsigned depths: the product modulo 2^32, then at most the
+ * depth's maximum. Signed depths: the exact product, saturated. */
+ZYL_API void ZYL_CALL zylMultiplyS(ZylImage *srcImage, ZylImage *dstImage, uint32_t value,
+                                   const int32_t *dstTile);
+
+/* dst = the low bits of src * 2^shift; a shift of the depth's bits or more
+ * clears the region. */
+ZYL_API void ZYL_CALL zylLShiftS(ZylImage *srcImage, ZylImage *dstImage, uint32_t shift,
+                                 const int32_t *dstTile);
+
+/* dst = src shifted right by `shift` modulo 32. Signed samples are extended to
+ * 32 bits first and zeros enter at the top; only 32-bit samples keep their sign
+ * for every shift. 1-bit: a shift other than 0 clears the region. */
+ZYL_API void ZYL_CALL zylRShiftS(ZylImage *srcImage, ZylImage *dstImage, uint32_t shift,
+                                 const int32_t *dstTile);
+
+/* dst = src * src, at most the depth's maximum. 1-bit: a copy. */
+ZYL_API void ZYL_CALL zylSquare(ZylImage *srcImage, ZylImage *dstImage, const int32_t *dstTile);
+
+/* dst = |src|; the smallest value of a signed depth stays itself. Unsigned
+ * depths are copied by zylCopy(), with its reports. */
+ZYL_API void ZYL_CALL zylAbs(ZylImage *srcImage, ZylImage *dstImage, const int32_t *dstTile);
+
+/* ======================================================================== */
+/* 4  Logic                                                                 */
+/* ======================================================================== */
+
+/* Bit by bit, on all depths, with the rules and reports of chapter 3. */
+ZYL_API void ZYL_CALL zylAnd(ZylImage *srcImageA, ZylImage *srcImageB, ZylImage *dstImage,
+                             const int32_t *dstTile);
+ZYL_API void ZYL_CALL zylOr(ZylImage *srcImageA, ZylImage *srcImageB, ZylImage *dstImage,
+                            const int32_t *dstTile);
+ZYL_API void ZYL_CALL zylXor(ZylImage *srcImageA, ZylImage *srcImageB, ZylImage *dstImage,
+                             const int32_t *dstTile);
+
+/* With the low bits of a constant. Here a source with a channel of interest may
+ * go into a destination of one channel, and the other way round. */
+ZYL_API void ZYL_CALL zylAndS(ZylImage *srcImage, ZylImage *dstImage, uint32_t value,
+                              const int32_t *dstTile);
+ZYL_API void ZYL_CALL zylOrS(ZylImage *srcImage, ZylImage *dstImage, uint32_t value,
+                             const int32_t *dstTile);
+ZYL_API void ZYL_CALL zylXorS(ZylImage *srcImage, ZylImage *dstImage, uint32_t value,
+                              const int32_t *dstTile);
+
+/* dst = all bits of src inverted. Reports as "zylXorS". */
+ZYL_API void ZYL_CALL zylNot(ZylImage *srcImage, ZylImage *dstImage, const int32_t *dstTile);
+
+/* ======================================================================== */
+/* 5  Copy, set and exchange                                                */
+/* ======================================================================== */
+
+/* All depths. Every image is taken from the origin of its own region, cut to
+ * the image, and the smaller region decides. A channel of interest may be copied
+ * into or out of an image of one channel. Different numbers of channels to
+ * process, an empty region and a tile argument outside the region end the call
+ * quietly.
+ *
+ * Reports: the fault of a header; then, all of them before the call ends,
+ * "srcImage->depth != dstImage->depth",
+ * "srcImage->dataOrder != dstImage->dataOrder" and
+ * "srcImage->origin != dstImage->origin". The call also ends when the thread's
+ * status is still negative from an earlier call. A tile that is not delivered is
+ * reported as ZYL_StsError, "Error get tile to read" or
+ * "Error get tile to write". */
+
+/* Copies the source's region into the destination's. */
+ZYL_API void ZYL_CALL zylCopy(ZylImage *srcImage, ZylImage *dstImage, const int32_t *dstTile);
+
+/* Sets every sample of the region to fillValue, clamped to the depth's range.
+ * `tile` names one tile of the image. */
+ZYL_API void ZYL_CALL zylSet(ZylImage *image, int32_t fillValue, const int32_t *tile);
+
+/* Swaps the samples of two regions. `tile` names one tile of imageB. */
+ZYL_API void ZYL_CALL zylExchange(ZylImage *imageA, ZylImage *imageB, const int32_t *tile);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
