@@ -121,8 +121,10 @@ ZYL_API const char *ZYL_CALL zylErrorStr(ZylStatus status);
  *
  * zylGuiBoxReport asks a question in a message box: whether to terminate
  * (ZYL_ErrModeLeaf) or to continue (ZYL_ErrModeParent). Without a window system
- * it asks on the controlling terminal; without a terminal it writes the message
- * to standard error and continues.
+ * it asks on the controlling terminal, when the process is in its foreground and
+ * standard input and standard error are terminals, and waits a minute for the
+ * answer; without one it writes the message to standard error. Where nobody
+ * answers it continues.
  * zylStdErrReport writes to standard error, zylNulDevReport writes nothing;
  * both end the process with exit code 1 in ZYL_ErrModeLeaf. */
 ZYL_API ZylStatus ZYL_CALL zylGuiBoxReport(ZylStatus status, const char *funcName,
@@ -268,8 +270,8 @@ ZYL_API ZylImage *ZYL_CALL zylCreateImageHeader(int32_t nChannels, int32_t alpha
 
 /* Gives the header pixel memory, aligned to `align`, and fills every sample with
  * the low bits of fillValue; with -1 the memory is left as it comes. A block
- * from an earlier call is freed first. When memory is exhausted, imageDataOrigin
- * is null afterwards. */
+ * from an earlier call is freed first. When memory is exhausted, or a row or the
+ * image does not fit in 31 bits, imageDataOrigin is null afterwards. */
 ZYL_API void ZYL_CALL zylAllocateImage(ZylImage *image, int32_t fillValue);
 
 /* Frees the pixels that zylAllocateImage() obtained and sets imageData to null,

@@ -7,8 +7,11 @@
 
 namespace zylqx::platform {
 
-// The calling thread's context, made on its first call and freed when the
-// thread ends. Null only when it cannot be had.
+// What every thread starts with.
+inline constexpr ZylContext FIRST_CONTEXT = {ZYL_StsOk, ZYL_ErrModeLeaf, zylGuiBoxReport, {}};
+
+// The calling thread's context, freed when the thread ends. Null when it cannot
+// be had.
 ZylContext *threadContext();
 
 enum class Question { OkCancel, YesNo };
@@ -18,8 +21,12 @@ enum class Question { OkCancel, YesNo };
 // to standard error and answers what lets the program go on: OK, or No.
 bool ask(const char *message, const char *caption, Question question);
 
-// Shows a message and ends the process at once.
-[[noreturn]] void fatalExit(const char *message);
+// Shows a message.
+void notify(const char *message, const char *caption);
+
+// Shows a message, with the caption where the system has a place for it, and
+// ends the process at once with exit code 1.
+[[noreturn]] void fatalExit(const char *message, const char *caption);
 
 } // namespace zylqx::platform
 

@@ -1,0 +1,215 @@
+#include "core/image.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <new>
+
+#include "core/memory.h"
+
+namespace zylqx {
+
+namespace {
+
+static_assert(sizeof(void *) != 4 || sizeof(ZylImage) == 112, "28 fields of four bytes");
+
+constexpr std::int64_t MAX_BYTES = std::numeric_limits<std::int32_t>::max();
+
+template <class T>
+T *newRecord() {
+    void *block = allocateBlock(sizeof(T));
+    return block != nullptr ? new (block) T{} : nullptr;
+}
+
+// 32 bits of samples that all hold the low bits of `value`.
+std::uint32_t fillPattern(std::uint32_t depth, std::int32_t value) {
+    const auto bits = static_cast<std::uint32_t>(value);
+    switch (depthBits(depth)) {
+    case 1:
+        return (bits & 1u) != 0 ? 0xffffffffu : 0u;
+    case 8:
+        return (bits & 0xffu) * 0x01010101u;
+    case 16:
+        return (bits & 0xffffu) * 0x00010001u;
+    default:
+        return bits;
+    }
+}
+
+void releasePixels(ZylImage &image) {
+    freeBlock(image.imageDataOrigin);
+    image.imageDataOrigin = nullptr;
+    image.imageData = nullptr;
+}
+
+} // namespace
+
+std::int32_t ownRowStride(std::int32_t dataOrder, std::uint32_t depth, std::int32_t align,
+                          std::int32_t nChannels, std::int32_t width) {
+    if (depthIndex(depth) < 0 || align <= 0 || nChannels <= 0 || width <= 0) return 0;
+    std::int64_t bits = std::int64_t{width} * depthBits(depth);
+    if (dataOrder != ZYL_DATA_ORDER_PLANE) {
+        if (nChannels > MAX_BYTES * 8 / bits) return 0;
+        bits *= nChannels;
+    }
+    const std::int64_t unit = std::int64_t{align} * 8;
+    const std::int64_t stride = (bits + unit - 1) / unit * align;
+    return stride <= MAX_BYTES ? static_cast<std::int32_t>(stride) : 0;
+}
+
+std::int32_t ownTileStride(const ZylImage *image) {
+    if (zylBadImageHeader(image) != 0 || !isTiled(*image)) return 0;
+    return ownRowStride(image->dataOrder, image->depth, image->align, image->nChannels,
+                        image->tileInfo->width);
+}
+
+std::int32_t ownImageSize(const ZylImage &image, std::int32_t stride) {
+    if (stride <= 0 || image.height <= 0 || image.nChannels <= 0) return 0;
+    const std::int64_t planeSize = std::int64_t{stride} * image.height;
+    const std::int64_t planes = isPlanar(image) ? image.nChannels : 1;
+    return planes <= MAX_BYTES / planeSize ? static_cast<std::int32_t>(planeSize * planes) : 0;
+}
+
+std::int32_t ownCheckHeaderFields(const ZylImage &image) {
+    std::int32_t mask = 0;
+    if (image.height < 0 || image.width < 0) mask |= ZYL_FAULT_SIZE;
+    if (image.nChannels < 1) mask |= ZYL_FAULT_CHANNELS;
+    if (depthIndex(image.depth) < 0) mask |= ZYL_FAULT_DEPTH;
+    if (image.alphaChannel < 0 || image.alphaChannel > image.nChannels) mask |= ZYL_FAULT_ALPHA;
+    if (image.dataOrder != ZYL_DATA_ORDER_PIXEL && !isPlanar(image)) mask |= ZYL_FAULT_DATA_ORDER;
+    if (image.origin != ZYL_ORIGIN_TL && image.origin != ZYL_ORIGIN_BL) mask |= ZYL_FAULT_ORIGIN;
+    if (image.align != ZYL_ALIGN_4 && image.align != ZYL_ALIGN_8) mask |= ZYL_FAULT_ALIGN;
+    return mask;
+}
+
+} // namespace zylqx
+
+using namespace zylqx;
+
+ZylImage *zylCreateImageHeader(int32_t nChannels, int32_t alphaChannel, uint32_t depth,
+                               const char *colorModel, const char *channelSeq, int32_t dataOrder,
+                               int32_t origin, int32_t align, int32_t height, int32_t width,
+                               ZylROI *roi, void *imageTag, ZylTileInfo *tileInfo) {
+    if (colorModel == nullptr || channelSeq == nullptr) return nullptr;
+
+    ZylImage header{};
+    header.headerSize = sizeof(ZylImage);
+    header.nChannels = nChannels;
+    header.alphaChannel = alphaChannel;
+    header.depth = depth;
+    std::memcpy(header.colorModel, colorModel, sizeof header.colorModel);
+    std::memcpy(header.channelSeq, channelSeq, sizeof header.channelSeq);
+    header.dataOrder = dataOrder;
+    header.origin = origin;
+    header.align = align;
+    header.height = height;
+    header.width = width;
+    header.roi = roi;
+    header.imageTag = imageTag;
+    header.tileInfo = tileInfo;
+    if (ownCheckHeaderFields(header) != 0) return nullptr;
+
+    header.widthStep = ownRowStride(dataOrder, depth, align, nChannels, width);
+    header.imageSize = ownImageSize(header, header.widthStep);
+    zylSetBorderMode(&header, ZYL_BORDER_CONSTANT, ZYL_SIDE_ALL, 0);
+
+    auto *image = newRecord<ZylImage>();
+    if (image != nullptr) *image = header;
+    return image;
+}
+
+void zylAllocateImage(ZylImage *image, int32_t fillValue) {
+    if (image == nullptr) return;
+    if (ownCheckHeaderFields(*image) != 0) {
+        image->imageData = nullptr;
+        image->imageSize = 0;
+        return;
+    }
+    if (image->imageDataOrigin != nullptr) releasePixels(*image);
+
+    const std::int32_t stride =
+        ownRowStride(image->dataOrder, image->depth, image->align, image->nChannels, image->width);
+    const std::int32_t size = ownImageSize(*image, stride);
+    const bool tooLarge = size == 0 && image->width > 0 && image->height > 0;
+    void *block = tooLarge ? nullptr : allocateBlock(static_cast<std::size_t>(size));
+    image->imageDataOrigin = static_cast<unsigned char *>(block);
+    if (block == nullptr) return;
+
+    image->imageData = image->imageDataOrigin; // a block is aligned for every row alignment
+    image->widthStep = stride;
+    image->imageSize = size;
+    if (fillValue != -1) {
+        std::fill_n(static_cast<std::uint32_t *>(block),
+                    static_cast<std::size_t>(size) / sizeof(std::uint32_t),
+                    fillPattern(image->depth, fillValue));
+    }
+}
+
+void zylDeallocateImage(ZylImage *image) {
+    if (image == nullptr || ownCheckHeaderFields(*image) != 0) return;
+    releasePixels(*image);
+}
+
+void zylDeallocate(ZylImage *image, int32_t flags) {
+    if (image == nullptr) return;
+    if ((flags & ZYL_DEALLOC_ROI) != 0) {
+        zylDeleteROI(image->roi);
+        image->roi = nullptr;
+    }
+    if ((flags & ZYL_DEALLOC_MASK) != 0) {
+        zylDeallocate(image->maskRoi,
+                      ZYL_DEALLOC_HEADER | ZYL_DEALLOC_DATA | ZYL_DEALLOC_ROI | ZYL_DEALLOC_TILE);
+        image->maskRoi = nullptr;
+    }
+    if ((flags & ZYL_DEALLOC_TILE) != 0) {
+        zylDeleteTileInfo(image->tileInfo);
+        image->tileInfo = nullptr;
+    }
+    if ((flags & ZYL_DEALLOC_DATA) != 0 && image->imageDataOrigin != nullptr) {
+        releasePixels(*image);
+    }
+    if ((flags & ZYL_DEALLOC_HEADER) != 0) freeBlock(image);
+}
+
+void zylDeallocateHeader(ZylImage *image) {
+    zylDeallocate(image, ZYL_DEALLOC_HEADER);
+}
+
+ZylROI *zylCreateROI(int32_t coi, int32_t xOffset, int32_t yOffset, int32_t height, int32_t width) {
+    auto *roi = newRecord<ZylROI>();
+    zylSetROI(roi, coi, xOffset, yOffset, height, width);
+    return roi;
+}
+
+void zylSetROI(ZylROI *roi, int32_t coi, int32_t xOffset, int32_t yOffset, int32_t height,
+               int32_t width) {
+    if (roi != nullptr) *roi = {coi, xOffset, yOffset, height, width};
+}
+
+void zylDeleteROI(ZylROI *roi) {
+    freeBlock(roi);
+}
+
+ZylTileInfo *zylCreateTileInfo(ZylTileCallBack callBack, void *id, int32_t width, int32_t height) {
+    auto *tileInfo = newRecord<ZylTileInfo>();
+    zylSetTileInfo(tileInfo, callBack, id, width, height);
+    return tileInfo;
+}
+
+void zylSetTileInfo(ZylTileInfo *tileInfo, ZylTileCallBack callBack, void *id, int32_t width,
+                    int32_t height) {
+    if (tileInfo != nullptr) *tileInfo = {callBack, id, nullptr, width, height};
+}
+
+void zylDeleteTileInfo(ZylTileInfo *tileInfo) {
+    freeBlock(tileInfo);
+}
+
+void zylSetBorderMode(ZylImage *image, int32_t mode, int32_t sides, int32_t value) {
+    if (image == nullptr) return;
+    for (int i = 0; i < 4; ++i) {
+        if ((sides >> i & 1) == 0) continue;
+        image->borderMode[i] = mode;
+        image->borderConst[i] = value;
+    }
+}
