@@ -1,0 +1,384 @@
+#include "arith/kernels.h"
+
+#include "core/kernel.h"
+
+namespace zylqx::ZYLQX_LEVEL {
+
+namespace {
+
+template <class T>
+constexpr bool SIGNED = T(-1) < T(0);
+template <class T>
+constexpr int BITS = static_cast<int>(sizeof(T) * 8);
+template <class T>
+constexpr T LOWEST = SIGNED<T> ? T(T(1) << (BITS<T> - 1)) : T(0);
+template <class T>
+constexpr T HIGHEST = T(~LOWEST<T>);
+
+// The type of twice the width, in which products are exact.
+template <class T>
+struct Wide;
+template <>
+struct Wide<std::uint8_t> {
+    using Type = std::uint16_t;
+};
+template <>
+struct Wide<std::int8_t> {
+    using Type = std::int16_t;
+};
+template <>
+struct Wide<std::uint16_t> {
+    using Type = std::uint32_t;
+};
+template <>
+struct Wide<std::int16_t> {
+    using Type = std::int32_t;
+};
+template <>
+struct Wide<std::int32_t> {
+    using Type = std::int64_t;
+};
+
+template <class T>
+T smaller(T a, T b) {
+    return a < b ? a : b;
+}
+template <class T>
+T larger(T a, T b) {
+    return a > b ? a : b;
+}
+
+// Sums and differences stay in the sample's own type: one operand is limited
+// first so that the result cannot leave the range.
+struct Add {
+    template <class T>
+    static T of(T a, T b) {
+        if constexpr (SIGNED<T>) {
+            const T low = T(LOWEST<T> - smaller<T>(a, 0));
+            const T high = T(HIGHEST<T> - larger<T>(a, 0));
+            return T(a + smaller(larger(b, low), high));
+        } else {
+            return T(a + smaller(b, T(~a)));
+        }
+    }
+};
+
+struct Subtract {
+    template <class T>
+    static T of(T a, T b) {
+        if constexpr (SIGNED<T>) {
+            const T low = T(larger<T>(a, -1) - HIGHEST<T>);
+            const T high = T(smaller<T>(a, -1) - LOWEST<T>);
+            return T(a - smaller(larger(b, low), high));
+        } else {
+            return T(a - smaller(a, b));
+        }
+    }
+};
+
+struct Multiply {
+    template <class T>
+    static T of(T a, T b) {
+        using W = typename Wide<T>::Type;
+        const W product = W(W(a) * W(b));
+        if constexpr (SIGNED<T>) {
+            return T(smaller<W>(larger<W>(product, LOWEST<T>), HIGHEST<T>));
+        } else {
+            return T(smaller<W>(product, HIGHEST<T>));
+        }
+    }
+};
+
+struct And {
+    template <class T>
+    static T of(T a, T b) {
+        return T(a & b);
+    }
+};
+struct Or {
+    template <class T>
+    static T of(T a, T b) {
+        return T(a | b);
+    }
+};
+struct Xor {
+    template <class T>
+    static T of(T a, T b) {
+        return T(a ^ b);
+    }
+};
+struct AndNot {
+    template <class T>
+    static T of(T a, T b) {
+        return T(a & ~b);
+    }
+};
+
+template <class T, class Operation>
+void binaryRow(const void *a, const void *b, void *d, std::ptrdiff_t n) {
+    const T *first = static_cast<const T *>(a);
+    const T *second = static_cast<const T *>(b);
+    T *out = static_cast<T *>(d);
+    ZYLQX_VECTOR_LOOP
+    for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = Operation::of(first[i], second[i]);
+}
+
+// Runs `operation` over a row; it takes a sample and gives a sample.
+template <class T, class F>
+void map(const void *s, void *d, std::ptrdiff_t n, F operation) {
+    const T *in = static_cast<const T *>(s);
+    T *out = static_cast<T *>(d);
+    ZYLQX_VECTOR_LOOP
+    for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = operation(in[i]);
+}
+
+template <class T, class Operation>
+void constantRow(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &c) {
+    const T value = T(c.value);
+    map<T>(s, d, n, [value](T x) { return Operation::of(x, value); });
+}
+
+// T is unsigned here, also for signed depths.
+template <class T, class Operation>
+void biasedRow(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &c) {
+    const T value = T(c.value);
+    const T before = T(c.before);
+    const T after = T(c.after);
+    map<T>(s, d, n, [=](T x) { return T(Operation::of(T(x ^ before), value) ^ after); });
+}
+
+// The constant may be one more than the sample's maximum, so it is kept wide.
+template <class T>
+void multiplyExactRow(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &c) {
+    using W = typename Wide<T>::Type;
+    const W value = W(c.value);
+    map<T>(s, d, n, [value](T x) {
+        const W product = W(W(x) * value);
+        if constexpr (SIGNED<T>) {
+            return T(smaller<W>(larger<W>(product, LOWEST<T>), HIGHEST<T>));
+        } else {
+            return T(smaller<W>(product, HIGHEST<T>));
+        }
+    });
+}
+
+template <class T>
+void multiplyModuloRow(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &c) {
+    const std::uint32_t value = c.value;
+    map<T>(s, d, n, [value](T x) { return T(smaller<std::uint32_t>(x * value, HIGHEST<T>)); });
+}
+
+template <class T>
+void shiftLeftRow(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &c) {
+    // A product is vectorised for samples of every size, a shift of bytes is not.
+    const T factor = T(std::uint32_t{1} << c.value);
+    map<T>(s, d, n, [factor](T x) { return T(std::uint32_t{x} * factor); });
+}
+
+// 64 bits of samples shifted and masked at once; T only gives the sample's size.
+template <class T>
+void shiftRightUnsignedRow(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &c) {
+    if (c.value >= static_cast<std::uint32_t>(BITS<T>)) {
+        map<T>(s, d, n, [](T) { return T(0); });
+        return;
+    }
+    const T *in = static_cast<const T *>(s);
+    T *out = static_cast<T *>(d);
+    const int shift = static_cast<int>(c.value);
+    std::uint64_t mask = 0;
+    for (int bit = 0; bit < 64; bit += BITS<T>) {
+        mask |= std::uint64_t{static_cast<T>(HIGHEST<T> >> shift)} << bit;
+    }
+    constexpr std::ptrdiff_t perWord = 64 / BITS<T>;
+    const std::ptrdiff_t words = n / perWord;
+    ZYLQX_VECTOR_LOOP
+    for (std::ptrdiff_t i = 0; i < words; ++i) {
+        std::uint64_t word;
+        __builtin_memcpy(&word, in + i * perWord, 8);
+        word = (word >> shift) & mask;
+        __builtin_memcpy(out + i * perWord, &word, 8);
+    }
+    for (std::ptrdiff_t i = words * perWord; i < n; ++i) out[i] = T(in[i] >> shift);
+}
+
+// The sample extended to 32 bits, zeros entering at the top, the low bits kept:
+// an arithmetic shift, less what has moved out of the 32 bits.
+template <class T>
+void shiftRightSignedRow(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &c) {
+    const int shift = c.value < 15 ? static_cast<int>(c.value) : 15;
+    const T kept = T(0xFFFFFFFFu >> c.value);
+    map<T>(s, d, n, [=](T x) { return T((std::int16_t{x} >> shift) & kept); });
+}
+
+void shiftRight32Row(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &c) {
+    const int shift = static_cast<int>(c.value);
+    map<std::int32_t>(s, d, n, [shift](std::int32_t x) { return x >> shift; });
+}
+
+template <class T>
+void squareRow(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &) {
+    map<T>(s, d, n, [](T x) { return Multiply::of(x, x); });
+}
+
+// Two's complement: the smallest value stays itself.
+template <class U, class T>
+void absoluteRow(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &) {
+    map<T>(s, d, n, [](T x) { return x < 0 ? T(U(0) - U(x)) : x; });
+}
+
+template <class T>
+void gatherRow(const void *s, std::ptrdiff_t step, void *d, std::ptrdiff_t n) {
+    const T *in = static_cast<const T *>(s);
+    T *out = static_cast<T *>(d);
+    for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = in[i * step];
+}
+
+template <class T>
+void scatterRow(const void *s, void *d, std::ptrdiff_t step, std::ptrdiff_t n) {
+    const T *in = static_cast<const T *>(s);
+    T *out = static_cast<T *>(d);
+    for (std::ptrdiff_t i = 0; i < n; ++i) out[i * step] = in[i];
+}
+
+// --- rows of bits ---
+
+// `count` bits (1 to 8) from a bit on, at the left of the byte. Reads no byte
+// that holds none of them.
+unsigned loadBits(const std::uint8_t *data, std::ptrdiff_t bit, int count) {
+    const std::uint8_t *byte = data + bit / 8;
+    const int offset = static_cast<int>(bit % 8);
+    unsigned bits = unsigned{byte[0]} << offset;
+    if (offset + count > 8) bits |= unsigned{byte[1]} >> (8 - offset);
+    return bits & 0xFFu;
+}
+
+// 64 bits from a bit on, the leftmost at the top.
+std::uint64_t loadWord(const std::uint8_t *data, std::ptrdiff_t bit) {
+    const std::uint8_t *byte = data + bit / 8;
+    const int offset = static_cast<int>(bit % 8);
+    std::uint64_t word;
+    __builtin_memcpy(&word, byte, 8);
+    word = __builtin_bswap64(word);
+    if (offset == 0) return word;
+    return word << offset | std::uint64_t{byte[8]} >> (8 - offset);
+}
+
+void storeWord(std::uint8_t *data, std::uint64_t word) {
+    word = __builtin_bswap64(word);
+    __builtin_memcpy(data, &word, 8);
+}
+
+// Runs `operation` (from a word of each source to a word) over n bits. Sources
+// give 1 to 8 bits through `load`, 64 through `word`, from a position on.
+template <class Load, class LoadWord, class F>
+void mapBits(Bits d, std::ptrdiff_t n, Load load, LoadWord word, F operation) {
+    std::uint8_t *out = d.data;
+    std::ptrdiff_t at = 0;
+    const auto partial = [&](int offset, int count) {
+        const unsigned mask = (0xFFu << (8 - count) & 0xFFu) >> offset;
+        const unsigned bits = static_cast<unsigned>(operation(load(at, count))) & 0xFFu;
+        *out = static_cast<std::uint8_t>((*out & ~mask) | (bits >> offset & mask));
+        at += count;
+    };
+    if (d.bit != 0) {
+        partial(d.bit, static_cast<int>(smaller<std::ptrdiff_t>(8 - d.bit, n)));
+        ++out;
+    }
+    for (; n - at >= 64; at += 64, out += 8) storeWord(out, operation(word(at)));
+    while (at < n) {
+        partial(0, static_cast<int>(smaller<std::ptrdiff_t>(8, n - at)));
+        ++out;
+    }
+}
+
+struct Pair {
+    std::uint64_t a, b;
+};
+
+template <class Operation>
+void bitBinaryRow(ConstBits a, ConstBits b, Bits d, std::ptrdiff_t n) {
+    if (a.bit == 0 && b.bit == 0 && d.bit == 0) {
+        const std::ptrdiff_t bytes = n / 8;
+        binaryRow<std::uint8_t, Operation>(a.data, b.data, d.data, bytes);
+        a.data += bytes;
+        b.data += bytes;
+        d.data += bytes;
+        n -= bytes * 8;
+    }
+    mapBits(
+        d, n,
+        [=](std::ptrdiff_t at, int count) {
+            return Pair{loadBits(a.data, a.bit + at, count), loadBits(b.data, b.bit + at, count)};
+        },
+        [=](std::ptrdiff_t at) {
+            return Pair{loadWord(a.data, a.bit + at), loadWord(b.data, b.bit + at)};
+        },
+        [](Pair pair) { return Operation::of(pair.a, pair.b); });
+}
+
+void bitUnaryRow(ConstBits s, Bits d, std::ptrdiff_t n, const BitConstant &c) {
+    const BitConstant constant = c;
+    if (s.bit == 0 && d.bit == 0) {
+        const std::ptrdiff_t bytes = n / 8;
+        const std::uint8_t mask = static_cast<std::uint8_t>(constant.mask);
+        const std::uint8_t flip = static_cast<std::uint8_t>(constant.flip);
+        map<std::uint8_t>(s.data, d.data, bytes,
+                          [=](std::uint8_t x) { return std::uint8_t((x & mask) ^ flip); });
+        s.data += bytes;
+        d.data += bytes;
+        n -= bytes * 8;
+    }
+    mapBits(
+        d, n,
+        [=](std::ptrdiff_t at, int count) -> std::uint64_t {
+            return loadBits(s.data, s.bit + at, count);
+        },
+        [=](std::ptrdiff_t at) { return loadWord(s.data, s.bit + at); },
+        [=](std::uint64_t bits) { return (bits & constant.mask) ^ constant.flip; });
+}
+
+} // namespace
+
+// Rows of a table by depth: 1U, 8U, 8S, 16U, 16S, 32S.
+#define BY_DEPTH(row, Operation)                                                                   \
+    {                                                                                              \
+        nullptr, row<std::uint8_t, Operation>, row<std::int8_t, Operation>,                        \
+            row<std::uint16_t, Operation>, row<std::int16_t, Operation>,                           \
+            row<std::int32_t, Operation>                                                           \
+    }
+#define BY_SIZE(row, Operation)                                                                    \
+    {                                                                                              \
+        nullptr, row<std::uint8_t, Operation>, row<std::uint8_t, Operation>,                       \
+            row<std::uint16_t, Operation>, row<std::uint16_t, Operation>,                          \
+            row<std::uint32_t, Operation>                                                          \
+    }
+
+const ArithKernels arithKernels = {
+    {BY_DEPTH(binaryRow, Add), BY_DEPTH(binaryRow, Subtract), BY_DEPTH(binaryRow, Multiply),
+     BY_SIZE(binaryRow, And), BY_SIZE(binaryRow, Or), BY_SIZE(binaryRow, Xor)},
+    {
+        BY_SIZE(biasedRow, Add),
+        BY_SIZE(biasedRow, Subtract),
+        {nullptr, multiplyExactRow<std::uint8_t>, multiplyExactRow<std::int8_t>,
+         multiplyExactRow<std::uint16_t>, multiplyExactRow<std::int16_t>,
+         multiplyExactRow<std::int32_t>},
+        {nullptr, multiplyModuloRow<std::uint8_t>, nullptr, multiplyModuloRow<std::uint16_t>,
+         nullptr, nullptr},
+        {nullptr, shiftLeftRow<std::uint8_t>, shiftLeftRow<std::uint8_t>,
+         shiftLeftRow<std::uint16_t>, shiftLeftRow<std::uint16_t>, shiftLeftRow<std::uint32_t>},
+        {nullptr, shiftRightUnsignedRow<std::uint8_t>, shiftRightSignedRow<std::int8_t>,
+         shiftRightUnsignedRow<std::uint16_t>, shiftRightSignedRow<std::int16_t>, shiftRight32Row},
+        {nullptr, squareRow<std::uint8_t>, squareRow<std::int8_t>, squareRow<std::uint16_t>,
+         squareRow<std::int16_t>, squareRow<std::int32_t>},
+        {nullptr, nullptr, absoluteRow<std::uint8_t, std::int8_t>, nullptr,
+         absoluteRow<std::uint16_t, std::int16_t>, absoluteRow<std::uint32_t, std::int32_t>},
+        BY_SIZE(constantRow, And),
+        BY_SIZE(constantRow, Or),
+        BY_SIZE(constantRow, Xor),
+    },
+    {gatherRow<std::uint8_t>, gatherRow<std::uint16_t>, gatherRow<std::uint32_t>},
+    {scatterRow<std::uint8_t>, scatterRow<std::uint16_t>, scatterRow<std::uint32_t>},
+    {bitBinaryRow<And>, bitBinaryRow<Or>, bitBinaryRow<Xor>, bitBinaryRow<AndNot>},
+    bitUnaryRow};
+
+} // namespace zylqx::ZYLQX_LEVEL

@@ -1,0 +1,88 @@
+// Loops over one row of samples, for arithmetic, logic and copying.
+#ifndef ZYLQX_ARITH_KERNELS_H
+#define ZYLQX_ARITH_KERNELS_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "core/levels.h"
+
+namespace zylqx {
+
+enum class Binary { Add, Subtract, Multiply, And, Or, Xor };
+constexpr int BINARY_COUNT = 6;
+
+// Operations with a constant. The two additions work on unsigned numbers, which
+// signed samples become when their top bit is flipped.
+enum class Unary {
+    AddConstant,      // ((s ^ before) + value, saturated) ^ after
+    SubtractConstant, // ((s ^ before) - value, saturated) ^ after
+    MultiplyExact,    // s * value, saturated; value at most the depth's maximum + 1
+    MultiplyModulo,   // s * value modulo 2^32, saturated; unsigned depths
+    ShiftLeft,        // value is the shift, below the depth's bits
+    ShiftRight,       // value is the shift, below 32
+    Square,           // saturated
+    Absolute,         // signed depths
+    And,
+    Or,
+    Xor
+};
+constexpr int UNARY_COUNT = 11;
+
+struct UnaryConstant {
+    std::uint32_t value = 0;
+    std::uint32_t before = 0;
+    std::uint32_t after = 0;
+};
+
+// Results of one bit: (s & mask) ^ flip, or of two.
+struct BitConstant {
+    std::uint64_t mask; // all ones or all zeros
+    std::uint64_t flip;
+};
+enum class BitBinary { And, Or, Xor, AndNot };
+constexpr int BIT_BINARY_COUNT = 4;
+
+// 1-bit samples from a byte and a bit of it on, bit 0 being the leftmost.
+struct ConstBits {
+    const std::uint8_t *data;
+    int bit;
+};
+struct Bits {
+    std::uint8_t *data;
+    int bit;
+};
+
+struct ArithKernels {
+    using BinaryRow = void (*)(const void *a, const void *b, void *d, std::ptrdiff_t n);
+    using UnaryRow = void (*)(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &c);
+    using GatherRow = void (*)(const void *s, std::ptrdiff_t step, void *d, std::ptrdiff_t n);
+    using ScatterRow = void (*)(const void *s, void *d, std::ptrdiff_t step, std::ptrdiff_t n);
+
+    // By operation and core/image.h's depthIndex(); null where there is none.
+    BinaryRow binary[BINARY_COUNT][6];
+    UnaryRow unary[UNARY_COUNT][6];
+
+    // Every step-th sample from or into a row, for samples of 1, 2 and 4 bytes.
+    GatherRow gather[3];
+    ScatterRow scatter[3];
+
+    // Rows of bits at any offset. Bits of d outside the row keep their values.
+    void (*bitBinary[BIT_BINARY_COUNT])(ConstBits a, ConstBits b, Bits d, std::ptrdiff_t n);
+    void (*bitUnary)(ConstBits s, Bits d, std::ptrdiff_t n, const BitConstant &c);
+};
+
+ZYLQX_DECLARE_KERNELS(ArithKernels, arithKernels)
+
+inline const ArithKernels &currentArithKernels() {
+    return ZYLQX_KERNELS(arithKernels);
+}
+
+// Index into gather and scatter.
+constexpr int sizeIndex(std::ptrdiff_t bytes) {
+    return bytes == 1 ? 0 : bytes == 2 ? 1 : 2;
+}
+
+} // namespace zylqx
+
+#endif

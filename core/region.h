@@ -1,0 +1,39 @@
+// Which rectangle and which channels of an image an operation processes.
+//
+// Several rules exist for cutting a region to its image, and they differ on
+// purpose:
+//
+//   ownRoiRect    Size cut at the right and bottom edges; may come out negative.
+//                 Arithmetic, logic and threshold on tiled images.
+//   kernelFrame   core/frame.h: as above in memory, but in bytes of a row, with
+//                 the stride that the header's fields give.
+//   logicFrame    core/frame.h: as ownRoiRect, and an image of one channel counts
+//                 as one with a channel of interest.
+#ifndef ZYLQX_CORE_REGION_H
+#define ZYLQX_CORE_REGION_H
+
+#include <cstdint>
+
+#include "zylqx.h"
+
+namespace zylqx {
+
+struct ZylRect {
+    std::int32_t begX, endX; // the ends are exclusive
+    std::int32_t begY, endY;
+    std::int32_t height, width;
+
+    bool empty() const { return begX >= endX || begY >= endY; }
+};
+
+// The region from its offset, with at most the columns and rows that the image
+// has from there on. A region outside the image has a size below 1.
+ZylRect ownRoiRect(const ZylImage &image);
+
+// Gives all rectangles the smallest height and width among them; each keeps its
+// own corner.
+void ownCommonSize(ZylRect *rects, int count);
+
+} // namespace zylqx
+
+#endif

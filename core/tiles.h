@@ -1,0 +1,99 @@
+// Tiles: the one place that calls tile callbacks, and the walk that cuts the
+// common rectangle of several images into pieces.
+//
+// A piece is a rectangle that lies in one tile (or in memory) of every image.
+// It is handed on as ordinary headers: pixels in memory, and a region for the
+// rectangle. So whatever processes images in memory processes pieces.
+#ifndef ZYLQX_CORE_TILES_H
+#define ZYLQX_CORE_TILES_H
+
+#include "core/call.h"
+#include "core/region.h"
+
+namespace zylqx {
+
+// Asks for a tile (mode ZYL_GET_TILE_TO_READ or ..._WRITE); true when its pixels
+// are there.
+bool requestTile(ZylImage &image, std::int32_t column, std::int32_t row, std::int32_t mode);
+
+// Gives a tile back; true when the callback has taken it.
+bool releaseTile(ZylImage &image, std::int32_t column, std::int32_t row);
+
+// A tile held for the length of a scope.
+class TileLease {
+  public:
+    TileLease(ZylImage &image, std::int32_t column, std::int32_t row, std::int32_t mode)
+        : image_(image), column_(column), row_(row),
+          pixels_(requestTile(image, column, row, mode) ? image.tileInfo->tileData : nullptr) {}
+    TileLease(const TileLease &) = delete;
+    TileLease &operator=(const TileLease &) = delete;
+    ~TileLease() { release(); }
+
+    explicit operator bool() const { return pixels_ != nullptr; }
+    unsigned char *pixels() const { return pixels_; }
+
+    // Gives the tile back before the scope ends; true when the callback took it.
+    bool release() {
+        if (pixels_ == nullptr) return true;
+        pixels_ = nullptr;
+        return releaseTile(image_, column_, row_);
+    }
+
+  private:
+    ZylImage &image_;
+    std::int32_t column_, row_;
+    unsigned char *pixels_;
+};
+
+// The header of one tile of a tiled image as an image in memory, without region.
+ZylImage tileHeader(const ZylImage &image, unsigned char *pixels);
+
+// An image of a walk, with the name that reports give it.
+struct Operand {
+    ZylImage *image;
+    const char *name;
+    std::int32_t mode; // ZYL_GET_TILE_TO_READ or ZYL_GET_TILE_TO_WRITE
+};
+
+// The texts of a tile that was not delivered or not taken back compare tileData
+// with a null pointer that is written in two ways.
+constexpr const char *NULL_POINTER_TEXT = "((void*)(0))";
+constexpr const char *NULL_POINTER_TEXT_SHIFT = "((void *)0)";
+
+// What a piece is handed to: called with one header for every operand.
+class PieceKernel {
+  public:
+    template <class F>
+    PieceKernel(F &kernel)
+        : kernel_(&kernel), call_([](void *self, const ZylImage *const *images) {
+              (*static_cast<F *>(self))(images);
+          }) {}
+    void operator()(const ZylImage *const *images) const { call_(kernel_, images); }
+
+  private:
+    void *kernel_;
+    void (*call_)(void *, const ZylImage *const *);
+};
+
+constexpr int MAX_OPERANDS = 3;
+
+// Walks the rectangle that the regions of all operands have in common, band of
+// rows by band of rows and from left to right, and calls the kernel for every
+// piece. With `dstTile`, the rectangle is cut to this tile of the last operand.
+// A piece's header has the channel of interest of its image.
+//
+// Reports, each of which ends the walk: a tile outside the last operand's
+// region, a tile not delivered, a tile not taken back. Tiles requested before
+// are then left to the application.
+void walkPieces(const Call &call, const Operand *operands, int count, const std::int32_t *dstTile,
+                PieceKernel kernel, const char *nullText = NULL_POINTER_TEXT);
+
+// Hands the application's own headers to the kernel when no operand is tiled,
+// walks the pieces otherwise.
+void processImages(const Call &call, const Operand *operands, int count,
+                   const std::int32_t *dstTile, PieceKernel kernel,
+                   const char *nullText = NULL_POINTER_TEXT);
+
+} // namespace zylqx
+
+#endif
