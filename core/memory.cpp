@@ -1,8 +1,12 @@
 #include "core/memory.h"
 
 #include <cstdint>
+#include <cstdlib>
 #include <limits>
-#include <new>
+
+#if defined(_WIN32)
+#include <malloc.h>
+#endif
 
 #include "zylqx.h"
 
@@ -11,7 +15,25 @@ namespace zylqx {
 namespace {
 
 // A cache line, and the widest vector that a kernel loads.
-constexpr std::align_val_t BLOCK_ALIGNMENT{64};
+constexpr std::size_t BLOCK_ALIGNMENT = 64;
+
+// The C heap, so that the library does not need the C++ runtime.
+#if defined(_WIN32)
+void *obtain(std::size_t bytes) {
+    return _aligned_malloc(bytes, BLOCK_ALIGNMENT);
+}
+void release(void *block) {
+    _aligned_free(block);
+}
+#else
+void *obtain(std::size_t bytes) {
+    void *block = nullptr;
+    return posix_memalign(&block, BLOCK_ALIGNMENT, bytes) == 0 ? block : nullptr;
+}
+void release(void *block) {
+    std::free(block);
+}
+#endif
 
 bool (*refuseAllocation)(std::size_t bytes) = nullptr;
 
@@ -28,11 +50,11 @@ T *allocateElements(std::int32_t n) {
 void *allocateBlock(std::size_t bytes) {
     if (bytes > std::numeric_limits<std::size_t>::max() / 2) return nullptr;
     if (refuseAllocation != nullptr && refuseAllocation(bytes)) return nullptr;
-    return ::operator new(bytes, BLOCK_ALIGNMENT, std::nothrow);
+    return obtain(bytes);
 }
 
 void freeBlock(void *block) {
-    ::operator delete(block, BLOCK_ALIGNMENT, std::nothrow);
+    release(block);
 }
 
 void refuseAllocations(bool (*refuse)(std::size_t bytes)) {

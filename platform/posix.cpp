@@ -1,6 +1,6 @@
 #include <cctype>
 #include <cerrno>
-#include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <termios.h>
+#include <time.h>
 #include <unistd.h>
 
 #include "platform/platform.h"
@@ -16,10 +17,16 @@ namespace zylqx::platform {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 // A question that nobody answers must not hold the program up for ever.
-constexpr std::chrono::seconds PATIENCE{60};
+constexpr std::int64_t PATIENCE = 60'000; // milliseconds
+
+// Milliseconds of a clock that only goes forward; of the C library, so that
+// the library does not need the C++ runtime.
+std::int64_t now() {
+    timespec time = {};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return std::int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1'000'000;
+}
 
 thread_local ZylContext context = FIRST_CONTEXT;
 
@@ -55,7 +62,7 @@ class Terminal {
 
     // The first letter of the next line, in lower case, 0 for a line without
     // one; -1 when there is no such line before `deadline`.
-    int readLetter(Clock::time_point deadline) const {
+    int readLetter(std::int64_t deadline) const {
         int letter = 0;
         for (;;) {
             char c = 0;
@@ -70,10 +77,9 @@ class Terminal {
     }
 
   private:
-    bool waitForInput(Clock::time_point deadline) const {
+    bool waitForInput(std::int64_t deadline) const {
         for (;;) {
-            const auto left =
-                std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+            const std::int64_t left = deadline - now();
             if (left <= 0) return false;
             pollfd request = {descriptor_, POLLIN, 0};
             const int ready = poll(&request, 1, static_cast<int>(left));
@@ -105,7 +111,7 @@ bool ask(const char *message, const char *caption, Question question) {
     terminal.write(caption);
     terminal.write("\n\n");
     terminal.write(message);
-    const Clock::time_point deadline = Clock::now() + PATIENCE;
+    const std::int64_t deadline = now() + PATIENCE;
     for (;;) {
         terminal.write(yesNo ? "\n[Y]es or [N]o? " : "\n[O]K or [C]ancel? ");
         const int letter = terminal.readLetter(deadline);
