@@ -240,6 +240,16 @@ void scatterRow(const void *s, void *d, std::ptrdiff_t step, std::ptrdiff_t n) {
     for (std::ptrdiff_t i = 0; i < n; ++i) out[i * step] = in[i];
 }
 
+template <class T>
+void fillRow(void *d, std::ptrdiff_t step, std::ptrdiff_t n, std::uint32_t value) {
+    T *out = static_cast<T *>(d);
+    if (step == 1) {
+        for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = T(value);
+        return;
+    }
+    for (std::ptrdiff_t i = 0; i < n; ++i) out[i * step] = T(value);
+}
+
 // --- rows of bits ---
 
 // `count` bits (1 to 8) from a bit on, at the left of the byte. Reads no byte
@@ -378,6 +388,7 @@ const ArithKernels arithKernels = {
     },
     {gatherRow<std::uint8_t>, gatherRow<std::uint16_t>, gatherRow<std::uint32_t>},
     {scatterRow<std::uint8_t>, scatterRow<std::uint16_t>, scatterRow<std::uint32_t>},
+    {fillRow<std::uint8_t>, fillRow<std::uint16_t>, fillRow<std::uint32_t>},
     {bitBinaryRow<And>, bitBinaryRow<Or>, bitBinaryRow<Xor>, bitBinaryRow<AndNot>},
     bitUnaryRow};
 

@@ -58,6 +58,7 @@ struct ArithKernels {
     using UnaryRow = void (*)(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &c);
     using GatherRow = void (*)(const void *s, std::ptrdiff_t step, void *d, std::ptrdiff_t n);
     using ScatterRow = void (*)(const void *s, void *d, std::ptrdiff_t step, std::ptrdiff_t n);
+    using FillRow = void (*)(void *d, std::ptrdiff_t step, std::ptrdiff_t n, std::uint32_t value);
 
     // By operation and core/image.h's depthIndex(); null where there is none.
     BinaryRow binary[BINARY_COUNT][6];
@@ -66,6 +67,9 @@ struct ArithKernels {
     // Every step-th sample from or into a row, for samples of 1, 2 and 4 bytes.
     GatherRow gather[3];
     ScatterRow scatter[3];
+
+    // The low bits of a value into every step-th sample of a row, by the same sizes.
+    FillRow fill[3];
 
     // Rows of bits at any offset. Bits of d outside the row keep their values.
     void (*bitBinary[BIT_BINARY_COUNT])(ConstBits a, ConstBits b, Bits d, std::ptrdiff_t n);
@@ -78,7 +82,7 @@ inline const ArithKernels &currentArithKernels() {
     return ZYLQX_KERNELS(arithKernels);
 }
 
-// Index into gather and scatter.
+// Index into gather, scatter and fill.
 constexpr int sizeIndex(std::ptrdiff_t bytes) {
     return bytes == 1 ? 0 : bytes == 2 ? 1 : 2;
 }

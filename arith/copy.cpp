@@ -1,0 +1,471 @@
+// Copy, set and exchange: operations that move samples without computing on
+// them. They cut regions and walk tiles by rules of their own.
+
+#include <algorithm>
+#include <cstring>
+
+#include "arith/pointwise.h"
+#include "core/image.h"
+#include "core/memory.h"
+
+using namespace zylqx;
+
+namespace {
+
+constexpr const char *FILE_NAME = "zylSCE";
+
+// --- geometry ---
+
+// A rectangle inside an image and its channel of interest, 0 for all channels.
+struct Area {
+    std::int32_t x, y;
+    std::int32_t width, height;
+    std::int32_t coi;
+
+    bool empty() const { return width <= 0 || height <= 0; }
+};
+
+// What is left of a region's columns or rows inside an image.
+void clip(std::int32_t &offset, std::int32_t &length, std::int32_t size) {
+    const std::int64_t end = std::min<std::int64_t>(std::int64_t{offset} + length, size);
+    offset = std::max(offset, 0);
+    length = static_cast<std::int32_t>(std::max<std::int64_t>(end - offset, 0));
+}
+
+Area regionOf(const ZylImage &image) {
+    if (image.roi == nullptr) return {0, 0, image.width, image.height, 0};
+    const ZylROI &roi = *image.roi;
+    Area area = {roi.xOffset, roi.yOffset, roi.width, roi.height, roi.coi};
+    clip(area.x, area.width, image.width);
+    clip(area.y, area.height, image.height);
+    return area;
+}
+
+void takeCommonSize(Area &a, Area &b) {
+    a.width = b.width = std::min(a.width, b.width);
+    a.height = b.height = std::min(a.height, b.height);
+}
+
+// Where the samples of an area lie, for an image in memory. The stride follows
+// from the header's other fields; widthStep is not read.
+struct Samples {
+    std::uint32_t depth;
+    unsigned char *data;
+    int bit;               // of the first byte, where 1-bit samples start
+    std::ptrdiff_t step;   // samples from one to the next
+    std::ptrdiff_t stride; // bytes; 0 when a row has more than 31 bits can count
+    std::ptrdiff_t planeStep;
+    std::ptrdiff_t count; // samples in a row
+    std::ptrdiff_t rows;
+    std::ptrdiff_t planes;
+
+    // Whether rows follow each other without a gap.
+    bool solid() const { return step == 1 && count * sampleBytes(depth) == stride; }
+};
+
+Samples samplesOf(const ZylImage &image, const Area &area) {
+    const std::ptrdiff_t bytes = sampleBytes(image.depth);
+    const std::ptrdiff_t channels = area.coi != 0 ? 1 : image.nChannels;
+    const std::ptrdiff_t channel = area.coi != 0 ? area.coi - 1 : 0;
+    Samples s = {};
+    s.depth = image.depth;
+    s.step = 1;
+    s.stride =
+        ownRowStride(image.dataOrder, image.depth, image.align, image.nChannels, image.width);
+    s.planeStep = image.height * s.stride;
+    s.count = area.width;
+    s.rows = area.height;
+    s.planes = 1;
+    s.data = image.imageData + area.y * s.stride;
+    if (image.depth == ZYL_DEPTH_1U) {
+        s.data += area.x / 8;
+        s.bit = area.x % 8;
+    } else if (isPlanar(image)) {
+        s.data += channel * s.planeStep + area.x * bytes;
+        s.planes = channels;
+    } else {
+        s.data += (std::ptrdiff_t{area.x} * image.nChannels + channel) * bytes;
+        s.step = area.coi != 0 ? image.nChannels : 1;
+        s.count *= channels;
+    }
+    return s;
+}
+
+// Calls row(a, b, n) for every two rows of n samples.
+template <class F>
+void forEachRowPair(const Samples &a, const Samples &b, F row) {
+    if (a.stride == 0 || b.stride == 0) return;
+    const bool oneRun = a.solid() && b.solid();
+    const std::ptrdiff_t rows = oneRun ? 1 : a.rows;
+    const std::ptrdiff_t count = oneRun ? a.count * a.rows : a.count;
+    for (std::ptrdiff_t plane = 0; plane < a.planes; ++plane) {
+        for (std::ptrdiff_t y = 0; y < rows; ++y) {
+            row(a.data + plane * a.planeStep + y * a.stride,
+                b.data + plane * b.planeStep + y * b.stride, count);
+        }
+    }
+}
+
+// --- moving samples ---
+
+// Samples on their way between rows of different steps or offsets; a multiple of
+// 64 that stays in the nearest cache.
+constexpr std::ptrdiff_t BLOCK = 1024;
+
+struct Block {
+    alignas(64) unsigned char samples[BLOCK * 4];
+};
+
+// Copies n samples from position x of a row into a block.
+void load(const Samples &s, const unsigned char *row, std::ptrdiff_t x, std::ptrdiff_t n,
+          Block &block) {
+    const ArithKernels &kernels = currentArithKernels();
+    const std::ptrdiff_t bytes = sampleBytes(s.depth);
+    if (s.depth == ZYL_DEPTH_1U) {
+        kernels.bitUnary({row + x / 8, s.bit}, {block.samples, 0}, n, BITS_KEPT);
+    } else if (s.step == 1) {
+        std::memcpy(block.samples, row + x * bytes, static_cast<std::size_t>(n * bytes));
+    } else {
+        kernels.gather[sizeIndex(bytes)](row + x * s.step * bytes, s.step, block.samples, n);
+    }
+}
+
+// Copies a block's n samples to position x of a row.
+void store(const Samples &d, unsigned char *row, std::ptrdiff_t x, std::ptrdiff_t n,
+           const Block &block) {
+    const ArithKernels &kernels = currentArithKernels();
+    const std::ptrdiff_t bytes = sampleBytes(d.depth);
+    if (d.depth == ZYL_DEPTH_1U) {
+        kernels.bitUnary({block.samples, 0}, {row + x / 8, d.bit}, n, BITS_KEPT);
+    } else if (d.step == 1) {
+        std::memcpy(row + x * bytes, block.samples, static_cast<std::size_t>(n * bytes));
+    } else {
+        kernels.scatter[sizeIndex(bytes)](block.samples, row + x * d.step * bytes, d.step, n);
+    }
+}
+
+void copyRow(const Samples &s, const unsigned char *from, const Samples &d, unsigned char *to,
+             std::ptrdiff_t n) {
+    const ArithKernels &kernels = currentArithKernels();
+    const std::ptrdiff_t bytes = sampleBytes(s.depth);
+    if (s.depth == ZYL_DEPTH_1U) {
+        kernels.bitUnary({from, s.bit}, {to, d.bit}, n, BITS_KEPT);
+        return;
+    }
+    if (s.step == 1 && d.step == 1) {
+        std::memmove(to, from, static_cast<std::size_t>(n * bytes));
+        return;
+    }
+    if (d.step == 1) {
+        kernels.gather[sizeIndex(bytes)](from, s.step, to, n);
+        return;
+    }
+    Block block;
+    for (std::ptrdiff_t x = 0; x < n; x += BLOCK) {
+        const std::ptrdiff_t part = std::min(BLOCK, n - x);
+        load(s, from, x, part, block);
+        store(d, to, x, part, block);
+    }
+}
+
+// Both images in memory, both areas of the same size.
+void copyPixels(const ZylImage &src, const Area &srcArea, const ZylImage &dst,
+                const Area &dstArea) {
+    const Samples s = samplesOf(src, srcArea);
+    const Samples d = samplesOf(dst, dstArea);
+    forEachRowPair(s, d, [&](const unsigned char *from, unsigned char *to, std::ptrdiff_t n) {
+        copyRow(s, from, d, to, n);
+    });
+}
+
+void exchangePixels(const ZylImage &imageA, const Area &areaA, const ZylImage &imageB,
+                    const Area &areaB) {
+    const Samples a = samplesOf(imageA, areaA);
+    const Samples b = samplesOf(imageB, areaB);
+    Block blockA, blockB;
+    forEachRowPair(a, b, [&](unsigned char *rowA, unsigned char *rowB, std::ptrdiff_t n) {
+        for (std::ptrdiff_t x = 0; x < n; x += BLOCK) {
+            const std::ptrdiff_t part = std::min(BLOCK, n - x);
+            load(a, rowA, x, part, blockA);
+            load(b, rowB, x, part, blockB);
+            store(b, rowB, x, part, blockA);
+            store(a, rowA, x, part, blockB);
+        }
+    });
+}
+
+// A constant in the range of the image's depth.
+std::int32_t clampToDepth(std::int32_t value, std::uint32_t depth) {
+    if (depth == ZYL_DEPTH_32S) return value;
+    const int bits = depthBits(depth);
+    if ((depth & ZYL_DEPTH_SIGN) != 0) {
+        return std::clamp(value, -(1 << (bits - 1)), (1 << (bits - 1)) - 1);
+    }
+    return std::clamp(value, 0, (1 << bits) - 1);
+}
+
+void setPixels(const ZylImage &image, const Area &area, std::int32_t value) {
+    const Samples d = samplesOf(image, area);
+    const ArithKernels &kernels = currentArithKernels();
+    const int size = sizeIndex(sampleBytes(image.depth));
+    const auto bits = static_cast<std::uint32_t>(value);
+    forEachRowPair(d, d, [&](unsigned char *row, unsigned char *, std::ptrdiff_t n) {
+        if (d.depth == ZYL_DEPTH_1U) {
+            kernels.bitUnary({row, d.bit}, {row, d.bit}, n, value != 0 ? BITS_SET : BITS_CLEARED);
+        } else {
+            kernels.fill[size](row, d.step, n, bits);
+        }
+    });
+}
+
+// --- tiles ---
+
+// What of an area lies in one tile.
+struct TilePart {
+    std::int32_t column, row;
+    Area inTile;         // in the tile's own coordinates
+    std::int32_t dx, dy; // from the area's corner
+
+    // The matching part of another image's area.
+    Area of(const Area &area) const {
+        return {area.x + dx, area.y + dy, inTile.width, inTile.height, area.coi};
+    }
+};
+
+// The part of an interval that lies in one tile.
+struct Interval {
+    std::int32_t begin, length;
+};
+
+Interval cut(std::int32_t begin, std::int32_t length, std::int32_t tile, std::int32_t size) {
+    const std::int64_t tileBegin = std::int64_t{tile} * size;
+    const std::int64_t from = std::max<std::int64_t>(begin, tileBegin);
+    const std::int64_t to = std::min(std::int64_t{begin} + length, tileBegin + size);
+    return {static_cast<std::int32_t>(from), static_cast<std::int32_t>(to - from)};
+}
+
+// The first and last tile of an interval, or one of them alone; false when that
+// one is none of them.
+struct TileRange {
+    std::int32_t first, last;
+
+    TileRange(std::int32_t begin, std::int32_t length, std::int32_t size)
+        : first(begin / size), last((begin + length - 1) / size) {}
+
+    bool narrow(std::int32_t tile) {
+        if (tile < first || tile > last) return false;
+        first = last = tile;
+        return true;
+    }
+};
+
+// Calls visit(part) for the tiles of a tiled image's area, row by row, until it
+// returns false; for one of these tiles alone if `only` names it, for none if it
+// names another. False when a visit ended the walk.
+template <class F>
+bool forEachTile(const ZylImage &image, const Area &area, const std::int32_t *only, F visit) {
+    const std::int32_t width = image.tileInfo->width;
+    const std::int32_t height = image.tileInfo->height;
+    TileRange columns(area.x, area.width, width);
+    TileRange rows(area.y, area.height, height);
+    if (only != nullptr && !(columns.narrow(only[0]) && rows.narrow(only[1]))) return true;
+
+    for (std::int32_t row = rows.first; row <= rows.last; ++row) {
+        const Interval y = cut(area.y, area.height, row, height);
+        for (std::int32_t column = columns.first; column <= columns.last; ++column) {
+            const Interval x = cut(area.x, area.width, column, width);
+            const Area inTile = {x.begin - column * width, y.begin - row * height, x.length,
+                                 y.length, area.coi};
+            if (!visit(TilePart{column, row, inTile, x.begin - area.x, y.begin - area.y})) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+// Calls process(header) with one tile as an image in memory; false, with a
+// report, when the tile is not delivered.
+template <class F>
+bool withTile(const Call &call, ZylImage &image, const TilePart &part, std::int32_t mode,
+              F process) {
+    const TileLease tile(image, part.column, part.row, mode);
+    if (!tile) {
+        call.report(ZYL_StsError, mode == ZYL_GET_TILE_TO_READ ? "Error get tile to read"
+                                                               : "Error get tile to write");
+        return false;
+    }
+    process(tileHeader(image, tile.pixels()));
+    return true;
+}
+
+// Between two images of the family the thread's status decides at every step.
+bool statusIsGood() {
+    return zylGetErrStatus() >= 0;
+}
+
+// Memory for the channels that an area of `image` has, in an image of `width` x
+// `height`.
+class Buffer {
+  public:
+    Buffer(const ZylImage &image, std::int32_t width, std::int32_t height) : header_(image) {
+        header_.tileInfo = nullptr;
+        header_.roi = nullptr;
+        header_.nChannels = effectiveChannels(image);
+        header_.width = width;
+        header_.height = height;
+        header_.widthStep =
+            ownRowStride(header_.dataOrder, header_.depth, header_.align, header_.nChannels, width);
+        header_.imageSize = ownImageSize(header_, header_.widthStep);
+        if (header_.imageSize == 0) return;
+        memory_ = Scratch<unsigned char>(static_cast<std::size_t>(header_.imageSize));
+        header_.imageData = memory_.data();
+    }
+
+    explicit operator bool() const { return static_cast<bool>(memory_); }
+    ZylImage &header() { return header_; }
+    Area area() const { return {0, 0, header_.width, header_.height, 0}; }
+
+  private:
+    ZylImage header_;
+    Scratch<unsigned char> memory_;
+};
+
+// Both areas have the same size, which is not empty. A tiled source's tiles are
+// requested with `readMode`. False when something ended the walk early.
+bool copyAreas(const Call &call, ZylImage &src, const Area &srcArea, ZylImage &dst,
+               const Area &dstArea, const std::int32_t *dstTile,
+               std::int32_t readMode = ZYL_GET_TILE_TO_READ) {
+    if (!isTiled(src) && !isTiled(dst)) {
+        copyPixels(src, srcArea, dst, dstArea);
+        return true;
+    }
+    if (!isTiled(dst)) {
+        return forEachTile(src, srcArea, nullptr, [&](const TilePart &part) {
+            return withTile(call, src, part, readMode, [&](const ZylImage &tile) {
+                if (statusIsGood()) copyPixels(tile, part.inTile, dst, part.of(dstArea));
+            });
+        });
+    }
+    if (!isTiled(src)) {
+        return forEachTile(dst, dstArea, dstTile, [&](const TilePart &part) {
+            return withTile(call, dst, part, ZYL_GET_TILE_TO_WRITE, [&](const ZylImage &tile) {
+                if (statusIsGood()) copyPixels(src, part.of(srcArea), tile, part.inTile);
+            });
+        });
+    }
+    // No two tiles are held at a time: both images may share their tiles.
+    return forEachTile(dst, dstArea, dstTile, [&](const TilePart &part) {
+        Buffer buffer(src, part.inTile.width, part.inTile.height);
+        return buffer &&
+               copyAreas(call, src, part.of(srcArea), buffer.header(), buffer.area(), nullptr,
+                         readMode) &&
+               statusIsGood() &&
+               copyAreas(call, buffer.header(), buffer.area(), dst, part.of(dstArea), nullptr);
+    });
+}
+
+void exchangeAreas(const Call &call, ZylImage &imageA, const Area &areaA, ZylImage &imageB,
+                   const Area &areaB, const std::int32_t *tileB) {
+    if (!isTiled(imageA) && !isTiled(imageB)) {
+        exchangePixels(imageA, areaA, imageB, areaB);
+        return;
+    }
+    if (!isTiled(imageB)) {
+        forEachTile(imageA, areaA, nullptr, [&](const TilePart &part) {
+            return withTile(call, imageA, part, ZYL_GET_TILE_TO_WRITE, [&](const ZylImage &tile) {
+                if (statusIsGood()) exchangePixels(tile, part.inTile, imageB, part.of(areaB));
+            });
+        });
+        return;
+    }
+    if (!isTiled(imageA)) {
+        forEachTile(imageB, areaB, tileB, [&](const TilePart &part) {
+            return withTile(call, imageB, part, ZYL_GET_TILE_TO_WRITE, [&](const ZylImage &tile) {
+                if (statusIsGood()) exchangePixels(imageA, part.of(areaA), tile, part.inTile);
+            });
+        });
+        return;
+    }
+    // The first image's samples wait in a buffer, which is exchanged with the
+    // second image's tile and copied back. Both images are written, so all tiles
+    // are requested for writing.
+    const Call copyCall("zylCopy", FILE_NAME);
+    forEachTile(imageB, areaB, tileB, [&](const TilePart &part) {
+        Buffer buffer(imageA, part.inTile.width, part.inTile.height);
+        if (!buffer) return false;
+        ZylImage &held = buffer.header();
+        const Area partOfA = part.of(areaA);
+        if (!copyAreas(call, imageA, partOfA, held, buffer.area(), nullptr,
+                       ZYL_GET_TILE_TO_WRITE) ||
+            !statusIsGood()) {
+            return false;
+        }
+        bool exchanged = false;
+        withTile(call, imageB, part, ZYL_GET_TILE_TO_WRITE, [&](const ZylImage &tile) {
+            if (!statusIsGood()) return;
+            exchangePixels(held, buffer.area(), tile, part.inTile);
+            exchanged = true;
+        });
+        return exchanged && copyAreas(copyCall, held, buffer.area(), imageA, partOfA, nullptr);
+    });
+}
+
+// --- checks ---
+
+// Every comparison is reported. A status that an earlier call has left negative
+// ends the call as well.
+bool badPair(const Call &call, const ZylImage *srcImage, const ZylImage *dstImage) {
+    if (call.badHeader(srcImage) || call.badHeader(dstImage)) return true;
+    const bool depth = call.fails(srcImage->depth != dstImage->depth, //
+                                  "srcImage->depth != dstImage->depth");
+    const bool order = call.fails(srcImage->dataOrder != dstImage->dataOrder,
+                                  "srcImage->dataOrder != dstImage->dataOrder");
+    const bool origin =
+        call.fails(srcImage->origin != dstImage->origin, "srcImage->origin != dstImage->origin");
+    return depth || order || origin || !statusIsGood();
+}
+
+// The regions of two images, cut to a common size; false when there is nothing
+// to do.
+bool matchAreas(const ZylImage &imageA, Area &areaA, const ZylImage &imageB, Area &areaB) {
+    if (effectiveChannels(imageA) != effectiveChannels(imageB)) return false;
+    areaA = regionOf(imageA);
+    areaB = regionOf(imageB);
+    takeCommonSize(areaA, areaB);
+    return !areaA.empty();
+}
+
+} // namespace
+
+void zylCopy(ZylImage *srcImage, ZylImage *dstImage, const std::int32_t *dstTile) {
+    const Call call("zylCopy", FILE_NAME);
+    if (badPair(call, srcImage, dstImage)) return;
+    Area srcArea, dstArea;
+    if (!matchAreas(*srcImage, srcArea, *dstImage, dstArea)) return;
+    copyAreas(call, *srcImage, srcArea, *dstImage, dstArea, dstTile);
+}
+
+void zylSet(ZylImage *image, std::int32_t fillValue, const std::int32_t *tile) {
+    const Call call("zylSet", FILE_NAME);
+    if (call.badHeader(image)) return;
+    const Area area = regionOf(*image);
+    if (area.empty()) return;
+    const std::int32_t value = clampToDepth(fillValue, image->depth);
+    if (!isTiled(*image)) {
+        setPixels(*image, area, value);
+        return;
+    }
+    forEachTile(*image, area, tile, [&](const TilePart &part) {
+        return withTile(call, *image, part, ZYL_GET_TILE_TO_WRITE,
+                        [&](const ZylImage &header) { setPixels(header, part.inTile, value); });
+    });
+}
+
+void zylExchange(ZylImage *imageA, ZylImage *imageB, const std::int32_t *tile) {
+    const Call call("zylExchange", FILE_NAME);
+    if (badPair(call, imageA, imageB)) return;
+    Area areaA, areaB;
+    if (!matchAreas(*imageA, areaA, *imageB, areaB)) return;
+    exchangeAreas(call, *imageA, areaA, *imageB, areaB, tile);
+}
