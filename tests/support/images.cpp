@@ -135,9 +135,9 @@ TestImage &TestImage::randomise(unsigned seed) {
     std::uniform_int_distribution<std::int64_t> any(low, high);
     std::uniform_int_distribution<int> kind(0, 7);
     std::uniform_int_distribution<std::int64_t> little(0, 3);
-    for (std::size_t i = GUARD; i < store_.size() - GUARD; ++i) {
-        store_[i] = static_cast<unsigned char>(random());
-    }
+    std::mt19937 noise(seed + 1); // of its own, as the layout decides how much there is
+    std::generate(store_.begin() + GUARD, store_.end() - GUARD,
+                  [&] { return static_cast<unsigned char>(noise()); });
     for (int c = 1; c <= shape_.channels; ++c) {
         for (int y = 0; y < shape_.height; ++y) {
             for (int x = 0; x < shape_.width; ++x) {

@@ -1,0 +1,438 @@
+#include "tests/support/laws.h"
+
+#include <algorithm>
+#include <memory>
+
+#include "core/image.h"
+#include "core/levels.h"
+
+namespace support {
+
+namespace {
+
+using Images = std::vector<std::unique_ptr<TestImage>>;
+
+// A region of an image, as TestImage::region() takes it.
+struct Region {
+    int coi, x, y, width, height;
+};
+
+Images makeImages(const Operation &operation, const Shape &shape, unsigned seed) {
+    Images images;
+    for (int i = 0; i < operation.sources; ++i) {
+        images.push_back(std::make_unique<TestImage>(shape));
+        images.back()->randomise(seed + static_cast<unsigned>(i));
+    }
+    images.push_back(std::make_unique<TestImage>(operation.result(shape)));
+    images.back()->randomise(seed + 100);
+    return images;
+}
+
+Images copyImages(const Images &images) {
+    Images copies;
+    for (const auto &image : images) copies.push_back(std::make_unique<TestImage>(*image));
+    return copies;
+}
+
+void run(const Operation &operation, Images &images, const std::int32_t *tile = nullptr) {
+    std::vector<ZylImage *> headers;
+    for (auto &image : images) headers.push_back(image->header());
+    operation.run(headers.data(), tile);
+}
+
+void setRegions(Images &images, const Region &source, const Region &destination) {
+    for (std::size_t i = 0; i < images.size(); ++i) {
+        const Region &region = i + 1 < images.size() ? source : destination;
+        images[i]->region(region.coi, region.x, region.y, region.width, region.height);
+    }
+}
+
+// Regions past the edge, at odd offsets, and with a channel of interest.
+std::vector<std::pair<Region, Region>> regionsFor(const Operation &operation, const Shape &shape) {
+    const int w = shape.width;
+    const int h = shape.height;
+    std::vector<std::pair<Region, Region>> regions = {
+        {{0, 3, 2, w - 5, h - 4}, {0, 1, 5, w - 3, h - 3}},
+        {{0, w / 2, h / 3, w, h}, {0, 0, 0, w, h}},
+    };
+    const Shape result = operation.result(shape);
+    if (shape.channels > 1 && result.channels > 1) {
+        regions.push_back({{2, 5, 1, w - 7, h - 3}, {result.channels, 2, 2, w, h}});
+    }
+    return regions;
+}
+
+struct Tiling {
+    int width, height;
+};
+constexpr Tiling TILINGS[] = {{8, 8}, {16, 8}, {8, 24}};
+
+// Bit i of `which` makes image i tiled.
+void tileImages(Images &images, unsigned which) {
+    for (std::size_t i = 0; i < images.size(); ++i) {
+        if ((which >> i & 1) == 0) continue;
+        const Tiling &tiling = TILINGS[i % std::size(TILINGS)];
+        images[i]->tiles(tiling.width, tiling.height);
+    }
+}
+
+std::string describe(const Operation &operation, const Shape &shape, const std::string &what) {
+    return operation.name + ", " + support::describe(shape) + ", " + what;
+}
+
+void expectSound(const Images &images) {
+    for (const auto &image : images) {
+        EXPECT_TRUE(image->guardsIntact());
+        EXPECT_EQ(image->breaches(), "");
+    }
+}
+
+// Every shape of the operation in every data order that it allows.
+std::vector<Shape> allShapes(const Operation &operation) {
+    std::vector<Shape> shapes;
+    for (Shape shape : operation.shapes) {
+        for (int order : {ZYL_DATA_ORDER_PIXEL, ZYL_DATA_ORDER_PLANE}) {
+            if (order == ZYL_DATA_ORDER_PLANE && !operation.planesAlike) continue;
+            shape.order = order;
+            shapes.push_back(shape);
+        }
+    }
+    return shapes;
+}
+
+std::vector<zylqx::Level> levels() {
+    std::vector<zylqx::Level> result;
+    for (auto level : {zylqx::Level::Baseline, zylqx::Level::Avx2, zylqx::Level::Avx512}) {
+        if (level <= zylqx::bestLevel()) result.push_back(level);
+    }
+    return result;
+}
+
+} // namespace
+
+std::vector<Shape> usualShapes(const std::vector<std::uint32_t> &depths) {
+    std::vector<Shape> shapes;
+    for (std::uint32_t depth : depths) {
+        shapes.push_back({.depth = depth, .width = 37, .height = 29});
+        shapes.push_back({.depth = depth, .width = 1, .height = 1});
+        if (depth == ZYL_DEPTH_1U) continue;
+        shapes.push_back({.depth = depth,
+                          .channels = 3,
+                          .width = 31,
+                          .height = 23,
+                          .model = "RGB ",
+                          .sequence = "RGB "});
+    }
+    return shapes;
+}
+
+void PrintTo(const Operation &operation, std::ostream *out) {
+    *out << operation.name;
+}
+
+std::string operationName(const testing::TestParamInfo<Operation> &info) {
+    return info.param.name;
+}
+
+// A program may use the images without the laws.
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(Laws);
+
+TEST_P(Laws, TilingNeverChangesAResult) {
+    const Operation &operation = GetParam();
+    if (!operation.tilesSupported) GTEST_SKIP();
+    const Reports reports;
+    unsigned seed = 1;
+    for (const Shape &shape : allShapes(operation)) {
+        auto regions = regionsFor(operation, shape);
+        if (!operation.regions || shape.width == 1) regions.clear();
+        for (std::size_t r = 0; r <= regions.size(); ++r) {
+            Images memory = makeImages(operation, shape, ++seed);
+            if (r > 0) setRegions(memory, regions[r - 1].first, regions[r - 1].second);
+            const Images original = copyImages(memory);
+            run(operation, memory);
+            for (unsigned which = 1; which < 1u << original.size(); ++which) {
+                SCOPED_TRACE(describe(operation, shape,
+                                      "seed " + std::to_string(seed) + ", region " +
+                                          std::to_string(r) + ", tiled " + std::to_string(which)));
+                Images tiled = copyImages(original);
+                tileImages(tiled, which);
+                run(operation, tiled);
+                EXPECT_EQ(difference(*memory.back(), *tiled.back()), "");
+                for (const auto &image : tiled) EXPECT_EQ(image->tilesHeld(), 0);
+                expectSound(tiled);
+                if (HasFailure()) return;
+            }
+        }
+    }
+    EXPECT_TRUE(reports.all().empty()) << reports.texts().front();
+}
+
+TEST_P(Laws, EveryLevelGivesTheSameBits) {
+    const Operation &operation = GetParam();
+    const Reports reports;
+    unsigned seed = 1000;
+    for (const Shape &shape : allShapes(operation)) {
+        auto regions = regionsFor(operation, shape);
+        if (!operation.regions || shape.width == 1) regions.clear();
+        for (std::size_t r = 0; r <= regions.size(); ++r) {
+            Images original = makeImages(operation, shape, ++seed);
+            if (r > 0) setRegions(original, regions[r - 1].first, regions[r - 1].second);
+            Images expected = copyImages(original);
+            zylqx::useLevel(zylqx::Level::Baseline);
+            run(operation, expected);
+            for (auto level : levels()) {
+                SCOPED_TRACE(describe(operation, shape, "seed " + std::to_string(seed)));
+                Images images = copyImages(original);
+                zylqx::useLevel(level);
+                run(operation, images);
+                EXPECT_EQ(expected.back()->bytes(), images.back()->bytes())
+                    << difference(*expected.back(), *images.back());
+            }
+            zylqx::useLevel(zylqx::bestLevel());
+            if (HasFailure()) return;
+        }
+    }
+}
+
+TEST_P(Laws, NothingOutsideTheRegionChanges) {
+    const Operation &operation = GetParam();
+    if (!operation.regions) GTEST_SKIP();
+    const Reports reports;
+    unsigned seed = 2000;
+    for (const Shape &shape : allShapes(operation)) {
+        if (shape.width == 1) continue;
+        for (const auto &[source, destination] : regionsFor(operation, shape)) {
+            SCOPED_TRACE(describe(operation, shape, "seed " + std::to_string(++seed)));
+            Images images = makeImages(operation, shape, seed);
+            setRegions(images, source, destination);
+            const Images before = copyImages(images);
+            run(operation, images);
+            int changed = 0;
+            const Shape &result = images.back()->shape();
+            for (int c = 1; c <= result.channels; ++c) {
+                for (int y = 0; y < result.height; ++y) {
+                    for (int x = 0; x < result.width; ++x) {
+                        if (before.back()->at(x, y, c) == images.back()->at(x, y, c)) continue;
+                        ++changed;
+                        const Region &region = destination;
+                        const bool inside = x >= region.x && x < region.x + region.width &&
+                                            y >= region.y && y < region.y + region.height &&
+                                            (region.coi == 0 || region.coi == c);
+                        ASSERT_TRUE(inside) << "(" << x << ", " << y << ") channel " << c;
+                    }
+                }
+            }
+            EXPECT_GT(changed, 0);
+            for (std::size_t i = 0; i + 1 < images.size(); ++i) {
+                EXPECT_EQ(images[i]->bytes(), before[i]->bytes()) << "a source was written";
+            }
+            expectSound(images);
+        }
+    }
+}
+
+// The samples of a region as an image of their own.
+std::unique_ptr<TestImage> cropped(const TestImage &image, const Region &region, int width,
+                                   int height) {
+    Shape shape = image.shape();
+    shape.width = width;
+    shape.height = height;
+    auto result = std::make_unique<TestImage>(shape);
+    for (int c = 1; c <= shape.channels; ++c) {
+        for (int y = 0; y < height; ++y) {
+            for (int x = 0; x < width; ++x) {
+                result->set(x, y, c, image.at(region.x + x, region.y + y, c));
+            }
+        }
+    }
+    return result;
+}
+
+TEST_P(Laws, ARegionGivesWhatACroppedImageGives) {
+    const Operation &operation = GetParam();
+    if (!operation.regions || !operation.pointwise) GTEST_SKIP();
+    const Reports reports;
+    unsigned seed = 3000;
+    for (const Shape &shape : allShapes(operation)) {
+        if (shape.width == 1) continue;
+        const auto [source, destination] = regionsFor(operation, shape).front();
+        const int width = std::min(
+            {source.width, destination.width, shape.width - source.x, shape.width - destination.x});
+        const int height = std::min({source.height, destination.height, shape.height - source.y,
+                                     shape.height - destination.y});
+        SCOPED_TRACE(describe(operation, shape, "seed " + std::to_string(++seed)));
+        Images images = makeImages(operation, shape, seed);
+        Images crops;
+        for (std::size_t i = 0; i < images.size(); ++i) {
+            const Region &region = i + 1 < images.size() ? source : destination;
+            crops.push_back(cropped(*images[i], region, width, height));
+        }
+        setRegions(images, source, destination);
+        run(operation, images);
+        run(operation, crops);
+        EXPECT_EQ(difference(*crops.back(), *cropped(*images.back(), destination, width, height)),
+                  "");
+    }
+}
+
+TEST_P(Laws, PlanesGiveWhatPixelsGive) {
+    const Operation &operation = GetParam();
+    if (!operation.planesAlike) GTEST_SKIP();
+    const Reports reports;
+    unsigned seed = 4000;
+    for (Shape shape : operation.shapes) {
+        SCOPED_TRACE(describe(operation, shape, "seed " + std::to_string(++seed)));
+        shape.order = ZYL_DATA_ORDER_PIXEL;
+        Images pixels = makeImages(operation, shape, seed);
+        shape.order = ZYL_DATA_ORDER_PLANE;
+        Images planes = makeImages(operation, shape, seed);
+        run(operation, pixels);
+        run(operation, planes);
+        EXPECT_EQ(difference(*pixels.back(), *planes.back()), "");
+    }
+}
+
+TEST_P(Laws, InPlaceGivesWhatAThirdImageGives) {
+    const Operation &operation = GetParam();
+    if (!operation.inPlace) GTEST_SKIP();
+    const Reports reports;
+    unsigned seed = 5000;
+    for (const Shape &shape : allShapes(operation)) {
+        for (const bool tiled : {false, true}) {
+            if (tiled && !operation.tilesSupported) continue;
+            SCOPED_TRACE(describe(operation, shape, "seed " + std::to_string(++seed)));
+            Images images = makeImages(operation, shape, seed);
+            Images same = copyImages(images);
+            if (tiled) same.front()->tiles(16, 8);
+            run(operation, images);
+            std::vector<ZylImage *> headers;
+            for (auto &image : same) headers.push_back(image->header());
+            headers.back() = headers.front();
+            operation.run(headers.data(), nullptr);
+            EXPECT_EQ(difference(*images.back(), *same.front()), "");
+            EXPECT_EQ(same.front()->tilesHeld(), 0);
+            expectSound(same);
+        }
+    }
+}
+
+TEST_P(Laws, OneTileIsThatPartOfTheWhole) {
+    const Operation &operation = GetParam();
+    if (!operation.tileArgument || !operation.tilesSupported) GTEST_SKIP();
+    const Reports reports;
+    unsigned seed = 6000;
+    for (const Shape &shape : allShapes(operation)) {
+        if (shape.width == 1) continue;
+        const std::int32_t tile[] = {1, 2};
+        for (const bool tiledSource : {false, true}) {
+            SCOPED_TRACE(describe(operation, shape, "seed " + std::to_string(++seed)));
+            Images whole = makeImages(operation, shape, seed);
+            Images part = copyImages(whole);
+            const Images before = copyImages(whole);
+            if (tiledSource) part.front()->tiles(24, 16);
+            part.back()->tiles(16, 8);
+            run(operation, whole);
+            run(operation, part, tile);
+            for (int c = 1; c <= part.back()->shape().channels; ++c) {
+                for (int y = 0; y < shape.height; ++y) {
+                    for (int x = 0; x < shape.width; ++x) {
+                        const bool inside = x / 16 == tile[0] && y / 8 == tile[1];
+                        ASSERT_EQ(part.back()->at(x, y, c),
+                                  (inside ? whole : before).back()->at(x, y, c))
+                            << "(" << x << ", " << y << ")";
+                    }
+                }
+            }
+            for (const TileCall &call : part.back()->tileCalls()) {
+                EXPECT_TRUE(call.column == tile[0] && call.row == tile[1]);
+            }
+            EXPECT_EQ(part.back()->tilesHeld(), 0);
+            expectSound(part);
+        }
+    }
+}
+
+TEST_P(Laws, ABadHeaderIsReportedAndNothingIsWritten) {
+    const Operation &operation = GetParam();
+    Reports reports;
+    Shape shape = operation.shapes.front();
+    const struct {
+        int mask;
+        std::function<void(ZylImage &)> spoil;
+    } faults[] = {
+        {ZYL_FAULT_DATA, [](ZylImage &image) { image.imageData = nullptr; }},
+        {ZYL_FAULT_SIZE, [](ZylImage &image) { image.height = 0; }},
+        {ZYL_FAULT_WIDTH_STEP, [](ZylImage &image) { image.widthStep = 0; }},
+        {ZYL_FAULT_DEPTH, [](ZylImage &image) { image.depth = 32; }},
+        {ZYL_FAULT_ALPHA, [](ZylImage &image) { image.alphaChannel = image.nChannels + 1; }},
+        {ZYL_FAULT_DATA_ORDER, [](ZylImage &image) { image.dataOrder = 2; }},
+        {ZYL_FAULT_ORIGIN | ZYL_FAULT_ALIGN,
+         [](ZylImage &image) {
+             image.origin = -1;
+             image.align = 2;
+         }},
+        {ZYL_FAULT_COI, [](ZylImage &image) { image.roi->coi = image.nChannels + 1; }},
+        {ZYL_FAULT_ROI_SIZE, [](ZylImage &image) { image.roi->width = 0; }},
+        {ZYL_FAULT_ROI_OFFSET, [](ZylImage &image) { image.roi->xOffset = -1; }},
+    };
+    for (const auto &fault : faults) {
+        for (std::size_t bad = 0; bad <= static_cast<std::size_t>(operation.sources); ++bad) {
+            SCOPED_TRACE(describe(operation, shape,
+                                  "fault " + std::to_string(fault.mask) + " of image " +
+                                      std::to_string(bad)));
+            Images images = makeImages(operation, shape, 7000);
+            images[bad]->region(0, 0, 0, shape.width, shape.height);
+            const auto before = images.back()->bytes();
+            fault.spoil(*images[bad]->header());
+            reports.clear();
+            run(operation, images);
+            EXPECT_EQ(images.back()->bytes(), before);
+            ASSERT_FALSE(reports.all().empty());
+            EXPECT_EQ(zylGetErrStatus(), ZYL_StsBadArg);
+            EXPECT_EQ(reports.all().front().function, operation.reportedName);
+            if (!operation.headersReported) continue;
+            const char *message = zylqx::ownHeaderMessage(fault.mask);
+            EXPECT_EQ(reports.all().front().text, message);
+            zylqx::freeHeaderMessage(message);
+        }
+    }
+}
+
+TEST_P(Laws, AFailureInTheMiddleLeavesNothingHalfOwned) {
+    const Operation &operation = GetParam();
+    Reports reports;
+    const Shape shape = operation.shapes.front();
+    for (int n = 1; n < 200; ++n) {
+        SCOPED_TRACE(describe(operation, shape, "allocation " + std::to_string(n) + " fails"));
+        Images images = makeImages(operation, shape, 8000);
+        if (operation.tilesSupported) tileImages(images, ~0u);
+        bool struck = false;
+        {
+            const AllocationFault fault(n);
+            run(operation, images);
+            struck = AllocationFault::struck();
+        }
+        for (const auto &image : images) EXPECT_EQ(image->tilesHeld(), 0);
+        expectSound(images);
+        if (!struck) break;
+    }
+    if (!operation.tilesSupported) return;
+    for (std::size_t bad = 0; bad <= static_cast<std::size_t>(operation.sources); ++bad) {
+        for (int n = 1; n < 20; ++n) {
+            SCOPED_TRACE(describe(operation, shape,
+                                  "request " + std::to_string(n) + " of image " +
+                                      std::to_string(bad) + " fails"));
+            Images images = makeImages(operation, shape, 8100);
+            tileImages(images, ~0u);
+            images[bad]->failTileRequest(n);
+            reports.clear();
+            run(operation, images);
+            if (!operation.abandonsTiles) {
+                for (const auto &image : images) EXPECT_EQ(image->tilesHeld(), 0);
+            }
+            expectSound(images);
+        }
+    }
+}
+
+} // namespace support
