@@ -16,36 +16,6 @@ constexpr const char *FILE_NAME = "zylSCE";
 
 // --- geometry ---
 
-// A rectangle inside an image and its channel of interest, 0 for all channels.
-struct Area {
-    std::int32_t x, y;
-    std::int32_t width, height;
-    std::int32_t coi;
-
-    bool empty() const { return width <= 0 || height <= 0; }
-};
-
-// What is left of a region's columns or rows inside an image.
-void clip(std::int32_t &offset, std::int32_t &length, std::int32_t size) {
-    const std::int64_t end = std::min<std::int64_t>(std::int64_t{offset} + length, size);
-    offset = std::max(offset, 0);
-    length = static_cast<std::int32_t>(std::max<std::int64_t>(end - offset, 0));
-}
-
-Area regionOf(const ZylImage &image) {
-    if (image.roi == nullptr) return {0, 0, image.width, image.height, 0};
-    const ZylROI &roi = *image.roi;
-    Area area = {roi.xOffset, roi.yOffset, roi.width, roi.height, roi.coi};
-    clip(area.x, area.width, image.width);
-    clip(area.y, area.height, image.height);
-    return area;
-}
-
-void takeCommonSize(Area &a, Area &b) {
-    a.width = b.width = std::min(a.width, b.width);
-    a.height = b.height = std::min(a.height, b.height);
-}
-
 // Where the samples of an area lie, for an image in memory. The stride follows
 // from the header's other fields; widthStep is not read.
 struct Samples {
@@ -220,85 +190,6 @@ void setPixels(const ZylImage &image, const Area &area, std::int32_t value) {
 
 // --- tiles ---
 
-// What of an area lies in one tile.
-struct TilePart {
-    std::int32_t column, row;
-    Area inTile;         // in the tile's own coordinates
-    std::int32_t dx, dy; // from the area's corner
-
-    // The matching part of another image's area.
-    Area of(const Area &area) const {
-        return {area.x + dx, area.y + dy, inTile.width, inTile.height, area.coi};
-    }
-};
-
-// The part of an interval that lies in one tile.
-struct Interval {
-    std::int32_t begin, length;
-};
-
-Interval cut(std::int32_t begin, std::int32_t length, std::int32_t tile, std::int32_t size) {
-    const std::int64_t tileBegin = std::int64_t{tile} * size;
-    const std::int64_t from = std::max<std::int64_t>(begin, tileBegin);
-    const std::int64_t to = std::min(std::int64_t{begin} + length, tileBegin + size);
-    return {static_cast<std::int32_t>(from), static_cast<std::int32_t>(to - from)};
-}
-
-// The first and last tile of an interval, or one of them alone; false when that
-// one is none of them.
-struct TileRange {
-    std::int32_t first, last;
-
-    TileRange(std::int32_t begin, std::int32_t length, std::int32_t size)
-        : first(begin / size), last((begin + length - 1) / size) {}
-
-    bool narrow(std::int32_t tile) {
-        if (tile < first || tile > last) return false;
-        first = last = tile;
-        return true;
-    }
-};
-
-// Calls visit(part) for the tiles of a tiled image's area, row by row, until it
-// returns false; for one of these tiles alone if `only` names it, for none if it
-// names another. False when a visit ended the walk.
-template <class F>
-bool forEachTile(const ZylImage &image, const Area &area, const std::int32_t *only, F visit) {
-    const std::int32_t width = image.tileInfo->width;
-    const std::int32_t height = image.tileInfo->height;
-    TileRange columns(area.x, area.width, width);
-    TileRange rows(area.y, area.height, height);
-    if (only != nullptr && !(columns.narrow(only[0]) && rows.narrow(only[1]))) return true;
-
-    for (std::int32_t row = rows.first; row <= rows.last; ++row) {
-        const Interval y = cut(area.y, area.height, row, height);
-        for (std::int32_t column = columns.first; column <= columns.last; ++column) {
-            const Interval x = cut(area.x, area.width, column, width);
-            const Area inTile = {x.begin - column * width, y.begin - row * height, x.length,
-                                 y.length, area.coi};
-            if (!visit(TilePart{column, row, inTile, x.begin - area.x, y.begin - area.y})) {
-                return false;
-            }
-        }
-    }
-    return true;
-}
-
-// Calls process(header) with one tile as an image in memory; false, with a
-// report, when the tile is not delivered.
-template <class F>
-bool withTile(const Call &call, ZylImage &image, const TilePart &part, std::int32_t mode,
-              F process) {
-    const TileLease tile(image, part.column, part.row, mode);
-    if (!tile) {
-        call.report(ZYL_StsError, mode == ZYL_GET_TILE_TO_READ ? "Error get tile to read"
-                                                               : "Error get tile to write");
-        return false;
-    }
-    process(tileHeader(image, tile.pixels()));
-    return true;
-}
-
 // Between two images of the family the thread's status decides at every step.
 bool statusIsGood() {
     return zylGetErrStatus() >= 0;
@@ -430,9 +321,9 @@ bool badPair(const Call &call, const ZylImage *srcImage, const ZylImage *dstImag
 // to do.
 bool matchAreas(const ZylImage &imageA, Area &areaA, const ZylImage &imageB, Area &areaB) {
     if (effectiveChannels(imageA) != effectiveChannels(imageB)) return false;
-    areaA = regionOf(imageA);
-    areaB = regionOf(imageB);
-    takeCommonSize(areaA, areaB);
+    areaA = clippedArea(imageA);
+    areaB = clippedArea(imageB);
+    ownCommonSize(areaA, areaB);
     return !areaA.empty();
 }
 
@@ -449,7 +340,7 @@ void zylCopy(ZylImage *srcImage, ZylImage *dstImage, const std::int32_t *dstTile
 void zylSet(ZylImage *image, std::int32_t fillValue, const std::int32_t *tile) {
     const Call call("zylSet", FILE_NAME);
     if (call.badHeader(image)) return;
-    const Area area = regionOf(*image);
+    const Area area = clippedArea(*image);
     if (area.empty()) return;
     const std::int32_t value = clampToDepth(fillValue, image->depth);
     if (!isTiled(*image)) {

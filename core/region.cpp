@@ -32,4 +32,29 @@ void ownCommonSize(ZylRect *rects, int count) {
     }
 }
 
+namespace {
+
+// What is left of a region's columns or rows inside an image.
+void clip(std::int32_t &offset, std::int32_t &length, std::int32_t size) {
+    const std::int64_t end = std::min<std::int64_t>(std::int64_t{offset} + length, size);
+    offset = std::max(offset, 0);
+    length = static_cast<std::int32_t>(std::max<std::int64_t>(end - offset, 0));
+}
+
+} // namespace
+
+Area clippedArea(const ZylImage &image) {
+    if (image.roi == nullptr) return {0, 0, image.width, image.height, 0};
+    const ZylROI &roi = *image.roi;
+    Area area = {roi.xOffset, roi.yOffset, roi.width, roi.height, roi.coi};
+    clip(area.x, area.width, image.width);
+    clip(area.y, area.height, image.height);
+    return area;
+}
+
+void ownCommonSize(Area &a, Area &b) {
+    a.width = b.width = std::min(a.width, b.width);
+    a.height = b.height = std::min(a.height, b.height);
+}
+
 } // namespace zylqx

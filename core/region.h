@@ -5,8 +5,10 @@
 //
 //   ownRoiRect    Size cut at the right and bottom edges; may come out negative.
 //                 Arithmetic, logic and threshold on tiled images.
-//   kernelFrame   core/frame.h: as above in memory, but in bytes of a row, with
-//                 the stride that the header's fields give.
+//   clippedArea   Cut at all four edges; empty outside the image. Copy, set,
+//                 exchange, and geometry.
+//   kernelFrame   core/frame.h: as ownRoiRect in memory, but in bytes of a row,
+//                 with the stride that the header's fields give.
 //   logicFrame    core/frame.h: as ownRoiRect, and an image of one channel counts
 //                 as one with a channel of interest.
 #ifndef ZYLQX_CORE_REGION_H
@@ -33,6 +35,21 @@ ZylRect ownRoiRect(const ZylImage &image);
 // Gives all rectangles the smallest height and width among them; each keeps its
 // own corner.
 void ownCommonSize(ZylRect *rects, int count);
+
+// A rectangle inside an image and its channel of interest, 0 for all channels.
+struct Area {
+    std::int32_t x, y;
+    std::int32_t width, height;
+    std::int32_t coi;
+
+    bool empty() const { return width <= 0 || height <= 0; }
+};
+
+// The part of the region that lies inside the image.
+Area clippedArea(const ZylImage &image);
+
+// Gives both areas the smaller height and width; each keeps its own corner.
+void ownCommonSize(Area &a, Area &b);
 
 } // namespace zylqx
 

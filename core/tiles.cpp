@@ -32,6 +32,32 @@ ZylImage tileHeader(const ZylImage &image, unsigned char *pixels) {
 
 namespace {
 
+// The part of an interval that lies in one tile.
+struct Interval {
+    std::int32_t begin, length;
+};
+
+Interval cut(std::int32_t begin, std::int32_t length, std::int32_t tile, std::int32_t size) {
+    const std::int64_t tileBegin = std::int64_t{tile} * size;
+    const std::int64_t from = std::max<std::int64_t>(begin, tileBegin);
+    const std::int64_t to = std::min(std::int64_t{begin} + length, tileBegin + size);
+    return {static_cast<std::int32_t>(from), static_cast<std::int32_t>(to - from)};
+}
+
+} // namespace
+
+TilePart tilePart(const ZylImage &image, const Area &area, std::int32_t column, std::int32_t row) {
+    const std::int32_t width = image.tileInfo->width;
+    const std::int32_t height = image.tileInfo->height;
+    const Interval x = cut(area.x, area.width, column, width);
+    const Interval y = cut(area.y, area.height, row, height);
+    const Area inTile = {x.begin - column * width, y.begin - row * height, x.length, y.length,
+                         area.coi};
+    return {column, row, inTile, x.begin - area.x, y.begin - area.y};
+}
+
+namespace {
+
 // Where the walk stands in one image. A tile is `width` x `height`; tile columns
 // and rows are counted from 0.
 struct ZylTileCursor {
