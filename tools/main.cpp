@@ -1,0 +1,182 @@
+// zyl: runs the library's operations on picture files.
+#include "chain.h"
+#include "operations.h"
+#include "picture_io.h"
+#include "slow_note.h"
+#include "text.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <iomanip>
+#include <iostream>
+#include <new>
+
+namespace tool {
+
+namespace {
+
+constexpr int exitFailed = 1; // a file or an operation did not work
+constexpr int exitMisused = 2;
+
+constexpr const char *usage =
+    "zyl runs image operations on picture files.\n"
+    "\n"
+    "  zyl INPUT [OPERATION[:name=value,...]]... OUTPUT\n"
+    "  zyl list                 all operations\n"
+    "  zyl help OPERATION       its parameters\n"
+    "  zyl info FILE            format, size and depth of a picture\n"
+    "\n"
+    "  zyl photo.jpg crop:x=10,y=10,width=200,height=100 add-s:value=40 not out.png\n"
+    "\n"
+    "Reads PNG, JPEG and TIFF, and writes the format of OUTPUT's extension. OUTPUT\n"
+    "may be left out when the last operation only prints. A comma inside a\n"
+    "value has a backslash before it.\n"
+    "Exit codes: 0 done, 1 a file or an operation failed, 2 a wrong command line.";
+
+struct Options {
+    std::vector<std::string> words;
+    std::string tiles;
+};
+
+Tiling parseTiling(const std::string &word) {
+    if (word.empty()) return {};
+    std::vector<std::string> sides = split(word, 'x');
+    auto width = parseInteger(sides.front()), height = parseInteger(sides.back());
+    auto valid = [](auto side) { return side && *side > 0 && *side <= 32768 && *side % 8 == 0; };
+    if (sides.size() != 2 || !valid(width) || !valid(height))
+        throw Misuse("--tiles " + word + " is not WIDTHxHEIGHT in multiples of 8");
+    return {static_cast<int>(*width), static_cast<int>(*height)};
+}
+
+void list() {
+    for (std::span<const Operation> family : operationFamilies()) {
+        for (const Operation &operation : family)
+            std::cout << std::left << std::setw(20) << operation.name << operation.help << '\n';
+        std::cout << '\n';
+    }
+    std::cout << "zyl help OPERATION tells its parameters.\n";
+}
+
+std::string placeholder(const Parameter &p) {
+    switch (p.kind) {
+    case Kind::integer:
+        return "=INTEGER";
+    case Kind::number:
+        return "=NUMBER";
+    case Kind::text:
+        return "=TEXT";
+    case Kind::picture:
+        return "=FILE";
+    case Kind::flag:
+        return "";
+    case Kind::choice:
+        break;
+    }
+    std::string names;
+    for (const auto &[name, code] : p.choices)
+        names += (names.empty() ? "=" : "|") + std::string(name);
+    return names;
+}
+
+void help(const std::string &name) {
+    const Operation &operation = findOperation(name);
+    std::cout << operation.name << ": " << operation.help << '\n';
+    for (const Parameter &p : operation.allParameters()) {
+        std::cout << "  " << std::left << std::setw(24) << std::string(p.name) + placeholder(p)
+                  << ' ' << p.help;
+        if (!p.fallback)
+            std::cout << " (needed)";
+        else if (!p.fallback->empty() && p.kind != Kind::flag)
+            std::cout << " (" << *p.fallback << ")";
+        std::cout << '\n';
+    }
+}
+
+void info(const std::string &path) {
+    std::string_view format = formatOfFile(path).name;
+    std::cout << path << ": " << format << ", " << describe(readPicture(path).shape()) << '\n';
+}
+
+bool isPrinting(const std::string &word) {
+    std::string name = word.substr(0, word.find(':'));
+    for (std::span<const Operation> family : operationFamilies())
+        for (const Operation &operation : family)
+            if (operation.name == name) return (operation.traits & prints) != 0;
+    return false;
+}
+
+void runPicture(std::vector<std::string> words, const Options &options) {
+    Tiling tiling = parseTiling(options.tiles);
+    std::optional<std::string> output;
+    if (!isPrinting(words.back())) {
+        output = words.back();
+        words.pop_back();
+        formatOfName(*output);
+    }
+    std::vector<Call> calls;
+    for (std::size_t i = 1; i < words.size(); ++i) calls.push_back(parseCall(words[i]));
+
+    Image image = runChain(calls, readPicture(words.front()), tiling);
+    if (!output) return;
+    SlowNote note("writing " + *output);
+    writePicture(*output, image);
+}
+
+void dispatch(const Options &options) {
+    const std::vector<std::string> &words = options.words;
+    const std::string &first = words.front();
+    if (first == "list" && words.size() == 1) return list();
+    if (first == "help" && words.size() == 2) return help(words[1]);
+    if (first == "info" && words.size() == 2) return info(words[1]);
+    if (words.size() == 1 || first == "list" || first == "help" || first == "info")
+        throw Misuse("see zyl --help for what stands after '" + first + "'");
+    runPicture(words, options);
+}
+
+// Runs `work` and tells of what goes wrong in one line.
+template <class Work>
+int reporting(Work work) {
+    try {
+        work();
+        std::cout.flush();
+        if (!std::cout) throw Failure("cannot write to standard output");
+        return 0;
+    } catch (const Misuse &misuse) {
+        std::cerr << "zyl: " << misuse.what() << '\n';
+        return exitMisused;
+    } catch (const std::bad_alloc &) {
+        std::cerr << "zyl: not enough memory\n";
+    } catch (const std::exception &failure) {
+        std::cerr << "zyl: " << failure.what() << '\n';
+    }
+    return exitFailed;
+}
+
+} // namespace
+
+} // namespace tool
+
+int main(int argc, char **argv) {
+    tool::Options options;
+    CLI::App app(tool::usage);
+    app.add_option("WORDS", options.words)->required()->group("");
+    app.add_option("--tiles", options.tiles,
+                   "run every operation on tiles of this size, as 256x256");
+    app.set_version_flag("--version", [] {
+        const ZylLibVersion *version = zylGetLibVersion();
+        return std::string("zyl, zylqx ") + version->versionText;
+    });
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success &answered) {
+        return app.exit(answered);
+    } catch (const CLI::RequiredError &) {
+        std::cerr << tool::usage << '\n';
+        return tool::exitMisused;
+    } catch (const CLI::ParseError &error) {
+        std::cerr << "zyl: " << error.what() << '\n';
+        return tool::exitMisused;
+    }
+    return tool::reporting([&] { tool::dispatch(options); });
+}

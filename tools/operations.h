@@ -1,0 +1,20 @@
+// The table of operations. Each family has a file operations_FAMILY.cpp with its
+// entries; operations.cpp joins them.
+#pragma once
+
+#include "step.h"
+
+#include <span>
+
+namespace tool {
+
+std::span<const Operation> editOperations();
+std::span<const Operation> arithOperations();
+
+// All families, in the order in which they are listed.
+std::vector<std::span<const Operation>> operationFamilies();
+
+// The operation of this name; throws Misuse, with a near name, if there is none.
+const Operation &findOperation(std::string_view name);
+
+} // namespace tool
