@@ -175,39 +175,42 @@ void shiftLeftRow(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant 
     map<T>(s, d, n, [factor](T x) { return T(std::uint32_t{x} * factor); });
 }
 
-// 64 bits of samples shifted and masked at once; T only gives the sample's size.
+// One number in every sample of a word.
 template <class T>
-void shiftRightUnsignedRow(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &c) {
-    if (c.value >= static_cast<std::uint32_t>(BITS<T>)) {
-        map<T>(s, d, n, [](T) { return T(0); });
-        return;
-    }
+std::uint64_t repeated(std::uint32_t value) {
+    return ~std::uint64_t{0} / static_cast<T>(~T(0)) * static_cast<T>(value);
+}
+
+// 64 bits of samples at once; T is unsigned. Signed samples count from 0 while
+// they are shifted: the top bit is flipped before, and what the shift has made of
+// it is taken back after, by a sum that never carries into the next sample. The
+// signed sample stands for its extension to 32 bits, so bits beyond 32 - shift
+// are 0.
+template <class T, bool IS_SIGNED>
+void shiftRightRow(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &c) {
+    constexpr auto bits = static_cast<std::uint32_t>(BITS<T>);
+    const std::uint32_t top = IS_SIGNED ? 1u << (bits - 1) : 0;
+    const std::uint32_t shift = smaller(c.value, bits - 1);
+    const bool gone = !IS_SIGNED && c.value >= bits;
+    const std::uint64_t flip = repeated<T>(top);
+    const std::uint64_t mask = gone ? 0 : repeated<T>(HIGHEST<T> >> shift);
+    const std::uint64_t back = repeated<T>(top - (top >> shift));
+    const std::uint64_t kept = repeated<T>(0xFFFFFFFFu >> c.value);
+    const auto shifted = [=](std::uint64_t word) {
+        return ((((word ^ flip) >> shift & mask) + back) ^ flip) & kept;
+    };
     const T *in = static_cast<const T *>(s);
     T *out = static_cast<T *>(d);
-    const int shift = static_cast<int>(c.value);
-    std::uint64_t mask = 0;
-    for (int bit = 0; bit < 64; bit += BITS<T>) {
-        mask |= std::uint64_t{static_cast<T>(HIGHEST<T> >> shift)} << bit;
-    }
     constexpr std::ptrdiff_t perWord = 64 / BITS<T>;
     const std::ptrdiff_t words = n / perWord;
     ZYLQX_VECTOR_LOOP
     for (std::ptrdiff_t i = 0; i < words; ++i) {
         std::uint64_t word;
-        __builtin_memcpy(&word, in + i * perWord, 8);
-        word = (word >> shift) & mask;
-        __builtin_memcpy(out + i * perWord, &word, 8);
+        __builtin_memcpy(&word, in + i * perWord, sizeof word);
+        word = shifted(word);
+        __builtin_memcpy(out + i * perWord, &word, sizeof word);
     }
-    for (std::ptrdiff_t i = words * perWord; i < n; ++i) out[i] = T(in[i] >> shift);
-}
-
-// The sample extended to 32 bits, zeros entering at the top, the low bits kept:
-// an arithmetic shift, less what has moved out of the 32 bits.
-template <class T>
-void shiftRightSignedRow(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &c) {
-    const int shift = c.value < 15 ? static_cast<int>(c.value) : 15;
-    const T kept = T(0xFFFFFFFFu >> c.value);
-    map<T>(s, d, n, [=](T x) { return T((std::int16_t{x} >> shift) & kept); });
+    for (std::ptrdiff_t i = words * perWord; i < n; ++i) out[i] = T(shifted(in[i]));
 }
 
 void shiftRight32Row(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &c) {
@@ -376,8 +379,8 @@ const ArithKernels arithKernels = {
          nullptr, nullptr},
         {nullptr, shiftLeftRow<std::uint8_t>, shiftLeftRow<std::uint8_t>,
          shiftLeftRow<std::uint16_t>, shiftLeftRow<std::uint16_t>, shiftLeftRow<std::uint32_t>},
-        {nullptr, shiftRightUnsignedRow<std::uint8_t>, shiftRightSignedRow<std::int8_t>,
-         shiftRightUnsignedRow<std::uint16_t>, shiftRightSignedRow<std::int16_t>, shiftRight32Row},
+        {nullptr, shiftRightRow<std::uint8_t, false>, shiftRightRow<std::uint8_t, true>,
+         shiftRightRow<std::uint16_t, false>, shiftRightRow<std::uint16_t, true>, shiftRight32Row},
         {nullptr, squareRow<std::uint8_t>, squareRow<std::int8_t>, squareRow<std::uint16_t>,
          squareRow<std::int16_t>, squareRow<std::int32_t>},
         {nullptr, nullptr, absoluteRow<std::uint8_t, std::int8_t>, nullptr,
