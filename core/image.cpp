@@ -48,12 +48,13 @@ std::int32_t ownRowStride(std::int32_t dataOrder, std::uint32_t depth, std::int3
                           std::int32_t nChannels, std::int32_t width) {
     if (depthIndex(depth) < 0 || align <= 0 || nChannels <= 0 || width <= 0) return 0;
     std::int64_t bits = std::int64_t{width} * depthBits(depth);
-    if (dataOrder != ZYL_DATA_ORDER_PLANE) {
-        if (nChannels > MAX_BYTES * 8 / bits) return 0;
-        bits *= nChannels;
+    if (dataOrder != ZYL_DATA_ORDER_PLANE &&
+        __builtin_mul_overflow(bits, std::int64_t{nChannels}, &bits)) {
+        return 0;
     }
-    const std::int64_t unit = std::int64_t{align} * 8;
-    const std::int64_t stride = (bits + unit - 1) / unit * align;
+    if (bits > MAX_BYTES * 8) return 0;
+    const std::int64_t unit = std::int64_t{align} * 8; // a power of two
+    const std::int64_t stride = ((bits + unit - 1) & -unit) / 8;
     return stride <= MAX_BYTES ? static_cast<std::int32_t>(stride) : 0;
 }
 
@@ -65,9 +66,10 @@ std::int32_t ownTileStride(const ZylImage *image) {
 
 std::int32_t ownImageSize(const ZylImage &image, std::int32_t stride) {
     if (stride <= 0 || image.height <= 0 || image.nChannels <= 0) return 0;
-    const std::int64_t planeSize = std::int64_t{stride} * image.height;
+    std::int64_t size = std::int64_t{stride} * image.height;
     const std::int64_t planes = isPlanar(image) ? image.nChannels : 1;
-    return planes <= MAX_BYTES / planeSize ? static_cast<std::int32_t>(planeSize * planes) : 0;
+    if (__builtin_mul_overflow(size, planes, &size) || size > MAX_BYTES) return 0;
+    return static_cast<std::int32_t>(size);
 }
 
 std::int32_t ownCheckHeaderFields(const ZylImage &image) {
