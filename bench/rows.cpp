@@ -1,0 +1,13 @@
+#include "rows.h"
+
+namespace bench {
+
+std::vector<Row> allRows() {
+    std::vector<Row> rows;
+    for (const int side : SIDES) {
+        for (const auto add : {addArithRows}) add(rows, side);
+    }
+    return rows;
+}
+
+} // namespace bench

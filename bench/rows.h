@@ -1,0 +1,49 @@
+// What is measured, said once for both programs.
+#ifndef ZYLQX_BENCH_ROWS_H
+#define ZYLQX_BENCH_ROWS_H
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+// Somebody else's call that does the same work on equal pictures.
+struct Peer {
+    const char *name;
+    std::function<void()> call;
+};
+
+// The calls of a row. They own the pictures that they work on.
+struct Contest {
+    std::function<void()> ours;
+    std::vector<Peer> peers;
+};
+
+struct Row {
+    std::string name; // the operation and, where it matters, what it works on
+    const char *depth;
+    int side; // the picture has side x side pixels
+
+    // Bytes that the operation must at least read and write: every sample of
+    // every source once, every sample of the destination once.
+    std::ptrdiff_t read;
+    std::ptrdiff_t written;
+
+    // Makes the pictures and the calls, when the row's turn comes.
+    std::function<Contest()> prepare;
+};
+
+// 2048 for memory, 256 for the caches, 8 for the cost of a call.
+constexpr int SIDES[] = {2048, 256, 8};
+
+// The rows of a family at one size.
+void addArithRows(std::vector<Row> &rows, int side);
+
+// Those of all families and sizes.
+std::vector<Row> allRows();
+
+} // namespace bench
+
+#endif

@@ -1,0 +1,149 @@
+// One table of how long operations take, here, in other libraries, and for
+// copying memory.
+//
+//     versus [TEXT]...    the rows whose "operation depth side" holds every TEXT
+//
+// "copy" is the time of memcpy() moving the same traffic: as many bytes read and
+// written, added up, as the operation reads and writes at least. An operation
+// with two sources of n bytes and a destination of n bytes is held against a
+// memcpy() of 1.5 n bytes; one that reads nothing against a memset() of n bytes.
+// The blocks are as large as that and come from the same allocator.
+//
+// All calls of a row take turns, each turn preceded by a call that is not timed,
+// and the least time of each counts, so that a noisy machine treats all alike.
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#if defined(ZYLQX_PEER_VIPS)
+#include <vips/vips.h>
+#endif
+
+#include "rows.h"
+#include "zylqx.h"
+
+using namespace bench;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Turns of all calls of a row, at least so many and for at least so long.
+constexpr int TURNS = 5;
+constexpr std::chrono::milliseconds ROW_TIME{200};
+// The time of a turn; short calls are repeated.
+constexpr double TURN_NANOSECONDS = 400e3;
+
+double nanoseconds(const std::function<void()> &call, int repetitions) {
+    const Clock::time_point start = Clock::now();
+    for (int i = 0; i < repetitions; ++i) call();
+    return std::chrono::duration<double, std::nano>(Clock::now() - start).count() / repetitions;
+}
+
+struct Runner {
+    std::function<void()> call;
+    int repetitions = 1;
+    double best = 0;
+
+    explicit Runner(std::function<void()> f) : call(std::move(f)) {
+        call(); // first use: page faults, tables, detection of the processor
+        best = nanoseconds(call, 1);
+        while (best * repetitions < TURN_NANOSECONDS) {
+            repetitions *= 2;
+            best = nanoseconds(call, repetitions);
+        }
+    }
+
+    void turn() {
+        call();
+        best = std::min(best, nanoseconds(call, repetitions));
+    }
+};
+
+std::function<void()> copyOf(const Row &row) {
+    const bool set = row.read == 0;
+    const std::ptrdiff_t bytes = set ? row.written : (row.read + row.written) / 2;
+    const auto block = [bytes] {
+        return std::shared_ptr<void>(zylMalloc(static_cast<int32_t>(bytes)), zylFree);
+    };
+    const std::shared_ptr<void> to = block();
+    const auto size = static_cast<std::size_t>(bytes);
+    // The pointers are hidden, so that no copy is left out.
+    if (set) {
+        return [to, size] {
+            void *d = to.get();
+            std::memset(d, 1, size);
+            asm volatile("" : : "r"(d) : "memory");
+        };
+    }
+    const std::shared_ptr<void> from = block();
+    std::memset(from.get(), 1, size);
+    return [from, to, size] {
+        void *d = to.get();
+        std::memcpy(d, from.get(), size);
+        asm volatile("" : : "r"(d) : "memory");
+    };
+}
+
+void measure(const Row &row) {
+    const Contest contest = row.prepare();
+    zylSetErrStatus(ZYL_StsOk);
+    std::vector<Runner> runners;
+    runners.emplace_back(contest.ours);
+    if (zylGetErrStatus() != ZYL_StsOk) {
+        std::printf("%-26s %-4s %5d  fails: %s\n", row.name.c_str(), row.depth, row.side,
+                    zylErrorStr(zylGetErrStatus()));
+        return;
+    }
+    runners.emplace_back(copyOf(row));
+    for (const Peer &peer : contest.peers) runners.emplace_back(peer.call);
+
+    const Clock::time_point start = Clock::now();
+    for (int turn = 0; turn < TURNS || Clock::now() - start < ROW_TIME; ++turn) {
+        for (Runner &runner : runners) runner.turn();
+    }
+
+    const double pixels = double(row.side) * row.side;
+    const double ours = runners[0].best;
+    std::printf("%-26s %-4s %5d %11.0f %9.4f %6.2f", row.name.c_str(), row.depth, row.side, ours,
+                ours / pixels, ours / runners[1].best);
+    for (std::size_t i = 0; i < contest.peers.size(); ++i) {
+        const double theirs = runners[i + 2].best;
+        std::printf("  %s %.4f (%.2f)", contest.peers[i].name, theirs / pixels, ours / theirs);
+    }
+    std::printf("\n");
+    std::fflush(stdout);
+}
+
+bool wanted(const Row &row, int count, char **texts) {
+    const std::string line = row.name + " " + row.depth + " " + std::to_string(row.side);
+    return std::all_of(texts, texts + count,
+                       [&line](const char *text) { return line.find(text) != std::string::npos; });
+}
+
+} // namespace
+
+int main(int count, char **arguments) {
+#if defined(ZYLQX_PEER_VIPS)
+    if (VIPS_INIT(arguments[0]) != 0) vips_error_exit(nullptr);
+    vips_concurrency_set(1);
+    vips_cache_set_max(0); // or it hands out the first result again
+#endif
+    zylRedirectError(zylStdErrReport);
+    zylSetErrMode(ZYL_ErrModeParent);
+
+    std::puts("copy: our time / that of memcpy() with the same traffic, reads and writes added up\n"
+              "      (memset() where nothing is read)\n"
+              "peer: its nanoseconds per pixel (our time / its time)\n"
+              "The least of interleaved turns; one thread.\n");
+    std::printf("%-26s %-4s %5s %11s %9s %6s  %s\n", "operation", "", "side", "ns/call", "ns/pixel",
+                "copy", "peers");
+    for (const Row &row : allRows()) {
+        if (wanted(row, count - 1, arguments + 1)) measure(row);
+    }
+    return 0;
+}
