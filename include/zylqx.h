@@ -229,6 +229,12 @@ typedef struct ZylTileInfo {
     int32_t height;
 } ZylTileInfo;
 
+/* A pixel of a tiled destination: only the tile that holds it is produced. */
+typedef struct ZylTileMapping {
+    int32_t xDst;
+    int32_t yDst;
+} ZylTileMapping;
+
 /* The image header. Either imageData or tileInfo is set, never both. */
 struct ZylImage {
     int32_t headerSize; /* sizeof(ZylImage) */
