@@ -38,13 +38,12 @@ UnaryOperation addition(std::uint32_t depth, std::int64_t value, bool negated) {
             BITS_KEPT};
 }
 
-// A factor limited so that products stay narrow and saturate all the same.
+// A factor beyond the depth's maximum wraps on unsigned depths, and saturates
+// every sample but 0 on signed ones.
 UnaryOperation multiplication(std::uint32_t depth, std::uint32_t value) {
-    if (isSigned(depth)) {
-        return {Rows::Kernel, Unary::MultiplyExact, {std::min(value, bias(depth))}, BITS_KEPT};
-    }
-    const bool exact = value <= span(depth);
-    return {Rows::Kernel, exact ? Unary::MultiplyExact : Unary::MultiplyModulo, {value}, BITS_KEPT};
+    const bool exact = value <= (isSigned(depth) ? bias(depth) - 1 : span(depth));
+    const Unary beyond = isSigned(depth) ? Unary::LimitOfSign : Unary::MultiplyModulo;
+    return {Rows::Kernel, exact ? Unary::MultiplyExact : beyond, {value}, BITS_KEPT};
 }
 
 } // namespace

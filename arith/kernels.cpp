@@ -76,15 +76,30 @@ struct Subtract {
     }
 };
 
+// 16-bit products come in halves, each by an expression of its own: so the
+// compiler uses the instructions that processors have for either half.
+std::uint16_t multiply16(std::uint16_t a, std::uint16_t b) {
+    const auto high = std::uint16_t((std::uint32_t{a} * b) >> 16);
+    const auto low = std::uint16_t(std::int16_t(a) * int{std::int16_t(b)});
+    return std::uint16_t(low | -smaller<std::uint16_t>(high, 1));
+}
+
+std::int16_t multiply16(std::int16_t a, std::int16_t b) {
+    const auto high = std::int16_t((int{a} * b) >> 16);
+    const auto low = std::int16_t(std::uint16_t(a) * std::uint32_t{std::uint16_t(b)});
+    return high == std::int16_t(low >> 15) ? low : std::int16_t(0x7FFF ^ high >> 15);
+}
+
 struct Multiply {
     template <class T>
     static T of(T a, T b) {
         using W = typename Wide<T>::Type;
-        const W product = W(W(a) * W(b));
-        if constexpr (SIGNED<T>) {
-            return T(smaller<W>(larger<W>(product, LOWEST<T>), HIGHEST<T>));
+        if constexpr (sizeof(T) == 2) {
+            return multiply16(a, b);
+        } else if constexpr (SIGNED<T>) {
+            return T(smaller<W>(larger<W>(W(W(a) * W(b)), LOWEST<T>), HIGHEST<T>));
         } else {
-            return T(smaller<W>(product, HIGHEST<T>));
+            return T(smaller<W>(W(W(a) * W(b)), HIGHEST<T>));
         }
     }
 };
@@ -147,19 +162,75 @@ void biasedRow(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &c)
     map<T>(s, d, n, [=](T x) { return T(Operation::of(T(x ^ before), value) ^ after); });
 }
 
-// The constant may be one more than the sample's maximum, so it is kept wide.
+// Products of samples in blocks, so that a constant is a row like any other: the
+// instructions for halves of products take two rows.
 template <class T>
-void multiplyExactRow(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &c) {
+void multiplyConstantRow(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &c) {
+    constexpr std::ptrdiff_t BLOCK = 512;
+    T values[BLOCK];
+    for (T &value : values) value = T(c.value);
+    const T *in = static_cast<const T *>(s);
+    T *out = static_cast<T *>(d);
+    for (std::ptrdiff_t i = 0; i < n; i += BLOCK) {
+        binaryRow<T, Multiply>(in + i, values, out + i, smaller(n - i, BLOCK));
+    }
+}
+
+// Products of the two bytes of 16-bit words, each of which fits in 16 bits.
+template <class T>
+std::uint16_t multiplyBytes(std::uint16_t a, std::uint16_t b) {
     using W = typename Wide<T>::Type;
-    const W value = W(c.value);
-    map<T>(s, d, n, [value](T x) {
-        const W product = W(W(x) * value);
-        if constexpr (SIGNED<T>) {
-            return T(smaller<W>(larger<W>(product, LOWEST<T>), HIGHEST<T>));
-        } else {
-            return T(smaller<W>(product, HIGHEST<T>));
-        }
+    const auto limit = [](int product) {
+        return smaller<W>(SIGNED<T> ? larger<W>(W(product), LOWEST<T>) : W(product), HIGHEST<T>);
+    };
+    const W even = limit(W(W(a << 8) >> 8) * W(W(b << 8) >> 8));
+    const W odd = limit(W(W(a) >> 8) * W(W(b) >> 8));
+    return static_cast<std::uint16_t>((even & 0xFF) | odd << 8);
+}
+
+// Runs multiplyBytes() over a row; `other` gives the second factors of two bytes.
+template <class T, class F>
+void multiplyBytesRow(const void *s, void *d, std::ptrdiff_t n, F other) {
+    const T *in = static_cast<const T *>(s);
+    T *out = static_cast<T *>(d);
+    ZYLQX_VECTOR_LOOP
+    for (std::ptrdiff_t i = 0; i + 1 < n; i += 2) {
+        std::uint16_t word;
+        __builtin_memcpy(&word, in + i, sizeof word);
+        word = multiplyBytes<T>(word, other(word, i));
+        __builtin_memcpy(out + i, &word, sizeof word);
+    }
+}
+
+template <class T>
+void multiplyBytesByImage(const void *a, const void *b, void *d, std::ptrdiff_t n) {
+    const T *second = static_cast<const T *>(b);
+    multiplyBytesRow<T>(a, d, n, [second](std::uint16_t, std::ptrdiff_t i) {
+        std::uint16_t word;
+        __builtin_memcpy(&word, second + i, sizeof word);
+        return word;
     });
+    if (n % 2 == 0) return;
+    static_cast<T *>(d)[n - 1] = Multiply::of(static_cast<const T *>(a)[n - 1], second[n - 1]);
+}
+
+template <class T>
+void multiplyBytesByConstant(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &c) {
+    const auto word = static_cast<std::uint16_t>((c.value & 0xFF) * 0x101);
+    multiplyBytesRow<T>(s, d, n, [word](std::uint16_t, std::ptrdiff_t) { return word; });
+    if (n % 2 == 0) return;
+    static_cast<T *>(d)[n - 1] = Multiply::of(static_cast<const T *>(s)[n - 1], T(c.value));
+}
+
+template <class T>
+void squareBytesRow(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &) {
+    multiplyBytesByImage<T>(s, s, d, n);
+}
+
+// What a product with a very large number saturates to.
+template <class T>
+void limitOfSignRow(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &) {
+    map<T>(s, d, n, [](T x) { return x == 0 ? T(0) : x < 0 ? LOWEST<T> : HIGHEST<T>; });
 }
 
 template <class T>
@@ -367,22 +438,30 @@ void bitUnaryRow(ConstBits s, Bits d, std::ptrdiff_t n, const BitConstant &c) {
     }
 
 const ArithKernels arithKernels = {
-    {BY_DEPTH(binaryRow, Add), BY_DEPTH(binaryRow, Subtract), BY_DEPTH(binaryRow, Multiply),
-     BY_SIZE(binaryRow, And), BY_SIZE(binaryRow, Or), BY_SIZE(binaryRow, Xor)},
+    {BY_DEPTH(binaryRow, Add),
+     BY_DEPTH(binaryRow, Subtract),
+     {nullptr, multiplyBytesByImage<std::uint8_t>, multiplyBytesByImage<std::int8_t>,
+      binaryRow<std::uint16_t, Multiply>, binaryRow<std::int16_t, Multiply>,
+      binaryRow<std::int32_t, Multiply>},
+     BY_SIZE(binaryRow, And),
+     BY_SIZE(binaryRow, Or),
+     BY_SIZE(binaryRow, Xor)},
     {
         BY_SIZE(biasedRow, Add),
         BY_SIZE(biasedRow, Subtract),
-        {nullptr, multiplyExactRow<std::uint8_t>, multiplyExactRow<std::int8_t>,
-         multiplyExactRow<std::uint16_t>, multiplyExactRow<std::int16_t>,
-         multiplyExactRow<std::int32_t>},
+        {nullptr, multiplyBytesByConstant<std::uint8_t>, multiplyBytesByConstant<std::int8_t>,
+         multiplyConstantRow<std::uint16_t>, multiplyConstantRow<std::int16_t>,
+         constantRow<std::int32_t, Multiply>},
         {nullptr, multiplyModuloRow<std::uint8_t>, nullptr, multiplyModuloRow<std::uint16_t>,
          nullptr, nullptr},
+        {nullptr, nullptr, limitOfSignRow<std::int8_t>, nullptr, limitOfSignRow<std::int16_t>,
+         limitOfSignRow<std::int32_t>},
         {nullptr, shiftLeftRow<std::uint8_t>, shiftLeftRow<std::uint8_t>,
          shiftLeftRow<std::uint16_t>, shiftLeftRow<std::uint16_t>, shiftLeftRow<std::uint32_t>},
         {nullptr, shiftRightRow<std::uint8_t, false>, shiftRightRow<std::uint8_t, true>,
          shiftRightRow<std::uint16_t, false>, shiftRightRow<std::uint16_t, true>, shiftRight32Row},
-        {nullptr, squareRow<std::uint8_t>, squareRow<std::int8_t>, squareRow<std::uint16_t>,
-         squareRow<std::int16_t>, squareRow<std::int32_t>},
+        {nullptr, squareBytesRow<std::uint8_t>, squareBytesRow<std::int8_t>,
+         squareRow<std::uint16_t>, squareRow<std::int16_t>, squareRow<std::int32_t>},
         {nullptr, nullptr, absoluteRow<std::uint8_t, std::int8_t>, nullptr,
          absoluteRow<std::uint16_t, std::int16_t>, absoluteRow<std::uint32_t, std::int32_t>},
         BY_SIZE(constantRow, And),

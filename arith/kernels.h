@@ -17,8 +17,9 @@ constexpr int BINARY_COUNT = 6;
 enum class Unary {
     AddConstant,      // ((s ^ before) + value, saturated) ^ after
     SubtractConstant, // ((s ^ before) - value, saturated) ^ after
-    MultiplyExact,    // s * value, saturated; value at most the depth's maximum + 1
+    MultiplyExact,    // s * value, saturated; value at most the depth's maximum
     MultiplyModulo,   // s * value modulo 2^32, saturated; unsigned depths
+    LimitOfSign,      // 0 for 0, else the lowest or the highest value; signed depths
     ShiftLeft,        // value is the shift, below the depth's bits
     ShiftRight,       // value is the shift, below 32
     Square,           // saturated
@@ -27,7 +28,7 @@ enum class Unary {
     Or,
     Xor
 };
-constexpr int UNARY_COUNT = 11;
+constexpr int UNARY_COUNT = 12;
 
 struct UnaryConstant {
     std::uint32_t value = 0;
