@@ -119,6 +119,7 @@ class Walk {
     bool band(PieceKernel kernel);
     bool request(Part &part);
     bool release(Part &part);
+    bool releaseAll();
     bool reportTile(const Part &part, const char *comparison);
 
     const Call &call_;
@@ -180,6 +181,13 @@ bool Walk::release(Part &part) {
     return reportTile(part, "!=");
 }
 
+bool Walk::releaseAll() {
+    for (int i = 0; i < count_; ++i) {
+        if (parts_[i].cursor.tiled && !release(parts_[i])) return false;
+    }
+    return true;
+}
+
 void Walk::run(PieceKernel kernel) {
     if (parts_[0].rect.empty()) return;
     for (int i = 0; i < count_; ++i) {
@@ -233,12 +241,12 @@ bool Walk::band(PieceKernel kernel) {
                 std::min<std::int64_t>(width, part.cursor.endX() - column));
         }
         for (int i = 0; i < count_; ++i) parts_[i].roi.width = width;
-        kernel(headers);
+        if (!kernel(headers)) {
+            releaseAll();
+            return false;
+        }
     }
-    for (int i = 0; i < count_; ++i) {
-        if (parts_[i].cursor.tiled && !release(parts_[i])) return false;
-    }
-    return true;
+    return releaseAll();
 }
 
 } // namespace

@@ -8,6 +8,8 @@
 #ifndef ZYLQX_CORE_TILES_H
 #define ZYLQX_CORE_TILES_H
 
+#include <type_traits>
+
 #include "core/call.h"
 #include "core/region.h"
 
@@ -129,19 +131,26 @@ struct Operand {
 constexpr const char *NULL_POINTER_TEXT = "((void*)(0))";
 constexpr const char *NULL_POINTER_TEXT_SHIFT = "((void *)0)";
 
-// What a piece is handed to: called with one header for every operand.
+// What a piece is handed to: called with one header for every operand. A kernel
+// that returns bool ends the walk with false.
 class PieceKernel {
   public:
     template <class F>
     PieceKernel(F &kernel)
         : kernel_(&kernel), call_([](void *self, const ZylImage *const *images) {
-              (*static_cast<F *>(self))(images);
+              F &function = *static_cast<F *>(self);
+              if constexpr (std::is_same_v<decltype(function(images)), bool>) {
+                  return function(images);
+              } else {
+                  function(images);
+                  return true;
+              }
           }) {}
-    void operator()(const ZylImage *const *images) const { call_(kernel_, images); }
+    bool operator()(const ZylImage *const *images) const { return call_(kernel_, images); }
 
   private:
     void *kernel_;
-    void (*call_)(void *, const ZylImage *const *);
+    bool (*call_)(void *, const ZylImage *const *);
 };
 
 constexpr int MAX_OPERANDS = 3;

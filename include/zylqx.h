@@ -7,6 +7,7 @@
  *    3  Pixel arithmetic
  *    4  Logic
  *    5  Copy, set and exchange
+ *   11  Histograms, threshold and norms
  *
  * What holds for every operation:
  *
@@ -452,6 +453,107 @@ ZYL_API void ZYL_CALL zylSet(ZylImage *image, int32_t fillValue, const int32_t *
 
 /* Swaps the samples of two regions. `tile` names one tile of imageB. */
 ZYL_API void ZYL_CALL zylExchange(ZylImage *imageA, ZylImage *imageB, const int32_t *tile);
+
+/* ======================================================================== */
+/* 11  Histograms, threshold and norms                                      */
+/* ======================================================================== */
+
+/* A function of the sample's value, given by intervals: [key[i], key[i+1]) is
+ * interval i. The record and its arrays belong to the application. */
+typedef struct ZylLUT {
+    int32_t num;         /* keys, at least 2 */
+    int32_t *key;        /* `num` bounds, not decreasing, within 0..256 or 0..65536 */
+    int32_t *value;      /* `num` values or counts of the intervals */
+    int32_t *factor;     /* `num` slopes; may be null unless interpolate is set */
+    int32_t interpolate; /* 0: an interval has one value; else a slope as well */
+} ZylLUT;
+
+/* `lut` is an array of pointers, one for each channel of the image. With channel
+ * of interest k only entry k - 1 is looked at.
+ *
+ * Reports: the fault of a header; "lut==0" and what the operations add, all of
+ * them before the call ends; then, of the first LUT that is unfit, "lut[k]==0",
+ * "lut[k]->key==0", "lut[k]->value==0", "lut[k]->num < 2", "lut[k]->key[0] < 0",
+ * "lut[k]->key[lut[k]->num-1] > histSize", "lut[k]->key[i] > lut[k]->key[i+1]".
+ * A tile that is not delivered is reported as ZYL_StsError, "Error get tile to
+ * read" or "Error get tile to write", and then as ZYL_StsBackTrace; exhausted
+ * memory as ZYL_StsNoMem. The calls also end when the thread's status is still
+ * negative from an earlier call. */
+
+/* Counts the samples of the region into value[0] .. value[num-2] of each LUT and
+ * sets its `interpolate` to 0. ZYL_DEPTH_1U (whose values are 0 and 1),
+ * ZYL_DEPTH_8U and ZYL_DEPTH_16U; a signed depth is reported as
+ * "srcImage->depth & ZYL_DEPTH_SIGN". `tile` names one tile of a tiled source;
+ * when it is none of the region's, all counts are 0. */
+ZYL_API void ZYL_CALL zylComputeHisto(ZylImage *srcImage, ZylLUT *const *lut, const int32_t *tile);
+
+/* Maps the source's region through a table made from each LUT: a sample below
+ * key[0] keeps its value, another one becomes value[i] of its interval, plus,
+ * with `interpolate`, factor[i] times its distance from key[i]. What lies at or
+ * above the last key goes on with value[num-1]. Of a result outside the depth the
+ * low bits are kept. The table moves on by one interval at a time, so a key given
+ * twice stops it in the interval before.
+ *
+ * ZYL_DEPTH_8U and ZYL_DEPTH_16U. The images have the same depth, data order and
+ * origin; different numbers of channels to process end the call quietly. Every
+ * image is taken from the origin of its own region, and the smaller one decides.
+ * `dstTile` names a tile of the source when only the source is tiled.
+ * Reports, besides the above: "srcImage->depth != dstImage->depth",
+ * "srcImage->dataOrder != dstImage->dataOrder",
+ * "srcImage->origin != dstImage->origin", "srcImage->depth != ZYL_DEPTH_8U &&
+ * srcImage->depth != ZYL_DEPTH_16U", and, after the LUTs' other faults,
+ * "lut[k]->factor==0" when it is needed. */
+ZYL_API void ZYL_CALL zylContrastStretch(ZylImage *srcImage, ZylImage *dstImage, ZylLUT *const *lut,
+                                         const int32_t *dstTile);
+
+/* Equalises the source's region by the histogram that `lut` holds, as
+ * zylComputeHisto() left it, and replaces it with the result's histogram. The
+ * count of an interval is spread evenly over its values, except that the last
+ * value of an interval gets the remainder of the division alone. Counts are not
+ * negative. Images and reports are those of zylContrastStretch(); the LUTs that
+ * the result's histogram goes to are those of the destination's channels.
+ * A histogram without counts is reported as ZYL_StsInternal, "All values in
+ * histogram are zeroes". */
+ZYL_API void ZYL_CALL zylHistoEqualize(ZylImage *srcImage, ZylImage *dstImage, ZylLUT *const *lut,
+                                       const int32_t *dstTile);
+
+/* dst = the depth's minimum where src < threshold, its maximum elsewhere. All
+ * depths but ZYL_DEPTH_1U. Images and regions are those of chapter 3, except that
+ * a channel of interest goes together with an image of one channel, and that row
+ * padding is never written.
+ *
+ * Reports: the fault of a header; "(srcImage->depth!=dstImage->depth)",
+ * "(srcImage->dataOrder!=dstImage->dataOrder)", "(srcImage->depth==1)"; those of
+ * chapter 3 about tiles; "The fields of ROI has error" for a region that ends
+ * beyond 2^31 - 1; "The mismath of number channels". */
+ZYL_API void ZYL_CALL zylThreshold(ZylImage *srcImage, ZylImage *dstImage, int32_t threshold,
+                                   const int32_t *dstTile);
+
+/* Norms of an image or of the difference of two: the largest absolute sample,
+ * the sum of absolute samples, the root of the sum of squares; the relative ones
+ * are divided by the same norm of the second image. */
+enum {
+    ZYL_NORM_C = 1,
+    ZYL_NORM_L1 = 2,
+    ZYL_NORM_L2 = 4,
+    ZYL_NORM_RELATIVE_C = 9,
+    ZYL_NORM_RELATIVE_L1 = 10,
+    ZYL_NORM_RELATIVE_L2 = 12
+};
+
+/* A norm of srcImageA - srcImageB, or of srcImageA alone when srcImageB is null;
+ * every type but ZYL_NORM_C and ZYL_NORM_L1 is then ZYL_NORM_L2. All depths; the
+ * sums are exact before the one rounding to a double. Every image is taken from
+ * the origin of its own region, and the smaller one decides. A result is at most
+ * 3.4028234663852886e38, also where the second image is all zeros.
+ *
+ * Returns 0 after a bad argument, which is reported: "normType unknown", the
+ * fault of a header, "(srcImageA->depth!=srcImageB->depth)", "(coiA!=coiB)",
+ * "(srcImageA->dataOrder!=srcImageB->dataOrder)",
+ * "(srcImageA->nChannels!=srcImageB->nChannels)". Returns -1 when a tile is not
+ * delivered, which is reported as ZYL_StsError, "Error get tile to read". Returns
+ * 0 when the thread's status is still negative from an earlier call. */
+ZYL_API double ZYL_CALL zylNorm(ZylImage *srcImageA, ZylImage *srcImageB, int32_t normType);
 
 #ifdef __cplusplus
 }
