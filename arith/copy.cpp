@@ -31,6 +31,13 @@ struct Samples {
 
     // Whether rows follow each other without a gap.
     bool solid() const { return step == 1 && count * sampleBytes(depth) == stride; }
+
+    // Whether rows of bits start and end with a byte.
+    bool wholeBytes() const { return depth == ZYL_DEPTH_1U && bit == 0 && count % 8 == 0; }
+    void countBytes() {
+        depth = ZYL_DEPTH_8U;
+        count /= 8;
+    }
 };
 
 Samples samplesOf(const ZylImage &image, const Area &area) {
@@ -59,6 +66,13 @@ Samples samplesOf(const ZylImage &image, const Area &area) {
         s.count *= channels;
     }
     return s;
+}
+
+// Makes rows of whole bytes of bits in both images rows of bytes.
+void takeWholeBytes(Samples &a, Samples &b) {
+    if (!a.wholeBytes() || !b.wholeBytes()) return;
+    a.countBytes();
+    b.countBytes();
 }
 
 // Calls row(a, b, n) for every two rows of n samples.
@@ -123,11 +137,19 @@ void copyRow(const Samples &s, const unsigned char *from, const Samples &d, unsi
         return;
     }
     if (s.step == 1 && d.step == 1) {
-        std::memmove(to, from, static_cast<std::size_t>(n * bytes));
+        if (s.solid() && d.solid()) {
+            std::memmove(to, from, static_cast<std::size_t>(n * bytes));
+        } else {
+            kernels.copy(from, to, n * bytes);
+        }
         return;
     }
     if (d.step == 1) {
         kernels.gather[sizeIndex(bytes)](from, s.step, to, n);
+        return;
+    }
+    if (s.step == 1) {
+        kernels.scatter[sizeIndex(bytes)](from, to, d.step, n);
         return;
     }
     Block block;
@@ -141,8 +163,9 @@ void copyRow(const Samples &s, const unsigned char *from, const Samples &d, unsi
 // Both images in memory, both areas of the same size.
 void copyPixels(const ZylImage &src, const Area &srcArea, const ZylImage &dst,
                 const Area &dstArea) {
-    const Samples s = samplesOf(src, srcArea);
-    const Samples d = samplesOf(dst, dstArea);
+    Samples s = samplesOf(src, srcArea);
+    Samples d = samplesOf(dst, dstArea);
+    takeWholeBytes(s, d);
     forEachRowPair(s, d, [&](const unsigned char *from, unsigned char *to, std::ptrdiff_t n) {
         copyRow(s, from, d, to, n);
     });
@@ -150,8 +173,9 @@ void copyPixels(const ZylImage &src, const Area &srcArea, const ZylImage &dst,
 
 void exchangePixels(const ZylImage &imageA, const Area &areaA, const ZylImage &imageB,
                     const Area &areaB) {
-    const Samples a = samplesOf(imageA, areaA);
-    const Samples b = samplesOf(imageB, areaB);
+    Samples a = samplesOf(imageA, areaA);
+    Samples b = samplesOf(imageB, areaB);
+    takeWholeBytes(a, b);
     Block blockA, blockB;
     forEachRowPair(a, b, [&](unsigned char *rowA, unsigned char *rowB, std::ptrdiff_t n) {
         for (std::ptrdiff_t x = 0; x < n; x += BLOCK) {
@@ -175,13 +199,17 @@ std::int32_t clampToDepth(std::int32_t value, std::uint32_t depth) {
 }
 
 void setPixels(const ZylImage &image, const Area &area, std::int32_t value) {
-    const Samples d = samplesOf(image, area);
+    Samples d = samplesOf(image, area);
+    auto bits = static_cast<std::uint32_t>(value);
+    if (d.wholeBytes()) {
+        d.countBytes();
+        bits = value != 0 ? 0xFFu : 0u;
+    }
     const ArithKernels &kernels = currentArithKernels();
-    const int size = sizeIndex(sampleBytes(image.depth));
-    const auto bits = static_cast<std::uint32_t>(value);
+    const int size = sizeIndex(sampleBytes(d.depth));
     forEachRowPair(d, d, [&](unsigned char *row, unsigned char *, std::ptrdiff_t n) {
         if (d.depth == ZYL_DEPTH_1U) {
-            kernels.bitUnary({row, d.bit}, {row, d.bit}, n, value != 0 ? BITS_SET : BITS_CLEARED);
+            kernels.bitUnary({row, d.bit}, {row, d.bit}, n, bits != 0 ? BITS_SET : BITS_CLEARED);
         } else {
             kernels.fill[size](row, d.step, n, bits);
         }

@@ -65,6 +65,10 @@ struct ArithKernels {
     BinaryRow binary[BINARY_COUNT][6];
     UnaryRow unary[UNARY_COUNT][6];
 
+    // Bytes of a row. Where rows overlap other than wholly, the result is not
+    // specified.
+    void (*copy)(const void *s, void *d, std::ptrdiff_t bytes);
+
     // Every step-th sample from or into a row, for samples of 1, 2 and 4 bytes.
     GatherRow gather[3];
     ScatterRow scatter[3];
