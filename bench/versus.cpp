@@ -34,7 +34,7 @@ using Clock = std::chrono::steady_clock;
 
 // Turns of all calls of a row, at least so many and for at least so long.
 constexpr int TURNS = 5;
-constexpr std::chrono::milliseconds ROW_TIME{200};
+constexpr std::chrono::milliseconds ROW_TIME{400};
 // The time of a turn; short calls are repeated.
 constexpr double TURN_NANOSECONDS = 400e3;
 

@@ -11,7 +11,9 @@ target_include_directories(zylqx_flags INTERFACE ${PROJECT_SOURCE_DIR} ${PROJECT
 target_compile_definitions(zylqx_flags INTERFACE ZYL_BUILD)
 
 # Processors with more instructions than the baseline get their own kernels.
-if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64" AND CMAKE_SIZEOF_VOID_P EQUAL 8)
+if(DEFINED ZYLQX_LEVELS)
+  message(STATUS "Instruction levels: ${ZYLQX_LEVELS}")
+elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64" AND CMAKE_SIZEOF_VOID_P EQUAL 8)
   set(ZYLQX_LEVELS baseline avx2 avx512)
 else()
   set(ZYLQX_LEVELS baseline)
