@@ -7,6 +7,7 @@
  *    3  Pixel arithmetic
  *    4  Logic
  *    5  Copy, set and exchange
+ *    6  Conversion and colour
  *   11  Histograms, threshold and norms
  *
  * What holds for every operation:
@@ -453,6 +454,200 @@ ZYL_API void ZYL_CALL zylSet(ZylImage *image, int32_t fillValue, const int32_t *
 
 /* Swaps the samples of two regions. `tile` names one tile of imageB. */
 ZYL_API void ZYL_CALL zylExchange(ZylImage *imageA, ZylImage *imageB, const int32_t *tile);
+
+/* ======================================================================== */
+/* 6  Conversion and colour                                                 */
+/* ======================================================================== */
+
+/* ---- Device-independent bitmaps ----
+ *
+ * A bitmap is one block of memory: this header, then the colour table (four bytes
+ * an entry: blue, green, red, reserved) or the three masks of bit fields (red,
+ * green, blue, 32 bits each), then the rows, each padded to 4 bytes. It has 1, 4,
+ * 8, 16, 24 or 32 bits a pixel. The record has the layout of the platform's own
+ * BITMAPINFOHEADER, a pointer to which may be given as well.
+ *
+ * The table has biClrUsed entries, or 2^biBitCount when that is 0; it is there
+ * for up to 8 bits. The block ends where these fields say, and nobody can check
+ * it: who reads files checks them first.
+ *
+ * Choices where a bitmap makes no sense: an index past the table means its last
+ * entry; a table of one entry is no gray ramp; bit fields with a mask of 0 are
+ * refused, "Bad dib color mask"; when a colour mask reaches the top bit, there is
+ * no alpha mask, alpha is read as 0 and no bit is written for it. */
+typedef struct ZylBitmapInfoHeader {
+    uint32_t biSize; /* 40 */
+    int32_t biWidth;
+    int32_t biHeight;  /* above 0: the bottom row first; below 0: the top row first */
+    uint16_t biPlanes; /* 1 */
+    uint16_t biBitCount;
+    uint32_t biCompression; /* 0, or 3 for bit fields */
+    uint32_t biSizeImage;   /* this field and those not named below are not used */
+    int32_t biXPelsPerMeter;
+    int32_t biYPelsPerMeter;
+    uint32_t biClrUsed;
+    uint32_t biClrImportant;
+} ZylBitmapInfoHeader;
+
+/* Makes an image of a bitmap; null on failure. *cloneData becomes 1 when the
+ * image uses the bitmap's own pixels: 24 bits, 32 bits without bit fields, and 1
+ * and 8 bits with a gray ramp as table. It must then not outlive the bitmap, and
+ * deallocating its data frees nothing. Else *cloneData becomes 0 and the image has
+ * pixels of its own, converted by zylConvertFromDIB(): 8-bit gray for a gray ramp
+ * of 4 bits, 8-bit "BGRA" planes for 32-bit fields, 8-bit "BGR" planes for the
+ * rest. Freed by zylDeallocate(image, ZYL_DEALLOC_HEADER | ZYL_DEALLOC_DATA).
+ *
+ * Reports, here and below: texts that name the header field, such as
+ * "(dib->biPlanes != 1)"; "Bad dib->biBitCount"; "Create image header is failed";
+ * "Allocate memory for ZYL image data is failed". */
+ZYL_API ZylImage *ZYL_CALL zylTranslateDIB(const void *dib, int32_t *cloneData);
+
+/* Converts a bitmap into an image at least as large, top rows and left columns
+ * together; the rest of the image stays as it is. The image is in memory, has 1,
+ * 3 or 4 channels of 8 or 16 bits, or is a 1-bit image; its channelSeq is "G" or
+ * "GRAY", "BGR", "BGRA", "RGB" or "RGBA" (a text shorter than four characters
+ * followed by zeros). Fields of fewer than 8 bits get zeros below, 16-bit samples
+ * zeros in their lower byte. Gray is (28 B + 151 G + 77 R) >> 8, and a bit is set
+ * above 127. Regions are not looked at, and rows have the stride that
+ * zylCreateImageHeader() gives.
+ *
+ * Reports: "image size is too small", "image->channelSeq unsupport",
+ * "image->imageData==0" for a tiled image, and ZYL_StsInternal with an empty text
+ * for a bit count or an image that is not supported. */
+ZYL_API void ZYL_CALL zylConvertFromDIB(const void *dib, ZylImage *image);
+
+/* Converts an image into a bitmap of its size whose header, table or masks, and
+ * memory the caller provides; rows go bottom up, biHeight is above 0.
+ *
+ * With up to 8 bits every pixel becomes the index of the nearest table entry, the
+ * first of equals. `paletteConversion`: 0, the table as it is; 1, a fixed table of
+ * 2, 16 or 256 entries; 2, a table made for the image by median cut, which sets
+ * biClrUsed. `dither`: 1, 16-bit samples lose their lower byte; 8, they are
+ * reduced by zylReduceBits() with ditherType 8 and ditherBits 1.
+ *
+ * Reports besides those above: "(dither != 8 && dither != 1)" and its like,
+ * "create medcut palette error" (no memory for it, or channels in an unknown
+ * order), "dib-<biBitCount is bad"; ZYL_StsNoMem, "Allocation failure". */
+ZYL_API void ZYL_CALL zylConvertToDIB(ZylImage *image, void *dib, int32_t dither,
+                                      int32_t paletteConversion);
+
+/* ---- Depths ----
+ *
+ * Both operations take whole images of equal size; regions are not looked at,
+ * but for the channel of interest named below. Data orders may differ. When the
+ * origins differ, row 0 goes to the last row, so that the picture stays upright.
+ * With `tilePoint`, a tiled destination is produced only in the tile that holds
+ * this pixel (nothing when there is none).
+ *
+ * Reports: "(srcImage->height != dstImage->height)" and the like; a tile that is
+ * not delivered, "(dstImage->tileInfo->tileData == NULL)", ends the call, and
+ * the tiles held then are given back. */
+
+/* Converts between depths.
+ *
+ * Up to an equal width, values are kept, but between signed and unsigned depths
+ * half of the source's range is added or subtracted: 8U 0 becomes 8S -128. Down,
+ * ConvertMode 1 keeps the high bits, toward zero, ConvertMode 0 the low bits and
+ * the sign. The channels' number must be equal.
+ *
+ * Into a 1-bit image from a deeper one: a bit is set where the sample is above 0.
+ * The source has one channel or a channel of interest. Between 1-bit images:
+ * whole bytes are copied. */
+ZYL_API void ZYL_CALL zylConvert(ZylImage *srcImage, ZylImage *dstImage, int32_t ConvertMode,
+                                 const ZylTileMapping *tilePoint);
+
+/* Makes a deeper image of a 1-bit image: all channels of a pixel become OneScale
+ * where the bit is set, else ZeroScale. Both must fit the depth. */
+ZYL_API void ZYL_CALL zylBitonalToGray(ZylImage *srcImage, ZylImage *dstImage, int32_t ZeroScale,
+                                       int32_t OneScale, const ZylTileMapping *tilePoint);
+
+/* ---- Colour models ----
+ *
+ * Whole images of equal origin; regions are not looked at, and of images in
+ * memory the smaller size decides. A destination in tiles is produced tile by
+ * tile, and what a tile has beyond the source comes from the source's borders; a
+ * destination tile that is not delivered ends its row of tiles without a report.
+ *
+ * Red, green and blue are found by channelSeq. Pixel order: the first three
+ * channels, R G B when it begins with 'R', else B G R. Plane order: the planes at
+ * the letters' places; the first three in the order R G B when a letter is
+ * missing. Other channels are left alone. A colour image has three channels or
+ * more. Samples of signed images are not negative, or the results are within
+ * range but otherwise unspecified.
+ *
+ * Reports: "incomatibleimages" for colour models, channels, depths, data orders or
+ * origins that do not go together; then, for every tile, "errInOutDepth" for
+ * depths that are not supported; ZYL_StsNoMem, "Allocation failure". */
+
+/* Gray of RGB: 8U, 16U and 32S to 1U (set above the middle), 8U and 16U; roughly
+ * 0.21 R + 0.72 G + 0.07 B. The destination has one channel; of planes, the first
+ * is written. */
+ZYL_API void ZYL_CALL zylColorToGray(ZylImage *srcImage, ZylImage *dstImage,
+                                     const int32_t *dstTile);
+
+/* RGB of gray: each colour is gray * Fract, in 8 bits (1/256), 16 bits (1/32768) or
+ * double precision, and saturated. When all three are 0, the weights of
+ * zylColorToGray() are used. 8U, 16U, 32S, and 1U to 8U as 0 and 255. */
+ZYL_API void ZYL_CALL zylGrayToColor(ZylImage *srcImage, ZylImage *dstImage, float FractR,
+                                     float FractG, float FractB, const int32_t *dstTile);
+
+/* RGB to hue, saturation, value or to hue, lightness, saturation, and back. 8U,
+ * 16U, 32S. Hue is in degrees, 8U: in halves, 0 to 179; the others have the full
+ * range. The first three characters of the destination's colorModel and
+ * channelSeq become "HSV", "HLS" or "RGB": its first three channels. */
+ZYL_API void ZYL_CALL zylRGB2HSV(ZylImage *srcImage, ZylImage *dstImage, const int32_t *dstTile);
+ZYL_API void ZYL_CALL zylHSV2RGB(ZylImage *srcImage, ZylImage *dstImage, const int32_t *dstTile);
+ZYL_API void ZYL_CALL zylRGB2HLS(ZylImage *srcImage, ZylImage *dstImage, const int32_t *dstTile);
+ZYL_API void ZYL_CALL zylHLS2RGB(ZylImage *srcImage, ZylImage *dstImage, const int32_t *dstTile);
+
+/* Cuts 32S to 16U or 8U, 16U to 8U, 8U to 1U (above 127), keeping the high bits;
+ * negative samples become 0. The same number of channels to process, data order
+ * and origin; images and tiles as above.
+ *
+ * jitterType 1 to 8 adds noise before the cut, stronger with every step, another
+ * one for every call; 0 adds none.
+ *
+ * ditherType: 1 none; 2 Floyd-Steinberg, 4 Jarvis-Judice-Ninke, 8 Stucki, 16 a
+ * 4 x 4 order. Dithers leave multiples of the largest sample >> ditherBits (at
+ * least 1) in a gray or three colour channels of 8U and 16U, each tile by itself.
+ * A sum of sample and error that leaves the range is set to its end. ditherBits
+ * below 0 counts as 0, above the sample's bits as half of these.
+ *
+ * Reports: "(0>jitterType)||(jitterType>8)", "incomatibleimages"; then, for every
+ * tile, "errInOutDepth", "errOutDepth", "errDitherOption", "errInDepth". */
+ZYL_API void ZYL_CALL zylReduceBits(ZylImage *srcImage, ZylImage *dstImage, int32_t jitterType,
+                                    int32_t ditherType, int32_t ditherBits, const int32_t *dstTile);
+
+/* ---- Colour twist ----
+ *
+ * Row i of the matrix gives channel i: (data[4i] c0 + data[4i + 1] c1 +
+ * data[4i + 2] c2 + data[4i + 3]) / 2^scalingValue, for i = 0, 1, 2. */
+typedef struct ZylColorTwist {
+    int32_t data[16];
+    int32_t scalingValue; /* 0 to 31 */
+} ZylColorTwist;
+
+/* Creation reports "bad_argument" or ZYL_StsNoMem, "out_of_memory", and returns
+ * null; setting reports "cTwist==0", "(data == 0)", "(scalingValue < 0)" or
+ * "(scalingValue > 31)". Deleting ignores null. */
+ZYL_API ZylColorTwist *ZYL_CALL zylCreateColorTwist(const int32_t *data, int32_t scalingValue);
+ZYL_API void ZYL_CALL zylSetColorTwist(ZylColorTwist *cTwist, const int32_t *data,
+                                       int32_t scalingValue);
+ZYL_API void ZYL_CALL zylDeleteColorTwist(ZylColorTwist *cTwist);
+
+/* Twists the first three channels, in memory order, of the source's region into
+ * the destination's. Both are 8U or both 16U, of equal data order and origin, with
+ * three channels or more; an alpha channel is the last one. Regions are cut to
+ * their images, the smaller size decides, and the channel of interest is not
+ * looked at. Results are truncated and limited to the range; then `offset` is
+ * added, and they are limited again. With `Mapping`, a tiled destination is
+ * produced only in the tile that holds this pixel, which must meet the region.
+ *
+ * Reports: "cTwist==0", the texts of what does not go together, such as
+ * "(srcImage->nChannels < 3)", and tiles as zylConvert() does. */
+ZYL_API void ZYL_CALL zylApplyColorTwist(ZylImage *srcImage, ZylImage *dstImage,
+                                         const ZylColorTwist *cTwist, int32_t offset,
+                                         const ZylTileMapping *Mapping);
 
 /* ======================================================================== */
 /* 11  Histograms, threshold and norms                                      */

@@ -1,0 +1,48 @@
+// A device-independent bitmap in memory: header, colour table or masks, pixels.
+#ifndef ZYLQX_CONVERT_BITMAP_H
+#define ZYLQX_CONVERT_BITMAP_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "convert/kernels.h"
+#include "zylqx.h"
+
+namespace zylqx {
+
+// Compressions that are taken.
+constexpr std::uint32_t BITMAP_PLAIN = 0;
+constexpr std::uint32_t BITMAP_FIELDS = 3;
+
+struct Bitmap {
+    // Reads the header; the block need not be aligned.
+    explicit Bitmap(const void *block);
+
+    bool knownBitCount() const;
+    // Whether a mask of a bitmap with bit fields is 0, so that it has no place
+    // for a colour.
+    bool emptyMask() const;
+    void setEntriesUsed(std::uint32_t used);
+
+    // The row of the picture, counted from its top.
+    std::uint8_t *row(std::ptrdiff_t y) const {
+        return pixels + (header.biHeight > 0 ? rows - 1 - y : y) * stride;
+    }
+
+    ZylBitmapInfoHeader header;
+    std::uint8_t *table; // the colour table; the masks of bit fields
+    std::uint64_t entries;
+    std::uint8_t *pixels;
+    std::ptrdiff_t stride;
+    std::int64_t rows;  // |biHeight|
+    BitField fields[4]; // blue, green, red and alpha of 16- and 32-bit pixels
+
+  private:
+    void readFields();
+
+    std::uint8_t *block_;
+};
+
+} // namespace zylqx
+
+#endif

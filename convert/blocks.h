@@ -1,0 +1,63 @@
+// The walk of operations that work straight from source to destination: the
+// destination's rectangle in blocks, each within one tile (or in memory) of
+// either image. A tile is held until another one of its image is needed.
+#ifndef ZYLQX_CONVERT_BLOCKS_H
+#define ZYLQX_CONVERT_BLOCKS_H
+
+#include "core/call.h"
+#include "core/tiles.h"
+
+namespace zylqx {
+
+// Which pixels go where. `flipped`: the rectangle's first destination row comes
+// from source row srcY, the next one from the row before that.
+struct BlockRegion {
+    std::int32_t srcX, srcY;
+    std::int32_t dstX, dstY;
+    std::int32_t width, height;
+    bool flipped = false;
+};
+
+// A block lies in two images in memory: whole ones, or tiles.
+struct Block {
+    const ZylImage *src;
+    const ZylImage *dst;
+    BlockRegion at; // positions within these two
+
+    // Bytes from a source row to the one that belongs to the next destination row.
+    std::ptrdiff_t srcStride() const { return at.flipped ? -src->widthStep : src->widthStep; }
+};
+
+class BlockKernel {
+  public:
+    template <class F>
+    BlockKernel(F &kernel)
+        : kernel_(&kernel),
+          call_([](void *self, const Block &block) { (*static_cast<F *>(self))(block); }) {}
+    void operator()(const Block &block) const { call_(kernel_, block); }
+
+  private:
+    void *kernel_;
+    void (*call_)(void *, const Block &);
+};
+
+// Cuts the region to the columns [begX, endX) and rows [begY, endY) of the
+// destination.
+void cutRegion(BlockRegion &region, std::int64_t begX, std::int64_t endX, std::int64_t begY,
+               std::int64_t endY);
+
+// Cuts the region to the destination tile that holds the point, if there is a
+// point and the destination is tiled.
+void cutToTile(BlockRegion &region, const ZylImage &dst, const ZylTileMapping *point);
+
+// Calls the kernel for every block, rows of blocks from top to bottom and each
+// from left to right. A tile that is not delivered is reported as
+// "(dstImage->tileInfo->tileData == NULL)" or the same for srcImage, and ends the
+// walk; tiles held are given back all the same. An image that is both source and
+// destination has the same region as both.
+void walkBlocks(const Call &call, ZylImage &src, ZylImage &dst, const BlockRegion &region,
+                BlockKernel kernel);
+
+} // namespace zylqx
+
+#endif

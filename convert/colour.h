@@ -1,0 +1,58 @@
+// What colour operations share: where red, green and blue are, and rows of them.
+#ifndef ZYLQX_CONVERT_COLOUR_H
+#define ZYLQX_CONVERT_COLOUR_H
+
+#include <cstddef>
+
+#include "convert/kernels.h"
+#include "core/image.h"
+
+namespace zylqx {
+
+// Channels, counted from 1.
+struct Channels {
+    int of[3];
+};
+
+constexpr Channels FIRST_CHANNELS{{1, 2, 3}};
+
+// Where the three channels of a model ("RGB", "HSV", "HLS") are, in the order of
+// its letters. Plane order: each where its letter stands in channelSeq; the first
+// three unless all letters are there. Pixel order: the first three, but from blue
+// to red when the model is RGB and channelSeq does not begin with 'R'. The image
+// has at least three channels.
+Channels colourChannels(const ZylImage &image, const char *model);
+
+// The row from column x on.
+inline ColourSource sourceRow(const ZylImage &image, const Channels &channels, std::ptrdiff_t x,
+                              std::ptrdiff_t y) {
+    ColourSource row{{}, pixelStep(image)};
+    for (int k = 0; k < 3; ++k) row.channel[k] = sampleAt(image, x, y, channels.of[k]);
+    return row;
+}
+
+inline ColourRow colourRow(const ZylImage &image, const Channels &channels, std::ptrdiff_t x,
+                           std::ptrdiff_t y) {
+    ColourRow row{{}, pixelStep(image)};
+    for (int k = 0; k < 3; ++k) row.channel[k] = sampleAt(image, x, y, channels.of[k]);
+    return row;
+}
+
+// Of the depths that colour operations take: 0 for 8U, 1 for 16U, 2 for 32S; -1
+// for any other.
+constexpr int colourDepthIndex(std::uint32_t depth) {
+    switch (depth) {
+    case ZYL_DEPTH_8U:
+        return 0;
+    case ZYL_DEPTH_16U:
+        return 1;
+    case ZYL_DEPTH_32S:
+        return 2;
+    default:
+        return -1;
+    }
+}
+
+} // namespace zylqx
+
+#endif

@@ -1,0 +1,112 @@
+#include "convert/kernels.h"
+#include "convert/pack.h"
+
+namespace zylqx::ZYLQX_LEVEL {
+
+namespace {
+
+using U8 = std::uint8_t;
+using S8 = std::int8_t;
+using U16 = std::uint16_t;
+using S16 = std::int16_t;
+using S32 = std::int32_t;
+
+template <class T>
+constexpr bool SIGNED = T(-1) < T(0);
+template <class T>
+constexpr int BITS = static_cast<int>(sizeof(T) * 8);
+// Half of the range: what lies between a signed and an unsigned sample.
+template <class T>
+constexpr std::int32_t HALF = std::int32_t{1} << (BITS<T> - 1);
+
+// A signed sample cut to D's bits, still signed.
+template <class S, class D, bool SCALE>
+S32 narrowed(S v) {
+    if constexpr (SCALE) {
+        return v / (S32{1} << (BITS<S> - BITS<D>)); // toward zero
+    } else {
+        constexpr S32 LOW = HALF<D> - 1;
+        return v >= 0 ? v & LOW : v | ~LOW;
+    }
+}
+
+template <class S, class D, bool SCALE>
+D converted(S v) {
+    constexpr bool NARROWS = sizeof(D) < sizeof(S);
+    if constexpr (SIGNED<S> && NARROWS) {
+        return D(narrowed<S, D, SCALE>(v) + (SIGNED<D> ? 0 : HALF<D>));
+    } else if constexpr (NARROWS) {
+        const int low = SCALE ? v >> (BITS<S> - BITS<D>) : v & (2 * HALF<D> - 1);
+        return D(low - (SIGNED<D> ? HALF<D> : 0));
+    } else if constexpr (SIGNED<S> == SIGNED<D>) {
+        return D(v);
+    } else {
+        return D(v + (SIGNED<D> ? -HALF<S> : HALF<S>));
+    }
+}
+
+template <class S, class D, bool SCALE>
+void convertRow(const void *s, std::ptrdiff_t sStep, void *d, std::ptrdiff_t dStep,
+                std::ptrdiff_t n) {
+    const S *in = static_cast<const S *>(s);
+    D *out = static_cast<D *>(d);
+    if (sStep == 1 && dStep == 1) {
+        ZYLQX_VECTOR_LOOP
+        for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = converted<S, D, SCALE>(in[i]);
+        return;
+    }
+    for (std::ptrdiff_t i = 0; i < n; ++i) out[i * dStep] = converted<S, D, SCALE>(in[i * sStep]);
+}
+
+template <class S>
+void toBitsRow(const void *s, std::ptrdiff_t sStep, U8 *d, std::ptrdiff_t n) {
+    const S *in = static_cast<const S *>(s);
+    U8 flags[CHUNK];
+    for (std::ptrdiff_t i = 0; i < n; i += CHUNK) {
+        const std::ptrdiff_t count = chunkFrom(i, n);
+        const S *chunk = in + i * sStep;
+        if (sStep == 1) {
+            for (std::ptrdiff_t k = 0; k < count; ++k) flags[k] = chunk[k] > 0;
+        } else {
+            for (std::ptrdiff_t k = 0; k < count; ++k) flags[k] = chunk[k * sStep] > 0;
+        }
+        packBits(flags, d + i / 8, count);
+    }
+}
+
+template <class D>
+void fromBitsRow(const U8 *s, S32 zero, S32 one, void *d, std::ptrdiff_t dStep, std::ptrdiff_t n) {
+    D *out = static_cast<D *>(d);
+    const D values[2] = {D(zero), D(one)};
+    const D both = D(values[0] ^ values[1]);
+    std::ptrdiff_t done = 0;
+    if (dStep == 1) {
+        for (; done + 8 <= n; done += 8) {
+            const unsigned byte = s[done >> 3];
+            for (int k = 0; k < 8; ++k) {
+                const D mask = D(-static_cast<int>((byte >> (7 - k)) & 1u));
+                out[done + k] = D(values[0] ^ (both & mask));
+            }
+        }
+    }
+    for (; done < n; ++done) out[done * dStep] = values[bitAt(s, done)];
+}
+
+#define ZYLQX_CONVERT_PAIR(S, D)                                                                   \
+    { convertRow<S, D, false>, convertRow<S, D, true> }
+#define ZYLQX_CONVERT_FROM(S)                                                                      \
+    {                                                                                              \
+        ZYLQX_CONVERT_PAIR(S, U8), ZYLQX_CONVERT_PAIR(S, S8), ZYLQX_CONVERT_PAIR(S, U16),          \
+            ZYLQX_CONVERT_PAIR(S, S16), ZYLQX_CONVERT_PAIR(S, S32)                                 \
+    }
+
+} // namespace
+
+const DepthKernels depthKernels = {
+    {ZYLQX_CONVERT_FROM(U8), ZYLQX_CONVERT_FROM(S8), ZYLQX_CONVERT_FROM(U16),
+     ZYLQX_CONVERT_FROM(S16), ZYLQX_CONVERT_FROM(S32)},
+    {toBitsRow<U8>, toBitsRow<S8>, toBitsRow<U16>, toBitsRow<S16>, toBitsRow<S32>},
+    {fromBitsRow<U8>, fromBitsRow<S8>, fromBitsRow<U16>, fromBitsRow<S16>, fromBitsRow<S32>},
+};
+
+} // namespace zylqx::ZYLQX_LEVEL

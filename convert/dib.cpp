@@ -1,0 +1,401 @@
+// To and from device-independent bitmaps. Every conversion carries runs of
+// working pixels through three stages: a reader, a change of the channels' order,
+// and a writer.
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+
+#include "convert/bitmap.h"
+#include "convert/kernels.h"
+#include "convert/median_cut.h"
+#include "convert/palette.h"
+#include "core/call.h"
+#include "core/image.h"
+
+using namespace zylqx;
+
+namespace {
+
+// Working pixels that go through the stages at a time. A multiple of 8, so that
+// every run starts at a byte of a row of bits.
+constexpr std::ptrdiff_t RUN = 512;
+
+constexpr int RED_BYTE = 16; // its lowest bit in a working pixel
+
+// ---- checks ---------------------------------------------------------------------
+
+bool badBlock(const Call &call, const Bitmap &bitmap) {
+    const ZylBitmapInfoHeader &header = bitmap.header;
+    return call.fails(header.biSize != sizeof header,
+                      "(dib->biSize != sizeof(BITMAPINFOHEADER))") ||
+           call.fails(header.biPlanes != 1, "(dib->biPlanes != 1)") ||
+           call.fails(header.biCompression != BITMAP_PLAIN && header.biCompression != BITMAP_FIELDS,
+                      "(dib->biCompression != 0) && (dib->biCompression != 3)");
+}
+
+void reportInternal(const Call &call) {
+    call.report(ZYL_StsInternal, "");
+}
+
+// ---- the image side ---------------------------------------------------------------
+
+// The rows of an image as bitmaps see them: whole, from the top of the picture
+// down, with the strides that follow from the header's other fields.
+class ImageRows {
+  public:
+    explicit ImageRows(const ZylImage &image)
+        : image_(image), stride_(ownRowStride(image.dataOrder, image.depth, image.align,
+                                              image.nChannels, image.width)) {}
+
+    // Depths and channels that bitmaps can hold.
+    bool supported() const {
+        if (image_.depth == ZYL_DEPTH_1U) return image_.nChannels == 1;
+        if (image_.depth != ZYL_DEPTH_8U && image_.depth != ZYL_DEPTH_16U) return false;
+        return image_.nChannels == 1 || image_.nChannels == 3 || image_.nChannels == 4;
+    }
+
+    // n pixels from column x on, a multiple of 8.
+    void read(std::ptrdiff_t y, std::ptrdiff_t x, std::uint32_t *pixels, std::ptrdiff_t n) const {
+        const BitmapKernels &kernels = currentBitmapKernels();
+        if (image_.depth == ZYL_DEPTH_1U) return kernels.getBits(row(y) + x / 8, pixels, n);
+        std::fill_n(pixels, n, 0u);
+        const auto get = kernels.getChannel[image_.depth == ZYL_DEPTH_16U];
+        const std::ptrdiff_t step = pixelStep(image_);
+        if (image_.nChannels == 1) {
+            for (int at = 0; at < 24; at += 8) get(sample(y, x, 0), step, at, pixels, n);
+            return;
+        }
+        for (int c = 0; c < image_.nChannels; ++c) get(sample(y, x, c), step, 8 * c, pixels, n);
+    }
+
+    void write(std::ptrdiff_t y, std::ptrdiff_t x, const std::uint32_t *pixels,
+               std::ptrdiff_t n) const {
+        const BitmapKernels &kernels = currentBitmapKernels();
+        if (image_.depth == ZYL_DEPTH_1U) return kernels.putBits(pixels, row(y) + x / 8, n);
+        const auto put = kernels.putChannel[image_.depth == ZYL_DEPTH_16U];
+        const std::ptrdiff_t step = pixelStep(image_);
+        if (image_.nChannels == 1) return put(pixels, RED_BYTE, sample(y, x, 0), step, n);
+        for (int c = 0; c < image_.nChannels; ++c) put(pixels, 8 * c, sample(y, x, c), step, n);
+    }
+
+  private:
+    unsigned char *row(std::ptrdiff_t y) const {
+        const bool bottomFirst = image_.origin == ZYL_ORIGIN_BL;
+        return image_.imageData + (bottomFirst ? image_.height - 1 - y : y) * stride_;
+    }
+    unsigned char *sample(std::ptrdiff_t y, std::ptrdiff_t x, int channel) const {
+        const std::ptrdiff_t bytes = sampleBytes(image_.depth);
+        const std::ptrdiff_t channelStep = isPlanar(image_) ? stride_ * image_.height : bytes;
+        return row(y) + x * pixelStep(image_) * bytes + channel * channelStep;
+    }
+
+    const ZylImage &image_;
+    std::ptrdiff_t stride_;
+};
+
+// ---- the order of channels --------------------------------------------------------
+
+enum class Direction { FromBitmap, ToBitmap };
+
+bool sequenceIs(const ZylImage &image, const char (&text)[5]) {
+    return std::memcmp(image.channelSeq, text, 4) == 0;
+}
+
+void keepChannels(std::uint32_t *, std::ptrdiff_t) {}
+
+// Null for a sequence that is not known.
+BitmapKernels::Change channelOrder(const ZylImage &image, Direction direction) {
+    const BitmapKernels &kernels = currentBitmapKernels();
+    if (sequenceIs(image, "G\0\0\0") || sequenceIs(image, "GRAY")) {
+        return direction == Direction::FromBitmap ? kernels.redFromColours : kernels.coloursFromRed;
+    }
+    if (sequenceIs(image, "BGR\0") || sequenceIs(image, "BGRA")) return keepChannels;
+    if (sequenceIs(image, "RGB\0") || sequenceIs(image, "RGBA")) return kernels.swapBlueAndRed;
+    return nullptr;
+}
+
+// ---- the bitmap side --------------------------------------------------------------
+
+class BitmapReader {
+  public:
+    explicit BitmapReader(const Bitmap &bitmap) : bitmap_(bitmap) {
+        if (bitmap.header.biBitCount <= 8) readTable();
+    }
+
+    void read(std::ptrdiff_t y, std::ptrdiff_t x, std::uint32_t *pixels, std::ptrdiff_t n) const {
+        const BitmapKernels &kernels = currentBitmapKernels();
+        const std::uint8_t *row = bitmap_.row(y);
+        switch (bitmap_.header.biBitCount) {
+        case 1:
+            return kernels.read1(row, x, colours_, pixels, n);
+        case 4:
+            return kernels.read4(row, x, colours_, pixels, n);
+        case 8:
+            return kernels.read8(row, x, colours_, pixels, n);
+        case 16:
+            return kernels.read16(row, x, bitmap_.fields, pixels, n);
+        case 24:
+            return kernels.read24(row, x, bitmap_.fields, pixels, n);
+        default:
+            return kernels.read32(row, x, bitmap_.fields, pixels, n);
+        }
+    }
+
+  private:
+    // An index past the table gets its last entry.
+    void readTable() {
+        const std::uint64_t indices = std::uint64_t{1} << bitmap_.header.biBitCount;
+        for (std::uint64_t i = 0; i < indices; ++i) {
+            const std::uint8_t *entry =
+                bitmap_.table + ENTRY_BYTES * std::min(i, bitmap_.entries - 1);
+            colours_[i] = entry[0] | std::uint32_t{entry[1]} << 8 | std::uint32_t{entry[2]} << 16 |
+                          std::uint32_t{entry[3]} << 24;
+        }
+    }
+
+    const Bitmap &bitmap_;
+    std::uint32_t colours_[256];
+};
+
+class BitmapWriter {
+  public:
+    explicit BitmapWriter(const Bitmap &bitmap) : bitmap_(bitmap) {
+        if (bitmap.header.biBitCount <= 8) nearest_.emplace(bitmap.table, bitmap.entries);
+    }
+
+    void write(std::ptrdiff_t y, std::ptrdiff_t x, const std::uint32_t *pixels, std::ptrdiff_t n) {
+        const BitmapKernels &kernels = currentBitmapKernels();
+        std::uint8_t *row = bitmap_.row(y);
+        switch (bitmap_.header.biBitCount) {
+        case 1:
+            return writeIndices<1>(row, x, pixels, n);
+        case 4:
+            return writeIndices<4>(row, x, pixels, n);
+        case 8:
+            return writeIndices<8>(row, x, pixels, n);
+        case 16:
+            return kernels.write16(row, x, bitmap_.fields, pixels, n);
+        case 24:
+            return kernels.write24(row, x, bitmap_.fields, pixels, n);
+        default:
+            return kernels.write32(row, x, bitmap_.fields, pixels, n);
+        }
+    }
+
+  private:
+    // Several indices to a byte, the first in its highest bits. Bits of a byte
+    // past the row keep their values.
+    template <int BITS>
+    void writeIndices(std::uint8_t *row, std::ptrdiff_t x, const std::uint32_t *pixels,
+                      std::ptrdiff_t n) {
+        constexpr unsigned MASK = (1u << BITS) - 1;
+        constexpr std::ptrdiff_t PER_BYTE = 8 / BITS;
+        for (std::ptrdiff_t i = 0; i < n; ++i) {
+            const std::uint32_t found = (*nearest_)(pixels[i]);
+            const unsigned index = BITS == 1 ? found > 0 : found & MASK;
+            std::uint8_t &byte = row[(x + i) / PER_BYTE];
+            const auto shift = static_cast<int>(8 - BITS - (x + i) % PER_BYTE * BITS);
+            byte = static_cast<std::uint8_t>((byte & ~(MASK << shift)) | index << shift);
+        }
+    }
+
+    const Bitmap &bitmap_;
+    std::optional<NearestColour> nearest_;
+};
+
+// Takes `rows` rows of `columns` pixels, from the top of the picture down, from a
+// reader through `change` to a writer.
+template <class Reader, class Writer>
+void convertRows(const Reader &reader, BitmapKernels::Change change, Writer &writer,
+                 std::ptrdiff_t rows, std::ptrdiff_t columns) {
+    std::uint32_t pixels[RUN];
+    for (std::ptrdiff_t y = 0; y < rows; ++y) {
+        for (std::ptrdiff_t x = 0; x < columns; x += RUN) {
+            const std::ptrdiff_t n = std::min(RUN, columns - x);
+            reader.read(y, x, pixels, n);
+            change(pixels, n);
+            writer.write(y, x, pixels, n);
+        }
+    }
+}
+
+// ---- translating ------------------------------------------------------------------
+
+// The layout of an image for a bitmap, and whether the bitmap's pixels serve it.
+struct Layout {
+    std::int32_t nChannels;
+    std::int32_t alphaChannel;
+    std::uint32_t depth;
+    char colorModel[5];
+    char channelSeq[5];
+    bool shared;
+};
+
+Layout layoutFor(const Bitmap &bitmap) {
+    const std::uint16_t bits = bitmap.header.biBitCount;
+    const bool fields = bitmap.header.biCompression == BITMAP_FIELDS;
+    if (bits <= 8 && isGrayRamp(bitmap.table, bitmap.entries)) {
+        return {1, 0, bits == 1 ? ZYL_DEPTH_1U : ZYL_DEPTH_8U, "GRAY", "G\0\0\0", bits != 4};
+    }
+    if (bits == 32) return {4, 4, ZYL_DEPTH_8U, "RGBA", "BGRA", !fields};
+    return {3, 0, ZYL_DEPTH_8U, "RGB\0", "BGR\0", bits == 24};
+}
+
+ZylImage *createHeader(const Bitmap &bitmap, const Layout &layout) {
+    if (bitmap.rows > INT32_MAX) return nullptr;
+    ZylImage *image = zylCreateImageHeader(
+        layout.nChannels, layout.alphaChannel, layout.depth, layout.colorModel, layout.channelSeq,
+        layout.shared ? ZYL_DATA_ORDER_PIXEL : ZYL_DATA_ORDER_PLANE,
+        bitmap.header.biHeight >= 0 ? ZYL_ORIGIN_BL : ZYL_ORIGIN_TL,
+        layout.shared ? ZYL_ALIGN_4 : ZYL_ALIGN_8, static_cast<std::int32_t>(bitmap.rows),
+        bitmap.header.biWidth, nullptr, nullptr, nullptr);
+    if (image != nullptr && layout.shared) image->imageData = bitmap.pixels;
+    return image;
+}
+
+// ---- writing bitmaps --------------------------------------------------------------
+
+// Fills the colour table; false when the median cut failed.
+bool fillTable(Bitmap &bitmap, const ZylImage &image, std::int32_t paletteConversion) {
+    const std::uint16_t bits = bitmap.header.biBitCount;
+    if (paletteConversion == 0 || bits >= 16) return true;
+    if (paletteConversion == 2 && bits > 8) return false;
+    if (!bitmap.knownBitCount()) return true; // there is no table
+    if (paletteConversion == 1) {
+        fillFixedTable(bitmap.table, bitmap.entries, image.nChannels == 1);
+        return true;
+    }
+    const int used = medianCutTable(image, bits, bitmap.table);
+    if (used == 0) return false;
+    bitmap.setEntriesUsed(static_cast<std::uint32_t>(used));
+    return true;
+}
+
+// A copy of an image with 8 bits, freed at the end of the scope.
+class ReducedImage {
+  public:
+    ReducedImage() = default;
+    ReducedImage(const ReducedImage &) = delete;
+    ReducedImage &operator=(const ReducedImage &) = delete;
+    ~ReducedImage() { zylDeallocate(image_, ZYL_DEALLOC_ALL); }
+
+    // False when something failed, which has been reported.
+    bool make(const Call &call, ZylImage &image, std::int32_t dither) {
+        image_ =
+            zylCreateImageHeader(image.nChannels, image.alphaChannel, ZYL_DEPTH_8U,
+                                 image.colorModel, image.channelSeq, image.dataOrder, image.origin,
+                                 image.align, image.height, image.width, nullptr, nullptr, nullptr);
+        if (image_ != nullptr) zylAllocateImage(image_, -1);
+        if (image_ == nullptr || image_->imageData == nullptr) {
+            call.report(ZYL_StsNoMem, "Allocation failure");
+            return false;
+        }
+        // The whole image is reduced, whatever its region.
+        ZylImage whole = image;
+        whole.roi = nullptr;
+        const ZylStatus before = zylGetErrStatus();
+        zylSetErrStatus(ZYL_StsOk);
+        zylReduceBits(&whole, image_, 0, dither, 1, nullptr);
+        if (zylGetErrStatus() < 0) return false;
+        zylSetErrStatus(before);
+        return true;
+    }
+
+    ZylImage *get() const { return image_; }
+
+  private:
+    ZylImage *image_ = nullptr;
+};
+
+} // namespace
+
+ZylImage *zylTranslateDIB(const void *dib, std::int32_t *cloneData) {
+    const Call call("zylTranslateDIB", "zyldib");
+    if (call.fails(dib == nullptr, "(dib == ((void *)0))") ||
+        call.fails(cloneData == nullptr, "(cloneData == ((void *)0))")) {
+        return nullptr;
+    }
+    const Bitmap bitmap(dib);
+    if (badBlock(call, bitmap) || call.fails(!bitmap.knownBitCount(), "Bad dib->biBitCount") ||
+        call.fails(bitmap.emptyMask(), "Bad dib color mask")) {
+        return nullptr;
+    }
+    const Layout layout = layoutFor(bitmap);
+    ZylImage *image = createHeader(bitmap, layout);
+    if (call.fails(image == nullptr, "Create image header is failed")) return nullptr;
+    *cloneData = layout.shared ? 1 : 0;
+    if (layout.shared) return image;
+
+    zylAllocateImage(image, -1);
+    if (call.fails(image->imageData == nullptr, "Allocate memory for ZYL image data is failed")) {
+        zylDeallocate(image, ZYL_DEALLOC_HEADER);
+        return nullptr;
+    }
+    zylConvertFromDIB(dib, image);
+    return image;
+}
+
+void zylConvertFromDIB(const void *dib, ZylImage *image) {
+    const Call call("zylConvertFromDIB", "zyldib");
+    if (call.badHeader(image) || call.fails(dib == nullptr, "dib==0")) return;
+    if (call.fails(isTiled(*image), "image->imageData==0")) return;
+    const Bitmap bitmap(dib);
+    if (badBlock(call, bitmap) ||
+        call.fails(image->width < bitmap.header.biWidth || image->height < bitmap.rows,
+                   "image size is too small")) {
+        return;
+    }
+    if (!bitmap.knownBitCount()) return reportInternal(call);
+    if (call.fails(bitmap.emptyMask(), "Bad dib color mask")) return;
+    const auto change = channelOrder(*image, Direction::FromBitmap);
+    if (call.fails(change == nullptr, "image->channelSeq unsupport")) return;
+    const ImageRows rows(*image);
+    if (!rows.supported()) return reportInternal(call);
+    convertRows(BitmapReader(bitmap), change, rows, static_cast<std::ptrdiff_t>(bitmap.rows),
+                bitmap.header.biWidth);
+}
+
+void zylConvertToDIB(ZylImage *image, void *dib, std::int32_t dither,
+                     std::int32_t paletteConversion) {
+    const Call call("zylConvertToDIB", "zyldib");
+    if (call.badHeader(image) || call.fails(dib == nullptr, "dib==0")) return;
+    if (call.fails(isTiled(*image), "image->imageData==0")) return;
+    Bitmap bitmap(dib);
+    const bool alpha = image->alphaChannel == 4;
+    if (call.fails(image->nChannels <= 0 || image->nChannels > 4,
+                   "(image->nChannels <= 0 || image->nChannels > 4)") ||
+        call.fails((image->depth & ZYL_DEPTH_SIGN) != 0, "(image->depth & 0x80000000)") ||
+        call.fails(image->alphaChannel != 0 && image->alphaChannel != 4,
+                   "(image->alphaChannel != 0 && image->alphaChannel != 4)") ||
+        call.fails(alpha && image->nChannels != 4, "(image->nChannels != 4)") ||
+        call.fails(!alpha && image->nChannels != 3 && image->nChannels != 1,
+                   "(image->nChannels != 3 && image->nChannels != 1)") ||
+        call.fails(image->width != bitmap.header.biWidth || image->height != bitmap.header.biHeight,
+                   "(image->width != dib->biWidth || image->height != dib->biHeight)") ||
+        badBlock(call, bitmap) ||
+        call.fails(dither != 8 && dither != 1, "(dither != 8 && dither != 1)") ||
+        call.fails(
+            paletteConversion < 0 || paletteConversion > 2,
+            "(paletteConversion != 0 && paletteConversion != 1 && paletteConversion != 2)") ||
+        call.fails(!fillTable(bitmap, *image, paletteConversion), "create medcut palette error")) {
+        return;
+    }
+
+    ReducedImage reduced;
+    const ZylImage *source = image;
+    if (image->depth > ZYL_DEPTH_8U && dither == 8) {
+        if (!reduced.make(call, *image, dither)) return;
+        source = reduced.get();
+    }
+    const ImageRows rows(*source);
+    if (!rows.supported()) return reportInternal(call);
+    const auto change = channelOrder(*source, Direction::ToBitmap);
+    if (call.fails(change == nullptr, "image->channelSeq unsupport") ||
+        call.fails(!bitmap.knownBitCount(), "dib-<biBitCount is bad") ||
+        call.fails(bitmap.emptyMask(), "Bad dib color mask")) {
+        return;
+    }
+    BitmapWriter writer(bitmap);
+    convertRows(rows, change, writer, image->height, image->width);
+}

@@ -1,0 +1,109 @@
+#include "convert/palette.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace zylqx {
+
+bool isGrayRamp(const std::uint8_t *table, std::uint64_t entries) {
+    if (entries < 2) return false;
+    for (std::uint64_t i = 0; i < entries; ++i) {
+        const std::uint8_t *entry = table + ENTRY_BYTES * i;
+        const std::uint64_t gray = i * 255 / (entries - 1);
+        if (entry[0] != gray || entry[1] != gray || entry[2] != gray) return false;
+    }
+    return true;
+}
+
+namespace {
+
+void fillRamp(std::uint8_t *table, unsigned entries) {
+    for (unsigned i = 0; i < entries; ++i) {
+        const unsigned gray = i * 255 / (entries - 1);
+        setEntry(table, i, gray, gray, gray);
+    }
+}
+
+// Each colour at half and at full strength, black and dark gray, light gray and
+// white in between.
+void fill16(std::uint8_t *table) {
+    static constexpr std::uint8_t COLOURS[16][3] = {
+        {0, 0, 0},       {128, 0, 0},   {0, 128, 0},   {128, 128, 0},
+        {0, 0, 128},     {128, 0, 128}, {0, 128, 128}, {128, 128, 128},
+        {192, 192, 192}, {255, 0, 0},   {0, 255, 0},   {255, 255, 0},
+        {0, 0, 255},     {255, 0, 255}, {0, 255, 255}, {255, 255, 255},
+    };
+    for (std::size_t i = 0; i < 16; ++i) {
+        setEntry(table, i, COLOURS[i][0], COLOURS[i][1], COLOURS[i][2]);
+    }
+}
+
+void fill256(std::uint8_t *table) {
+    static constexpr std::uint8_t EIGHT[] = {0, 32, 64, 96, 128, 160, 192, 255};
+    static constexpr std::uint8_t FOUR[] = {0, 64, 128, 255};
+    for (std::size_t i = 0; i < 256; ++i) {
+        setEntry(table, i, EIGHT[i >> 5], EIGHT[i >> 2 & 7], FOUR[i & 3]);
+    }
+}
+
+} // namespace
+
+void fillFixedTable(std::uint8_t *table, std::uint64_t entries, bool gray) {
+    if (entries == 2) return fillRamp(table, 2);
+    if (entries == 16) return gray ? fillRamp(table, 16) : fill16(table);
+    if (entries == 256) return gray ? fillRamp(table, 256) : fill256(table);
+}
+
+NearestColour::NearestColour(const std::uint8_t *table, std::uint64_t entries)
+    : table_(table), entries_(entries) {
+    if (entries > MAX_ENTRIES) return;
+    candidates_ = Scratch<std::uint8_t>(MAX_CANDIDATES);
+    if (!candidates_) return;
+    lists_ = Scratch<std::uint32_t>(CELLS);
+    if (lists_) std::fill_n(lists_.data(), CELLS, UNKNOWN);
+}
+
+std::uint32_t NearestColour::searchAll(std::uint32_t pixel) const {
+    std::uint64_t best = 0;
+    std::int32_t least = distance(table_, pixel);
+    for (std::uint64_t i = 1; i < entries_; ++i) {
+        const std::int32_t d = distance(table_ + ENTRY_BYTES * i, pixel);
+        if (d >= least) continue;
+        best = i;
+        least = d;
+    }
+    return static_cast<std::uint32_t>(best);
+}
+
+std::uint32_t NearestColour::listFor(std::uint32_t pixel) {
+    if (MAX_CANDIDATES - used_ < entries_) return TOO_MANY;
+    // The least and the largest distance of every entry from the cell.
+    std::int32_t least[MAX_ENTRIES];
+    std::int32_t bound = INT32_MAX;
+    for (std::size_t i = 0; i < entries_; ++i) {
+        const std::uint8_t *entry = table_ + ENTRY_BYTES * i;
+        std::int32_t near = 0;
+        std::int32_t far = 0;
+        for (int axis = 0; axis < 3; ++axis) {
+            const auto low = static_cast<std::int32_t>(pixel >> (8 * axis) & 0xF8u);
+            const std::int32_t below = low - entry[axis];
+            const std::int32_t above = entry[axis] - (low + 7);
+            const std::int32_t outside = std::max({below, above, 0});
+            const std::int32_t reach = std::max(below + 7, above + 7);
+            near += outside * outside;
+            far += reach * reach;
+        }
+        least[i] = near;
+        bound = std::min(bound, far);
+    }
+    std::uint8_t *list = candidates_.data() + used_;
+    std::uint32_t count = 0;
+    for (std::size_t i = 0; i < entries_; ++i) {
+        if (least[i] <= bound) list[count++] = static_cast<std::uint8_t>(i);
+    }
+    const auto start = static_cast<std::uint32_t>(used_);
+    used_ += count;
+    return start << COUNT_BITS | count;
+}
+
+} // namespace zylqx

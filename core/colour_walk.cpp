@@ -1,0 +1,88 @@
+#include "core/colour_walk.h"
+
+#include <algorithm>
+
+#include "core/image.h"
+#include "core/rect.h"
+#include "core/tiles.h"
+
+namespace zylqx {
+
+namespace {
+
+// The part of an image in memory from (x, y) on. For 1-bit images x is a multiple
+// of 8.
+ZylImage partOf(const ZylImage &image, std::int32_t x, std::int32_t y) {
+    ZylImage part = image;
+    part.imageData = sampleAt(image, x, y, 1);
+    return part;
+}
+
+// Rectangles of the source, one at a time.
+class Source {
+  public:
+    Source(const Call &call, ZylImage &image) : call_(call), image_(image) {}
+
+    // The rectangle as an image in memory; null when it could not be had, which
+    // has been reported.
+    const ZylImage *rectangle(std::int32_t x, std::int32_t y, std::int32_t width,
+                              std::int32_t height) {
+        if (!isTiled(image_) && width <= image_.width - x && height <= image_.height - y) {
+            part_ = partOf(image_, x, y);
+            return &part_;
+        }
+        if (!pixels_) pixels_ = RectPixels(image_, width, height);
+        if (!pixels_) {
+            call_.report(ZYL_StsNoMem, "Allocation failure");
+            return nullptr;
+        }
+        if (call_.fails(!pixels_.readRows(image_, x, y, 0, height),
+                        "(srcImage->tileInfo->tileData == ((void*)(0)))")) {
+            return nullptr;
+        }
+        return &pixels_.image();
+    }
+
+  private:
+    const Call &call_;
+    ZylImage &image_;
+    ZylImage part_{};
+    RectPixels pixels_; // all rectangles of a walk have one size
+};
+
+} // namespace
+
+void walkColour(const Call &call, ZylImage &src, ZylImage &dst, const std::int32_t *dstTile,
+                ColourKernel kernel) {
+    if (!isTiled(src) && !isTiled(dst)) {
+        kernel(src, dst, std::min(src.width, dst.width), std::min(src.height, dst.height));
+        return;
+    }
+    Source source(call, src);
+    if (!isTiled(dst)) {
+        const ZylImage *pixels = source.rectangle(0, 0, dst.width, dst.height);
+        if (pixels != nullptr) kernel(*pixels, dst, dst.width, dst.height);
+        return;
+    }
+    TileRange range(dst, {0, 0, dst.width, dst.height, 0});
+    if (dstTile != nullptr && !range.narrow(dstTile[0], dstTile[1])) return;
+    for (std::int32_t row = range.firstRow; row <= range.lastRow; ++row) {
+        for (std::int32_t column = range.firstColumn; column <= range.lastColumn; ++column) {
+            const TileLease lease(dst, column, row, ZYL_GET_TILE_TO_WRITE);
+            if (!lease) {
+                if (column == range.firstColumn) return;
+                break;
+            }
+            const ZylImage tile = tileHeader(dst, lease.pixels());
+            // An image that is changed in place is not asked for a tile twice.
+            const ZylImage *pixels = &src == &dst
+                                         ? &tile
+                                         : source.rectangle(column * tile.width, row * tile.height,
+                                                            tile.width, tile.height);
+            if (pixels == nullptr) return;
+            kernel(*pixels, tile, tile.width, tile.height);
+        }
+    }
+}
+
+} // namespace zylqx

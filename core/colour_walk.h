@@ -1,0 +1,44 @@
+// The walk of operations that change pixels one by one and know no region: both
+// images whole, the destination tile by tile.
+#ifndef ZYLQX_CORE_COLOUR_WALK_H
+#define ZYLQX_CORE_COLOUR_WALK_H
+
+#include <cstdint>
+
+#include "core/call.h"
+
+namespace zylqx {
+
+// What is called with two images in memory, for their first `width` columns and
+// `height` rows.
+class ColourKernel {
+  public:
+    template <class F>
+    ColourKernel(F &kernel)
+        : kernel_(&kernel),
+          call_([](void *self, const ZylImage &src, const ZylImage &dst, std::int32_t width,
+                   std::int32_t height) { (*static_cast<F *>(self))(src, dst, width, height); }) {}
+    void operator()(const ZylImage &src, const ZylImage &dst, std::int32_t width,
+                    std::int32_t height) const {
+        call_(kernel_, src, dst, width, height);
+    }
+
+  private:
+    void *kernel_;
+    void (*call_)(void *, const ZylImage &, const ZylImage &, std::int32_t, std::int32_t);
+};
+
+// Images in memory: one call, for the columns and rows that both have.
+//
+// Otherwise one call for every destination tile, row by row, or for `dstTile`
+// alone; a destination in memory is one tile. The source is the rectangle at the
+// same place and of the same size; what of it lies outside the image is made by
+// the border modes. A destination tile that is not delivered ends its row of
+// tiles quietly, and the walk when it is the first of its row. No memory and a
+// source tile that is not delivered are reported and end the walk.
+void walkColour(const Call &call, ZylImage &src, ZylImage &dst, const std::int32_t *dstTile,
+                ColourKernel kernel);
+
+} // namespace zylqx
+
+#endif

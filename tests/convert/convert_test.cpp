@@ -1,0 +1,99 @@
+#include <gtest/gtest.h>
+
+#include "tests/convert/operations.h"
+
+using namespace support;
+
+namespace {
+
+class Convert : public testing::TestWithParam<ConvertCase> {};
+
+std::string caseName(const testing::TestParamInfo<ConvertCase> &info) {
+    return info.param.operation.name;
+}
+
+Pixel pixelAt(const TestImage &image, int x, int y) {
+    Pixel pixel;
+    for (int c = 1; c <= image.shape().channels; ++c) pixel.push_back(image.at(x, y, c));
+    return pixel;
+}
+
+// Results are defined for samples that are not negative, in colour operations.
+void clearSigns(TestImage &image) {
+    for (int c = 1; c <= image.shape().channels; ++c) {
+        for (int y = 0; y < image.shape().height; ++y) {
+            for (int x = 0; x < image.shape().width; ++x) {
+                const std::int64_t v = image.at(x, y, c);
+                if (v < 0) image.set(x, y, c, v + INT32_MAX + 1);
+            }
+        }
+    }
+}
+
+void expectPixels(const ConvertCase &c, const TestImage &source, const TestImage &before,
+                  const TestImage &result) {
+    for (int y = 0; y < result.shape().height; ++y) {
+        for (int x = 0; x < result.shape().width; ++x) {
+            Pixel expected = c.expected(pixelAt(source, x, y));
+            for (std::size_t k = 0; k < expected.size(); ++k) {
+                const int channel = static_cast<int>(k) + 1;
+                if (expected[k] == UNCHANGED) expected[k] = before.at(x, y, channel);
+            }
+            ASSERT_EQ(pixelAt(result, x, y), expected)
+                << describe(source.shape()) << " (" << x << ", " << y << "), source "
+                << testing::PrintToString(pixelAt(source, x, y));
+        }
+    }
+}
+
+// Data orders may differ between source and destination where the operation
+// takes this.
+TEST_P(Convert, EqualsTheReference) {
+    const ConvertCase &c = GetParam();
+    const Reports reports;
+    const bool mixes =
+        c.operation.name.starts_with("Convert") || c.operation.name.starts_with("Bitonal") ||
+        c.operation.name.starts_with("ColorToGray") || c.operation.name.starts_with("GrayToColor");
+    unsigned seed = 0;
+    for (const Shape &shape : c.operation.shapes) {
+        for (const int order : {ZYL_DATA_ORDER_PIXEL, ZYL_DATA_ORDER_PLANE}) {
+            for (const bool mixed : {false, true}) {
+                if (mixed && !mixes) continue;
+                Shape from = shape;
+                from.order = order;
+                from.width = shape.width == 1 ? 1 : 1101; // more than kernels take at a time
+                from.height = shape.height == 1 ? 1 : 5;
+                Shape to = c.operation.result(from);
+                if (mixed) to.order = 1 - order;
+                TestImage source(from);
+                source.randomise(++seed);
+                if (!c.operation.name.starts_with("Convert")) clearSigns(source);
+                TestImage result(to);
+                result.randomise(seed + 50);
+                const TestImage before(result);
+                ZylImage *images[] = {source, result};
+                c.operation.run(images, nullptr);
+                expectPixels(c, source, before, result);
+                EXPECT_TRUE(result.guardsIntact());
+                if (HasFailure()) return;
+            }
+        }
+    }
+    EXPECT_TRUE(reports.all().empty()) << reports.texts().front();
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, Convert, testing::ValuesIn(convertCases()), caseName);
+
+std::vector<Operation> lawTable() {
+    std::vector<Operation> table;
+    for (const ConvertCase &c : convertCases()) {
+        if (c.lawful) table.push_back(c.operation);
+    }
+    return table;
+}
+
+} // namespace
+
+namespace support {
+ZYLQX_RUN_LAWS(ConvertFamily, lawTable());
+}
