@@ -8,6 +8,7 @@
  *    4  Logic
  *    5  Copy, set and exchange
  *    6  Conversion and colour
+ *   10  Transforms
  *   11  Histograms, threshold and norms
  *
  * What holds for every operation:
@@ -648,6 +649,113 @@ ZYL_API void ZYL_CALL zylDeleteColorTwist(ZylColorTwist *cTwist);
 ZYL_API void ZYL_CALL zylApplyColorTwist(ZylImage *srcImage, ZylImage *dstImage,
                                          const ZylColorTwist *cTwist, int32_t offset,
                                          const ZylTileMapping *Mapping);
+
+/* ======================================================================== */
+/* 10  Transforms                                                           */
+/* ======================================================================== */
+
+/* Flags of the Fourier transform; combine with |. */
+enum {
+    ZYL_FFT_FORWARD = 1,      /* negative exponent */
+    ZYL_FFT_INVERSE = 2,      /* positive exponent, results divided by the region's pixels */
+    ZYL_FFT_NO_SCALE = 4,     /* with ZYL_FFT_INVERSE: not divided */
+    ZYL_FFT_WITH_ALPHA = 8,   /* the alpha channel too */
+    ZYL_FFT_FIXED_POINT = 16, /* 32-bit integers with 6 fraction bits */
+    ZYL_FFT_FLOATING = 32,    /* single precision */
+    ZYL_FFT_REPEAT = 64,      /* with the set-up of the call before */
+    ZYL_FFT_RELEASE = 128,    /* only free what is kept */
+    ZYL_FFT_KEEP_TABLES = 256 /* keep tables and buffers for the next call */
+};
+
+/* The two-dimensional Fourier transform, from an image to its packed spectrum
+ * (zylRealFft2D) and from a packed spectrum to an image (zylCcsFft2D). All depths
+ * but 1-bit; depths and data orders of the two images may differ. `map` must be
+ * null: the images are not tiled.
+ *
+ * The region is what the regions of both images have in common: the same columns
+ * and rows of either image, N columns by M rows. Both images have the same channel
+ * of interest; without one, all channels are transformed but the alpha channel,
+ * which is left as it is. With x, y, u and v counted from the region's corner,
+ *
+ *    F(u, v) = c * sum of f(x, y) * exp(s * 2 pi i * (u x / N + v y / M))
+ *
+ * where s is -1 for ZYL_FFT_FORWARD and 1 for ZYL_FFT_INVERSE, one of which is
+ * given, and c is 1, or 1 / (N M) for a scaled inverse. zylCcsFft2D computes f from
+ * F by the same rule. A forward zylRealFft2D and an inverse zylCcsFft2D give back
+ * the image, up to rounding, if the spectrum's depth has room: 32 bits, as a rule.
+ *
+ * The packed spectrum fills the region with real numbers. A line of L real samples
+ * has the terms G(0) .. G(L - 1) of which half are conjugates of the others. Packed
+ * it is Re G(0); Re G(k), Im G(k) for k = 1 .. ceil(L / 2) - 1; and, when L is even,
+ * Re G(L / 2). In the region,
+ *
+ *    column 0 holds F(0, v), packed over v;
+ *    columns 2u - 1 and 2u hold Re and Im F(u, v) in row v, u = 1 .. ceil(N / 2) - 1;
+ *    column N - 1, when N is even, holds F(N / 2, v), packed over v.
+ *
+ * Numbers: single precision, cut toward zero; or, for regions of up to 128 pixels
+ * and with ZYL_FFT_FIXED_POINT, integers of 32 bits with 6 fraction bits and roots
+ * of 14 bits. Fixed point is exact to about one part in 2^13 and wraps around when a
+ * sum of samples reaches 2^25. Results are saturated to the destination's depth.
+ * Sides that are powers of two are fast; other lengths take time in proportion to
+ * their square.
+ *
+ * Tables and buffers, one set for the process, are freed at the end of a call unless
+ * ZYL_FFT_KEEP_TABLES is given; a call that reports an error leaves them.
+ * ZYL_FFT_RELEASE frees them and looks at nothing else. ZYL_FFT_REPEAT transforms
+ * the pixels of the images of the call before, with its flags; from the images given
+ * it takes the region and the channels only. Calls of these two functions from
+ * several threads have to be serialised.
+ *
+ * Reports: "srcImage==0" and "dstImage==0"; "srcImage->imageData==0" and
+ * "dstImage->imageData==0", also for tiled images; "(map!=((void*)(0)))";
+ * "Error in input data" for a faulty header, flags that contradict each other,
+ * different numbers of channels, alpha channels or channels of interest, a region
+ * that reaches past its image, 1-bit samples, ZYL_FFT_REPEAT without a successful
+ * set-up before or with a region that its images do not have, and when memory is
+ * exhausted; "No calculations! Looking input data!" when the regions have nothing
+ * or one pixel in common. Nothing is written in any of these cases. The call also
+ * ends when the thread's status is still negative from an earlier call. */
+ZYL_API void ZYL_CALL zylRealFft2D(ZylImage *srcImage, ZylImage *dstImage, int32_t flags,
+                                   const ZylTileMapping *map);
+ZYL_API void ZYL_CALL zylCcsFft2D(ZylImage *srcImage, ZylImage *dstImage, int32_t flags,
+                                  const ZylTileMapping *map);
+
+/* Flags of the cosine transform; combine with |. */
+enum {
+    ZYL_DCT_FORWARD = 1,
+    ZYL_DCT_INVERSE = 2,
+    ZYL_DCT_WITH_ALPHA = 4, /* the alpha channel too */
+    ZYL_DCT_RELEASE = 8     /* only free the tables kept */
+};
+
+/* The orthonormal two-dimensional cosine transform (type II), or its inverse. All
+ * depths but 1-bit; the depths of the two images may differ. The block is the
+ * source's region, or the whole image; it goes to the corner of the destination's
+ * region. With W columns and H rows, a(0) = sqrt(1 / n) and a(k) = sqrt(2 / n),
+ *
+ *    F(u, v) = a(u) * a(v) * sum of f(x, y) * cos((2x + 1) u pi / 2W)
+ *                                           * cos((2y + 1) v pi / 2H)
+ *
+ * F(u, v) is stored at column u, row v. The inverse gives f back. Numbers are of
+ * single precision; results are rounded to the nearest integer, ties to even, and
+ * saturated. Without a channel of interest all channels are transformed but the
+ * source's alpha channel, which is left as it is in the destination; with one, it
+ * goes to the destination's channel of interest, alpha or not.
+ *
+ * Tables are kept until a call with ZYL_DCT_RELEASE, which looks at nothing else.
+ * Calls from several threads have to be serialised. Without exactly one of
+ * ZYL_DCT_FORWARD and ZYL_DCT_INVERSE, and when memory is exhausted, nothing is
+ * written and nothing reported.
+ *
+ * Reports: "src==0" and "dst==0"; and "Images are not compatible" when both are the
+ * same header, when the numbers of channels, the sizes or the data orders differ,
+ * when one has a region and the other has none or a smaller one, when a region
+ * reaches past its image or is empty, when the source has a channel of interest
+ * and the destination has none, and for tiled images, 1-bit samples and unknown
+ * depths or data orders. The call also ends when the thread's status is still
+ * negative from an earlier call. */
+ZYL_API void ZYL_CALL zylDCT2D(ZylImage *src, ZylImage *dst, int32_t flags);
 
 /* ======================================================================== */
 /* 11  Histograms, threshold and norms                                      */

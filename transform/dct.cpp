@@ -1,0 +1,261 @@
+// The two-dimensional cosine transform: every row, then every column, sixteen at
+// a time.
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <numbers>
+#include <utility>
+
+#include "core/call.h"
+#include "core/image.h"
+#include "core/memory.h"
+#include "transform/kernels.h"
+#include "transform/roots.h"
+#include "transform/rounding.h"
+
+using namespace zylqx;
+
+namespace {
+
+// Memory for `bytes`, also where size_t is the narrower type.
+template <class T>
+Scratch<T> allocate(std::uint64_t count) {
+    if (count > std::numeric_limits<std::size_t>::max()) return {};
+    return Scratch<T>(static_cast<std::size_t>(count));
+}
+
+bool isPowerOfTwo(std::ptrdiff_t n) {
+    return (n & (n - 1)) == 0;
+}
+
+// Tables, one for the whole process, without a lock. They live until a call with
+// ZYL_DCT_RELEASE; one that no longer fits is replaced.
+class Tables {
+  public:
+    // False when memory is exhausted.
+    bool prepare(std::ptrdiff_t columns, std::ptrdiff_t rows) {
+        return prepareSecants(std::max(halfLength(columns), halfLength(rows))) &&
+               prepareCosines(cosines_[0], columns) && prepareCosines(cosines_[1], rows);
+    }
+    // After prepare().
+    DctTables ofColumns(std::ptrdiff_t columns) const { return tables(cosines_[0], columns); }
+    DctTables ofRows(std::ptrdiff_t rows) const { return tables(cosines_[1], rows); }
+
+    void release() { *this = {}; }
+
+  private:
+    struct Cosines {
+        std::ptrdiff_t length = 0;
+        Scratch<double> values;
+    };
+
+    // The largest half-length that needs secants from a table; 0 for none.
+    static std::ptrdiff_t halfLength(std::ptrdiff_t length) {
+        return isPowerOfTwo(length) && length >= 16 ? length / 2 : 0;
+    }
+
+    bool prepareSecants(std::ptrdiff_t half) {
+        if (half <= half_) return true;
+        half_ = 0;
+        secants_ = {}; // the old ones first: both may not fit
+        secants_ = allocate<float>(2 * static_cast<std::uint64_t>(half));
+        if (!secants_) return false;
+        for (std::ptrdiff_t h = 8; h <= half; h *= 2) {
+            for (std::ptrdiff_t j = 0; j < h; ++j) {
+                const double angle =
+                    static_cast<double>(2 * j + 1) * std::numbers::pi / static_cast<double>(4 * h);
+                secants_[h - 8 + j] = static_cast<float>(0.5 / std::cos(angle));
+            }
+        }
+        half_ = half;
+        return true;
+    }
+
+    static bool prepareCosines(Cosines &cosines, std::ptrdiff_t length) {
+        if (isPowerOfTwo(length) || cosines.length == length) return true;
+        cosines = {};
+        cosines.values = allocate<double>(4 * static_cast<std::uint64_t>(length));
+        if (!cosines.values) return false;
+        for (std::ptrdiff_t k = 0; k < 4 * length; ++k) {
+            cosines.values[k] = unitRoot(k, 4 * static_cast<std::int64_t>(length)).c;
+        }
+        cosines.length = length;
+        return true;
+    }
+
+    DctTables tables(const Cosines &cosines, std::ptrdiff_t length) const {
+        DctTables result;
+        result.length = length;
+        if (isPowerOfTwo(length)) {
+            result.secants = secants_.data();
+        } else {
+            result.cosines = cosines.values.data();
+        }
+        return result;
+    }
+
+    Scratch<float> secants_;
+    std::ptrdiff_t half_ = 0;
+    Cosines cosines_[2]; // of the columns' and the rows' number
+} keptTables;
+
+struct Block {
+    std::ptrdiff_t columns, rows;
+};
+
+std::int64_t raised(std::int64_t n) {
+    return (n + LANES - 1) / LANES * LANES;
+}
+
+// The transforms of blocks of one size.
+class Transform {
+  public:
+    Transform(Block block, bool forward)
+        : k_(ZYLQX_KERNELS(dctKernels)), columns_(block.columns), rows_(block.rows),
+          forward_(forward) {
+        const double root = std::sqrt(static_cast<double>(columns_) * static_cast<double>(rows_));
+        mean_ = static_cast<float>(1 / root);
+        edge_ = static_cast<float>(std::numbers::sqrt2 / root);
+        inside_ = static_cast<float>(2 / root);
+    }
+
+    // Obtains everything that can be refused; false when memory is exhausted.
+    bool prepare(Tables &tables) {
+        if (hasOwnKernel()) return true;
+        const auto columns = static_cast<std::uint64_t>(raised(columns_));
+        const auto rows = static_cast<std::uint64_t>(raised(rows_));
+        lines_ = allocate<float>(columns * LANES);
+        block_ = allocate<float>(columns * rows);
+        work_ = allocate<unsigned char>(std::max(columns, rows) * DIRECT_WORK);
+        if (!lines_ || !block_ || !work_ || !tables.prepare(columns_, rows_)) return false;
+        alongRows_ = tables.ofColumns(columns_);
+        alongColumns_ = tables.ofRows(rows_);
+        return true;
+    }
+
+    void run(const Samples &from, const Samples &to) const {
+        if (hasOwnKernel()) {
+            const auto transform8x8 = forward_ ? k_.forward8x8 : k_.inverse8x8;
+            return transform8x8(from, to);
+        }
+        const auto transformLines = forward_ ? k_.forwardLines : k_.inverseLines;
+        const std::ptrdiff_t panelRows = raised(rows_);
+        for (std::ptrdiff_t y = 0; y < rows_; y += LANES) {
+            const std::ptrdiff_t rows = std::min<std::ptrdiff_t>(LANES, rows_ - y);
+            k_.loadRows(at(from, 0, y), rows, columns_, lines_.data());
+            if (!forward_) k_.scale(lines_.data(), columns_, factors(y == 0));
+            transformLines(lines_.data(), alongRows_, work_.data());
+            k_.rowsToColumns(lines_.data(), columns_, y, block_.data(), panelRows);
+        }
+        for (std::ptrdiff_t x = 0; x < columns_; x += LANES) {
+            const std::ptrdiff_t columns = std::min<std::ptrdiff_t>(LANES, columns_ - x);
+            float *panel = block_.data() + x * panelRows;
+            transformLines(panel, alongColumns_, work_.data());
+            if (forward_) k_.scale(panel, rows_, factors(x == 0));
+            k_.storeColumns(panel, rows_, columns, at(to, x, 0));
+        }
+    }
+
+  private:
+    bool hasOwnKernel() const { return columns_ == 8 && rows_ == 8; }
+
+    // What makes plain sums orthonormal, for a panel whose first line is that of
+    // the frequency 0, or for another.
+    DctScale factors(bool firstPanel) const {
+        DctScale scale;
+        std::fill_n(scale.first, LANES, edge_);
+        std::fill_n(scale.others, LANES, inside_);
+        if (firstPanel) {
+            scale.first[0] = mean_;
+            scale.others[0] = edge_;
+        }
+        return scale;
+    }
+
+    static Samples at(Samples samples, std::ptrdiff_t x, std::ptrdiff_t y) {
+        samples.data += y * samples.stride + x * columnBytes(samples);
+        return samples;
+    }
+
+    const DctKernels &k_;
+    const std::ptrdiff_t columns_, rows_;
+    const bool forward_;
+    float mean_, edge_, inside_;
+    Scratch<float> lines_;        // rows of the image, a real panel
+    Scratch<float> block_;        // panels of columns
+    Scratch<unsigned char> work_; // for the kernels
+    DctTables alongRows_, alongColumns_;
+};
+
+// The region of an image lies within it; a missing one does.
+bool badRoi(const ZylImage &image) {
+    const ZylROI *roi = image.roi;
+    if (roi == nullptr) return false;
+    return roi->coi < 0 || roi->coi > image.nChannels || roi->xOffset < 0 || roi->yOffset < 0 ||
+           roi->width <= 0 || roi->height <= 0 ||
+           std::int64_t{roi->xOffset} + roi->width > image.width ||
+           std::int64_t{roi->yOffset} + roi->height > image.height;
+}
+
+// Pixels in memory, in a layout and of a depth that are known.
+bool unusable(const ZylImage &image) {
+    return image.imageData == nullptr || isTiled(image) || depthIndex(image.depth) <= 0 ||
+           (image.dataOrder != ZYL_DATA_ORDER_PIXEL && image.dataOrder != ZYL_DATA_ORDER_PLANE) ||
+           image.nChannels < 1 || image.width < 1 || image.height < 1 || badRoi(image);
+}
+
+bool incompatible(const ZylImage &src, const ZylImage &dst) {
+    if (&src == &dst || src.nChannels != dst.nChannels || src.width != dst.width ||
+        src.height != dst.height || src.dataOrder != dst.dataOrder ||
+        (src.roi == nullptr) != (dst.roi == nullptr)) {
+        return true;
+    }
+    if (unusable(src) || unusable(dst)) return true;
+    if (src.roi == nullptr) return false;
+    return dst.roi->width < src.roi->width || dst.roi->height < src.roi->height ||
+           (src.roi->coi != 0 && dst.roi->coi == 0);
+}
+
+Samples samplesOf(const ZylImage &image, int channel) {
+    const int x = image.roi != nullptr ? image.roi->xOffset : 0;
+    const int y = image.roi != nullptr ? image.roi->yOffset : 0;
+    return {sampleAt(image, x, y, channel), pixelStep(image), image.widthStep,
+            depthIndex(image.depth)};
+}
+
+void transformChannels(const ZylImage &src, const ZylImage &dst, int flags,
+                       const Transform &transform) {
+    const int coi = channelOfInterest(src);
+    if (coi != 0) {
+        transform.run(samplesOf(src, coi), samplesOf(dst, channelOfInterest(dst)));
+        return;
+    }
+    const int skipped = (flags & ZYL_DCT_WITH_ALPHA) != 0 ? 0 : src.alphaChannel;
+    for (int channel = 1; channel <= src.nChannels; ++channel) {
+        if (channel != skipped) transform.run(samplesOf(src, channel), samplesOf(dst, channel));
+    }
+}
+
+} // namespace
+
+void zylDCT2D(ZylImage *src, ZylImage *dst, int32_t flags) {
+    if ((flags & ZYL_DCT_RELEASE) != 0) {
+        keptTables.release();
+        return;
+    }
+    const Call call("zylDCT2D", "zyldct2d");
+    call.fails(src == nullptr, "src==0");
+    call.fails(dst == nullptr, "dst==0");
+    if (zylGetErrStatus() < 0 || src == nullptr || dst == nullptr) return;
+    if (call.fails(incompatible(*src, *dst), "Images are not compatible")) return;
+    const int direction = flags & (ZYL_DCT_FORWARD | ZYL_DCT_INVERSE);
+    if (direction != ZYL_DCT_FORWARD && direction != ZYL_DCT_INVERSE) return;
+
+    const Block block = src->roi != nullptr ? Block{src->roi->width, src->roi->height}
+                                            : Block{src->width, src->height};
+    Transform transform(block, direction == ZYL_DCT_FORWARD);
+    if (!transform.prepare(keptTables)) return;
+    const RoundToNearest mode;
+    transformChannels(*src, *dst, flags, transform);
+}

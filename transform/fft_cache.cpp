@@ -1,0 +1,146 @@
+#include "transform/fft_cache.h"
+
+#include <limits>
+#include <utility>
+
+#include "transform/roots.h"
+
+namespace zylqx {
+
+namespace {
+
+// Memory for `bytes`, also where size_t is the narrower type.
+Scratch<unsigned char> allocate(std::uint64_t bytes) {
+    if (bytes > std::numeric_limits<std::size_t>::max()) return {};
+    return Scratch<unsigned char>(static_cast<std::size_t>(bytes));
+}
+
+bool isFast(std::ptrdiff_t length) {
+    return length >= 4 && (length & (length - 1)) == 0;
+}
+
+template <class T>
+T *take(unsigned char *&memory, std::ptrdiff_t count) {
+    T *taken = reinterpret_cast<T *>(memory);
+    memory += count * static_cast<std::ptrdiff_t>(sizeof(T));
+    return taken;
+}
+
+template <class T>
+Root<T> converted(Root<double> root) {
+    return {static_cast<T>(root.c), static_cast<T>(root.s)};
+}
+// In Q14, truncated.
+template <>
+Root<std::int32_t> converted(Root<double> root) {
+    return {static_cast<std::int32_t>(root.c * 16384), static_cast<std::int32_t>(root.s * 16384)};
+}
+
+template <class T>
+const Root<T> *fillRoots(Root<T> *roots, std::ptrdiff_t length) {
+    for (std::ptrdiff_t k = 0; k < length; ++k) roots[k] = converted<T>(unitRoot(k, length));
+    return roots;
+}
+
+const Root<float> *fillSplit(Root<float> *split, std::ptrdiff_t length) {
+    for (std::ptrdiff_t j = 0; j < length / 4; ++j) {
+        const Root<double> root = unitRoot(j + 1, length);
+        split[j] = {static_cast<float>(0.5 * root.c), static_cast<float>(0.5 * (1 - root.s))};
+    }
+    return split;
+}
+
+const std::int32_t *fillOrder(std::int32_t *order, std::ptrdiff_t length) {
+    order[0] = 0;
+    std::ptrdiff_t bit = length / 2;
+    for (std::ptrdiff_t filled = 1; filled < length; filled *= 2, bit /= 2) {
+        for (std::ptrdiff_t k = 0; k < filled; ++k) {
+            order[filled + k] = order[k] + static_cast<std::int32_t>(bit);
+        }
+    }
+    return order;
+}
+
+// Bytes that fill() takes; a factor for each entry, so within 64 bits.
+template <class S>
+std::uint64_t tableBytes(std::ptrdiff_t length) {
+    const auto n = static_cast<std::uint64_t>(length);
+    if (!isFast(length)) return n * sizeof(*FftTables<S>::direct);
+    return n * (sizeof(Root<S>) + sizeof(std::int32_t)) + n / 4 * sizeof(Root<float>);
+}
+
+FftTables<float> fill(std::ptrdiff_t length, unsigned char *memory, float) {
+    FftTables<float> tables;
+    tables.length = length;
+    if (!isFast(length)) {
+        tables.direct = fillRoots(take<Root<double>>(memory, length), length);
+        return tables;
+    }
+    tables.roots = fillRoots(take<Root<float>>(memory, length), length);
+    tables.split = fillSplit(take<Root<float>>(memory, length / 4), length);
+    tables.order = fillOrder(take<std::int32_t>(memory, length), length);
+    return tables;
+}
+
+FftTables<std::int32_t> fill(std::ptrdiff_t length, unsigned char *memory, std::int32_t) {
+    FftTables<std::int32_t> tables;
+    tables.length = length;
+    const auto *roots = fillRoots(take<Root<std::int32_t>>(memory, length), length);
+    if (!isFast(length)) {
+        tables.direct = roots;
+        return tables;
+    }
+    tables.roots = roots;
+    tables.order = fillOrder(take<std::int32_t>(memory, length), length);
+    return tables;
+}
+
+} // namespace
+
+template <>
+FftCache::Lengths<float> &FftCache::lengths() {
+    return floating_;
+}
+template <>
+FftCache::Lengths<std::int32_t> &FftCache::lengths() {
+    return fixed_;
+}
+
+template <class S>
+const FftTables<S> *FftCache::tables(std::ptrdiff_t length) {
+    Lengths<S> &all = lengths<S>();
+    for (int i = 0; i < all.count; ++i) {
+        if (all.tables[i].length == length) return &all.tables[i];
+    }
+    if (all.count == MAX_LENGTHS) return nullptr;
+    Scratch<unsigned char> memory = allocate(tableBytes<S>(length));
+    if (!memory) return nullptr;
+    const int i = all.count++;
+    all.tables[i] = fill(length, memory.data(), S());
+    all.memory[i] = std::move(memory);
+    return &all.tables[i];
+}
+
+template const FftTables<float> *FftCache::tables(std::ptrdiff_t length);
+template const FftTables<std::int32_t> *FftCache::tables(std::ptrdiff_t length);
+
+void *FftCache::buffer(Slot slot, std::uint64_t bytes) {
+    Buffer &kept = buffers_[slot];
+    if (kept.memory && kept.bytes >= bytes) return kept.memory.data();
+    kept.memory = {}; // the old one first: both may not fit
+    kept.memory = allocate(bytes);
+    kept.bytes = bytes;
+    return kept.memory.data();
+}
+
+void FftCache::release() {
+    const auto empty = [](auto &all) {
+        for (int i = 0; i < all.count; ++i) all.memory[i] = {};
+        all.count = 0;
+    };
+    empty(floating_);
+    empty(fixed_);
+    for (Buffer &kept : buffers_) kept.memory = {};
+}
+
+} // namespace zylqx

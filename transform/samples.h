@@ -1,0 +1,170 @@
+// Rows of samples as floats or fixed-point numbers, and back.
+#ifndef ZYLQX_TRANSFORM_SAMPLES_H
+#define ZYLQX_TRANSFORM_SAMPLES_H
+
+#include "core/kernel.h"
+#include "transform/kernels.h"
+#include "transform/lanes.h"
+
+namespace zylqx::ZYLQX_LEVEL {
+
+namespace {
+
+// Fixed-point samples have this many fraction bits.
+constexpr int FRACTION_BITS = 6;
+
+template <class T>
+constexpr bool SIGNED = T(-1) < T(0);
+template <class T>
+constexpr std::int32_t LOWEST = SIGNED<T> ? -(1 << (8 * sizeof(T) - 1)) : 0;
+template <class T>
+constexpr std::int32_t HIGHEST = (1 << (8 * sizeof(T) - SIGNED<T>)) - 1;
+template <>
+constexpr std::int32_t LOWEST<std::int32_t> = -2147483647 - 1;
+template <>
+constexpr std::int32_t HIGHEST<std::int32_t> = 2147483647;
+
+template <class V>
+constexpr V limited(V v, V low, V high) {
+    v = v < low ? low : v;
+    return v > high ? high : v;
+}
+
+// The integer part, within the range of T.
+template <class T>
+inline T truncated(float v) {
+    if constexpr (sizeof(T) < 4) {
+        return T(std::int32_t(limited(v, float(LOWEST<T>), float(HIGHEST<T>))));
+    } else {
+        constexpr float LIMIT = 2147483648.0f;
+        constexpr float BELOW_LIMIT = 2147483520.0f;
+        const auto inside = std::int32_t(limited(v, -LIMIT, BELOW_LIMIT));
+        return v >= LIMIT ? HIGHEST<T> : inside;
+    }
+}
+
+// The nearest integer, ties to even. A float of 2^23 or more has no fraction;
+// below, adding 2^23 leaves no room for one.
+inline float roundedToEven(float v) {
+    constexpr float NO_FRACTION = 8388608.0f;
+    const float size = __builtin_fabsf(v);
+    const float whole = (size + NO_FRACTION) - NO_FRACTION;
+    return __builtin_copysignf(size < NO_FRACTION ? whole : size, v);
+}
+
+inline float toWorking(std::int32_t sample, float) {
+    return float(sample);
+}
+inline std::int32_t toWorking(std::int32_t sample, std::int32_t) {
+    return std::int32_t(std::uint32_t(sample) << FRACTION_BITS);
+}
+
+template <class T, class S>
+void loadRow(const unsigned char *from, std::ptrdiff_t step, std::ptrdiff_t n, S *to) {
+    const T *__restrict in = reinterpret_cast<const T *>(from);
+    S *__restrict out = to;
+    if (step == 1) {
+        for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = toWorking(in[i], S());
+    } else {
+        for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = toWorking(in[i * step], S());
+    }
+}
+
+// Stores convert(from[i]).
+template <class T, class S, class F>
+inline void storeEach(const S *from, std::ptrdiff_t n, unsigned char *to, std::ptrdiff_t step,
+                      F convert) {
+    const S *__restrict in = from;
+    T *__restrict out = reinterpret_cast<T *>(to);
+    if (step == 1) {
+        for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = convert(in[i]);
+    } else {
+        for (std::ptrdiff_t i = 0; i < n; ++i) out[i * step] = convert(in[i]);
+    }
+}
+
+template <class T>
+void storeRow(const float *from, std::ptrdiff_t n, const FftFinish &finish, unsigned char *to,
+              std::ptrdiff_t step) {
+    const float scale = finish.scale;
+    storeEach<T>(from, n, to, step, [=](float v) { return truncated<T>(v * scale); });
+}
+
+template <class T>
+void storeRow(const std::int32_t *from, std::ptrdiff_t n, const FftFinish &finish,
+              unsigned char *to, std::ptrdiff_t step) {
+    const int shift = finish.shift;
+    const auto low = std::int32_t(~std::uint32_t{0} << shift);
+    const auto shifted = [=](std::int32_t v) { return v < 0 && v > low ? 0 : v >> shift; };
+    if (finish.scale == 1) {
+        storeEach<T>(from, n, to, step,
+                     [=](std::int32_t v) { return T(limited(shifted(v), LOWEST<T>, HIGHEST<T>)); });
+    } else {
+        const float scale = finish.scale;
+        storeEach<T>(from, n, to, step, [=](std::int32_t v) {
+            return truncated<T>(roundedToEven(float(shifted(v)) * scale));
+        });
+    }
+}
+
+template <class T>
+void storeRounded(const float *from, std::ptrdiff_t n, unsigned char *to, std::ptrdiff_t step) {
+    storeEach<T>(from, n, to, step, [](float v) { return truncated<T>(roundedToEven(v)); });
+}
+
+// By depth index; there is none for 1-bit samples.
+template <class S>
+constexpr void (*LOAD_ROW[])(const unsigned char *from, std::ptrdiff_t step, std::ptrdiff_t n,
+                             S *to) = {nullptr,
+                                       loadRow<std::uint8_t, S>,
+                                       loadRow<std::int8_t, S>,
+                                       loadRow<std::uint16_t, S>,
+                                       loadRow<std::int16_t, S>,
+                                       loadRow<std::int32_t, S>};
+template <class S>
+constexpr void (*STORE_ROW[])(const S *from, std::ptrdiff_t n, const FftFinish &finish,
+                              unsigned char *to, std::ptrdiff_t step) = {nullptr,
+                                                                         storeRow<std::uint8_t>,
+                                                                         storeRow<std::int8_t>,
+                                                                         storeRow<std::uint16_t>,
+                                                                         storeRow<std::int16_t>,
+                                                                         storeRow<std::int32_t>};
+constexpr void (*STORE_ROUNDED[])(const float *from, std::ptrdiff_t n, unsigned char *to,
+                                  std::ptrdiff_t step) = {nullptr,
+                                                          storeRounded<std::uint8_t>,
+                                                          storeRounded<std::int8_t>,
+                                                          storeRounded<std::uint16_t>,
+                                                          storeRounded<std::int16_t>,
+                                                          storeRounded<std::int32_t>};
+
+constexpr std::ptrdiff_t smaller(std::ptrdiff_t a, std::ptrdiff_t b) {
+    return a < b ? a : b;
+}
+
+// Columns that pass between rows and lines at once.
+constexpr std::ptrdiff_t TILE_COLUMNS = 256;
+
+// Rows of an image, at most LANES, as the lines of a real panel. Missing rows are
+// read as 0. The panel has a multiple of LANES rows.
+template <class S>
+void loadRows(const Samples &from, std::ptrdiff_t rows, std::ptrdiff_t columns, S *panel) {
+    alignas(64) S tile[LANES][TILE_COLUMNS] = {};
+    for (std::ptrdiff_t x = 0; x < columns; x += TILE_COLUMNS) {
+        const std::ptrdiff_t n = smaller(columns - x, TILE_COLUMNS);
+        const unsigned char *in = from.data + x * columnBytes(from);
+        for (std::ptrdiff_t y = 0; y < rows; ++y) {
+            LOAD_ROW<S>[from.depth](in + y * from.stride, from.step, n, tile[y]);
+        }
+        for (std::ptrdiff_t i = 0; i < n; i += LANES) {
+            const S *lines[LANES];
+            for (int y = 0; y < LANES; ++y) lines[y] = tile[y] + i;
+            transpose(lines, panel + (x + i) * LANES, LANES);
+        }
+    }
+}
+
+} // namespace
+
+} // namespace zylqx::ZYLQX_LEVEL
+
+#endif
