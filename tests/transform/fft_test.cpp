@@ -220,4 +220,423 @@ TEST_F(FftTest, ImageIsThatOfNaiveSums) {
     }
 }
 
+// Every size from 1 x 2 to 70 x 70, with depth, orders, channels and regions
+// drawn for each.
+TEST_F(FftTest, ForwardAndInverseGiveTheImageBack) {
+    std::mt19937 random(3);
+    const auto pick = [&](int low, int high) {
+        return std::uniform_int_distribution<int>(low, high)(random);
+    };
+    for (int n = 1; n <= 70; ++n) {
+        for (int m = n == 1 ? 2 : 1; m <= 70; ++m) {
+            const int channels = pick(1, 2);
+            const int left = pick(0, 1) * pick(0, 3);
+            const int top = pick(0, 1) * pick(0, 3);
+            TestImage f(shapeOf(DEPTHS[pick(0, 4)], n + left, m + top, channels, pick(0, 1)));
+            TestImage spectrum(shapeOf(ZYL_DEPTH_32S, n + left, m + top, channels, pick(0, 1)));
+            TestImage back(shapeOf(f.shape().depth, n + left, m + top, channels, pick(0, 1)));
+            // Single precision keeps 24 bits of a spectrum, fixed point 13.
+            const bool small = n * m <= 128;
+            randomiseSmall(f, random, small ? 255 : 32767);
+            const int coi = pick(0, channels);
+            const bool region = coi != 0 || left != 0 || top != 0 || pick(0, 1) != 0;
+            if (region) {
+                for (TestImage *image : {&f, &spectrum, &back}) {
+                    image->region(coi, left, top, n, m);
+                }
+            }
+            back.randomise(n * 100 + m);
+            const TestImage untouched(back);
+            zylRealFft2D(f, spectrum, ZYL_FFT_FORWARD, nullptr);
+            zylCcsFft2D(spectrum, back, ZYL_FFT_INVERSE, nullptr);
+            for (int c = 1; c <= channels; ++c) {
+                for (int y = 0; y < m + top; ++y) {
+                    for (int x = 0; x < n + left; ++x) {
+                        const bool inside = x >= left && y >= top && (coi == 0 || coi == c);
+                        const std::int64_t expected =
+                            inside ? f.at(x, y, c) : untouched.at(x, y, c);
+                        ASSERT_NEAR(expected, back.at(x, y, c), inside ? 1 : 0)
+                            << describe(f.shape()) << " at (" << x << ", " << y << "), channel "
+                            << c << " of interest " << coi;
+                    }
+                }
+            }
+            ASSERT_TRUE(back.guardsIntact() && spectrum.guardsIntact()) << describe(f.shape());
+        }
+    }
+}
+
+std::vector<std::int64_t> allOf(const TestImage &image) {
+    std::vector<std::int64_t> samples;
+    for (int y = 0; y < image.shape().height; ++y) {
+        for (int x = 0; x < image.shape().width; ++x) samples.push_back(image.at(x, y));
+    }
+    return samples;
+}
+
+TEST_F(FftTest, WorkedNumbers) {
+    for (const int arithmetic : {ZYL_FFT_FLOATING, ZYL_FFT_FIXED_POINT}) {
+        TestImage square(shapeOf(ZYL_DEPTH_8U, 2, 2));
+        TestImage squareSpectrum(shapeOf(ZYL_DEPTH_16S, 2, 2));
+        square.assign({1, 2, 3, 4});
+        zylRealFft2D(square, squareSpectrum, ZYL_FFT_FORWARD | arithmetic, nullptr);
+        EXPECT_EQ((std::vector<std::int64_t>{10, -2, -4, 0}), allOf(squareSpectrum));
+
+        // One row of 0, 1, 0, 0: exp(-2 pi i k / 4) is 1, -i, -1.
+        TestImage row(shapeOf(ZYL_DEPTH_8S, 4, 1));
+        TestImage rowSpectrum(shapeOf(ZYL_DEPTH_16S, 4, 1));
+        row.assign({0, 100, 0, 0});
+        zylRealFft2D(row, rowSpectrum, ZYL_FFT_FORWARD | arithmetic, nullptr);
+        EXPECT_EQ((std::vector<std::int64_t>{100, 0, -100, -100}), allOf(rowSpectrum));
+        zylRealFft2D(row, rowSpectrum, ZYL_FFT_INVERSE | ZYL_FFT_NO_SCALE | arithmetic, nullptr);
+        EXPECT_EQ((std::vector<std::int64_t>{100, 0, 100, -100}), allOf(rowSpectrum));
+
+        // A constant, saturated in 8 bits and not in 32.
+        TestImage constant(shapeOf(ZYL_DEPTH_8U, 8, 8));
+        constant.fill(7);
+        for (const auto &[depth, sum] : {std::pair<std::uint32_t, int>{ZYL_DEPTH_32S, 7 * 64},
+                                         {ZYL_DEPTH_8U, 255},
+                                         {ZYL_DEPTH_8S, 127},
+                                         {ZYL_DEPTH_16U, 7 * 64}}) {
+            TestImage spectrum(shapeOf(depth, 8, 8));
+            zylRealFft2D(constant, spectrum, ZYL_FFT_FORWARD | arithmetic, nullptr);
+            std::vector<std::int64_t> expected(64, 0);
+            expected[0] = sum;
+            EXPECT_EQ(expected, allOf(spectrum)) << depthName(depth);
+        }
+    }
+}
+
+// The sums of fixed point, written out term by term for sizes whose sides are no
+// powers of two, and its shift and division.
+TEST_F(FftTest, FixedPointFollowsItsIntegerRules) {
+    // 5 x 1: a real line. Re(k) and Im(k) are sums of floor(64 x * root / 2^14).
+    constexpr int LENGTH = 5;
+    const std::int64_t x[LENGTH] = {3, -7, 100, 101, -50};
+    TestImage line(shapeOf(ZYL_DEPTH_16S, LENGTH, 1));
+    TestImage spectrum(shapeOf(ZYL_DEPTH_32S, LENGTH, 1));
+    line.assign({x[0], x[1], x[2], x[3], x[4]});
+    const auto finished = [](std::int64_t v) { return v < 0 && v > -64 ? 0 : v >> 6; };
+    std::vector<std::int64_t> expected;
+    for (int k = 0; k <= 2; ++k) {
+        std::int64_t re = 0;
+        std::int64_t im = 0;
+        for (int j = 0; j < LENGTH; ++j) {
+            const double angle = 2 * std::numbers::pi * ((j * k) % LENGTH) / LENGTH;
+            const auto c = static_cast<std::int64_t>(16384 * std::cos(angle));
+            const auto s = static_cast<std::int64_t>(16384 * std::sin(angle));
+            re += (64 * x[j] * c) >> 14;
+            im += (64 * x[j] * -s) >> 14;
+        }
+        expected.push_back(finished(re));
+        if (k > 0) expected.push_back(finished(im));
+    }
+    zylRealFft2D(line, spectrum, ZYL_FFT_FORWARD, nullptr); // small, so in fixed point
+    EXPECT_EQ(expected, allOf(spectrum));
+
+    // A scaled inverse of powers of two is shifted: an amplitude of 1 / 64 becomes
+    // 0 on both sides of it, and -1 - 1/64 becomes -2.
+    TestImage terms(shapeOf(ZYL_DEPTH_32S, 8, 8));
+    TestImage image(shapeOf(ZYL_DEPTH_32S, 8, 8));
+    for (const auto &[mean, sample] :
+         {std::pair{-5, 0}, {5, 0}, {-63, 0}, {-64, -1}, {-65, -2}, {65, 1}, {640, 10}}) {
+        terms.fill(0).set(0, 0, 1, mean);
+        zylCcsFft2D(terms, image, ZYL_FFT_INVERSE, nullptr);
+        EXPECT_EQ(std::vector<std::int64_t>(64, sample), allOf(image)) << mean;
+    }
+    // Other sizes divide, and round to the nearest, ties to even.
+    TestImage six(shapeOf(ZYL_DEPTH_32S, 3, 2));
+    TestImage sixth(shapeOf(ZYL_DEPTH_32S, 3, 2));
+    for (const auto &[mean, sample] : {std::pair{8, 1}, {9, 2}, {10, 2}, {-8, -1}, {-10, -2}}) {
+        six.fill(0).set(0, 0, 1, mean);
+        zylCcsFft2D(six, sixth, ZYL_FFT_INVERSE, nullptr);
+        EXPECT_EQ(std::vector<std::int64_t>(6, sample), allOf(sixth)) << mean;
+    }
+}
+
+TEST_F(FftTest, ArithmeticIsChosenBySize) {
+    for (const auto &[n, m, fixedPoint] :
+         {std::tuple{16, 8, true}, {43, 3, false}, {127, 1, true}}) {
+        TestImage f(shapeOf(ZYL_DEPTH_16S, n, m));
+        f.randomise(5);
+        const auto spectrum = [&](int flags) {
+            TestImage result(shapeOf(ZYL_DEPTH_32S, n, m));
+            zylRealFft2D(f, result, ZYL_FFT_FORWARD | flags, nullptr);
+            return allOf(result);
+        };
+        EXPECT_NE(spectrum(ZYL_FFT_FIXED_POINT), spectrum(ZYL_FFT_FLOATING));
+        EXPECT_EQ(spectrum(fixedPoint ? ZYL_FFT_FIXED_POINT : ZYL_FFT_FLOATING), spectrum(0))
+            << n << " x " << m;
+    }
+}
+
+// The part that the regions have in common, at the same place in both images.
+TEST_F(FftTest, RegionsAreIntersectedInImageCoordinates) {
+    TestImage f(shapeOf(ZYL_DEPTH_8U, 20, 12, 3));
+    TestImage spectrum(shapeOf(ZYL_DEPTH_32S, 15, 14, 3, ZYL_DATA_ORDER_PLANE));
+    f.randomise(6).region(2, 3, 1, 17, 9);
+    spectrum.randomise(7).region(2, 0, 4, 11, 10);
+    TestImage expected(spectrum);
+
+    TestImage cut(shapeOf(ZYL_DEPTH_8U, 8, 6));
+    TestImage cutSpectrum(shapeOf(ZYL_DEPTH_32S, 8, 6));
+    for (int y = 0; y < 6; ++y) {
+        for (int x = 0; x < 8; ++x) cut.set(x, y, 1, f.at(x + 3, y + 4, 2));
+    }
+    zylRealFft2D(cut, cutSpectrum, ZYL_FFT_FORWARD, nullptr);
+    for (int y = 0; y < 6; ++y) {
+        for (int x = 0; x < 8; ++x) expected.set(x + 3, y + 4, 2, cutSpectrum.at(x, y));
+    }
+    zylRealFft2D(f, spectrum, ZYL_FFT_FORWARD, nullptr);
+    EXPECT_EQ("", difference(expected, spectrum));
+}
+
+TEST_F(FftTest, AlphaIsLeftUnlessAskedFor) {
+    Shape shape = shapeOf(ZYL_DEPTH_16S, 9, 17, 4);
+    shape.alpha = 4;
+    TestImage f(shape);
+    f.randomise(8);
+    TestImage without(shape);
+    without.randomise(9);
+    TestImage with(without);
+    const TestImage before(without);
+    zylRealFft2D(f, without, ZYL_FFT_FORWARD, nullptr);
+    zylRealFft2D(f, with, ZYL_FFT_FORWARD | ZYL_FFT_WITH_ALPHA, nullptr);
+    bool alphaChanged = false;
+    for (int y = 0; y < 17; ++y) {
+        for (int x = 0; x < 9; ++x) {
+            for (int c = 1; c <= 3; ++c) ASSERT_EQ(with.at(x, y, c), without.at(x, y, c));
+            ASSERT_EQ(before.at(x, y, 4), without.at(x, y, 4));
+            alphaChanged |= with.at(x, y, 4) != before.at(x, y, 4);
+        }
+    }
+    EXPECT_TRUE(alphaChanged);
+}
+
+// A call that reports: its texts, all of them bad arguments of this operation, and
+// nothing written.
+class FftReports : public testing::Test {
+  protected:
+    FftReports() : src(shapeOf(ZYL_DEPTH_8U, 6, 5, 3)), dst(shapeOf(ZYL_DEPTH_32S, 6, 5, 3)) {
+        src.randomise(10);
+        dst.randomise(11);
+    }
+    ~FftReports() override { zylRealFft2D(nullptr, nullptr, ZYL_FFT_RELEASE, nullptr); }
+
+    using Texts = std::vector<std::string>;
+    static constexpr auto ERROR = "Error in input data";
+    static constexpr auto NOTHING = "No calculations! Looking input data!";
+
+    void expect(const Texts &texts, ZylImage *a, ZylImage *b, int flags,
+                const ZylTileMapping *map = nullptr, int line = __builtin_LINE()) {
+        SCOPED_TRACE(line);
+        for (const bool packed : {false, true}) {
+            Reports reports;
+            const TestImage before(dst);
+            (packed ? zylCcsFft2D : zylRealFft2D)(a, b, flags, map);
+            EXPECT_EQ(texts, reports.texts());
+            for (const Report &report : reports.all()) {
+                EXPECT_EQ(ZYL_StsBadArg, report.status);
+                EXPECT_EQ(packed ? "zylCcsFft2D" : "zylRealFft2D", report.function);
+                EXPECT_EQ("zylfft2d", report.file);
+            }
+            if (!texts.empty()) {
+                EXPECT_EQ("", difference(before, dst));
+            }
+            EXPECT_TRUE(dst.guardsIntact());
+        }
+    }
+
+    TestImage src, dst;
+};
+
+TEST_F(FftReports, EveryText) {
+    expect({"srcImage==0", "dstImage==0"}, nullptr, nullptr, ZYL_FFT_FORWARD);
+    expect({"dstImage==0"}, src, nullptr, ZYL_FFT_FORWARD);
+    expect({}, nullptr, nullptr, ZYL_FFT_RELEASE | ZYL_FFT_FORWARD);
+
+    TestImage tiledSrc(src);
+    TestImage tiledDst(dst);
+    tiledSrc.tiles(8, 8);
+    tiledDst.tiles(8, 8);
+    expect({"srcImage->imageData==0", "dstImage->imageData==0"}, tiledSrc, tiledDst,
+           ZYL_FFT_FORWARD);
+    expect({"dstImage->imageData==0"}, src, tiledDst, ZYL_FFT_FORWARD);
+    EXPECT_TRUE(tiledDst.tileCalls().empty());
+
+    const ZylTileMapping map{0, 0};
+    expect({"(map!=((void*)(0)))"}, src, dst, ZYL_FFT_FORWARD, &map);
+
+    expect({ERROR}, src, dst, 0);
+    expect({ERROR}, src, dst, ZYL_FFT_FORWARD | ZYL_FFT_INVERSE);
+    expect({ERROR}, src, dst, ZYL_FFT_FORWARD | ZYL_FFT_FIXED_POINT | ZYL_FFT_FLOATING);
+    expect({}, src, dst, ZYL_FFT_FORWARD);
+
+    const auto withHeader = [&](auto change) {
+        TestImage changed(src);
+        change(*changed.header());
+        expect({ERROR}, changed, dst, ZYL_FFT_FORWARD);
+    };
+    withHeader([](ZylImage &image) { image.align = 3; });
+    withHeader([](ZylImage &image) { image.nChannels = 2; });
+    withHeader([](ZylImage &image) { image.alphaChannel = 3; });
+    withHeader([](ZylImage &image) { image.depth = ZYL_DEPTH_1U; });
+    withHeader([](ZylImage &image) { image.dataOrder = 2; });
+    TestImage bits(shapeOf(ZYL_DEPTH_1U, 6, 5));
+    TestImage wide(shapeOf(ZYL_DEPTH_32S, 6, 5));
+    expect({ERROR}, bits, wide, ZYL_FFT_FORWARD);
+    expect({ERROR}, wide, bits, ZYL_FFT_FORWARD);
+}
+
+TEST_F(FftReports, RegionsThatDoNotFit) {
+    src.region(0, 1, 0, 6, 5);
+    expect({ERROR}, src, dst, ZYL_FFT_FORWARD);
+    src.region(0, 0, 2, 6, 4);
+    expect({ERROR}, src, dst, ZYL_FFT_FORWARD);
+    src.region(0, INT32_MAX, 0, INT32_MAX, 5);
+    expect({ERROR}, src, dst, ZYL_FFT_FORWARD);
+    src.region(4, 0, 0, 6, 5);
+    expect({ERROR}, src, dst, ZYL_FFT_FORWARD);
+    src.region(1, 0, 0, 6, 5);
+    expect({ERROR}, src, dst, ZYL_FFT_FORWARD);
+
+    // Nothing in common, or one pixel.
+    src.region(0, 0, 0, 3, 5);
+    dst.region(0, 3, 0, 3, 5);
+    expect({NOTHING}, src, dst, ZYL_FFT_FORWARD);
+    dst.region(0, 2, 4, 4, 1);
+    expect({NOTHING}, src, dst, ZYL_FFT_FORWARD);
+    expect({NOTHING}, src, dst, ZYL_FFT_FORWARD | ZYL_FFT_FLOATING);
+}
+
+TEST_F(FftReports, AnEarlierFailureEndsTheCall) {
+    Reports reports;
+    const TestImage before(dst);
+    zylSetErrStatus(ZYL_StsNoMem);
+    zylRealFft2D(src, dst, ZYL_FFT_FORWARD, nullptr);
+    EXPECT_EQ("", difference(before, dst));
+    EXPECT_TRUE(reports.all().empty());
+}
+
+TEST_F(FftReports, RepeatTakesPixelsAndFlagsOfTheCallBefore) {
+    expect({ERROR}, src, dst, 0); // a failed set-up cannot be repeated
+    expect({ERROR}, src, dst, ZYL_FFT_REPEAT);
+
+    Reports reports;
+    TestImage other(dst);
+    other.randomise(12);
+    const TestImage otherBefore(other);
+    zylRealFft2D(src, dst, ZYL_FFT_INVERSE | ZYL_FFT_NO_SCALE | ZYL_FFT_FLOATING, nullptr);
+    const TestImage first(dst);
+    dst.fill(0);
+    // The images given only have the right shape; their pixels are not touched.
+    zylRealFft2D(other, other, ZYL_FFT_REPEAT | ZYL_FFT_FORWARD | ZYL_FFT_FIXED_POINT, nullptr);
+    EXPECT_EQ("", difference(first, dst));
+    EXPECT_EQ("", difference(otherBefore, other));
+
+    // Their regions and channels count, and the reverse operation may follow.
+    dst.fill(0);
+    other.region(2, 1, 1, 4, 4);
+    zylRealFft2D(other, other, ZYL_FFT_REPEAT, nullptr);
+    TestImage expected(dst);
+    expected.fill(0).region(2, 1, 1, 4, 4);
+    src.region(2, 1, 1, 4, 4);
+    zylRealFft2D(src, expected, ZYL_FFT_INVERSE | ZYL_FFT_NO_SCALE | ZYL_FFT_FLOATING, nullptr);
+    EXPECT_EQ("", difference(expected, dst));
+
+    // A region that the recorded images do not have.
+    TestImage larger(shapeOf(ZYL_DEPTH_8U, 7, 5, 3));
+    TestImage deeper(shapeOf(ZYL_DEPTH_8U, 6, 5, 4));
+    expect({ERROR}, larger, larger, ZYL_FFT_REPEAT);
+    expect({ERROR}, deeper, deeper, ZYL_FFT_REPEAT);
+    EXPECT_TRUE(reports.texts().size() == 0);
+}
+
+int allocations = 0;
+int allowed = 0;
+
+// Lets `allowed` allocations succeed.
+bool refuseLater(std::size_t) {
+    return allocations++ >= allowed;
+}
+
+// Counts the allocations of a call, of which the first `limit` succeed.
+int allocationsOf(const std::function<void()> &call, int limit = INT32_MAX) {
+    allocations = 0;
+    allowed = limit;
+    zylqx::refuseAllocations(refuseLater);
+    call();
+    zylqx::refuseAllocations(nullptr);
+    return allocations;
+}
+
+TEST_F(FftReports, KeptTablesLeaveNothingToAllocate) {
+    Reports reports;
+    const auto transform = [&](int flags) {
+        return allocationsOf([&] { zylRealFft2D(src, dst, ZYL_FFT_FORWARD | flags, nullptr); });
+    };
+    EXPECT_GT(transform(ZYL_FFT_KEEP_TABLES), 0);
+    EXPECT_EQ(0, transform(ZYL_FFT_KEEP_TABLES));
+    EXPECT_EQ(0, transform(ZYL_FFT_REPEAT | ZYL_FFT_KEEP_TABLES));
+    // A call that reports leaves them; one that does not keep them frees them.
+    const ZylTileMapping map{0, 0};
+    zylRealFft2D(src, dst, ZYL_FFT_FORWARD, &map);
+    zylRealFft2D(src, dst, 0, nullptr);
+    reports.clear();
+    EXPECT_EQ(0, transform(0));
+    EXPECT_GT(transform(ZYL_FFT_KEEP_TABLES), 0);
+    zylCcsFft2D(nullptr, nullptr, ZYL_FFT_RELEASE, nullptr);
+    EXPECT_GT(transform(0), 0);
+    // More lengths than are kept, one after the other, then the first again.
+    for (int n = 2; n <= 150; ++n) {
+        TestImage line(shapeOf(ZYL_DEPTH_32S, n, 1));
+        TestImage spectrum(shapeOf(ZYL_DEPTH_32S, n, 1));
+        line.fill(1);
+        zylRealFft2D(line, spectrum, ZYL_FFT_FORWARD | ZYL_FFT_FLOATING | ZYL_FFT_KEEP_TABLES,
+                     nullptr);
+        ASSERT_EQ(n, spectrum.at(0, 0));
+    }
+    EXPECT_TRUE(reports.all().empty());
+}
+
+TEST_F(FftReports, AFailedAllocationIsTriedAgainAndThenReported) {
+    for (const int arithmetic : {ZYL_FFT_FLOATING, ZYL_FFT_FIXED_POINT}) {
+        const int flags = ZYL_FFT_FORWARD | arithmetic;
+        TestImage expected(dst);
+        zylRealFft2D(src, expected, flags, nullptr);
+        const int count = allocationsOf([&] { zylRealFft2D(src, expected, flags, nullptr); });
+        ASSERT_GT(count, 0);
+        for (int n = 1; n <= count; ++n) {
+            {
+                Reports reports;
+                const TestImage before(dst);
+                allocationsOf([&] { zylRealFft2D(src, dst, flags, nullptr); }, n - 1);
+                EXPECT_EQ(std::vector<std::string>{ERROR}, reports.texts()) << n;
+                EXPECT_EQ("", difference(before, dst)) << n;
+            }
+            Reports reports;
+            const AllocationFault fault(n);
+            TestImage result(dst);
+            zylRealFft2D(src, result, flags, nullptr);
+            EXPECT_TRUE(AllocationFault::struck());
+            EXPECT_TRUE(reports.all().empty()) << n;
+            EXPECT_EQ("", difference(expected, result)) << n;
+        }
+    }
+}
+
+// The caller's rounding mode changes no result and stays as it was.
+TEST_F(FftReports, RoundingModeOfTheCallerDoesNotMatter) {
+    Reports reports;
+    TestImage expected(dst);
+    const int flags = ZYL_FFT_INVERSE | ZYL_FFT_KEEP_TABLES;
+    zylRealFft2D(src, expected, flags, nullptr);
+    std::fesetround(FE_UPWARD);
+    zylRealFft2D(src, dst, flags, nullptr);
+    const int mode = std::fegetround();
+    std::fesetround(FE_TONEAREST);
+    EXPECT_EQ(FE_UPWARD, mode);
+    EXPECT_EQ("", difference(expected, dst));
+}
+
 } // namespace
