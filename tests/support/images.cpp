@@ -114,6 +114,7 @@ TestImage::TestImage(const TestImage &other)
     if (header_.roi != nullptr) header_.roi = &roi_;
     if (header_.tileInfo != nullptr) {
         header_.tileInfo = &tileInfo_;
+        tileInfo_.id = this;
     } else {
         header_.imageData = store_.data() + GUARD;
     }
