@@ -8,6 +8,7 @@
  *    4  Logic
  *    5  Copy, set and exchange
  *    6  Conversion and colour
+ *    9  Geometry
  *   10  Transforms
  *   11  Histograms, threshold and norms
  *
@@ -649,6 +650,123 @@ ZYL_API void ZYL_CALL zylDeleteColorTwist(ZylColorTwist *cTwist);
 ZYL_API void ZYL_CALL zylApplyColorTwist(ZylImage *srcImage, ZylImage *dstImage,
                                          const ZylColorTwist *cTwist, int32_t offset,
                                          const ZylTileMapping *Mapping);
+
+/* ======================================================================== */
+/* 9  Geometry                                                              */
+/* ======================================================================== */
+
+/* Every image is taken from the corner of its own region, cut to the image. The
+ * destination may be the source. A tile that is not delivered ends the call; it
+ * is reported as ZYL_StsError, "Error get tile to read" or
+ * "Error get tile to write", unless said otherwise. Memory that is exhausted ends
+ * the call without a report.
+ *
+ * How samples between pixels are made. A value other than these three is
+ * reported, except by zylRotate(). */
+enum {
+    ZYL_INTER_NN = 0,     /* the nearest pixel, or the one at or before */
+    ZYL_INTER_LINEAR = 1, /* between two pixels in each direction */
+    ZYL_INTER_CUBIC = 2   /* a cubic through four pixels in each direction */
+};
+
+/* Enlarges the source's region by xU / xL horizontally and yU / yL vertically,
+ * both at least 1. Depths 1U, 8U and 16U; others are left alone without a
+ * report. Source and destination have the same depth and data order. Of the
+ * channels to process, the smaller number counts.
+ *
+ * Corners of pixels coincide: column i of the destination's region lies at
+ * source column i * xL / xU, counted from the region's corner. Columns that lie
+ * behind the source's region are not written; rows likewise.
+ *  - Nearest takes the pixel at or before the position. Steps between positions
+ *    are multiples of 2^-14, rounded down, so that positions fall a little behind
+ *    in wide images; every tile of a tiled destination starts at the exact
+ *    position of its first pixel.
+ *  - Linear reads the region alone. Behind its last pixel it goes on as between
+ *    the last two. A region one pixel wide is as wide as it is: its pixel is
+ *    repeated.
+ *  - Cubic also reads the pixels around the region; next to the image's edge it
+ *    goes on from the last four pixels.
+ * Results are rounded down and saturated. 1-bit images and images narrower or
+ * lower than 2 pixels are always enlarged by nearest neighbour; images narrower
+ * or lower than 4 never by more than linear interpolation.
+ *
+ * Reports the fault of a header; then, all of them before the call ends:
+ * "interpolate != ZYL_INTER_NN && interpolate != ZYL_INTER_LINEAR && interpolate != ZYL_INTER_CUBIC",
+ * "srcImage->depth != dstImage->depth",
+ * "srcImage->dataOrder != dstImage->dataOrder", "xU <= 0 || xL <= 0",
+ * "yU <= 0 || yL <= 0", "xU < xL || yU < yL". The call also ends when the
+ * thread's status is still negative from an earlier call. `mapping` may be
+ * null. */
+ZYL_API void ZYL_CALL zylZoom(ZylImage *srcImage, ZylImage *dstImage, int32_t xU, int32_t xL,
+                              int32_t yU, int32_t yL, int32_t interpolate,
+                              const ZylTileMapping *mapping);
+
+/* Reduces the source's region by xU / xL horizontally and yU / yL vertically,
+ * both at most 1. Channels as zylZoom().
+ *
+ * Column i of the destination's region lies at source column i * xL / xU, the
+ * factor being a multiple of 1/256, rounded down. At most as many columns as the
+ * width of the source's region times xU / xL are written; rows likewise. No
+ * average is taken: pixels that lie between are skipped. Linear and cubic read
+ * the image around the region too; behind the image's edge its last pixel is
+ * repeated. Linear results are rounded to nearest, halves up, cubic ones toward
+ * zero and saturated. Nearest takes the pixel at or before the position; it
+ * stands in for the others when both factors are whole, for 1-bit images, and
+ * for images narrower or lower than 4 pixels.
+ *
+ * Reports the fault of a header; then, all of them before the call ends:
+ * "srcImage->depth != dstImage->depth",
+ * "srcImage->origin != dstImage->origin",
+ * "srcImage->dataOrder != dstImage->dataOrder",
+ * "interpolate != ZYL_INTER_NN, ZYL_INTER_LINEAR or ZYL_INTER_CUBIC",
+ * "xU <= 0", "xL <= 0", "yU <= 0", "yL <= 0", "xU > xL", "yU > yL". The call
+ * also ends when the thread's status is still negative from an earlier call.
+ * Then "srcImage->depth is wrong", unless the depth is 1U, 8U or 16U. With a
+ * mapping outside the part that is written, nothing is. */
+ZYL_API void ZYL_CALL zylDecimate(ZylImage *srcImage, ZylImage *dstImage, int32_t xU, int32_t xL,
+                                  int32_t yU, int32_t yL, int32_t interpolate,
+                                  const ZylTileMapping *mapping);
+
+/* Turns the source's picture by `angle` hundredths of a degree about the point
+ * (xShift, yShift) of the source; any angle, in whole turns of 36000. Depths 1U,
+ * 8U and 16U. On screen, bottom-left images turn as top-left ones do.
+ *
+ * The destination's region is written, at most as far as the source's region is
+ * wide and high. Its first pixel stands for the first pixel of the source's
+ * region; a pixel (x, y) then comes from
+ *     c * (x - xShift) - s * (y - yShift) + xShift,
+ *     s * (x - xShift) + c * (y - yShift) + yShift
+ * of the whole source, c and s being cosine and sine of the angle. Pixels that
+ * come from outside the source become 0; between its last row or column and
+ * half a pixel outside, only nearest neighbour gives pixels. Channels are those
+ * of zylCopy(): nothing is written when their numbers differ. Results are rounded
+ * to nearest and saturated. Angle 0 is zylCopy(); 9000, 18000 and 27000 move
+ * pixels unchanged.
+ *
+ * `interpolate`: any value but ZYL_INTER_NN and ZYL_INTER_LINEAR is cubic. 1-bit
+ * images and those with one row or column are always turned by nearest neighbour,
+ * images narrower or lower than 4 pixels never by more than linear interpolation.
+ *
+ * Reports the fault of a header; then, all of them before the call ends:
+ * "srcImage->depth != dstImage->depth",
+ * "srcImage->dataOrder != dstImage->dataOrder",
+ * "srcImage->origin != dstImage->origin" (which is reported twice and ends the
+ * call) and "srcImage->depth & ZYL_DEPTH_SIGN". The call also ends when the
+ * thread's status is still negative from an earlier call. */
+ZYL_API void ZYL_CALL zylRotate(ZylImage *srcImage, ZylImage *dstImage, int32_t angle,
+                                int32_t xShift, int32_t yShift, int32_t interpolate,
+                                const int32_t *dstTile);
+
+/* Flips the source's region: 0 turns it upside down, 1 exchanges left and right,
+ * -1 does both. All depths, also from one data order to the other.
+ *
+ * Reports, each of which ends the call: the fault of a header,
+ * "(srcImage->depth!=dstImage->depth)",
+ * "(srcImage->nChannels!=dstImage->nChannels)",
+ * "((flipAxis>1)||(flipAxis<-1))", "(coiSrc!=coiDst)" for different channels of
+ * interest, and for a tile that is not delivered
+ * "(srcImage->tileInfo->tileData == ((void*)(0)))" or the same for dstImage. */
+ZYL_API void ZYL_CALL zylMirror(ZylImage *srcImage, ZylImage *dstImage, int32_t flipAxis);
 
 /* ======================================================================== */
 /* 10  Transforms                                                           */

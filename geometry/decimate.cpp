@@ -1,0 +1,82 @@
+// Reducing by rational factors.
+
+#include "core/call.h"
+#include "geometry/resample.h"
+
+using namespace zylqx;
+
+namespace {
+
+// The interpolation that the source's size and the factors call for: positions
+// of whole factors fall on pixels.
+std::int32_t allowed(std::int32_t interpolate, const ZylImage &src, bool wholeFactors) {
+    const bool small = std::min(src.width, src.height) < 4;
+    return small || wholeFactors || src.depth == ZYL_DEPTH_1U ? std::int32_t{ZYL_INTER_NN}
+                                                              : interpolate;
+}
+
+Kernels kernelsFor(Interpolation interpolation, const ZylImage &src) {
+    const GeometryKernels &kernels = currentGeometryKernels();
+    const std::ptrdiff_t bytes = sampleBytes(src.depth);
+    const int depth = sizeIndex(bytes);
+    const int taps = interpolation == LINEAR ? 2 : 4;
+    return {taps, taps - 1, decimatedBytes(interpolation, bytes),
+            kernels.decimateColumns[interpolation][depth],
+            kernels.decimateRows[interpolation][depth]};
+}
+
+// Whether a mapping's point lies outside the block of a tiled destination.
+bool misses(const ZylTileMapping *mapping, const ZylImage &dst, const Area &block) {
+    if (mapping == nullptr || !isTiled(dst)) return false;
+    return mapping->xDst < block.x || mapping->xDst - block.x >= block.width ||
+           mapping->yDst < block.y || mapping->yDst - block.y >= block.height;
+}
+
+} // namespace
+
+void zylDecimate(ZylImage *srcImage, ZylImage *dstImage, std::int32_t xU, std::int32_t xL,
+                 std::int32_t yU, std::int32_t yL, std::int32_t interpolate,
+                 const ZylTileMapping *mapping) {
+    const Call call("zylDecimate", "zyldecim");
+    if (call.badHeader(srcImage) || call.badHeader(dstImage)) return;
+    call.fails(srcImage->depth != dstImage->depth, "srcImage->depth != dstImage->depth");
+    call.fails(srcImage->origin != dstImage->origin, "srcImage->origin != dstImage->origin");
+    call.fails(srcImage->dataOrder != dstImage->dataOrder,
+               "srcImage->dataOrder != dstImage->dataOrder");
+    call.fails(interpolate != ZYL_INTER_NN && interpolate != ZYL_INTER_LINEAR &&
+                   interpolate != ZYL_INTER_CUBIC,
+               "interpolate != ZYL_INTER_NN, ZYL_INTER_LINEAR or ZYL_INTER_CUBIC");
+    call.fails(xU <= 0, "xU <= 0");
+    call.fails(xL <= 0, "xL <= 0");
+    call.fails(yU <= 0, "yU <= 0");
+    call.fails(yL <= 0, "yL <= 0");
+    call.fails(xU > xL, "xU > xL");
+    call.fails(yU > yL, "yU > yL");
+    if (zylGetErrStatus() < 0) return;
+    const std::uint32_t depth = srcImage->depth;
+    if (call.fails(depth != ZYL_DEPTH_1U && depth != ZYL_DEPTH_8U && depth != ZYL_DEPTH_16U,
+                   "srcImage->depth is wrong")) {
+        return;
+    }
+
+    const Area from = clippedArea(*srcImage);
+    Area block = clippedArea(*dstImage);
+    if (from.empty() || block.empty()) return;
+    const DecimateAxis columns({from.x, from.width, srcImage->width}, xU, xL);
+    const DecimateAxis rows({from.y, from.height, srcImage->height}, yU, yL);
+    block.width = columns.count(block.width);
+    block.height = rows.count(block.height);
+    if (block.empty() || misses(mapping, *dstImage, block)) return;
+
+    const MappedTile tile(*dstImage, mapping);
+    const Resampling<DecimateAxis> decimation = {call,         *srcImage, *dstImage, block,
+                                                 tile.index(), columns,   rows};
+    switch (allowed(interpolate, *srcImage, xL % xU == 0 && yL % yU == 0)) {
+    case ZYL_INTER_NN:
+        return decimation.nearest();
+    case ZYL_INTER_LINEAR:
+        return decimation.between(kernelsFor(LINEAR, *srcImage), &DecimateAxis::linear);
+    default:
+        return decimation.between(kernelsFor(CUBIC, *srcImage), &DecimateAxis::cubic);
+    }
+}

@@ -1,0 +1,200 @@
+// Separable resampling: what zoom and decimation share. They differ in where
+// their positions lie and in their arithmetic, which comes as an axis for each
+// direction (positions.h) and as kernels (kernels.h).
+#ifndef ZYLQX_GEOMETRY_RESAMPLE_H
+#define ZYLQX_GEOMETRY_RESAMPLE_H
+
+#include <algorithm>
+#include <cstring>
+
+#include "core/memory.h"
+#include "geometry/kernels.h"
+#include "geometry/positions.h"
+#include "geometry/rows.h"
+#include "geometry/source.h"
+
+namespace zylqx {
+
+// How an interpolation combines samples.
+struct Kernels {
+    int taps;                  // samples in each direction
+    int weights;               // for each position
+    std::ptrdiff_t valueBytes; // of an intermediate value
+    GeometryKernels::Columns columns;
+    GeometryKernels::Rows rows;
+};
+
+// Coordinates of a source that are needed: from the least to the greatest of
+// those that were added.
+class Needed {
+  public:
+    void add(std::int32_t coordinate) {
+        least_ = std::min(least_, coordinate);
+        most_ = std::max(most_, coordinate);
+    }
+    std::int32_t begin() const { return least_; }
+    std::int32_t count() const { return most_ - least_ + 1; }
+
+  private:
+    std::int32_t least_ = INT32_MAX, most_ = INT32_MIN;
+};
+
+// The rectangle of the source that a part of the block is made from.
+template <class ColumnOf, class RowOf>
+Area neededNearest(const PartOfBlock &part, ColumnOf columnOf, RowOf rowOf) {
+    Needed columns, rows;
+    for (std::int32_t i = 0; i < part.width; ++i) columns.add(columnOf(part.dx + i));
+    for (std::int32_t j = 0; j < part.height; ++j) rows.add(rowOf(part.dy + j));
+    return {columns.begin(), rows.begin(), columns.count(), rows.count(), 0};
+}
+template <class ColumnTaps, class RowTaps>
+Area neededBetween(const PartOfBlock &part, int taps, ColumnTaps columnTaps, RowTaps rowTaps) {
+    Needed columns, rows;
+    auto add = [taps](Needed &needed, const std::int32_t *index) {
+        needed.add(index[0]);
+        needed.add(index[taps - 1]);
+    };
+    for (std::int32_t i = 0; i < part.width; ++i) add(columns, columnTaps(part.dx + i).index);
+    for (std::int32_t j = 0; j < part.height; ++j) add(rows, rowTaps(part.dy + j).index);
+    return {columns.begin(), rows.begin(), columns.count(), rows.count(), 0};
+}
+
+// One piece by nearest neighbour. columnOf and rowOf give the column and row of
+// the image for a column and row of the block. False when memory is exhausted.
+template <class ColumnOf, class RowOf>
+bool resampleNearest(const Source &source, const Piece &piece, const ChannelPairs &pairs,
+                     ColumnOf columnOf, RowOf rowOf) {
+    const GeometryKernels &kernels = currentGeometryKernels();
+    const std::ptrdiff_t bytes = sampleBytes(piece.image.depth);
+    const bool bits = bytes == 0;
+    const std::int32_t width = piece.area.width;
+    GatherTable columns(width * pairs.count);
+    RowOutput output(piece, pairs);
+    if (!columns || !output) return false;
+    for (std::int32_t i = 0; i < width; ++i) {
+        columns.put(i, columnOf(piece.dx + i) - source.left(), pairs);
+    }
+    for (int plane = 0; plane < pairs.planes; ++plane) {
+        std::int32_t held = -1; // the row that the output's last row was made from
+        output.startPlane(plane);
+        if (!bits) columns.finish(bytes, source.rowBytes(pairs.srcFirst + plane));
+        for (std::int32_t j = 0; j < piece.area.height; ++j) {
+            const std::int32_t y = rowOf(piece.dy + j);
+            if (y == held) {
+                output.repeatRow(j);
+                continue;
+            }
+            const unsigned char *row = source.row(y, pairs.srcFirst + plane);
+            void *out = output.row(j);
+            if (bits) {
+                kernels.gatherBits(row, columns.index(), static_cast<std::uint8_t *>(out), width);
+            } else {
+                columns.run(row, out);
+            }
+            output.finishRow(j);
+            held = y;
+        }
+    }
+    return true;
+}
+
+// One piece by interpolation. columnTaps and rowTaps give the samples and weights
+// for a column and a row of the block. Rows of intermediate values are kept: the
+// taps of a row are at most as many neighbours as there are places.
+template <class Weight, class ColumnTaps, class RowTaps>
+bool resampleBetween(const Source &source, const Piece &piece, const ChannelPairs &pairs,
+                     const Kernels &kernels, ColumnTaps columnTaps, RowTaps rowTaps) {
+    const std::int32_t width = piece.area.width;
+    const std::ptrdiff_t n = width * pairs.count;
+    const std::ptrdiff_t bytes = sampleBytes(piece.image.depth);
+    const int taps = kernels.taps;
+
+    GatherTable columns[4];
+    Scratch<Weight> weights(static_cast<std::size_t>(n * kernels.weights));
+    Scratch<unsigned char> gathered(static_cast<std::size_t>(n * bytes * taps));
+    Scratch<unsigned char> values(static_cast<std::size_t>(n * kernels.valueBytes * taps));
+    RowOutput output(piece, pairs);
+    if (!weights || !gathered || !values || !output) return false;
+    for (int t = 0; t < taps; ++t) {
+        columns[t] = GatherTable(n);
+        if (!columns[t]) return false;
+    }
+    for (std::int32_t i = 0; i < width; ++i) {
+        const Taps<Weight> at = columnTaps(piece.dx + i);
+        for (int t = 0; t < taps; ++t) columns[t].put(i, at.index[t] - source.left(), pairs);
+        for (int w = 0; w < kernels.weights; ++w) {
+            std::fill_n(&weights[w * n + i * pairs.count], pairs.count, at.weight[w]);
+        }
+    }
+
+    const void *samples[4];
+    for (int t = 0; t < taps; ++t) samples[t] = &gathered[t * n * bytes];
+    auto combineColumns = [&](const unsigned char *row, void *value) {
+        for (int t = 0; t < taps; ++t) columns[t].run(row, &gathered[t * n * bytes]);
+        kernels.columns(samples, weights.data(), value, n);
+    };
+    for (int plane = 0; plane < pairs.planes; ++plane) {
+        const int channel = pairs.srcFirst + plane;
+        std::int32_t held[4] = {-1, -1, -1, -1};
+        output.startPlane(plane);
+        for (int t = 0; t < taps; ++t) columns[t].finish(bytes, source.rowBytes(channel));
+        for (std::int32_t j = 0; j < piece.area.height; ++j) {
+            const Taps<Weight> at = rowTaps(piece.dy + j);
+            const void *rows[4];
+            for (int t = 0; t < taps; ++t) {
+                const std::int32_t y = at.index[t];
+                const int place = y % taps;
+                rows[t] = &values[place * n * kernels.valueBytes];
+                if (held[place] == y) continue;
+                combineColumns(source.row(y, channel), &values[place * n * kernels.valueBytes]);
+                held[place] = y;
+            }
+            kernels.rows(rows, at.weight, output.row(j), n);
+            output.finishRow(j);
+        }
+    }
+    return true;
+}
+
+// A whole call, once its arguments are known to be good. `Axis`: positions.h.
+template <class Axis>
+struct Resampling {
+    const Call &call;
+    ZylImage &src, &dst;
+    Area block;               // of the destination
+    const std::int32_t *tile; // one tile of the destination, or null
+    Axis columns, rows;
+
+    void nearest() const {
+        const ChannelPairs pairs = pairChannels(src, dst);
+        auto needed = [&](const PartOfBlock &part) {
+            return neededNearest(
+                part, [&](std::int32_t i) { return columns.nearest(part.dx, i); },
+                [&](std::int32_t j) { return rows.nearest(part.dy, j); });
+        };
+        auto process = [&](const Source &source, const Piece &piece) {
+            return resampleNearest(
+                source, piece, pairs, [&](std::int32_t i) { return columns.nearest(piece.dx, i); },
+                [&](std::int32_t j) { return rows.nearest(piece.dy, j); });
+        };
+        forEachPiece(call, TRANSFER_REPORT, src, dst, block, tile, needed, process);
+    }
+
+    template <class Weight>
+    void between(const Kernels &kernels, Taps<Weight> (Axis::*taps)(std::int32_t) const) const {
+        const ChannelPairs pairs = pairChannels(src, dst);
+        auto column = [&](std::int32_t i) { return (columns.*taps)(i); };
+        auto row = [&](std::int32_t j) { return (rows.*taps)(j); };
+        auto needed = [&](const PartOfBlock &part) {
+            return neededBetween(part, kernels.taps, column, row);
+        };
+        auto process = [&](const Source &source, const Piece &piece) {
+            return resampleBetween<Weight>(source, piece, pairs, kernels, column, row);
+        };
+        forEachPiece(call, TRANSFER_REPORT, src, dst, block, tile, needed, process);
+    }
+};
+
+} // namespace zylqx
+
+#endif

@@ -1,0 +1,145 @@
+// The common road of geometric operations from two images to pieces of the
+// destination, each with the part of the source that it comes from.
+#ifndef ZYLQX_GEOMETRY_SOURCE_H
+#define ZYLQX_GEOMETRY_SOURCE_H
+
+#include "core/call.h"
+#include "core/image.h"
+#include "core/rect.h"
+#include "core/region.h"
+#include "core/tiles.h"
+
+namespace zylqx {
+
+// How an operation reports a tile that is not delivered.
+struct TileReport {
+    ZylStatus status;
+    const char *read, *write;
+};
+constexpr TileReport TRANSFER_REPORT = {ZYL_StsError, "Error get tile to read",
+                                        "Error get tile to write"};
+
+// A rectangle of an image in memory: the image's own pixels, or a copy of what is
+// held in tiles or will be overwritten.
+class Source {
+  public:
+    // The whole image, which is in memory.
+    explicit Source(const ZylImage &image) : pixels_(image) {}
+
+    // A copy of a rectangle inside the image; not valid when memory is exhausted
+    // or, with a report, when a tile is not delivered.
+    Source(const Call &call, const TileReport &report, ZylImage &image, const Area &rect);
+
+    explicit operator bool() const { return pixels_.imageData != nullptr; }
+
+    // Position of the rectangle in its image.
+    std::int32_t left() const { return left_; }
+    std::int32_t top() const { return top_; }
+
+    // The samples of a channel in row y of the image start here, with column
+    // left().
+    const unsigned char *row(std::int32_t y, int channel) const {
+        return sampleAt(pixels_, 0, std::ptrdiff_t{y} - top_, channel);
+    }
+    // Bytes from there to the end of the row. Not for 1-bit samples.
+    std::ptrdiff_t rowBytes(int channel) const {
+        const std::ptrdiff_t samples = pixels_.width * pixelStep(pixels_);
+        return (isPlanar(pixels_) ? samples : samples - channel + 1) * sampleBytes(pixels_.depth);
+    }
+    // The pixels as an image.
+    const ZylImage &image() const { return pixels_; }
+
+  private:
+    RectPixels copy_;
+    ZylImage pixels_;
+    std::int32_t left_ = 0, top_ = 0;
+};
+
+// A part of the destination block, in memory.
+struct Piece {
+    ZylImage image;      // the destination, or one of its tiles
+    Area area;           // in `image`
+    std::int32_t dx, dy; // from the block's corner
+
+    unsigned char *row(std::int32_t y, int channel) const {
+        return sampleAt(image, area.x, area.y + std::ptrdiff_t{y}, channel);
+    }
+};
+
+// What of a source a part of the block, at (dx, dy) and of this size, comes from.
+// May be empty.
+struct PartOfBlock {
+    std::int32_t dx, dy, width, height;
+};
+
+// Whether pixels of one image are pixels of the other as well.
+bool sharePixels(const ZylImage &a, const ZylImage &b);
+
+// Calls process(source, piece) for the pieces of a block of the destination: one
+// in memory, else one for each tile, row by row; or for the tile `only` alone.
+// needed(part) is the rectangle of the source that a part of the block comes
+// from; it is copied when the source is tiled, and when the source is the
+// destination, then for the whole block at once. process returns false to end
+// the call.
+template <class Needed, class Process>
+void forEachPiece(const Call &call, const TileReport &report, ZylImage &src, ZylImage &dst,
+                  const Area &block, const std::int32_t *only, Needed needed, Process process) {
+    const bool inPlace = sharePixels(src, dst);
+    const PartOfBlock all = {0, 0, block.width, block.height};
+    auto read = [&](const PartOfBlock &part) {
+        return isTiled(src) || inPlace ? Source(call, report, src, needed(part)) : Source(src);
+    };
+    if (!isTiled(dst)) {
+        if (const Source source = read(all)) process(source, Piece{dst, block, 0, 0});
+        return;
+    }
+    // No tile of the source is held together with one of the destination: both may
+    // be the same tiles.
+    auto visit = [&](const Source &source, const TilePart &part) {
+        if (!source) return false;
+        TileLease tile(dst, part.column, part.row, ZYL_GET_TILE_TO_WRITE);
+        if (!tile) {
+            call.report(report.status, report.write);
+            return false;
+        }
+        return process(source,
+                       Piece{tileHeader(dst, tile.pixels()), part.inTile, part.dx, part.dy});
+    };
+    if (inPlace) {
+        const Source source = read(all);
+        forEachTile(dst, block, only, [&](const TilePart &part) { return visit(source, part); });
+        return;
+    }
+    forEachTile(dst, block, only, [&](const TilePart &part) {
+        const Source source = read({part.dx, part.dy, part.inTile.width, part.inTile.height});
+        return visit(source, part);
+    });
+}
+
+// The tile of an image that a mapping names, as forEachPiece() takes it.
+class MappedTile {
+  public:
+    MappedTile(const ZylImage &image, const ZylTileMapping *mapping);
+    // Column and row; null for every tile.
+    const std::int32_t *index() const { return given_ ? index_ : nullptr; }
+
+  private:
+    bool given_;
+    std::int32_t index_[2] = {-1, -1};
+};
+
+// Which channels of two images belong together.
+struct ChannelPairs {
+    int planes;                      // processed one after the other
+    std::ptrdiff_t count;            // samples of a pixel that are processed together
+    int srcFirst, dstFirst;          // channels, from 1
+    std::ptrdiff_t srcStep, dstStep; // samples from pixel to pixel
+};
+
+// The channel of interest of each image, or all its channels; the smaller number
+// decides. Channels that both images interleave are processed together.
+ChannelPairs pairChannels(const ZylImage &src, const ZylImage &dst);
+
+} // namespace zylqx
+
+#endif
