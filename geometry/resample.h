@@ -62,7 +62,7 @@ Area neededBetween(const PartOfBlock &part, int taps, ColumnTaps columnTaps, Row
 // One piece by nearest neighbour. columnOf and rowOf give the column and row of
 // the image for a column and row of the block. False when memory is exhausted.
 template <class ColumnOf, class RowOf>
-bool resampleNearest(const Source &source, const Piece &piece, const ChannelPairs &pairs,
+bool resampleNearest(const Source &source, const DstPiece &piece, const ChannelPairs &pairs,
                      ColumnOf columnOf, RowOf rowOf) {
     const GeometryKernels &kernels = currentGeometryKernels();
     const std::ptrdiff_t bytes = sampleBytes(piece.image.depth);
@@ -102,7 +102,7 @@ bool resampleNearest(const Source &source, const Piece &piece, const ChannelPair
 // for a column and a row of the block. Rows of intermediate values are kept: the
 // taps of a row are at most as many neighbours as there are places.
 template <class Weight, class ColumnTaps, class RowTaps>
-bool resampleBetween(const Source &source, const Piece &piece, const ChannelPairs &pairs,
+bool resampleBetween(const Source &source, const DstPiece &piece, const ChannelPairs &pairs,
                      const Kernels &kernels, ColumnTaps columnTaps, RowTaps rowTaps) {
     const std::int32_t width = piece.area.width;
     const std::ptrdiff_t n = width * pairs.count;
@@ -172,7 +172,7 @@ struct Resampling {
                 part, [&](std::int32_t i) { return columns.nearest(part.dx, i); },
                 [&](std::int32_t j) { return rows.nearest(part.dy, j); });
         };
-        auto process = [&](const Source &source, const Piece &piece) {
+        auto process = [&](const Source &source, const DstPiece &piece) {
             return resampleNearest(
                 source, piece, pairs, [&](std::int32_t i) { return columns.nearest(piece.dx, i); },
                 [&](std::int32_t j) { return rows.nearest(piece.dy, j); });
@@ -188,7 +188,7 @@ struct Resampling {
         auto needed = [&](const PartOfBlock &part) {
             return neededBetween(part, kernels.taps, column, row);
         };
-        auto process = [&](const Source &source, const Piece &piece) {
+        auto process = [&](const Source &source, const DstPiece &piece) {
             return resampleBetween<Weight>(source, piece, pairs, kernels, column, row);
         };
         forEachPiece(call, TRANSFER_REPORT, src, dst, block, tile, needed, process);

@@ -46,7 +46,7 @@ struct Turn {
 // Writes parts of rows of a piece.
 class Writer {
   public:
-    Writer(const Piece &piece, const ChannelPairs &pairs) : piece_(piece), pairs_(pairs) {}
+    Writer(const DstPiece &piece, const ChannelPairs &pairs) : piece_(piece), pairs_(pairs) {}
 
     void clear(std::int32_t j, Range columns) const {
         if (columns.empty()) return;
@@ -90,7 +90,7 @@ class Writer {
     std::ptrdiff_t bytes() const { return sampleBytes(piece_.image.depth); }
 
   private:
-    const Piece &piece_;
+    const DstPiece &piece_;
     const ChannelPairs &pairs_;
 };
 
@@ -161,7 +161,7 @@ class FreeTurn {
     }
 
     // Columns in blocks, so that what consecutive rows read stays in the cache.
-    bool run(const Source &source, const Piece &piece) const {
+    bool run(const Source &source, const DstPiece &piece) const {
         const GeometryKernels &kernels = currentGeometryKernels();
         const int size = sizeIndex(sampleBytes(piece.image.depth));
         const auto sample = piece.image.depth == ZYL_DEPTH_1U ? kernels.sampleNearest[2]
@@ -267,7 +267,7 @@ class QuarterTurn {
         return filled.empty() ? Area{0, 0, 0, 0, region.coi} : sourceOf(filled);
     }
 
-    bool run(const Source &source, const Piece &piece) const {
+    bool run(const Source &source, const DstPiece &piece) const {
         const Writer writer(piece, turn_.pairs);
         const Area &area = piece.area;
         const Filled filled = filledPart({piece.dx, piece.dx + std::int64_t{area.width}},
@@ -284,7 +284,7 @@ class QuarterTurn {
         }
         if (filled.empty()) return true;
 
-        Piece part = piece; // the part that gets source pixels
+        DstPiece part = piece; // the part that gets source pixels
         part.area = {static_cast<std::int32_t>(area.x + columns.begin),
                      static_cast<std::int32_t>(area.y + filled.rows.begin - piece.dy),
                      static_cast<std::int32_t>(columns.end - columns.begin),
@@ -338,7 +338,7 @@ class QuarterTurn {
                 static_cast<std::int32_t>(swapped ? x2 - x1 : y2 - y1), 0};
     }
 
-    bool turnRound(const Source &source, const Piece &part, const Area &from) const {
+    bool turnRound(const Source &source, const DstPiece &part, const Area &from) const {
         RowFlip rows(source, from.x, part, turn_.pairs, true);
         if (!rows) return false;
         for (int plane = 0; plane < turn_.pairs.planes; ++plane) {
@@ -352,7 +352,7 @@ class QuarterTurn {
 
     // A clockwise step through the destination goes through the source in columns:
     // upwards or downwards, the columns in or against their order.
-    void transpose(const Source &source, const Piece &part, const Area &from, int plane) const {
+    void transpose(const Source &source, const DstPiece &part, const Area &from, int plane) const {
         const ChannelPairs &pairs = turn_.pairs;
         const std::ptrdiff_t bytes = sampleBytes(part.image.depth);
         const std::ptrdiff_t pixel = pairs.count * bytes;
@@ -390,7 +390,7 @@ class QuarterTurn {
         });
     }
 
-    bool transposeBits(const Source &source, const Piece &part, const Area &from) const {
+    bool transposeBits(const Source &source, const DstPiece &part, const Area &from) const {
         const Writer writer(part, turn_.pairs);
         const auto sample = currentGeometryKernels().sampleNearest[2];
         TurnBlock block;
@@ -448,7 +448,7 @@ void turnImages(const Call &call, const Turn &turn, ZylImage &src, ZylImage &dst
                 const std::int32_t *dstTile) {
     const Turned turned(turn);
     auto needed = [&](const PartOfBlock &part) { return turned.needed(part, block); };
-    auto process = [&](const Source &source, const Piece &piece) {
+    auto process = [&](const Source &source, const DstPiece &piece) {
         return turned.run(source, piece);
     };
     forEachPiece(call, TRANSFER_REPORT, src, dst, block, dstTile, needed, process);

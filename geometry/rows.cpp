@@ -47,7 +47,7 @@ void spreadSamples(const unsigned char *src, unsigned char *dst, std::ptrdiff_t 
     });
 }
 
-RowOutput::RowOutput(const Piece &piece, const ChannelPairs &pairs)
+RowOutput::RowOutput(const DstPiece &piece, const ChannelPairs &pairs)
     : piece_(piece), pairs_(pairs), bytes_(sampleBytes(piece.image.depth)),
       direct_(bytes_ != 0 && pairs.count == pairs.dstStep) {
     if (direct_) return;
@@ -78,7 +78,7 @@ void RowOutput::repeatRow(std::int32_t j) {
 
 // --- turning round ---
 
-RowFlip::RowFlip(const Source &source, std::int32_t left, const Piece &piece,
+RowFlip::RowFlip(const Source &source, std::int32_t left, const DstPiece &piece,
                  const ChannelPairs &pairs, bool reversed)
     : source_(source), piece_(piece), pairs_(pairs), left_(left - source.left()),
       bytes_(sampleBytes(piece.image.depth)), reversed_(reversed),

@@ -78,7 +78,7 @@ class GatherTable {
 // between them, or bits, they are made aside and put in place afterwards.
 class RowOutput {
   public:
-    RowOutput(const Piece &piece, const ChannelPairs &pairs);
+    RowOutput(const DstPiece &piece, const ChannelPairs &pairs);
 
     explicit operator bool() const { return direct_ || static_cast<bool>(made_); }
 
@@ -92,7 +92,7 @@ class RowOutput {
     void repeatRow(std::int32_t j);
 
   private:
-    const Piece &piece_;
+    const DstPiece &piece_;
     const ChannelPairs pairs_;
     const std::ptrdiff_t bytes_; // of a sample; 0 for bits
     const bool direct_;
@@ -105,8 +105,8 @@ class RowFlip {
   public:
     // Rows of the piece; `reversed` turns them round. They come from `source`,
     // from pixels that begin at column `left` of its image.
-    RowFlip(const Source &source, std::int32_t left, const Piece &piece, const ChannelPairs &pairs,
-            bool reversed);
+    RowFlip(const Source &source, std::int32_t left, const DstPiece &piece,
+            const ChannelPairs &pairs, bool reversed);
 
     explicit operator bool() const { return static_cast<bool>(output_) && ready_; }
 
@@ -121,7 +121,7 @@ class RowFlip {
     void runBits(const unsigned char *row, std::int32_t j);
 
     const Source &source_;
-    const Piece &piece_;
+    const DstPiece &piece_;
     const ChannelPairs pairs_;
     const std::int32_t left_;
     const std::ptrdiff_t bytes_;

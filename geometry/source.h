@@ -56,7 +56,7 @@ class Source {
 };
 
 // A part of the destination block, in memory.
-struct Piece {
+struct DstPiece {
     ZylImage image;      // the destination, or one of its tiles
     Area area;           // in `image`
     std::int32_t dx, dy; // from the block's corner
@@ -90,7 +90,7 @@ void forEachPiece(const Call &call, const TileReport &report, ZylImage &src, Zyl
         return isTiled(src) || inPlace ? Source(call, report, src, needed(part)) : Source(src);
     };
     if (!isTiled(dst)) {
-        if (const Source source = read(all)) process(source, Piece{dst, block, 0, 0});
+        if (const Source source = read(all)) process(source, DstPiece{dst, block, 0, 0});
         return;
     }
     // No tile of the source is held together with one of the destination: both may
@@ -103,7 +103,7 @@ void forEachPiece(const Call &call, const TileReport &report, ZylImage &src, Zyl
             return false;
         }
         return process(source,
-                       Piece{tileHeader(dst, tile.pixels()), part.inTile, part.dx, part.dy});
+                       DstPiece{tileHeader(dst, tile.pixels()), part.inTile, part.dx, part.dy});
     };
     if (inPlace) {
         const Source source = read(all);
