@@ -445,7 +445,12 @@ ZYL_API void ZYL_CALL zylNot(ZylImage *srcImage, ZylImage *dstImage, const int32
  * "srcImage->origin != dstImage->origin". The call also ends when the thread's
  * status is still negative from an earlier call. A tile that is not delivered is
  * reported as ZYL_StsError, "Error get tile to read" or
- * "Error get tile to write". */
+ * "Error get tile to write".
+ *
+ * Rows are as far apart as the header's other fields say; widthStep is not read.
+ * One tile is held at a time. Between two tiled images the samples of one tile
+ * wait in memory of the library; without it the call ends quietly, the tiles
+ * before being done. */
 
 /* Copies the source's region into the destination's. */
 ZYL_API void ZYL_CALL zylCopy(ZylImage *srcImage, ZylImage *dstImage, const int32_t *dstTile);
@@ -454,7 +459,9 @@ ZYL_API void ZYL_CALL zylCopy(ZylImage *srcImage, ZylImage *dstImage, const int3
  * `tile` names one tile of the image. */
 ZYL_API void ZYL_CALL zylSet(ZylImage *image, int32_t fillValue, const int32_t *tile);
 
-/* Swaps the samples of two regions. `tile` names one tile of imageB. */
+/* Swaps the samples of two regions. `tile` names one tile of imageB. All tiles
+ * are requested for writing. Between two tiled images the first one is written by
+ * zylCopy(), with its reports. */
 ZYL_API void ZYL_CALL zylExchange(ZylImage *imageA, ZylImage *imageB, const int32_t *tile);
 
 /* ======================================================================== */
