@@ -40,8 +40,7 @@ Bitmap::Bitmap(const void *block)
     : block_(const_cast<std::uint8_t *>(static_cast<const std::uint8_t *>(block))) {
     std::memcpy(&header, block, sizeof header);
     table = block_ + sizeof header;
-    entries = entryCount(header);
-    pixels = table + ENTRY_BYTES * entries;
+    setEntries(entryCount(header));
     const std::int64_t bits = std::int64_t{header.biWidth} * header.biBitCount;
     stride = static_cast<std::ptrdiff_t>((bits + 31) / 32 * 4);
     rows = header.biHeight < 0 ? -std::int64_t{header.biHeight} : header.biHeight;
@@ -83,10 +82,15 @@ bool Bitmap::emptyMask() const {
     return fields[0].mask == 0 || fields[1].mask == 0 || fields[2].mask == 0;
 }
 
+void Bitmap::setEntries(std::uint64_t count) {
+    entries = count;
+    pixels = table + ENTRY_BYTES * entries;
+}
+
 void Bitmap::setEntriesUsed(std::uint32_t used) {
     header.biClrUsed = used;
     std::memcpy(block_ + offsetof(ZylBitmapInfoHeader, biClrUsed), &used, sizeof used);
-    entries = used;
+    setEntries(used);
 }
 
 } // namespace zylqx

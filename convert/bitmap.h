@@ -22,6 +22,7 @@ struct Bitmap {
     // Whether a mask of a bitmap with bit fields is 0, so that it has no place
     // for a colour.
     bool emptyMask() const;
+    // Writes biClrUsed; the pixels follow the table of that length.
     void setEntriesUsed(std::uint32_t used);
 
     // The row of the picture, counted from its top.
@@ -38,6 +39,7 @@ struct Bitmap {
     BitField fields[4]; // blue, green, red and alpha of 16- and 32-bit pixels
 
   private:
+    void setEntries(std::uint64_t count);
     void readFields();
 
     std::uint8_t *block_;

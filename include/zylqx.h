@@ -531,7 +531,8 @@ ZYL_API void ZYL_CALL zylConvertFromDIB(const void *dib, ZylImage *image);
  * With up to 8 bits every pixel becomes the index of the nearest table entry, the
  * first of equals. `paletteConversion`: 0, the table as it is; 1, a fixed table of
  * 2, 16 or 256 entries; 2, a table made for the image by median cut, which sets
- * biClrUsed. `dither`: 1, 16-bit samples lose their lower byte; 8, they are
+ * biClrUsed, and so where the rows start; there is room for 2^biBitCount entries
+ * then. `dither`: 1, 16-bit samples lose their lower byte; 8, they are
  * reduced by zylReduceBits() with ditherType 8 and ditherBits 1.
  *
  * Reports besides those above: "(dither != 8 && dither != 1)" and its like,

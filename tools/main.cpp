@@ -29,7 +29,7 @@ constexpr const char *usage =
     "\n"
     "  zyl photo.jpg crop:x=10,y=10,width=200,height=100 add-s:value=40 not out.png\n"
     "\n"
-    "Reads PNG, JPEG and TIFF, and writes the format of OUTPUT's extension. OUTPUT\n"
+    "Reads PNG, JPEG, TIFF and BMP, and writes the format of OUTPUT's extension. OUTPUT\n"
     "may be left out when the last operation only prints. A comma inside a\n"
     "value has a backslash before it.\n"
     "Exit codes: 0 done, 1 a file or an operation failed, 2 a wrong command line.";
@@ -37,7 +37,15 @@ constexpr const char *usage =
 struct Options {
     std::vector<std::string> words;
     std::string tiles;
+    std::optional<int> colors;
+    std::optional<std::string> palette;
 };
+
+// The color table that the options ask for, if any.
+std::optional<Palette> paletteOf(const Options &options) {
+    if (!options.colors && !options.palette) return {};
+    return Palette{options.colors.value_or(256), options.palette != "standard"};
+}
 
 Tiling parseTiling(const std::string &word) {
     if (word.empty()) return {};
@@ -120,7 +128,7 @@ void runPicture(std::vector<std::string> words, const Options &options) {
     Image image = runChain(calls, readPicture(words.front()), tiling);
     if (!output) return;
     SlowNote note("writing " + *output);
-    writePicture(*output, image);
+    writePicture(*output, image, paletteOf(options));
 }
 
 void dispatch(const Options &options) {
@@ -163,6 +171,12 @@ int main(int argc, char **argv) {
     app.add_option("WORDS", options.words)->required()->group("");
     app.add_option("--tiles", options.tiles,
                    "run every operation on tiles of this size, as 256x256");
+    app.add_option("--colors", options.colors, "write a BMP file with 2, 16 or 256 colors")
+        ->check(CLI::IsMember({2, 16, 256}));
+    app.add_option("--palette", options.palette,
+                   "the colors: those that suit the picture (median-cut), or the usual ones "
+                   "(standard)")
+        ->check(CLI::IsMember({"median-cut", "standard"}));
     app.set_version_flag("--version", [] {
         const ZylLibVersion *version = zylGetLibVersion();
         return std::string("zyl, zylqx ") + version->versionText;

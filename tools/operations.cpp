@@ -8,6 +8,7 @@ std::vector<std::span<const Operation>> operationFamilies() {
     return {
         editOperations(),
         arithOperations(),
+        convertOperations(),
     };
 }
 

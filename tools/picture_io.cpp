@@ -65,7 +65,7 @@ class Replacement {
 } // namespace
 
 std::span<const Format *const> pictureFormats() {
-    static const Format *const formats[] = {&pngFormat, &jpegFormat, &tiffFormat};
+    static const Format *const formats[] = {&pngFormat, &jpegFormat, &tiffFormat, &bmpFormat};
     return formats;
 }
 
@@ -103,11 +103,17 @@ Image readPicture(const std::string &path) {
     return naming(path, [&] { return format.read(path); });
 }
 
-void writePicture(const std::string &path, const Image &image) {
+void writePicture(const std::string &path, const Image &image,
+                  const std::optional<Palette> &palette) {
     const Format &format = formatOfName(path);
     naming(path, [&] {
+        if (palette && !format.writeIndexed)
+            throw Misuse("--colors and --palette are for BMP files");
         Replacement file(path);
-        format.write(file.path(), image);
+        if (palette)
+            format.writeIndexed(file.path(), image, *palette);
+        else
+            format.write(file.path(), image);
         file.commit();
     });
 }
