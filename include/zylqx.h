@@ -11,6 +11,7 @@
  *    9  Geometry
  *   10  Transforms
  *   11  Histograms, threshold and norms
+ *   12  Scaled products and alpha compositing
  *
  * What holds for every operation:
  *
@@ -983,6 +984,102 @@ enum {
  * delivered, which is reported as ZYL_StsError, "Error get tile to read". Returns
  * 0 when the thread's status is still negative from an earlier call. */
 ZYL_API double ZYL_CALL zylNorm(ZylImage *srcImageA, ZylImage *srcImageB, int32_t normType);
+
+/* ======================================================================== */
+/* 12  Scaled products and alpha compositing                                */
+/* ======================================================================== */
+
+/* ZYL_DEPTH_8U and ZYL_DEPTH_16U, whose samples are fractions of M, 255 or 65535.
+ * The scaled product [x * y] is x * y / M, cut to an integer.
+ *
+ * Every image is taken from the origin of its own region, and the smallest one
+ * decides; not more than 99999 columns and rows are processed. With a channel of
+ * interest on the destination every source must have one, and these channels are
+ * processed; with a region of all channels on the destination the sources'
+ * channels of interest are not looked at. Data orders may differ.
+ *
+ * `mapping` may be null. When the destination is tiled, only the tile that holds
+ * its point is produced, and nothing when that tile lies outside the region.
+ * Blocks follow the tiles of the first tiled image, the destination before the
+ * sources; pieces of images with other tiles are put together from theirs.
+ *
+ * Reports: of each image in turn, the destination first, "dstImage==0",
+ * "zylBadImageHeader(dstImage) != 0" (which stands for all faults of a header),
+ * "dstImage->roi->xOffset >= dstImage->width",
+ * "dstImage->roi->yOffset >= dstImage->height", with the argument's own name; then
+ * "dstImage->depth != 8 && dstImage->depth != 16",
+ * "srcImage->depth != dstImage->depth",
+ * "dstImage->roi->coi > 0 && srcImage->roi == 0",
+ * "dstImage->roi->coi > 0 && srcImage->roi->coi == 0",
+ * "srcImage->roi->coi > 0 && dstImage->roi == 0" and, when all channels are
+ * processed, "srcImage->nChannels != dstImage->nChannels". A tile that is not
+ * delivered or not taken back, and memory for a piece that cannot be had, are
+ * reported as ZYL_StsError, "ERROR in Tiling callBack". */
+
+/* dst = [src * scale]; a larger scale counts as M. */
+ZYL_API void ZYL_CALL zylMultiplySScale(ZylImage *srcImage, ZylImage *dstImage, uint32_t scale,
+                                        const ZylTileMapping *mapping);
+
+/* dst = [A * B] */
+ZYL_API void ZYL_CALL zylMultiplyScale(ZylImage *srcImageA, ZylImage *srcImageB, ZylImage *dstImage,
+                                       const ZylTileMapping *mapping);
+
+/* Multiplies the colours of an image, in place, by an alpha: with `alpha` below 0
+ * by each pixel's own alpha, which stays; otherwise by the constant, at most M,
+ * which also becomes the alpha of an image that has one. With a channel of
+ * interest only this channel is multiplied, and never the alpha channel.
+ * Reports besides the above: "image->alphaChannel > 0 && image->alphaChannel !=
+ * image->nChannels", "image->alphaChannel < 1". */
+ZYL_API void ZYL_CALL zylPreMultiplyAlpha(ZylImage *image, int32_t alpha,
+                                          const ZylTileMapping *mapping);
+
+/* Compositing rules. A' and B' are the colours times their alphas, a and b the
+ * alphas; the result is at most M.        colour                     alpha      */
+enum {
+    ZYL_COMPOSITE_OVER = 0, /* A' + B' - [B' * a]                   a + b - [a * b] */
+    ZYL_COMPOSITE_IN = 1,   /* [A' * b]                             [a * b] */
+    ZYL_COMPOSITE_OUT = 2,  /* A' - [A' * b]                        a - [a * b] */
+    ZYL_COMPOSITE_ATOP = 3, /* [A' * b] + B' - [B' * a]             b */
+    ZYL_COMPOSITE_XOR = 4,  /* A' - [A' * b] + B' - [B' * a]        a + b - 2[a * b] */
+    ZYL_COMPOSITE_PLUS = 5  /* A' + B'                              a + b */
+};
+
+/* Composites two images. An alpha channel is the last one of its image; without
+ * it, all images have the same number of colours.
+ *
+ * The alpha of A is read from alphaImageA, or from srcImageA's alpha channel if
+ * that is null. The alpha of B is read from alphaImageB; if that is null, it is M
+ * less the alpha of A when alphaImageA is given, else srcImageB's alpha channel.
+ * In an alpha image the alpha channel is read, channel 1 if it has none. The
+ * resulting alpha goes to the alpha channel of alphaImageDst, else to that of
+ * dstImage if it has one. The alpha channel of dstImage is never composited as a
+ * colour; as channel of interest it leaves everything unchanged.
+ *
+ * premulAlpha: 1 when the colours of A and B have been multiplied by their alphas
+ * already. divideMode: 0 computes in integers; 1 computes the same in floating
+ * point, divides the colours by the resulting alpha where that is not 0, and
+ * rounds to nearest, ties to even.
+ *
+ * Reports besides the above, with their names: "srcImageA->alphaChannel < 1",
+ * "alphaImageA->depth != dstImage->depth", "srcImageA->alphaChannel > 0 &&
+ * srcImageA->alphaChannel != srcImageA->nChannels", "(srcImageA->nChannels -
+ * (srcImageA->alphaChannel != 0)) != (dstImage->nChannels -
+ * (dstImage->alphaChannel != 0))", "compositeType != 0 && compositeType != 1 &&
+ * compositeType != 2 && compositeType != 3 && compositeType != 4 &&
+ * compositeType != 5", "premulAlpha != 0 && premulAlpha != 1",
+ * "divideMode != 0 && divideMode != 1". */
+ZYL_API void ZYL_CALL zylAlphaComposite(ZylImage *srcImageA, ZylImage *srcImageB,
+                                        ZylImage *dstImage, int32_t compositeType,
+                                        ZylImage *alphaImageA, ZylImage *alphaImageB,
+                                        ZylImage *alphaImageDst, int32_t premulAlpha,
+                                        int32_t divideMode, const ZylTileMapping *mapping);
+
+/* The same with constant alphas, at most M; one below 0 stands for the source's
+ * own alpha channel. No alpha is written. */
+ZYL_API void ZYL_CALL zylAlphaCompositeC(ZylImage *srcImageA, ZylImage *srcImageB,
+                                         ZylImage *dstImage, int32_t compositeType, int32_t aA,
+                                         int32_t aB, int32_t premulAlpha, int32_t divideMode,
+                                         const ZylTileMapping *mapping);
 
 #ifdef __cplusplus
 }

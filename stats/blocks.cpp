@@ -1,0 +1,215 @@
+#include "stats/blocks.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "core/tiles.h"
+
+namespace zylqx {
+
+namespace {
+
+// No more columns and rows than this are processed.
+constexpr std::int32_t MOST_PIXELS = 99999;
+
+// Copies the pixels of an area to those at (x, y) of another image in memory, of
+// the same depth, channels and data order.
+void copyPixels(const ZylImage &from, const Area &area, const ZylImage &to, std::int32_t x,
+                std::int32_t y) {
+    const int planes = isPlanar(from) ? from.nChannels : 1;
+    const auto bytes =
+        static_cast<std::size_t>(area.width * pixelStep(from) * sampleBytes(from.depth));
+    for (int plane = 1; plane <= planes; ++plane) {
+        for (std::int32_t row = 0; row < area.height; ++row) {
+            std::memcpy(sampleAt(to, x, y + row, plane),
+                        sampleAt(from, area.x, area.y + row, plane), bytes);
+        }
+    }
+}
+
+// Copies an area of a tiled image into a buffer, or back. False when a tile was
+// not delivered or not taken back.
+bool copyTiles(ZylImage &image, const Area &area, const ZylImage &buffer, bool back) {
+    return forEachTile(image, area, nullptr, [&](const TilePart &part) {
+        TileLease lease(image, part.column, part.row,
+                        back ? ZYL_GET_TILE_TO_WRITE : ZYL_GET_TILE_TO_READ);
+        if (!lease) return false;
+        const ZylImage tile = tileHeader(image, lease.pixels());
+        const Area inBuffer = {part.dx, part.dy, part.inTile.width, part.inTile.height, 0};
+        if (back) {
+            copyPixels(buffer, inBuffer, tile, part.inTile.x, part.inTile.y);
+        } else {
+            copyPixels(tile, part.inTile, buffer, part.dx, part.dy);
+        }
+        return lease.release();
+    });
+}
+
+} // namespace
+
+BlockWalk::BlockWalk(const Call &call, const BlockOperand *operands, int count,
+                     const ZylTileMapping *mapping)
+    : call_(call),
+      count_(count), columns_{0, MOST_PIXELS}, rows_{0, MOST_PIXELS}, blockX_{0, 0}, blockY_{0, 0} {
+    for (int i = 0; i < count; ++i) {
+        Part &part = parts_[i];
+        part.operand = operands[i];
+        ZylImage *image = operands[i].image;
+        if (image == nullptr) continue;
+        for (int k = i - 1; k >= 0; --k) {
+            if (operands[k].image == image) part.same = k;
+        }
+        const Area area = clippedArea(*image);
+        part.x0 = area.x;
+        part.y0 = area.y;
+        columns_.end = std::min(columns_.end, area.width);
+        rows_.end = std::min(rows_.end, area.height);
+        if (master_ == nullptr && isTiled(*image)) master_ = &part;
+    }
+    if (mapping != nullptr && isTiled(*operands[0].image)) restrictTo(*mapping);
+}
+
+void BlockWalk::restrictTo(const ZylTileMapping &mapping) {
+    const Part &destination = parts_[0];
+    const ZylTileInfo &info = *destination.operand.image->tileInfo;
+    const auto cut = [](Interval &interval, std::int32_t offset, std::int32_t point,
+                        std::int32_t tile) {
+        if (point < 0) {
+            interval.end = interval.begin;
+            return;
+        }
+        const std::int64_t begin = std::int64_t{point / tile} * tile - offset;
+        const std::int64_t end = begin + tile;
+        interval.begin = static_cast<std::int32_t>(
+            std::clamp<std::int64_t>(begin, interval.begin, interval.end));
+        interval.end =
+            static_cast<std::int32_t>(std::clamp<std::int64_t>(end, interval.begin, interval.end));
+    };
+    cut(columns_, destination.x0, mapping.xDst, info.width);
+    cut(rows_, destination.y0, mapping.yDst, info.height);
+}
+
+const BlockPixels &BlockWalk::pixels(int operand) const {
+    const Part &part = parts_[operand];
+    return part.same >= 0 ? parts_[part.same].pixels : part.pixels;
+}
+
+bool BlockWalk::fail() {
+    call_.report(ZYL_StsError, "ERROR in Tiling callBack");
+    return false;
+}
+
+bool BlockWalk::next() {
+    if (!finishAll()) return fail();
+    if (!advance()) return false;
+    for (int i = 0; i < count_; ++i) {
+        Part &part = parts_[i];
+        if (part.operand.image == nullptr || part.same >= 0) continue;
+        const Area area = {part.x0 + blockX_.begin, part.y0 + blockY_.begin,
+                           blockX_.end - blockX_.begin, blockY_.end - blockY_.begin, 0};
+        if (provide(part, area)) continue;
+        // What was provided is given back unchanged.
+        for (Part &held : parts_) {
+            if (held.holding == Holding::Buffer) held.holding = Holding::Nothing;
+        }
+        finishAll();
+        return fail();
+    }
+    return true;
+}
+
+// Moves to the next block of the master's grid, row by row.
+bool BlockWalk::advance() {
+    const auto from = [](std::int32_t begin, const Interval &whole, std::int32_t offset,
+                         std::int32_t tile) {
+        const std::int32_t left = tile - (offset + begin) % tile;
+        return Interval{begin, whole.end - begin < left ? whole.end : begin + left};
+    };
+    if (!started_) {
+        started_ = true;
+        if (columns_.begin >= columns_.end || rows_.begin >= rows_.end) return false;
+        if (master_ == nullptr) {
+            blockX_ = columns_;
+            blockY_ = rows_;
+            return true;
+        }
+        const ZylTileInfo &info = *master_->operand.image->tileInfo;
+        blockX_ = from(columns_.begin, columns_, master_->x0, info.width);
+        blockY_ = from(rows_.begin, rows_, master_->y0, info.height);
+        return true;
+    }
+    if (master_ == nullptr) return false;
+    const ZylTileInfo &info = *master_->operand.image->tileInfo;
+    if (blockX_.end < columns_.end) {
+        blockX_ = from(blockX_.end, columns_, master_->x0, info.width);
+        return true;
+    }
+    if (blockY_.end >= rows_.end) return false;
+    blockX_ = from(columns_.begin, columns_, master_->x0, info.width);
+    blockY_ = from(blockY_.end, rows_, master_->y0, info.height);
+    return true;
+}
+
+bool BlockWalk::provide(Part &part, const Area &area) {
+    ZylImage &image = *part.operand.image;
+    if (!isTiled(image)) {
+        part.pixels.image_ = image;
+        part.pixels.area_ = area;
+        return true;
+    }
+    const TileRange range(image, area);
+    if (range.firstColumn != range.lastColumn || range.firstRow != range.lastRow) {
+        return provideBuffer(part, area);
+    }
+    part.tileColumn = range.firstColumn;
+    part.tileRow = range.firstRow;
+    if (!requestTile(image, part.tileColumn, part.tileRow,
+                     part.operand.written ? ZYL_GET_TILE_TO_WRITE : ZYL_GET_TILE_TO_READ)) {
+        return false;
+    }
+    part.holding = Holding::Tile;
+    part.pixels.image_ = tileHeader(image, image.tileInfo->tileData);
+    part.pixels.area_ = tilePart(image, area, part.tileColumn, part.tileRow).inTile;
+    return true;
+}
+
+bool BlockWalk::provideBuffer(Part &part, const Area &area) {
+    ZylImage &image = *part.operand.image;
+    ZylImage header = image;
+    header.tileInfo = nullptr;
+    header.roi = nullptr;
+    header.width = area.width;
+    header.height = area.height;
+    header.widthStep =
+        ownRowStride(image.dataOrder, image.depth, image.align, image.nChannels, area.width);
+    header.imageSize = ownImageSize(header, header.widthStep);
+    if (header.imageSize == 0) return false;
+    part.buffer = Scratch<unsigned char>(static_cast<std::size_t>(header.imageSize));
+    if (!part.buffer) return false;
+    header.imageData = part.buffer.data();
+    if (!copyTiles(image, area, header, false)) return false;
+    part.holding = Holding::Buffer;
+    part.pixels.image_ = header;
+    part.pixels.area_ = {0, 0, area.width, area.height, 0};
+    return true;
+}
+
+bool BlockWalk::finish(Part &part) {
+    const Holding holding = part.holding;
+    part.holding = Holding::Nothing;
+    if (holding == Holding::Tile) {
+        return releaseTile(*part.operand.image, part.tileColumn, part.tileRow);
+    }
+    if (holding == Holding::Nothing || !part.operand.written) return true;
+    const Area area = {part.x0 + blockX_.begin, part.y0 + blockY_.begin,
+                       blockX_.end - blockX_.begin, blockY_.end - blockY_.begin, 0};
+    return copyTiles(*part.operand.image, area, part.pixels.image_, true);
+}
+
+bool BlockWalk::finishAll() {
+    bool taken = true;
+    for (int i = 0; i < count_; ++i) taken = finish(parts_[i]) && taken;
+    return taken;
+}
+
+} // namespace zylqx

@@ -1,0 +1,102 @@
+// The walk of scaled products and compositing: images of any layout, each in
+// memory or tiled, as blocks that lie in memory for all of them.
+//
+// Blocks follow the tile grid of one image, the master: the first tiled one. An
+// image whose tiles cut a block is put together in a buffer for it, and written
+// back to its tiles afterwards if it is written.
+#ifndef ZYLQX_STATS_BLOCKS_H
+#define ZYLQX_STATS_BLOCKS_H
+
+#include "core/call.h"
+#include "core/image.h"
+#include "core/memory.h"
+#include "core/region.h"
+#include "core/view.h"
+
+namespace zylqx {
+
+// An image of the operation, null for none.
+struct BlockOperand {
+    ZylImage *image;
+    bool written;
+};
+
+// The pixels of one image in a block.
+class BlockPixels {
+  public:
+    const ZylImage &image() const { return image_; }
+
+    template <class T>
+    View<T> channel(int number) const {
+        return channelView<T>(image_, area_.x, area_.y, area_.width, area_.height, number);
+    }
+    // All samples of pixel order as one wide channel.
+    template <class T>
+    View<T> allChannels() const {
+        View<T> view = channel<T>(1);
+        view.step = 1;
+        view.columns *= image_.nChannels;
+        return view;
+    }
+
+  private:
+    friend class BlockWalk;
+    ZylImage image_{}; // in memory; its region and size are not those of the block
+    Area area_{};
+};
+
+constexpr int MAX_BLOCK_OPERANDS = 6;
+
+class BlockWalk {
+  public:
+    // The first operand is the destination: when it is tiled, `mapping` restricts
+    // the walk to the tile that holds its point. Written operands come first; an
+    // image that appears twice is one image.
+    BlockWalk(const Call &call, const BlockOperand *operands, int count,
+              const ZylTileMapping *mapping);
+    BlockWalk(const BlockWalk &) = delete;
+    BlockWalk &operator=(const BlockWalk &) = delete;
+
+    // Finishes the block at hand and provides the next one. False at the end, and
+    // after "ERROR in Tiling callBack" was reported.
+    bool next();
+
+    // The operands' pixels, in the order of the constructor.
+    const BlockPixels &pixels(int operand) const;
+
+  private:
+    // A part of the operation's columns or rows.
+    struct Interval {
+        std::int32_t begin, end;
+    };
+    enum class Holding { Nothing, Tile, Buffer };
+    struct Part {
+        BlockOperand operand{nullptr, false};
+        int same = -1; // the earlier operand with the same image
+        std::int32_t x0 = 0, y0 = 0;
+        Holding holding = Holding::Nothing;
+        std::int32_t tileColumn = 0, tileRow = 0;
+        Scratch<unsigned char> buffer;
+        BlockPixels pixels;
+    };
+
+    void restrictTo(const ZylTileMapping &mapping);
+    bool advance();
+    bool provide(Part &part, const Area &area);
+    bool provideBuffer(Part &part, const Area &area);
+    bool finish(Part &part);
+    bool finishAll();
+    bool fail();
+
+    const Call &call_;
+    int count_;
+    Part parts_[MAX_BLOCK_OPERANDS];
+    const Part *master_ = nullptr;
+    Interval columns_, rows_;  // of the operation
+    Interval blockX_, blockY_; // of the block at hand
+    bool started_ = false;
+};
+
+} // namespace zylqx
+
+#endif

@@ -1,0 +1,372 @@
+// Alpha compositing: two images into a third by one of six rules.
+
+#include <algorithm>
+
+#include "stats/alpha.h"
+#include "stats/alpha_kernels.h"
+#include "stats/blocks.h"
+
+using namespace zylqx;
+
+namespace {
+
+// --- arguments ---
+
+// Where one alpha comes from.
+struct AlphaSource {
+    ZylImage *image;  // null for a constant or the complement
+    int channel;      // of the image
+    bool complement;  // what the other alpha lacks
+    PixelAlpha pixel; // as compositePixels() takes it: own alpha of the source, or a constant
+
+    static AlphaSource ownOf(ZylImage *source) {
+        return {source, source->alphaChannel, false, {true, 0}};
+    }
+    static AlphaSource imageOf(ZylImage *alphaImage) {
+        return {alphaImage, std::max(alphaImage->alphaChannel, 1), false, {false, 0}};
+    }
+    static AlphaSource constantOf(std::int32_t alpha, std::uint32_t depth) {
+        const std::int32_t most = depth == ZYL_DEPTH_8U ? 255 : 65535;
+        return {nullptr, 0, false, {false, static_cast<std::uint16_t>(std::min(alpha, most))}};
+    }
+    static AlphaSource complementary() { return {nullptr, 0, true, {false, 0}}; }
+
+    bool isConstant() const { return image == nullptr && !complement; }
+};
+
+struct Composition {
+    ZylImage *srcImageA, *srcImageB, *dstImage;
+    AlphaSource alphaA, alphaB;
+    ZylImage *alphaDst; // where the resulting alpha goes; null for nowhere
+    int rule;
+    bool preMultiplied;
+    bool divided;
+    const ZylTileMapping *mapping;
+};
+
+// Positions of the images in the walk.
+enum { DST, ALPHA_DST, SRC_A, SRC_B, ALPHA_A, ALPHA_B, OPERANDS };
+
+bool badDepths(const Call &call, const ZylImage &a, const ZylImage &b, const ZylImage &d) {
+    return call.fails(d.depth != ZYL_DEPTH_8U && d.depth != ZYL_DEPTH_16U,
+                      "dstImage->depth != 8 && dstImage->depth != 16") ||
+           call.fails(a.depth != d.depth, "srcImageA->depth != dstImage->depth") ||
+           call.fails(b.depth != d.depth, "srcImageB->depth != dstImage->depth");
+}
+
+// The header check has refused alpha channels that the image does not have.
+bool lacksAlpha(const Call &call, const ZylImage &image, const char *name) {
+    return failsFor(call, name, image.alphaChannel < 1, "@->alphaChannel < 1");
+}
+
+bool badAlphaSource(const Call &call, const ZylImage *image, const ZylImage &dst,
+                    const char *name) {
+    return badAlphaImage(call, image, name) ||
+           failsFor(call, name, image->depth != dst.depth, "@->depth != dstImage->depth");
+}
+
+bool alphaNotLast(const Call &call, const ZylImage &image, const char *name) {
+    return failsFor(call, name, image.alphaChannel > 0 && image.alphaChannel != image.nChannels,
+                    "@->alphaChannel > 0 && @->alphaChannel != @->nChannels");
+}
+
+int colourCount(const ZylImage &image) {
+    return image.nChannels - (image.alphaChannel != 0 ? 1 : 0);
+}
+
+bool badColours(const Call &call, const ZylImage &src, const ZylImage &dst, const char *name) {
+    return failsFor(call, name, channelOfInterest(dst) == 0 && colourCount(src) != colourCount(dst),
+                    "(@->nChannels - (@->alphaChannel != 0)) != "
+                    "(dstImage->nChannels - (dstImage->alphaChannel != 0))");
+}
+
+// The checks that both operations make last.
+bool badComposition(const Call &call, const ZylImage &a, const ZylImage &b, const ZylImage &d,
+                    std::int32_t compositeType, std::int32_t premulAlpha, std::int32_t divideMode) {
+    return badInterest(call, a, d, "srcImageA") || badInterest(call, b, d, "srcImageB") ||
+           alphaNotLast(call, a, "srcImageA") || alphaNotLast(call, b, "srcImageB") ||
+           alphaNotLast(call, d, "dstImage") || badColours(call, a, d, "srcImageA") ||
+           badColours(call, b, d, "srcImageB") ||
+           call.fails(compositeType < ZYL_COMPOSITE_OVER || compositeType > ZYL_COMPOSITE_PLUS,
+                      "compositeType != 0 && compositeType != 1 && compositeType != 2 && "
+                      "compositeType != 3 && compositeType != 4 && compositeType != 5") ||
+           call.fails(premulAlpha != 0 && premulAlpha != 1,
+                      "premulAlpha != 0 && premulAlpha != 1") ||
+           call.fails(divideMode != 0 && divideMode != 1, "divideMode != 0 && divideMode != 1");
+}
+
+// --- rows ---
+
+template <class T>
+class Compositor {
+  public:
+    explicit Compositor(const Composition &composition)
+        : composition_(composition), kernels_(currentAlphaKernels(sizeof(T))),
+          row_((composition.divided
+                    ? kernels_.compositeDivided
+                    : kernels_.composite)[composition.preMultiplied][composition.rule]),
+          alphaRow_((composition.divided ? kernels_.resultAlphaDivided
+                                         : kernels_.resultAlpha)[composition.rule]) {
+        fill(composition.alphaA, alphaA_);
+        fill(composition.alphaB, alphaB_);
+    }
+
+    void block(const BlockWalk &walk) {
+        if (takesPixels(walk)) {
+            pixels(walk);
+        } else {
+            samples(walk);
+        }
+    }
+
+  private:
+    bool takesPixels(const BlockWalk &walk) const;
+    void pixels(const BlockWalk &walk) const;
+    void samples(const BlockWalk &walk);
+    bool takesAllChannels(const BlockWalk &walk) const;
+    void fill(const AlphaSource &source, T *block) const;
+    void loadAlphas(const BlockWalk &walk, std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t n);
+    void channel(const View<T> &a, const View<T> &b, const View<T> &d, std::ptrdiff_t x,
+                 std::ptrdiff_t y, std::ptrdiff_t n, const T *alphaA, const T *alphaB);
+
+    const Composition &composition_;
+    const AlphaKernels::Depth &kernels_;
+    const AlphaKernels::CompositeRow row_;
+    const AlphaKernels::ResultAlphaRow alphaRow_;
+
+    // The alphas of a run of pixels; the same for each sample of a pixel.
+    alignas(64) T alphaA_[ALPHA_BLOCK];
+    alignas(64) T alphaB_[ALPHA_BLOCK];
+    alignas(64) T spreadA_[ALPHA_BLOCK];
+    alignas(64) T spreadB_[ALPHA_BLOCK];
+    alignas(64) T blockA_[ALPHA_BLOCK];
+    alignas(64) T blockB_[ALPHA_BLOCK];
+    alignas(64) T blockD_[ALPHA_BLOCK];
+};
+
+bool isRgba(const ZylImage &image) {
+    return !isPlanar(image) && image.nChannels == 4 && image.alphaChannel == 4;
+}
+
+// Whether all images are interleaved pixels of three colours and alpha, with
+// nothing beside them.
+template <class T>
+bool Compositor<T>::takesPixels(const BlockWalk &walk) const {
+    const Composition &c = composition_;
+    const auto simple = [](const AlphaSource &alpha) {
+        return alpha.pixel.own || alpha.isConstant();
+    };
+    return !c.divided && simple(c.alphaA) && simple(c.alphaB) &&
+           (c.alphaDst == nullptr || c.alphaDst == c.dstImage) &&
+           channelOfInterest(*c.dstImage) == 0 && isRgba(walk.pixels(DST).image()) &&
+           isRgba(walk.pixels(SRC_A).image()) && isRgba(walk.pixels(SRC_B).image());
+}
+
+template <class T>
+void Compositor<T>::pixels(const BlockWalk &walk) const {
+    const Composition &c = composition_;
+    const auto row = kernels_.compositePixels[c.preMultiplied][c.rule];
+    const View<T> a = walk.pixels(SRC_A).template allChannels<T>();
+    const View<T> b = walk.pixels(SRC_B).template allChannels<T>();
+    const View<T> d = walk.pixels(DST).template allChannels<T>();
+    for (std::ptrdiff_t y = 0; y < d.rows; ++y) {
+        row(a.row(y), c.alphaA.pixel, b.row(y), c.alphaB.pixel, d.row(y), c.alphaDst == nullptr,
+            d.columns / 4);
+    }
+}
+
+// Whether the channels of all images, all of them colours, can be processed as
+// one.
+template <class T>
+bool Compositor<T>::takesAllChannels(const BlockWalk &walk) const {
+    const ZylImage &d = walk.pixels(DST).image();
+    const ZylImage &a = walk.pixels(SRC_A).image();
+    const ZylImage &b = walk.pixels(SRC_B).image();
+    return channelOfInterest(*composition_.dstImage) == 0 && d.alphaChannel == 0 &&
+           a.nChannels == d.nChannels && b.nChannels == d.nChannels && !isPlanar(d) &&
+           !isPlanar(a) && !isPlanar(b) && d.nChannels <= 16;
+}
+
+template <class T>
+void Compositor<T>::fill(const AlphaSource &source, T *block) const {
+    if (!source.isConstant()) return;
+    std::fill(block, block + ALPHA_BLOCK, static_cast<T>(source.pixel.constant));
+}
+
+// The alphas are copied, since the destination may be where they come from.
+template <class T>
+void Compositor<T>::loadAlphas(const BlockWalk &walk, std::ptrdiff_t x, std::ptrdiff_t y,
+                               std::ptrdiff_t n) {
+    const Composition &c = composition_;
+    if (c.alphaA.image != nullptr) {
+        const View<T> alpha = walk.pixels(ALPHA_A).template channel<T>(c.alphaA.channel);
+        kernels_.gather(alpha.row(y) + x * alpha.step, alpha.step, alphaA_, n);
+    }
+    if (c.alphaB.image != nullptr) {
+        const View<T> alpha = walk.pixels(ALPHA_B).template channel<T>(c.alphaB.channel);
+        kernels_.gather(alpha.row(y) + x * alpha.step, alpha.step, alphaB_, n);
+    }
+    if (c.alphaB.complement) kernels_.complement(alphaA_, alphaB_, n);
+}
+
+// n samples from column x on.
+template <class T>
+void Compositor<T>::channel(const View<T> &a, const View<T> &b, const View<T> &d, std::ptrdiff_t x,
+                            std::ptrdiff_t y, std::ptrdiff_t n, const T *alphaA, const T *alphaB) {
+    const auto load = [&](const View<T> &view, T *block) {
+        T *from = view.row(y) + x * view.step;
+        if (view.step == 1) return from;
+        kernels_.gather(from, view.step, block, n);
+        return block;
+    };
+    const T *colourA = load(a, blockA_);
+    const T *colourB = load(b, blockB_);
+    T *out = d.row(y) + x * d.step;
+    if (d.step == 1) {
+        row_(colourA, colourB, alphaA, alphaB, out, n);
+        return;
+    }
+    row_(colourA, colourB, alphaA, alphaB, blockD_, n);
+    kernels_.scatter(blockD_, out, d.step, n);
+}
+
+template <class T>
+void Compositor<T>::samples(const BlockWalk &walk) {
+    const Composition &c = composition_;
+    const BlockPixels &a = walk.pixels(SRC_A);
+    const BlockPixels &b = walk.pixels(SRC_B);
+    const BlockPixels &d = walk.pixels(DST);
+    const int coi = channelOfInterest(*c.dstImage);
+    const int alphaChannel = d.image().alphaChannel;
+    // An alpha alone is not composited.
+    if (coi != 0 && coi == alphaChannel) return;
+
+    const bool all = takesAllChannels(walk);
+    const std::ptrdiff_t perPixel = all ? d.image().nChannels : 1;
+    const std::ptrdiff_t pixelsAtOnce = ALPHA_BLOCK / perPixel;
+    const View<T> extent = d.channel<T>(1);
+    for (std::ptrdiff_t y = 0; y < extent.rows; ++y) {
+        for (std::ptrdiff_t x = 0; x < extent.columns; x += pixelsAtOnce) {
+            const std::ptrdiff_t n = std::min(pixelsAtOnce, extent.columns - x);
+            loadAlphas(walk, x, y, n);
+            if (all) {
+                const T *alphaA = alphaA_;
+                const T *alphaB = alphaB_;
+                if (!c.alphaA.isConstant()) {
+                    kernels_.spread(alphaA_, perPixel, spreadA_, n);
+                    alphaA = spreadA_;
+                }
+                if (!c.alphaB.isConstant()) {
+                    kernels_.spread(alphaB_, perPixel, spreadB_, n);
+                    alphaB = spreadB_;
+                }
+                channel(a.allChannels<T>(), b.allChannels<T>(), d.allChannels<T>(), x * perPixel, y,
+                        n * perPixel, alphaA, alphaB);
+            } else if (coi != 0) {
+                channel(a.channel<T>(c.srcImageA->roi->coi), b.channel<T>(c.srcImageB->roi->coi),
+                        d.channel<T>(coi), x, y, n, alphaA_, alphaB_);
+            } else {
+                for (int k = 1; k <= d.image().nChannels; ++k) {
+                    if (k == alphaChannel) continue;
+                    channel(a.channel<T>(k), b.channel<T>(k), d.channel<T>(k), x, y, n, alphaA_,
+                            alphaB_);
+                }
+            }
+            if (c.alphaDst == nullptr) continue;
+            const BlockPixels &target = walk.pixels(ALPHA_DST);
+            const View<T> alpha = target.channel<T>(target.image().alphaChannel);
+            alphaRow_(alphaA_, alphaB_, blockD_, n);
+            kernels_.scatter(blockD_, alpha.row(y) + x * alpha.step, alpha.step, n);
+        }
+    }
+}
+
+template <class T>
+void composite(const Call &call, const Composition &composition) {
+    BlockOperand operands[OPERANDS];
+    operands[DST] = {composition.dstImage, true};
+    operands[ALPHA_DST] = {composition.alphaDst, true};
+    operands[SRC_A] = {composition.srcImageA, false};
+    operands[SRC_B] = {composition.srcImageB, false};
+    operands[ALPHA_A] = {composition.alphaA.image, false};
+    operands[ALPHA_B] = {composition.alphaB.image, false};
+    Compositor<T> compositor(composition);
+    BlockWalk walk(call, operands, OPERANDS, composition.mapping);
+    while (walk.next()) compositor.block(walk);
+}
+
+void composite(const Call &call, const Composition &composition) {
+    if (composition.dstImage->depth == ZYL_DEPTH_8U) {
+        composite<std::uint8_t>(call, composition);
+    } else {
+        composite<std::uint16_t>(call, composition);
+    }
+}
+
+} // namespace
+
+void ZYL_CALL zylAlphaComposite(ZylImage *srcImageA, ZylImage *srcImageB, ZylImage *dstImage,
+                                std::int32_t compositeType, ZylImage *alphaImageA,
+                                ZylImage *alphaImageB, ZylImage *alphaImageDst,
+                                std::int32_t premulAlpha, std::int32_t divideMode,
+                                const ZylTileMapping *mapping) {
+    const Call call("zylAlphaComposite", ALPHA_FILE_NAME);
+    if (badAlphaImage(call, dstImage, "dstImage") || badAlphaImage(call, srcImageA, "srcImageA") ||
+        badAlphaImage(call, srcImageB, "srcImageB") ||
+        badDepths(call, *srcImageA, *srcImageB, *dstImage)) {
+        return;
+    }
+    if (alphaImageA == nullptr ? lacksAlpha(call, *srcImageA, "srcImageA")
+                               : badAlphaSource(call, alphaImageA, *dstImage, "alphaImageA")) {
+        return;
+    }
+    if (alphaImageB != nullptr) {
+        if (badAlphaSource(call, alphaImageB, *dstImage, "alphaImageB")) return;
+    } else if (alphaImageA == nullptr && lacksAlpha(call, *srcImageB, "srcImageB")) {
+        return;
+    }
+    if (alphaImageDst != nullptr &&
+        (badAlphaSource(call, alphaImageDst, *dstImage, "alphaImageDst") ||
+         lacksAlpha(call, *alphaImageDst, "alphaImageDst"))) {
+        return;
+    }
+    if (badComposition(call, *srcImageA, *srcImageB, *dstImage, compositeType, premulAlpha,
+                       divideMode)) {
+        return;
+    }
+    const AlphaSource alphaA =
+        alphaImageA != nullptr ? AlphaSource::imageOf(alphaImageA) : AlphaSource::ownOf(srcImageA);
+    AlphaSource alphaB = AlphaSource::complementary();
+    if (alphaImageB != nullptr) {
+        alphaB = AlphaSource::imageOf(alphaImageB);
+    } else if (alphaImageA == nullptr) {
+        alphaB = AlphaSource::ownOf(srcImageB);
+    }
+    ZylImage *alphaDst = alphaImageDst;
+    if (alphaDst == nullptr && dstImage->alphaChannel != 0) alphaDst = dstImage;
+    composite(call, {srcImageA, srcImageB, dstImage, alphaA, alphaB, alphaDst, compositeType,
+                     premulAlpha != 0, divideMode != 0, mapping});
+}
+
+void ZYL_CALL zylAlphaCompositeC(ZylImage *srcImageA, ZylImage *srcImageB, ZylImage *dstImage,
+                                 std::int32_t compositeType, std::int32_t aA, std::int32_t aB,
+                                 std::int32_t premulAlpha, std::int32_t divideMode,
+                                 const ZylTileMapping *mapping) {
+    const Call call("zylAlphaCompositeC", ALPHA_FILE_NAME);
+    if (badAlphaImage(call, dstImage, "dstImage") || badAlphaImage(call, srcImageA, "srcImageA") ||
+        badAlphaImage(call, srcImageB, "srcImageB") ||
+        badDepths(call, *srcImageA, *srcImageB, *dstImage) ||
+        (aA < 0 && lacksAlpha(call, *srcImageA, "srcImageA")) ||
+        (aB < 0 && lacksAlpha(call, *srcImageB, "srcImageB")) ||
+        badComposition(call, *srcImageA, *srcImageB, *dstImage, compositeType, premulAlpha,
+                       divideMode)) {
+        return;
+    }
+    const std::uint32_t depth = dstImage->depth;
+    const AlphaSource alphaA =
+        aA < 0 ? AlphaSource::ownOf(srcImageA) : AlphaSource::constantOf(aA, depth);
+    const AlphaSource alphaB =
+        aB < 0 ? AlphaSource::ownOf(srcImageB) : AlphaSource::constantOf(aB, depth);
+    composite(call, {srcImageA, srcImageB, dstImage, alphaA, alphaB, nullptr, compositeType,
+                     premulAlpha != 0, divideMode != 0, mapping});
+}
