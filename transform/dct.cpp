@@ -122,7 +122,6 @@ class Transform {
 
     // Obtains everything that can be refused; false when memory is exhausted.
     bool prepare(Tables &tables) {
-        if (hasOwnKernel()) return true;
         const auto columns = static_cast<std::uint64_t>(raised(columns_));
         const auto rows = static_cast<std::uint64_t>(raised(rows_));
         lines_ = allocate<float>(columns * LANES);
@@ -135,10 +134,6 @@ class Transform {
     }
 
     void run(const Samples &from, const Samples &to) const {
-        if (hasOwnKernel()) {
-            const auto transform8x8 = forward_ ? k_.forward8x8 : k_.inverse8x8;
-            return transform8x8(from, to);
-        }
         const auto transformLines = forward_ ? k_.forwardLines : k_.inverseLines;
         const std::ptrdiff_t panelRows = raised(rows_);
         for (std::ptrdiff_t y = 0; y < rows_; y += LANES) {
@@ -158,8 +153,6 @@ class Transform {
     }
 
   private:
-    bool hasOwnKernel() const { return columns_ == 8 && rows_ == 8; }
-
     // What makes plain sums orthonormal, for a panel whose first line is that of
     // the frequency 0, or for another.
     DctScale factors(bool firstPanel) const {
@@ -224,16 +217,17 @@ Samples samplesOf(const ZylImage &image, int channel) {
             depthIndex(image.depth)};
 }
 
-void transformChannels(const ZylImage &src, const ZylImage &dst, int flags,
-                       const Transform &transform) {
+// Calls run(from, to) for the samples of every channel that is transformed.
+template <class F>
+void eachChannel(const ZylImage &src, const ZylImage &dst, int flags, F run) {
     const int coi = channelOfInterest(src);
     if (coi != 0) {
-        transform.run(samplesOf(src, coi), samplesOf(dst, channelOfInterest(dst)));
+        run(samplesOf(src, coi), samplesOf(dst, channelOfInterest(dst)));
         return;
     }
     const int skipped = (flags & ZYL_DCT_WITH_ALPHA) != 0 ? 0 : src.alphaChannel;
     for (int channel = 1; channel <= src.nChannels; ++channel) {
-        if (channel != skipped) transform.run(samplesOf(src, channel), samplesOf(dst, channel));
+        if (channel != skipped) run(samplesOf(src, channel), samplesOf(dst, channel));
     }
 }
 
@@ -252,10 +246,17 @@ void zylDCT2D(ZylImage *src, ZylImage *dst, int32_t flags) {
     const int direction = flags & (ZYL_DCT_FORWARD | ZYL_DCT_INVERSE);
     if (direction != ZYL_DCT_FORWARD && direction != ZYL_DCT_INVERSE) return;
 
+    const bool forward = direction == ZYL_DCT_FORWARD;
     const Block block = src->roi != nullptr ? Block{src->roi->width, src->roi->height}
                                             : Block{src->width, src->height};
-    Transform transform(block, direction == ZYL_DCT_FORWARD);
-    if (!transform.prepare(keptTables)) return;
     const RoundToNearest mode;
-    transformChannels(*src, *dst, flags, transform);
+    if (block.columns == 8 && block.rows == 8) {
+        const DctKernels &k = ZYLQX_KERNELS(dctKernels);
+        eachChannel(*src, *dst, flags, forward ? k.forward8x8 : k.inverse8x8);
+        return;
+    }
+    Transform transform(block, forward);
+    if (!transform.prepare(keptTables)) return;
+    eachChannel(*src, *dst, flags,
+                [&](const Samples &from, const Samples &to) { transform.run(from, to); });
 }

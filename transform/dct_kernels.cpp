@@ -274,19 +274,54 @@ constexpr float EDGE = 0.17677669529663688f;
 constexpr float FIRST_ROW[8] = {0.125f, EDGE, EDGE, EDGE, EDGE, EDGE, EDGE, EDGE};
 constexpr float OTHER_ROWS[8] = {EDGE, 0.25f, 0.25f, 0.25f, 0.25f, 0.25f, 0.25f, 0.25f};
 
+// The samples of a block, by depth index: gathered first, so that all 64 are
+// converted in one loop.
+template <class T>
+void load8Rows(const Samples &from, float (&rows)[8][8]) {
+    alignas(64) T samples[8][8];
+    for (int y = 0; y < 8; ++y) {
+        const T *in = reinterpret_cast<const T *>(from.data + y * from.stride);
+        if (from.step == 1) {
+            __builtin_memcpy(samples[y], in, sizeof samples[y]);
+        } else {
+            for (int x = 0; x < 8; ++x) samples[y][x] = in[x * from.step];
+        }
+    }
+    loadRow<T>(reinterpret_cast<const unsigned char *>(samples), 1, 64, rows[0]);
+}
+template <class T>
+void store8Rows(const float (&rows)[8][8], const Samples &to) {
+    alignas(64) T samples[8][8];
+    storeRounded<T>(rows[0], 64, reinterpret_cast<unsigned char *>(samples), 1);
+    for (int y = 0; y < 8; ++y) {
+        T *out = reinterpret_cast<T *>(to.data + y * to.stride);
+        if (to.step == 1) {
+            __builtin_memcpy(out, samples[y], sizeof samples[y]);
+        } else {
+            for (int x = 0; x < 8; ++x) out[x * to.step] = samples[y][x];
+        }
+    }
+}
+constexpr void (*LOAD_8_ROWS[])(const Samples &from,
+                                float (&rows)[8][8]) = {nullptr,
+                                                        load8Rows<std::uint8_t>,
+                                                        load8Rows<std::int8_t>,
+                                                        load8Rows<std::uint16_t>,
+                                                        load8Rows<std::int16_t>,
+                                                        load8Rows<std::int32_t>};
+constexpr void (*STORE_8_ROWS[])(const float (&rows)[8][8],
+                                 const Samples &to) = {nullptr,
+                                                       store8Rows<std::uint8_t>,
+                                                       store8Rows<std::int8_t>,
+                                                       store8Rows<std::uint16_t>,
+                                                       store8Rows<std::int16_t>,
+                                                       store8Rows<std::int32_t>};
+
 struct Block8x8 {
     alignas(64) float rows[8][8];
 
-    void load(const Samples &from) {
-        for (int y = 0; y < 8; ++y) {
-            LOAD_ROW<float>[from.depth](from.data + y * from.stride, from.step, 8, rows[y]);
-        }
-    }
-    void store(const Samples &to) const {
-        for (int y = 0; y < 8; ++y) {
-            STORE_ROUNDED[to.depth](rows[y], 8, to.data + y * to.stride, to.step);
-        }
-    }
+    void load(const Samples &from) { LOAD_8_ROWS[from.depth](from, rows); }
+    void store(const Samples &to) const { STORE_8_ROWS[to.depth](rows, to); }
     void scale() {
         for (int y = 0; y < 8; ++y) {
             const float *factors = y == 0 ? FIRST_ROW : OTHER_ROWS;

@@ -60,7 +60,7 @@ inline std::int32_t toWorking(std::int32_t sample, std::int32_t) {
 }
 
 template <class T, class S>
-void loadRow(const unsigned char *from, std::ptrdiff_t step, std::ptrdiff_t n, S *to) {
+inline void loadRow(const unsigned char *from, std::ptrdiff_t step, std::ptrdiff_t n, S *to) {
     const T *__restrict in = reinterpret_cast<const T *>(from);
     S *__restrict out = to;
     if (step == 1) {
@@ -108,7 +108,8 @@ void storeRow(const std::int32_t *from, std::ptrdiff_t n, const FftFinish &finis
 }
 
 template <class T>
-void storeRounded(const float *from, std::ptrdiff_t n, unsigned char *to, std::ptrdiff_t step) {
+inline void storeRounded(const float *from, std::ptrdiff_t n, unsigned char *to,
+                         std::ptrdiff_t step) {
     storeEach<T>(from, n, to, step, [](float v) { return truncated<T>(roundedToEven(v)); });
 }
 
