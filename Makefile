@@ -1,6 +1,7 @@
 # The commands for a fresh machine, in front of CMake. Each one installs the
 # Debian packages that it needs and that are missing.
 #
+#     make demo     builds zyl and runs it on a test chart, or on PICTURE=path
 #     make build    builds everything
 #     make test     builds everything and runs all tests
 #     make bench    builds the benchmarks, with every library to compare with
@@ -10,14 +11,20 @@
 
 PRESET = release
 BUILD_PACKAGES = cmake g++ make ninja-build pkg-config googletest
-TOOL_PACKAGES = libcli11-dev libjpeg-dev libpng-dev libtiff-dev
+TOOL_PACKAGES = python3 libcli11-dev libjpeg-dev libpng-dev libtiff-dev
 
 PEER_PACKAGES = libfftw3-dev libleptonica-dev libpixman-1-dev libvips-dev libyuv-dev
 
-.PHONY: build test bench lint
+.PHONY: demo build test bench lint
+demo:
+	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES)
+	cmake --preset $(PRESET) -DZYLQX_TESTS=OFF
+	cmake --build --preset $(PRESET) --target zyl
+	scripts/demo.sh build/$(PRESET)/tools/zyl "$(PICTURE)"
+
 build:
 	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES)
-	cmake --preset $(PRESET)
+	cmake --preset $(PRESET) -DZYLQX_TESTS=ON
 	cmake --build --preset $(PRESET)
 
 test: build

@@ -1,7 +1,9 @@
 // zyl: runs the library's operations on picture files.
 #include "chain.h"
+#include "chart.h"
 #include "operations.h"
 #include "picture_io.h"
+#include "sheet.h"
 #include "slow_note.h"
 #include "text.h"
 
@@ -11,6 +13,7 @@
 #include <iomanip>
 #include <iostream>
 #include <new>
+#include <set>
 
 namespace tool {
 
@@ -26,6 +29,8 @@ constexpr const char *usage =
     "  zyl list                 all operations\n"
     "  zyl help OPERATION       its parameters\n"
     "  zyl info FILE            format, size and depth of a picture\n"
+    "  zyl chart OUTPUT         draws a test chart\n"
+    "  zyl sheet OUTPUT FILE... draws a contact sheet of the files\n"
     "\n"
     "  zyl photo.jpg crop:x=10,y=10,width=200,height=100 add-s:value=40 not out.png\n"
     "\n"
@@ -106,6 +111,12 @@ void info(const std::string &path) {
     std::cout << path << ": " << format << ", " << describe(readPicture(path).shape()) << '\n';
 }
 
+void sheet(const std::vector<std::string> &words) {
+    constexpr int columns = 4;
+    formatOfName(words[1]);
+    writePicture(words[1], drawSheet({words.begin() + 2, words.end()}, columns));
+}
+
 bool isPrinting(const std::string &word) {
     std::string name = word.substr(0, word.find(':'));
     for (std::span<const Operation> family : operationFamilies())
@@ -137,7 +148,10 @@ void dispatch(const Options &options) {
     if (first == "list" && words.size() == 1) return list();
     if (first == "help" && words.size() == 2) return help(words[1]);
     if (first == "info" && words.size() == 2) return info(words[1]);
-    if (words.size() == 1 || first == "list" || first == "help" || first == "info")
+    if (first == "chart" && words.size() == 2) return writePicture(words[1], drawChart());
+    if (first == "sheet" && words.size() > 2) return sheet(words);
+    static const std::set<std::string> commands = {"list", "help", "info", "chart", "sheet"};
+    if (words.size() == 1 || commands.count(first))
         throw Misuse("see zyl --help for what stands after '" + first + "'");
     runPicture(words, options);
 }

@@ -1,0 +1,38 @@
+#!/bin/sh
+# Runs zyl on a picture and puts what comes out on a contact sheet.
+#
+#     scripts/demo.sh ZYL [PICTURE]
+#
+# Without a picture, on the project's own test chart.
+set -eu
+
+zyl=$1
+picture=${2:-}
+folder=build/demo
+before=$folder/before.png
+rm -rf "$folder"
+mkdir -p "$folder"
+if [ -n "$picture" ]; then
+    "$zyl" "$picture" "$before"
+else
+    "$zyl" chart "$before"
+fi
+
+# run NAME OPERATION...: makes NAME.png from the picture.
+run() {
+    name=$1
+    shift
+    echo "  zyl $before $* $folder/$name.png"
+    "$zyl" "$before" "$@" "$folder/$name.png"
+}
+
+echo "Running zyl:"
+run brighter add-s:value=60
+run negative not
+run contrast subtract-s:value=64 multiply-s:value=2
+run four-levels and-s:value=0xC0
+run one-channel crop:channel=1
+
+"$zyl" sheet "$folder/sheet.png" "$before" "$folder/brighter.png" "$folder/negative.png" \
+    "$folder/contrast.png" "$folder/four-levels.png" "$folder/one-channel.png"
+echo "Before and after: $folder/sheet.png"

@@ -1,0 +1,271 @@
+"""Runs zyl as a user does and looks at the files that it writes.
+
+    zyl_test.py ZYL [unittest arguments]
+
+PNG files are made and read here, so that zyl's reader and writer do not only
+agree with each other.
+"""
+
+import os
+import struct
+import subprocess
+import sys
+import tempfile
+import unittest
+import zlib
+
+ZYL = ""
+
+CHANNELS = {0: 1, 2: 3, 3: 1, 4: 2, 6: 4}  # by PNG colour type
+
+
+def chunk(kind, data):
+    return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
+
+
+def make_png(width, height, bits, colour, rows, palette=b""):
+    """rows: the packed bytes of each row, 16-bit samples big-endian."""
+    head = struct.pack(">IIBBBBB", width, height, bits, colour, 0, 0, 0)
+    body = zlib.compress(b"".join(b"\0" + bytes(row) for row in rows))
+    return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", head)
+            + (chunk(b"PLTE", palette) if palette else b"") + chunk(b"IDAT", body)
+            + chunk(b"IEND", b""))
+
+
+def unfilter(kind, row, above, step):
+    for i in range(len(row)):
+        left = row[i - step] if i >= step else 0
+        up = above[i]
+        corner = above[i - step] if i >= step else 0
+        if kind == 4:
+            guess = left + up - corner
+            near = min((abs(guess - left), 0, left), (abs(guess - up), 1, up),
+                       (abs(guess - corner), 2, corner))[2]
+        else:
+            near = (0, left, up, (left + up) // 2)[kind]
+        row[i] = (row[i] + near) & 255
+
+
+def read_png(path):
+    """(width, height, bits, colour type, rows of packed bytes)"""
+    with open(path, "rb") as file:
+        data = file.read()
+    at, body, head = 8, b"", None
+    while at < len(data):
+        length, kind = struct.unpack(">I4s", data[at:at + 8])
+        content = data[at + 8:at + 8 + length]
+        if kind == b"IHDR":
+            head = struct.unpack(">IIBB", content[:10])
+        elif kind == b"IDAT":
+            body += content
+        at += length + 12
+    width, height, bits, colour = head
+    pixel_bits = bits * CHANNELS[colour]
+    stride = (width * pixel_bits + 7) // 8
+    spare = stride * 8 - width * pixel_bits  # bits past the last pixel, of any value
+    raw, rows, above = zlib.decompress(body), [], bytearray(stride)
+    for y in range(height):
+        line = raw[y * (stride + 1):(y + 1) * (stride + 1)]
+        row = bytearray(line[1:])
+        unfilter(line[0], row, above, max(1, pixel_bits // 8))
+        rows.append(bytes(row[:-1]) + bytes([row[-1] & 0xFF << spare & 0xFF]))
+        above = row
+    return width, height, bits, colour, rows
+
+
+class Zyl(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self.folder.cleanup)
+
+    def path(self, name):
+        return os.path.join(self.folder.name, name)
+
+    def write(self, name, data):
+        with open(self.path(name), "wb") as file:
+            file.write(data)
+        return self.path(name)
+
+    def run_zyl(self, *words):
+        return subprocess.run([ZYL, *words], stdin=subprocess.DEVNULL, capture_output=True,
+                              text=True, timeout=60)
+
+    def good(self, *words):
+        done = self.run_zyl(*words)
+        self.assertEqual((done.returncode, done.stderr), (0, ""), words)
+        return done.stdout
+
+    def bad(self, code, text, *words):
+        """One line on standard error that holds `text`; nothing left behind."""
+        before = sorted(os.listdir(self.folder.name))
+        done = self.run_zyl(*words)
+        self.assertEqual(done.returncode, code, words)
+        self.assertIn(text, done.stderr)
+        self.assertEqual(done.stderr.count("\n"), 1, done.stderr)
+        self.assertEqual(sorted(os.listdir(self.folder.name)), before)
+
+    def rows(self, width, height, bits, colour):
+        stride = (width * bits * CHANNELS[colour] + 7) // 8
+        spare = stride * 8 - width * bits * CHANNELS[colour]
+        rows = [bytearray((7 * x + 31 * y + x * y) & 255 for x in range(stride))
+                for y in range(height)]
+        for row in rows:
+            row[-1] &= 0xFF << spare & 0xFF
+        return [bytes(row) for row in rows]
+
+
+class Pictures(Zyl):
+    def test_png_of_every_kind_survives(self):
+        for bits, colour in ((1, 0), (8, 0), (16, 0), (8, 4), (16, 4), (8, 2), (16, 2), (8, 6),
+                             (16, 6)):
+            with self.subTest(bits=bits, colour=colour):
+                rows = self.rows(13, 5, bits, colour)
+                source = self.write("in.png", make_png(13, 5, bits, colour, rows))
+                self.good(source, self.path("out.png"))
+                self.assertEqual(read_png(self.path("out.png")), (13, 5, bits, colour, rows))
+
+    def test_a_palette_becomes_colours(self):
+        palette = bytes((10, 20, 30, 200, 150, 100))
+        source = self.write("in.png", make_png(4, 1, 1, 3, [b"\x50"], palette))
+        self.good(source, self.path("out.png"))
+        row = read_png(self.path("out.png"))[4][0]
+        self.assertEqual(row, palette[:3] + palette[3:] + palette[:3] + palette[3:])
+
+    def test_tiff_loses_nothing(self):
+        for bits, colour in ((1, 0), (8, 0), (16, 2), (8, 6)):
+            with self.subTest(bits=bits, colour=colour):
+                rows = self.rows(21, 6, bits, colour)
+                source = self.write("in.png", make_png(21, 6, bits, colour, rows))
+                self.good(source, self.path("out.tif"))
+                self.good(self.path("out.tif"), self.path("back.png"))
+                self.assertEqual(read_png(self.path("back.png")), (21, 6, bits, colour, rows))
+
+    def test_jpeg_stays_close(self):
+        rows = [bytes(8 * x for x in range(32))] * 16
+        source = self.write("in.png", make_png(32, 16, 8, 0, rows))
+        self.good(source, self.path("out.jpg"))
+        self.good(self.path("out.jpg"), self.path("back.png"))
+        _, _, bits, colour, back = read_png(self.path("back.png"))
+        self.assertEqual((bits, colour), (8, 0))
+        for row, expected in zip(back, rows):
+            self.assertLess(max(abs(a - b) for a, b in zip(row, expected)), 16)
+
+    def test_chart_and_sheet(self):
+        self.good("chart", self.path("chart.png"))
+        self.assertEqual(self.good("info", self.path("chart.png")),
+                         self.path("chart.png") + ": PNG, 640 x 480, 8-bit RGB\n")
+        self.good("sheet", self.path("sheet.png"), self.path("chart.png"), self.path("chart.png"))
+        self.assertEqual(read_png(self.path("sheet.png"))[3], 2)
+
+
+class Chains(Zyl):
+    def gray(self, *rows, name="in.png"):
+        return self.write(name, make_png(len(rows[0]), len(rows), 8, 0, rows))
+
+    def result(self, *words):
+        self.good(*words, self.path("out.png"))
+        return [list(row) for row in read_png(self.path("out.png"))[4]]
+
+    def test_operations_follow_each_other(self):
+        source = self.gray((0, 100, 200), (1, 2, 3))
+        self.assertEqual(self.result(source, "crop:x=1,width=2,height=1", "add-s:value=40", "not"),
+                         [[115, 15]])
+
+    def test_region_leaves_the_rest(self):
+        source = self.gray((1, 2, 3), (4, 5, 6))
+        self.assertEqual(self.result(source, "set:value=9,x=1,y=1,width=1"), [[1, 2, 3], [4, 9, 6]])
+
+    def test_second_picture(self):
+        source = self.gray((1, 2, 250))
+        other = self.gray((10, 20, 30), name="other.png")
+        self.assertEqual(self.result(source, "add:with=" + other), [[11, 22, 255]])
+        self.assertEqual(self.result(source, "subtract:with=" + other + ",reverse"), [[9, 18, 0]])
+
+    def test_one_channel(self):
+        source = self.write("in.png", make_png(2, 1, 8, 2, [bytes((1, 2, 3, 4, 5, 6))]))
+        self.assertEqual(self.result(source, "add-s:value=10,channel=2"), [[1, 12, 3, 4, 15, 6]])
+        self.assertEqual(self.result(source, "crop:channel=3"), [[3, 6]])
+
+    def test_tiles_change_nothing(self):
+        self.good("chart", self.path("chart.png"))
+        words = (self.path("chart.png"), "crop:x=3,y=5,width=401,height=333", "multiply-s:value=2",
+                 "r-shift-s:shift=1")
+        self.assertEqual(self.result(*words), self.result("--tiles", "64x48", *words))
+
+
+class Faults(Zyl):
+    def setUp(self):
+        super().setUp()
+        self.source = self.write("in.png", make_png(3, 2, 8, 0, self.rows(3, 2, 8, 0)))
+        self.out = self.path("out.png")
+
+    def test_words(self):
+        for text, *words in (
+                ("unknown operation 'nott'; did you mean 'not'?", "nott"),
+                ("add-s: needs value=", "add-s"),
+                ("add-s: unknown parameter 'valu'; did you mean 'value'?", "add-s:valu=1"),
+                ("add-s: value=x is not an integer", "add-s:value=x"),
+                ("value=4294967296 is not an integer", "and-s:value=4294967296"),
+                ("value is given twice", "add-s:value=1,value=2")):
+            with self.subTest(words=words):
+                self.bad(2, text, self.source, *words, self.out)
+        self.bad(2, "out.xyz", self.source, self.path("out.xyz"))
+        self.bad(2, "--tiles 12x8", "--tiles", "12x8", self.source, self.out)
+        self.assertEqual(self.run_zyl().returncode, 2)
+
+    def test_files(self):
+        self.bad(1, "No such file", self.path("none.png"), self.out)
+        self.bad(1, "No such file", self.source, "add:with=" + self.path("none.png"), self.out)
+        self.bad(1, "", self.source, self.path("nowhere/out.png"))
+        text = self.write("text.png", b"this is no picture")
+        self.bad(1, "text.png", text, self.out)
+
+    def test_shapes_that_do_not_fit(self):
+        other = self.write("other.png", make_png(2, 2, 8, 0, self.rows(2, 2, 8, 0)))
+        self.bad(1, "add", self.source, "add:with=" + other, self.out)
+        self.bad(1, "crop", self.source, "crop:x=3", self.out)
+
+    def test_cut_and_changed_files_end_in_one_line(self):
+        self.good("chart", self.path("chart.png"))
+        for extension in ("png", "jpg", "tif"):
+            self.good(self.path("chart.png"), "crop:x=200,y=100,width=64,height=48",
+                      self.path("whole." + extension))
+            with open(self.path("whole." + extension), "rb") as file:
+                whole = file.read()
+            damaged = [whole[:n] for n in range(0, len(whole), max(1, len(whole) // 12))]
+            for i in range(24):
+                at = i * 5 if i < 12 else i * len(whole) // 24
+                damaged.append(whole[:at] + bytes([whole[at] ^ 0xFF]) + whole[at + 1:])
+            for data in damaged:
+                name = self.write("damaged." + extension, data)
+                done = self.run_zyl(name, self.out)
+                self.assertIn(done.returncode, (0, 1), done.stderr)
+                if done.returncode:
+                    self.assertFalse(os.path.exists(self.out))
+                    self.assertEqual(done.stderr.count("\n"), 1, done.stderr)
+                else:
+                    os.remove(self.out)
+
+    def test_an_existing_output_stays_when_the_run_fails(self):
+        self.write("out.png", b"precious")
+        self.bad(2, "unknown", self.source, "nothing", self.out)
+        self.bad(1, "crop", self.source, "crop:x=3", self.out)
+        with open(self.out, "rb") as file:
+            self.assertEqual(file.read(), b"precious")
+
+
+class Texts(Zyl):
+    def test_help_lists_and_version(self):
+        listed = self.good("list")
+        for name in ("add-s", "multiply", "copy", "exchange", "not"):
+            self.assertIn("\n" + name + " ", "\n" + listed)
+        for line in listed.splitlines():
+            if line and not line.startswith("zyl help"):
+                self.assertIn(line.split()[0] + ":", self.good("help", line.split()[0]))
+        self.assertIn("zyl", self.good("--version"))
+        self.assertIn("INPUT", self.good("--help"))
+
+
+if __name__ == "__main__":
+    ZYL = sys.argv.pop(1)
+    unittest.main()
