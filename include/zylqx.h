@@ -700,12 +700,11 @@ enum {
  * or lower than 4 never by more than linear interpolation.
  *
  * Reports the fault of a header; then, all of them before the call ends:
- * "interpolate != ZYL_INTER_NN && interpolate != ZYL_INTER_LINEAR && interpolate != ZYL_INTER_CUBIC",
- * "srcImage->depth != dstImage->depth",
- * "srcImage->dataOrder != dstImage->dataOrder", "xU <= 0 || xL <= 0",
- * "yU <= 0 || yL <= 0", "xU < xL || yU < yL". The call also ends when the
- * thread's status is still negative from an earlier call. `mapping` may be
- * null. */
+ * "interpolate != ZYL_INTER_NN && interpolate != ZYL_INTER_LINEAR && interpolate !=
+ * ZYL_INTER_CUBIC", "srcImage->depth != dstImage->depth", "srcImage->dataOrder !=
+ * dstImage->dataOrder", "xU <= 0 || xL <= 0", "yU <= 0 || yL <= 0", "xU < xL || yU < yL". The call
+ * also ends when the thread's status is still negative from an earlier call. `mapping` may be null.
+ */
 ZYL_API void ZYL_CALL zylZoom(ZylImage *srcImage, ZylImage *dstImage, int32_t xU, int32_t xL,
                               int32_t yU, int32_t yL, int32_t interpolate,
                               const ZylTileMapping *mapping);

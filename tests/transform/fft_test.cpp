@@ -153,7 +153,9 @@ class FftTest : public testing::Test {
 
 TEST_F(FftTest, SpectrumIsThatOfNaiveSums) {
     std::mt19937 random(1);
-    for (const auto [n, m] : SIZES) {
+    for (const Size extent : SIZES) {
+        const int n = extent.width;
+        const int m = extent.height;
         for (const int direction : DIRECTIONS) {
             for (const int arithmetic : {ZYL_FFT_FLOATING, ZYL_FFT_FIXED_POINT}) {
                 TestImage f(shapeOf(ZYL_DEPTH_32S, n, m));
@@ -186,7 +188,9 @@ TEST_F(FftTest, SpectrumIsThatOfNaiveSums) {
 // A random spectrum, and all terms of it as the packing means them.
 TEST_F(FftTest, ImageIsThatOfNaiveSums) {
     std::mt19937 random(2);
-    for (const auto [n, m] : SIZES) {
+    for (const Size extent : SIZES) {
+        const int n = extent.width;
+        const int m = extent.height;
         for (const int direction : DIRECTIONS) {
             for (const int arithmetic : {ZYL_FFT_FLOATING, ZYL_FFT_FIXED_POINT}) {
                 TestImage spectrum(shapeOf(ZYL_DEPTH_32S, n, m));
@@ -355,8 +359,13 @@ TEST_F(FftTest, FixedPointFollowsItsIntegerRules) {
 }
 
 TEST_F(FftTest, ArithmeticIsChosenBySize) {
-    for (const auto &[n, m, fixedPoint] :
-         {std::tuple{16, 8, true}, {43, 3, false}, {127, 1, true}}) {
+    struct Case {
+        int n, m;
+        bool fixedPoint;
+    };
+    for (const Case c : {Case{16, 8, true}, {43, 3, false}, {127, 1, true}}) {
+        const int n = c.n;
+        const int m = c.m;
         TestImage f(shapeOf(ZYL_DEPTH_16S, n, m));
         f.randomise(5);
         const auto spectrum = [&](int flags) {
@@ -365,7 +374,7 @@ TEST_F(FftTest, ArithmeticIsChosenBySize) {
             return allOf(result);
         };
         EXPECT_NE(spectrum(ZYL_FFT_FIXED_POINT), spectrum(ZYL_FFT_FLOATING));
-        EXPECT_EQ(spectrum(fixedPoint ? ZYL_FFT_FIXED_POINT : ZYL_FFT_FLOATING), spectrum(0))
+        EXPECT_EQ(spectrum(c.fixedPoint ? ZYL_FFT_FIXED_POINT : ZYL_FFT_FLOATING), spectrum(0))
             << n << " x " << m;
     }
 }
