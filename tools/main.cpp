@@ -42,6 +42,7 @@ constexpr const char *usage =
 struct Options {
     std::vector<std::string> words;
     std::string tiles;
+    std::string view;
     std::optional<int> colors;
     std::optional<std::string> palette;
 };
@@ -135,6 +136,7 @@ void runPicture(std::vector<std::string> words, const Options &options) {
     }
     std::vector<Call> calls;
     for (std::size_t i = 1; i < words.size(); ++i) calls.push_back(parseCall(words[i]));
+    if (!options.view.empty()) calls.push_back(parseCall("view-" + options.view));
 
     Image image = runChain(calls, readPicture(words.front()), tiling);
     if (!output) return;
@@ -185,6 +187,8 @@ int main(int argc, char **argv) {
     app.add_option("WORDS", options.words)->required()->group("");
     app.add_option("--tiles", options.tiles,
                    "run every operation on tiles of this size, as 256x256");
+    app.add_option("--view", options.view, "write a picture of the result's spectrum instead")
+        ->check(CLI::IsMember({"spectrum"}));
     app.add_option("--colors", options.colors, "write a BMP file with 2, 16 or 256 colors")
         ->check(CLI::IsMember({2, 16, 256}));
     app.add_option("--palette", options.palette,

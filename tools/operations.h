@@ -10,6 +10,7 @@ namespace tool {
 
 std::span<const Operation> editOperations();
 std::span<const Operation> arithOperations();
+std::span<const Operation> transformOperations();
 std::span<const Operation> convertOperations();
 
 // All families, in the order in which they are listed.
