@@ -169,6 +169,20 @@ void graySteps(const S *__restrict s, S32 first, S32 second, S32 third, D *__res
     }
 }
 
+// Four 8-bit channels are taken as one word.
+template <class D>
+void grayWords(const U8 *__restrict s, S32 first, S32 second, S32 third, D *__restrict d,
+               std::ptrdiff_t n) {
+    using Word = std::uint32_t;
+    const Word w0 = Word(first), w1 = Word(second), w2 = Word(third);
+    for (std::ptrdiff_t i = 0; i < n; ++i) {
+        Word v = 0;
+        __builtin_memcpy(&v, s + 4 * i, sizeof v);
+        const Word sum = (v & 255u) * w0 + (v >> 8 & 255u) * w1 + (v >> 16 & 255u) * w2;
+        d[i] = Gray<U8, D>::of(U16(sum));
+    }
+}
+
 template <class S, class D>
 void grayChannels(const S *r, const S *g, const S *b, std::ptrdiff_t step, D *__restrict d,
                   std::ptrdiff_t n) {
@@ -190,7 +204,12 @@ void grayRow(const ColourSource &s, std::ptrdiff_t at, D *d, std::ptrdiff_t n) {
     const S32 w0 = reversed ? G::BLUE : G::RED;
     const S32 w2 = reversed ? G::RED : G::BLUE;
     if (s.step == 3) return graySteps<3>(first, w0, G::GREEN, w2, d, n);
-    if (s.step == 4) return graySteps<4>(first, w0, G::GREEN, w2, d, n);
+    if (s.step == 4) {
+        if constexpr (sizeof(S) == 1 && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__) {
+            return grayWords(first, w0, G::GREEN, w2, d, n);
+        }
+        return graySteps<4>(first, w0, G::GREEN, w2, d, n);
+    }
     if (s.step == 1) return grayChannels(c[0], c[1], c[2], 1, d, n);
     grayChannels(c[0], c[1], c[2], s.step, d, n);
 }
@@ -265,6 +284,12 @@ T larger(T a, T b) {
     return a > b ? a : b;
 }
 
+// A choice without a branch: compilers vectorise long chains of these only.
+inline S32 select(bool condition, S32 a, S32 b) {
+    const S32 mask = -static_cast<S32>(condition);
+    return (a & mask) | (b & ~mask);
+}
+
 // Truncated, within 0 and the largest sample.
 template <class T>
 T sample(double v) {
@@ -330,11 +355,10 @@ struct RgbToHsv {
 
 struct HsvToRgb {
     // One value of a column of the table of sectors.
-    template <class T>
-    static T pick(S32 sector, T s0, T s1, T s2, T s3, T s4, T s5) {
-        const T low = sector <= 0 ? s0 : sector == 1 ? s1 : s2;
-        const T high = sector == 3 ? s3 : sector == 4 ? s4 : s5;
-        return sector < 3 ? low : high;
+    static S32 pick(S32 sector, S32 s0, S32 s1, S32 s2, S32 s3, S32 s4, S32 s5) {
+        const S32 low = select(sector <= 0, s0, select(sector == 1, s1, s2));
+        const S32 high = select(sector == 3, s3, select(sector == 4, s4, s5));
+        return select(sector < 3, low, high);
     }
 
     // Division by 60 is * 34 >> 11 here and division by 255 is >> 8.
@@ -362,13 +386,13 @@ struct HsvToRgb {
             const S32 sector = static_cast<S32>(h);
             const double f = h - sector;
             const bool gray = chunk.b[i] == 0;
-            const T value = chunk.c[i];
-            const T p = gray ? value : sample<T>(v * (MAX - s) / MAX);
-            const T q = gray ? value : sample<T>(v * (MAX - s * f) / MAX);
-            const T t = gray ? value : sample<T>(v * (MAX - s * (1.0 - f)) / MAX);
-            chunk.a[i] = pick(sector, value, q, p, p, t, value);
-            chunk.b[i] = pick(sector, t, value, value, q, p, p);
-            chunk.c[i] = pick(sector, p, p, t, value, value, q);
+            const S32 value = chunk.c[i];
+            const S32 p = select(gray, value, sample<T>(v * (MAX - s) / MAX));
+            const S32 q = select(gray, value, sample<T>(v * (MAX - s * f) / MAX));
+            const S32 t = select(gray, value, sample<T>(v * (MAX - s * (1.0 - f)) / MAX));
+            chunk.a[i] = T(pick(sector, value, q, p, p, t, value));
+            chunk.b[i] = T(pick(sector, t, value, value, q, p, p));
+            chunk.c[i] = T(pick(sector, p, p, t, value, value, q));
         }
     }
 };
@@ -414,19 +438,19 @@ struct HlsToRgb {
     static S32 value(S32 h, S32 m1, S32 m2, S32 spread) {
         const S32 rising = m1 + ((spread * 274 * h) >> 13);
         const S32 falling = m1 + ((spread * 274 * (240 - h)) >> 13);
-        return h < 60 ? rising : h < 180 ? m2 : h >= 240 ? m1 : falling;
+        return select(h < 60, rising, select(h < 180, m2, select(h >= 240, m1, falling)));
     }
 
     static void run(Chunk<U8> &chunk, std::ptrdiff_t n) {
         for (std::ptrdiff_t i = 0; i < n; ++i) {
             const S32 hue = 2 * chunk.a[i], l = chunk.b[i], s = chunk.c[i];
             const S32 k = (s * l * 258) >> 16;
-            const S32 m2 = l < 128 ? l + k : l + s - k;
+            const S32 m2 = select(l < 128, l + k, l + s - k);
             const S32 m1 = 2 * l - m2;
             const S32 spread = m2 - l;
-            chunk.a[i] = U8(value(hue >= 241 ? hue - 240 : hue + 120, m1, m2, spread));
+            chunk.a[i] = U8(value(select(hue >= 241, hue - 240, hue + 120), m1, m2, spread));
             chunk.b[i] = U8(value(hue, m1, m2, spread));
-            chunk.c[i] = U8(value(hue < 120 ? hue + 240 : hue - 120, m1, m2, spread));
+            chunk.c[i] = U8(value(select(hue < 120, hue + 240, hue - 120), m1, m2, spread));
         }
     }
 
@@ -466,9 +490,14 @@ void modelRow(const ColourSource &s, const ColourRow &d, std::ptrdiff_t n) {
 
 // ---- colour twist ---------------------------------------------------------------
 
-inline S32 clamped(S32 v, S32 high) {
-    return v < 0 ? 0 : v > high ? high : v;
-}
+// Limited to 0 and MAX, `offset` added, and limited again: all at once after the
+// addition.
+struct Limits {
+    S32 low, high;
+    Limits(S32 offset, S32 max)
+        : low(offset > 0 ? offset : 0), high(offset < 0 ? max + offset : max) {}
+    S32 of(S32 v) const { return v < low ? low : v > high ? high : v; }
+};
 
 void twistWholeRow(const ColourSource &s, const Twist &twist, const ColourRow &d,
                    std::ptrdiff_t n) {
@@ -477,15 +506,16 @@ void twistWholeRow(const ColourSource &s, const Twist &twist, const ColourRow &d
         for (int k = 0; k < 12; ++k) m[k] = twist.data[k];
         const int scale = twist.scale;
         const S32 offset = twist.offset;
-        // A negative sum is clamped, so that the shift need not go toward zero.
+        const Limits limits(offset, 255);
+        // A negative sum is limited, so that the shift need not go toward zero.
         for (std::ptrdiff_t i = 0; i < count; ++i) {
             const S32 a = chunk.a[i], b = chunk.b[i], c = chunk.c[i];
             const S32 x = (m[0] * a + m[1] * b + m[2] * c + m[3]) >> scale;
             const S32 y = (m[4] * a + m[5] * b + m[6] * c + m[7]) >> scale;
             const S32 z = (m[8] * a + m[9] * b + m[10] * c + m[11]) >> scale;
-            chunk.a[i] = U8(clamped(clamped(x, 255) + offset, 255));
-            chunk.b[i] = U8(clamped(clamped(y, 255) + offset, 255));
-            chunk.c[i] = U8(clamped(clamped(z, 255) + offset, 255));
+            chunk.a[i] = U8(limits.of(x + offset));
+            chunk.b[i] = U8(limits.of(y + offset));
+            chunk.c[i] = U8(limits.of(z + offset));
         }
     });
 }
@@ -494,7 +524,7 @@ template <class T>
 void twistDoubleRow(const ColourSource &s, const Twist &twist, const ColourRow &d,
                     std::ptrdiff_t n) {
     forEachChunk<T>(s, d, n, [&twist](Chunk<T> &chunk, std::ptrdiff_t count) {
-        constexpr S32 MAX = HIGHEST<T>;
+        const Limits limits(twist.offset, HIGHEST<T>);
         double m[12];
         for (int k = 0; k < 12; ++k) m[k] = twist.matrix[k];
         const S32 offset = twist.offset;
@@ -503,9 +533,9 @@ void twistDoubleRow(const ColourSource &s, const Twist &twist, const ColourRow &
             const S32 x = sample<T>(m[0] * a + m[1] * b + m[2] * c + m[3]);
             const S32 y = sample<T>(m[4] * a + m[5] * b + m[6] * c + m[7]);
             const S32 z = sample<T>(m[8] * a + m[9] * b + m[10] * c + m[11]);
-            chunk.a[i] = T(clamped(x + offset, MAX));
-            chunk.b[i] = T(clamped(y + offset, MAX));
-            chunk.c[i] = T(clamped(z + offset, MAX));
+            chunk.a[i] = T(limits.of(x + offset));
+            chunk.b[i] = T(limits.of(y + offset));
+            chunk.c[i] = T(limits.of(z + offset));
         }
     });
 }

@@ -11,45 +11,106 @@ constexpr std::int32_t HIGHEST = sizeof(T) == 1 ? 255 : 65535;
 template <class T>
 constexpr int BITS = 8 * static_cast<int>(sizeof(T));
 
+// Within 0 and the largest sample, without a branch: noise would make it wrong
+// half of the time.
 template <class T>
 T clamped(std::int32_t v) {
-    return static_cast<T>(std::clamp(v, 0, HIGHEST<T>));
+    v &= ~(v >> 31);
+    const std::int32_t above = v - HIGHEST<T>;
+    return static_cast<T>(v - (above & ~(above >> 31)));
 }
 
-// The multiples of a step, by division with a reciprocal: exact for 16 bits.
+// The multiples of a step, by division with a reciprocal. It is exact: the sums
+// have 17 bits and the step has 16.
 class Levels {
   public:
     explicit Levels(std::int32_t step)
         : step_(step),
-          reciprocal_((std::uint64_t{1} << 32) / static_cast<std::uint64_t>(step) + 1) {}
+          reciprocal_((std::uint64_t{1} << SHIFT) / static_cast<std::uint64_t>(step) + 1) {}
 
     std::int32_t below(std::int32_t v) const {
-        return static_cast<std::int32_t>((static_cast<std::uint64_t>(v) * reciprocal_) >> 32) *
+        return static_cast<std::int32_t>((static_cast<std::uint64_t>(v) * reciprocal_) >> SHIFT) *
                step_;
     }
-    // The nearest one; the lower one of two.
-    std::int32_t nearest(std::int32_t v) const {
-        const std::int32_t low = below(v);
-        return 2 * (v - low) > step_ ? low + step_ : low;
-    }
+    // Steps are odd, so that one is nearer than the other.
+    std::int32_t nearest(std::int32_t v) const { return below(v + step_ / 2); }
 
   private:
+    static constexpr int SHIFT = 40;
+
     std::int32_t step_;
     std::uint64_t reciprocal_;
 };
 
-// What becomes of a sample.
+// What becomes of a sample that was limited to the range, and its error.
+struct Quantised {
+    std::int32_t value;
+    std::int32_t error;
+};
+
 template <class T>
 class Quantiser {
   public:
     explicit Quantiser(std::int32_t step) : levels_(step) {}
-    std::int32_t operator()(std::int32_t v) const {
-        return std::min(levels_.nearest(v), HIGHEST<T>);
+    Quantised operator()(std::int32_t sum) const {
+        const std::int32_t v = clamped<T>(sum);
+        const std::int32_t q = std::min(levels_.nearest(v), HIGHEST<T>);
+        return {q, v - q};
     }
 
   private:
     Levels levels_;
 };
+
+// 8-bit results are looked up, which keeps the chain from sample to sample short.
+template <>
+class Quantiser<std::uint8_t> {
+  public:
+    explicit Quantiser(std::int32_t step) {
+        const Levels levels(step);
+        for (std::int32_t i = 0; i < SIZE; ++i) {
+            const std::int32_t v = clamped<std::uint8_t>(i - MARGIN);
+            const std::int32_t q = std::min(levels.nearest(v), 255);
+            table_[i] = {q, v - q};
+        }
+    }
+    Quantised operator()(std::int32_t sum) const { return table_[sum + MARGIN]; }
+
+  private:
+    // 7/16 of an error of half a step, 127 at most.
+    static constexpr std::int32_t MARGIN = 64;
+    static constexpr std::int32_t SIZE = 256 + 2 * MARGIN;
+    Quantised table_[SIZE];
+};
+
+// One row; the rows below it have got nothing from it but what is given here.
+// The last row has no `below`.
+template <class T>
+void floydSteinbergRow(const Quantiser<T> &quantise, T *row, T *below, std::ptrdiff_t step,
+                       std::ptrdiff_t columns) {
+    std::int32_t fromLeft = 0;
+    if (below == nullptr) {
+        for (std::ptrdiff_t x = 0; x < columns; ++x) {
+            const Quantised sample = quantise(row[x * step] + fromLeft);
+            row[x * step] = static_cast<T>(sample.value);
+            fromLeft = (7 * sample.error) >> 4;
+        }
+        return;
+    }
+    // The sums below left, below, and below right of the sample.
+    std::int32_t left = 0;
+    std::int32_t under = below[0];
+    for (std::ptrdiff_t x = 0; x < columns; ++x) {
+        const std::int32_t right = x + 1 < columns ? below[(x + 1) * step] : 0;
+        const auto [value, e] = quantise(row[x * step] + fromLeft);
+        row[x * step] = static_cast<T>(value);
+        fromLeft = (7 * e) >> 4;
+        if (x > 0) below[(x - 1) * step] = clamped<T>(left + ((3 * e) >> 4));
+        left = clamped<T>(under + ((5 * e) >> 4));
+        under = clamped<T>(right + (e >> 4));
+    }
+    below[(columns - 1) * step] = static_cast<T>(left);
+}
 
 // Rows from top to bottom and each from left to right. A sum that leaves the
 // sample's range is set to its end.
@@ -57,22 +118,8 @@ template <class T>
 void floydSteinberg(const View<T> &view, std::int32_t step) {
     const Quantiser<T> quantise(step);
     for (std::ptrdiff_t y = 0; y < view.rows; ++y) {
-        T *row = view.row(y);
         T *below = y + 1 < view.rows ? view.row(y + 1) : nullptr;
-        std::int32_t fromLeft = 0;
-        for (std::ptrdiff_t x = 0; x < view.columns; ++x) {
-            T *sample = row + x * view.step;
-            const std::int32_t v = clamped<T>(*sample + fromLeft);
-            const std::int32_t q = quantise(v);
-            const std::int32_t e = v - q;
-            *sample = static_cast<T>(q);
-            fromLeft = (7 * e) >> 4;
-            if (below == nullptr) continue;
-            T *under = below + x * view.step;
-            if (x > 0) under[-view.step] = clamped<T>(under[-view.step] + ((3 * e) >> 4));
-            *under = clamped<T>(*under + ((5 * e) >> 4));
-            if (x + 1 < view.columns) under[view.step] = clamped<T>(under[view.step] + (e >> 4));
-        }
+        floydSteinbergRow(quantise, view.row(y), below, view.step, view.columns);
     }
 }
 
@@ -115,9 +162,8 @@ void diffuseWidely(const View<T> &view, const std::int32_t *weights, std::int32_
         T *row = view.row(y);
         for (std::ptrdiff_t x = 0; x < view.columns; ++x) {
             T *sample = row + x * view.step;
-            const std::int32_t q = quantise(*sample);
-            const std::int32_t e = *sample - q;
-            *sample = static_cast<T>(q);
+            const auto [value, e] = quantise(*sample);
+            *sample = static_cast<T>(value);
             if (e == 0) continue;
             const bool inside = x >= 2 && x + 2 < view.columns;
             for (int k = 0; k < count; ++k) {
@@ -153,8 +199,8 @@ void ditherOrdered(const View<T> &view, std::int32_t step) {
             const std::int32_t v = row[x * view.step];
             const std::int32_t low = levels.below(v);
             // Above the highest multiple there is no other one.
-            const bool up = v - low > thresholds[x & 3][y & 3] && low + step <= HIGHEST<T>;
-            row[x * view.step] = static_cast<T>(up ? low + step : low);
+            const bool up = (v - low > thresholds[x & 3][y & 3]) & (low + step <= HIGHEST<T>);
+            row[x * view.step] = static_cast<T>(low + (step & -static_cast<std::int32_t>(up)));
         }
     }
 }

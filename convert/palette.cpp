@@ -85,11 +85,11 @@ std::uint32_t NearestColour::listFor(std::uint32_t pixel) {
         std::int32_t near = 0;
         std::int32_t far = 0;
         for (int axis = 0; axis < 3; ++axis) {
-            const auto low = static_cast<std::int32_t>(pixel >> (8 * axis) & 0xF8u);
+            const auto low = static_cast<std::int32_t>(pixel >> (8 * axis) & 0xFCu);
             const std::int32_t below = low - entry[axis];
-            const std::int32_t above = entry[axis] - (low + 7);
+            const std::int32_t above = entry[axis] - (low + 3);
             const std::int32_t outside = std::max({below, above, 0});
-            const std::int32_t reach = std::max(below + 7, above + 7);
+            const std::int32_t reach = std::max(below + 3, above + 3);
             near += outside * outside;
             far += reach * reach;
         }

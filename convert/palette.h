@@ -34,7 +34,7 @@ void fillFixedTable(std::uint8_t *table, std::uint64_t entries, bool gray);
 // Finds the entry nearest to a colour: the first of those with the smallest sum
 // of squared differences.
 //
-// Colour space is cut into cells of 8 x 8 x 8 colours. For each cell, as soon as
+// Colour space is cut into cells of 4 x 4 x 4 colours. For each cell, as soon as
 // a colour of it is asked for, the entries are listed that can be nearest to any
 // of its colours: those whose least distance from the cell is not above the
 // smallest of all largest distances. A few remain, and the result is that of a
@@ -58,9 +58,9 @@ class NearestColour {
     struct Colour {
         std::int32_t channel[3];
     };
-    static constexpr int AXIS_CELLS = 32;
+    static constexpr int AXIS_CELLS = 64;
     static constexpr std::size_t CELLS = std::size_t{AXIS_CELLS} * AXIS_CELLS * AXIS_CELLS;
-    static constexpr std::size_t MAX_CANDIDATES = std::size_t{1} << 19;
+    static constexpr std::size_t MAX_CANDIDATES = std::size_t{1} << 20;
     static constexpr std::size_t MAX_ENTRIES = 256;
     // A list: where its candidates start, and how many there are.
     static constexpr int COUNT_BITS = 9;
@@ -69,7 +69,7 @@ class NearestColour {
     static constexpr std::uint32_t TOO_MANY = ~std::uint32_t{0};
 
     static std::size_t cellOf(std::uint32_t pixel) {
-        return (pixel >> 3 & 31u) | (pixel >> 6 & 0x3E0u) | (pixel >> 9 & 0x7C00u);
+        return (pixel >> 2 & 0x3Fu) | (pixel >> 4 & 0xFC0u) | (pixel >> 6 & 0x3F000u);
     }
     static std::int32_t distance(const std::uint8_t *entry, std::uint32_t pixel) {
         const auto blue = static_cast<std::int32_t>(pixel & 255u) - entry[0];

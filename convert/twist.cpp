@@ -81,12 +81,12 @@ Twist kernelTwist(const ZylColorTwist &record, std::int32_t offset, std::int32_t
     return twist;
 }
 
-// Whether no sum over 8-bit samples leaves 31 bits.
+// Whether no sum over 8-bit samples, with the offset, leaves 31 bits.
 bool sumsAreSmall(const Twist &twist) {
     for (int row = 0; row < 12; row += 4) {
         std::int64_t sum = std::abs(std::int64_t{twist.data[row + 3]});
         for (int k = 0; k < 3; ++k) sum += 255 * std::abs(std::int64_t{twist.data[row + k]});
-        if (sum > INT32_MAX) return false;
+        if (sum > INT32_MAX - 255) return false;
     }
     return true;
 }
