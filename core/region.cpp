@@ -1,6 +1,7 @@
 #include "core/region.h"
 
 #include <algorithm>
+#include <initializer_list>
 
 namespace zylqx {
 
@@ -55,6 +56,38 @@ Area clippedArea(const ZylImage &image) {
 void ownCommonSize(Area &a, Area &b) {
     a.width = b.width = std::min(a.width, b.width);
     a.height = b.height = std::min(a.height, b.height);
+}
+
+Block clippedBlock(const ZylImage &srcImage, const ZylImage &dstImage) {
+    Area source = clippedArea(srcImage);
+    Area destination = clippedArea(dstImage);
+    ownCommonSize(source, destination);
+    return {source.x, source.y, destination.x, destination.y, source.width, source.height};
+}
+
+Block uncutBlock(const ZylImage &srcImage, const ZylImage &dstImage) {
+    Block block = {0,
+                   0,
+                   0,
+                   0,
+                   std::min(srcImage.width, dstImage.width),
+                   std::min(srcImage.height, dstImage.height)};
+    for (const ZylROI *roi : {srcImage.roi, dstImage.roi}) {
+        if (roi == nullptr) continue;
+        block.width = std::min<std::int64_t>(block.width, roi->width);
+        block.height = std::min<std::int64_t>(block.height, roi->height);
+    }
+    if (srcImage.roi != nullptr) {
+        block.srcX = srcImage.roi->xOffset;
+        block.srcY = srcImage.roi->yOffset;
+    }
+    if (dstImage.roi != nullptr) {
+        block.dstX = dstImage.roi->xOffset;
+        block.dstY = dstImage.roi->yOffset;
+    }
+    block.width = std::min(block.width, dstImage.width - block.dstX);
+    block.height = std::min(block.height, dstImage.height - block.dstY);
+    return block;
 }
 
 } // namespace zylqx

@@ -8,6 +8,7 @@
  *    4  Logic
  *    5  Copy, set and exchange
  *    6  Conversion and colour
+ *    8  Filters: convolution, blur, rank filters, morphology
  *    9  Geometry
  *   10  Transforms
  *   11  Histograms, threshold and norms
@@ -659,6 +660,157 @@ ZYL_API void ZYL_CALL zylDeleteColorTwist(ZylColorTwist *cTwist);
 ZYL_API void ZYL_CALL zylApplyColorTwist(ZylImage *srcImage, ZylImage *dstImage,
                                          const ZylColorTwist *cTwist, int32_t offset,
                                          const ZylTileMapping *Mapping);
+
+/* ======================================================================== */
+/* 8  Filters                                                               */
+/* ======================================================================== */
+
+/* What holds for all of them:
+ *
+ *  - Every image is taken from the origin of its own region, cut to the image,
+ *    and the smaller region decides.
+ *  - A box or kernel is laid over the source with its anchor cell at the pixel
+ *    that is computed. Pixels of the source are read whether or not they lie in
+ *    its region; outside the source, its border modes give them.
+ *  - The destination may be the source, and the tiling of either image never
+ *    changes a result. `mapping`, where it is taken, restricts a tiled
+ *    destination to the tile that holds its point; a tile outside the region
+ *    writes nothing.
+ *  - A tile that is not delivered is reported as ZYL_StsError,
+ *    "Error get tile to read" or "Error get tile to write", and ends the call;
+ *    so does a lack of memory. What was written before stays. */
+
+/* An integer kernel. Made by zylCreateConvKernel(), its coefficients included. */
+typedef struct ZylConvKernel {
+    int32_t nRows;
+    int32_t nCols;
+    int32_t anchorX; /* the anchor's column, below nCols */
+    int32_t anchorY; /* the anchor's row, below nRows */
+    int32_t nShiftR; /* sums are shifted right by its low five bits */
+    int8_t *values;  /* nRows * nCols coefficients, row by row */
+} ZylConvKernel;
+
+/* How the results of several kernels become one: their sum, the sum of their
+ * squares, its square root, the largest, the smallest. */
+enum { ZYL_SUM = 0, ZYL_SUMSQ = 1, ZYL_SUMSQROOT = 2, ZYL_MAX = 3, ZYL_MIN = 4 };
+
+/* Copies the coefficients. Returns null after reporting "(values == 0)",
+ * "(nRows<=0 || nCols<=0)",
+ * "(anchorX<0 ||anchorY<0 ||nRows<=anchorY || nCols<=anchorX)", or ZYL_StsNoMem
+ * "Allocation failure". */
+ZYL_API ZylConvKernel *ZYL_CALL zylCreateConvKernel(int32_t nRows, int32_t nCols, int32_t anchorX,
+                                                    int32_t anchorY, const int8_t *values,
+                                                    int32_t nShiftR);
+
+/* Stores the kernel's fields, and its coefficients in the buffer that *values
+ * points to. A null argument is reported: "kernel==0", "nRows==0" ... */
+ZYL_API void ZYL_CALL zylGetConvKernel(const ZylConvKernel *kernel, int32_t *nRows, int32_t *nCols,
+                                       int32_t *anchorX, int32_t *anchorY, int8_t **values,
+                                       int32_t *nShiftR);
+
+/* Reports "kernel==0", or "kernel->values==0" and frees nothing. */
+ZYL_API void ZYL_CALL zylDeleteConvKernel(ZylConvKernel *kernel);
+
+/* Convolves with nKernels (1 to 100) kernels, which are not mirrored: coefficient
+ * (r, c) multiplies the pixel r - anchorY rows below and c - anchorX columns to
+ * the right. Each kernel's sum is shifted right by its own nShiftR, rounding
+ * toward minus infinity, and the results are combined.
+ *
+ * Depths, source to destination: 1U to 1U, 8U and 8S; 8U to 8U and 8S; 8S to 8S;
+ * 16U to 16U and 16S; 16S to 16S: in 32 bits that wrap around, the root
+ * truncated (0 for a sum of squares that wrapped below 0), the result saturated;
+ * a 1-bit result is 1 above 0. 16U, 16S and 32S to 32S: in double precision,
+ * rounded to nearest, saturated; a shift other than 0 first rounds and saturates
+ * the sum to 32 bits.
+ *
+ * The channel of interest, or all channels but the last one of an image that has
+ * an alpha channel. Data orders may differ.
+ *
+ * Reports: "srcImage==0", "dstImage==0", the fault of a header, "kernel==0",
+ * "(nKernels<=0 || nKernels>100)", a combine method outside 0..4, "kernel[i]==0",
+ * "ownBadKernel(kernel[i])", a mapping outside the destination,
+ * "Uncompatible images" for different numbers of channels,
+ * "Inadmissible images depths", and ZYL_StsNoMem "Allocation failure". */
+ZYL_API void ZYL_CALL zylConvolve2D(ZylImage *srcImage, ZylImage *dstImage,
+                                    ZylConvKernel *const *kernel, int32_t nKernels,
+                                    int32_t combineMethod, const ZylTileMapping *mapping);
+
+/* Convolves with the first nRows coefficients of Ykernel down the columns, and
+ * the sums with the first nCols coefficients of Xkernel along the rows, in 32
+ * bits that wrap around. The result is shifted right once, by the low five bits
+ * of the sum of both shifts, and saturated; a 1-bit result is 1 above 0.
+ *
+ * All depths. The block is as large as the smallest of both images and both
+ * regions; where a region reaches past the source, its border is read. All
+ * channels, alpha included, or a channel of interest, of both images.
+ *
+ * Reports: the fault of a header; "Xkernel==0" and "Ykernel==0"; then, all of
+ * them before the call ends, "srcImage->depth != dstImage->depth", the same for
+ * origin, dataOrder and nChannels,
+ * "nChannels in srcImage ROI != nChannels in dstImage ROI",
+ * "Xkernel->nCols <= 0" and "Ykernel->nRows <= 0". A lack of memory is not
+ * reported, here and in the functions below unless they say so. */
+ZYL_API void ZYL_CALL zylConvolveSep2D(ZylImage *srcImage, ZylImage *dstImage,
+                                       const ZylConvKernel *Xkernel, const ZylConvKernel *Ykernel);
+
+/* The mean of a box of nRows x nCols pixels: their sum times the single-precision
+ * reciprocal of their number, multiplied in double precision and truncated. So a
+ * result may lie one below the quotient: a 5 x 5 box of 25s gives 24. The anchor
+ * may lie outside the box. In 32S images the sum of each column of a box is
+ * rounded to single precision. A box of one pixel copies.
+ *
+ * All depths but 1U. The channels that both images process, each into the
+ * channel of the same number.
+ *
+ * Reports: the fault of a header, "(srcImage->depth!=dstImage->depth)",
+ * "(srcImage->depth==1)", "(nRows<0||nCols<0)", "(anchorX<0||anchorY<0)", and
+ * "(nRows==0||nCols==0)" for an empty box. */
+ZYL_API void ZYL_CALL zylBlur(ZylImage *srcImage, ZylImage *dstImage, int32_t nRows, int32_t nCols,
+                              int32_t anchorX, int32_t anchorY, const ZylTileMapping *mapping);
+
+/* The largest, smallest or middle value of a box of nRows x nCols pixels. The
+ * median of an even number of values is the larger middle one; of bits it is 1
+ * when at least half of them are 1. All depths, all channels or a channel of
+ * interest, taken in step.
+ *
+ * Reports: the fault of a header, "(anchorX>=nCols)||(anchorX<0)",
+ * "(anchorY>=nRows)||(anchorY<0)", "srcImage->depth!=dstImage->depth",
+ * "srcImage->dataOrder!=dstImage->dataOrder", and
+ * "Number of interset channel input and output Image is not equal.". */
+ZYL_API void ZYL_CALL zylMaxFilter(ZylImage *srcImage, ZylImage *dstImage, int32_t nRows,
+                                   int32_t nCols, int32_t anchorX, int32_t anchorY,
+                                   const ZylTileMapping *mapping);
+ZYL_API void ZYL_CALL zylMinFilter(ZylImage *srcImage, ZylImage *dstImage, int32_t nRows,
+                                   int32_t nCols, int32_t anchorX, int32_t anchorY,
+                                   const ZylTileMapping *mapping);
+ZYL_API void ZYL_CALL zylMedianFilter(ZylImage *srcImage, ZylImage *dstImage, int32_t nRows,
+                                      int32_t nCols, int32_t anchorX, int32_t anchorY,
+                                      const ZylTileMapping *mapping);
+
+/* Erosion (the smallest of 3 x 3 pixels), dilation (the largest), opening
+ * (erosion, then dilation) and closing (dilation, then erosion), each repeated
+ * nIterations times: an opening of 2 erodes, dilates, erodes and dilates. The
+ * first pass reads the source; later ones read the destination, around its region
+ * and with its border modes, and write it in place.
+ *
+ * Depths 1U, 8U and 16U; images of signed depths are left as they are. All
+ * channels or a channel of interest, taken in step. `mapping` must be null.
+ *
+ * Sets the thread's status to ZYL_StsOk when all went well. Reports, one of them:
+ * "Null SRC image header", "Specify exactly SRC image mode (non-tile/tile)",
+ * "Illegal SRC tile info contents", "Illegal number of of iterations",
+ * "Mapping must be NULL", "Illegal SRC image header contents",
+ * "SRC and DST depth are not compatible", "... order ...", "... orign ...",
+ * "... number of channels ...", the same of the destination after each of the
+ * source; and ZYL_StsNoMem "Not enough memory". */
+ZYL_API void ZYL_CALL zylErode(ZylImage *srcImage, ZylImage *dstImage, int32_t nIterations,
+                               const ZylTileMapping *mapping);
+ZYL_API void ZYL_CALL zylDilate(ZylImage *srcImage, ZylImage *dstImage, int32_t nIterations,
+                                const ZylTileMapping *mapping);
+ZYL_API void ZYL_CALL zylOpen(ZylImage *srcImage, ZylImage *dstImage, int32_t nIterations,
+                              const ZylTileMapping *mapping);
+ZYL_API void ZYL_CALL zylClose(ZylImage *srcImage, ZylImage *dstImage, int32_t nIterations,
+                               const ZylTileMapping *mapping);
 
 /* ======================================================================== */
 /* 9  Geometry                                                              */

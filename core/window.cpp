@@ -1,0 +1,245 @@
+#include "core/window.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "core/image.h"
+#include "core/rect.h"
+#include "core/tiles.h"
+
+namespace zylqx {
+
+namespace {
+
+// Rows of a band where no tiles give one.
+constexpr std::int64_t BAND = 128;
+
+bool sharePixels(const ZylImage &a, const ZylImage &b) {
+    if (a.tileInfo != nullptr || b.tileInfo != nullptr) return a.tileInfo == b.tileInfo;
+    const auto beginA = reinterpret_cast<std::uintptr_t>(a.imageData);
+    const auto beginB = reinterpret_cast<std::uintptr_t>(b.imageData);
+    const auto bytes = [](const ZylImage &image) {
+        return static_cast<std::uintptr_t>(ownImageSize(image, image.widthStep));
+    };
+    return beginA < beginB + bytes(b) && beginB < beginA + bytes(a);
+}
+
+// Whether a pixel of one image is the same pixel of the other.
+bool sameLayout(const ZylImage &a, const ZylImage &b) {
+    return a.imageData == b.imageData && a.tileInfo == b.tileInfo && a.width == b.width &&
+           a.height == b.height && a.widthStep == b.widthStep && a.depth == b.depth &&
+           a.nChannels == b.nChannels && a.dataOrder == b.dataOrder;
+}
+
+// Copies `count` rows between two images of one format, also when they are one.
+void moveRows(const ZylImage &to, std::int64_t toRow, const ZylImage &from, std::int64_t fromRow,
+              std::int64_t count) {
+    const int planes = isPlanar(to) ? to.nChannels : 1;
+    for (int p = 0; p < planes; ++p) {
+        std::memmove(to.imageData + p * planeStep(to) + toRow * to.widthStep,
+                     from.imageData + p * planeStep(from) + fromRow * from.widthStep,
+                     static_cast<std::size_t>(count * to.widthStep));
+    }
+}
+
+// Rows [first, end) of a source, as far as they are held.
+class Window {
+  public:
+    // Columns from x on, rows [y, end); at most `band` rows and the box's
+    // are needed at a time.
+    Window(ZylImage &image, std::int64_t x, std::int64_t y, std::int64_t columns, std::int64_t rows,
+           std::int64_t held)
+        : image_(image), x_(x), first_(y), next_(y), end_(y + rows),
+          pixels_(image, columns, std::min(rows, held + readAhead(image))) {}
+
+    // Reads what lies below the image, while that which it is made of is unchanged.
+    Walked readBottom() {
+        const std::int64_t y = std::max<std::int64_t>(next_, image_.height);
+        if (y >= end_) return Walked::Done;
+        bottom_ = RectPixels(image_, pixels_.image().width, end_ - y);
+        if (!bottom_) return Walked::NoMemory;
+        return bottom_.readRows(image_, x_, y, 0, end_ - y) ? Walked::Done : Walked::NoTileToRead;
+    }
+
+    explicit operator bool() const { return static_cast<bool>(pixels_); }
+
+    // Makes rows [y, y + count) available and lets go of those above.
+    bool slideTo(std::int64_t y, std::int64_t count) {
+        ZylImage &held = pixels_.image();
+        if (y > first_) {
+            const std::int64_t kept = std::max<std::int64_t>(next_ - y, 0);
+            if (kept > 0) moveRows(held, 0, held, y - first_, kept);
+            first_ = y;
+            next_ = y + kept;
+        }
+        if (next_ >= y + count) return true;
+        std::int64_t end = y + count;
+        if (isTiled(image_) && end < image_.height) {
+            const std::int64_t tile = image_.tileInfo->height;
+            end = std::min({(end + tile - 1) / tile * tile, end_, first_ + held.height});
+        }
+        const std::int64_t inside =
+            bottom_ ? std::clamp<std::int64_t>(image_.height, next_, end) : end;
+        if (!pixels_.readRows(image_, x_, next_, next_ - first_, inside - next_)) return false;
+        if (end > inside) {
+            const std::int64_t top = end_ - bottom_.image().height;
+            moveRows(held, inside - first_, bottom_.image(), inside - top, end - inside);
+        }
+        next_ = end;
+        return true;
+    }
+
+    ZylImage &image() { return pixels_.image(); }
+    std::int64_t first() const { return first_; }
+
+  private:
+    static std::int64_t readAhead(const ZylImage &image) {
+        return isTiled(image) ? image.tileInfo->height : 0;
+    }
+
+    ZylImage &image_;
+    const std::int64_t x_;
+    std::int64_t first_, next_;
+    const std::int64_t end_;
+    RectPixels pixels_;
+    RectPixels bottom_;
+};
+
+// Cuts a block to the destination's tile that holds a point.
+void narrow(Block &block, const ZylTileInfo &tiles, const ZylTileMapping &mapping) {
+    if (mapping.xDst < 0 || mapping.yDst < 0) {
+        block.width = 0;
+        return;
+    }
+    const std::int64_t left = std::int64_t{mapping.xDst} / tiles.width * tiles.width;
+    const std::int64_t top = std::int64_t{mapping.yDst} / tiles.height * tiles.height;
+    const std::int64_t cutX = std::max<std::int64_t>(left - block.dstX, 0);
+    const std::int64_t cutY = std::max<std::int64_t>(top - block.dstY, 0);
+    block.width = std::min(block.dstX + block.width, left + tiles.width) - block.dstX - cutX;
+    block.height = std::min(block.dstY + block.height, top + tiles.height) - block.dstY - cutY;
+    block.srcX += cutX;
+    block.dstX += cutX;
+    block.srcY += cutY;
+    block.dstY += cutY;
+}
+
+class Walk {
+  public:
+    Walk(ZylImage &srcImage, ZylImage &dstImage, const Block &block, const Box &box,
+         PieceVisitor visit)
+        : src_(srcImage), dst_(dstImage), block_(block), box_(box), visit_(visit) {}
+
+    Walked run();
+
+  private:
+    std::int64_t bandHeight(std::int64_t y, bool copied, bool shared) const;
+    Walked band(ZylImage &source, std::int64_t boxX, std::int64_t boxY, std::int64_t y,
+                std::int64_t height);
+
+    ZylImage &src_;
+    ZylImage &dst_;
+    const Block &block_;
+    const Box &box_;
+    PieceVisitor visit_;
+};
+
+// Rows from row y of the block on that are computed together.
+std::int64_t Walk::bandHeight(std::int64_t y, bool copied, bool shared) const {
+    const std::int64_t rest = block_.height - y;
+    const bool moved = block_.srcX != block_.dstX || block_.srcY != block_.dstY;
+    if (isTiled(dst_)) {
+        const std::int64_t tile = dst_.tileInfo->height;
+        return std::min(rest, tile - (block_.dstY + y) % tile);
+    }
+    if (!copied) return rest;
+    // Pixels that are written where others are still to be read.
+    if (shared && (moved || !sameLayout(src_, dst_))) return rest;
+    const std::int64_t step = isTiled(src_) ? src_.tileInfo->height : std::max(BAND, box_.rows);
+    return std::min(rest, step);
+}
+
+Walked Walk::run() {
+    const bool shared = sharePixels(src_, dst_);
+    const bool copied = shared || isTiled(src_);
+    const std::int64_t boxX = block_.srcX - box_.anchorX;
+    const std::int64_t boxY = block_.srcY - box_.anchorY;
+    if (!copied) {
+        for (std::int64_t y = 0; y < block_.height;) {
+            const std::int64_t height = bandHeight(y, false, false);
+            const Walked walked = band(src_, boxX, boxY + y, y, height);
+            if (walked != Walked::Done) return walked;
+            y += height;
+        }
+        return Walked::Done;
+    }
+
+    const bool moved = block_.srcX != block_.dstX || block_.srcY != block_.dstY;
+    const bool all = shared && (moved || !sameLayout(src_, dst_));
+    const std::int64_t most =
+        all ? block_.height
+            : std::min(block_.height, isTiled(dst_) ? std::int64_t{dst_.tileInfo->height}
+                                                    : bandHeight(0, true, shared));
+    Window window(src_, boxX, boxY, block_.width + box_.columns - 1, block_.height + box_.rows - 1,
+                  most + box_.rows - 1);
+    if (!window) return Walked::NoMemory;
+    if (shared) {
+        const Walked read = window.readBottom();
+        if (read != Walked::Done) return read;
+    }
+    if (all && !window.slideTo(boxY, block_.height + box_.rows - 1)) return Walked::NoTileToRead;
+    for (std::int64_t y = 0; y < block_.height;) {
+        const std::int64_t height = bandHeight(y, true, shared);
+        if (!all && !window.slideTo(boxY + y, height + box_.rows - 1)) {
+            return Walked::NoTileToRead;
+        }
+        const Walked walked = band(window.image(), 0, boxY + y - window.first(), y, height);
+        if (walked != Walked::Done) return walked;
+        y += height;
+    }
+    return Walked::Done;
+}
+
+Walked Walk::band(ZylImage &source, std::int64_t boxX, std::int64_t boxY, std::int64_t y,
+                  std::int64_t height) {
+    const std::int64_t dstY = block_.dstY + y;
+    if (!isTiled(dst_)) {
+        const Piece piece = {source, boxX, boxY, dst_, block_.dstX, dstY, block_.width, height};
+        return visit_(piece) ? Walked::Done : Walked::NoMemory;
+    }
+    const std::int64_t tileWidth = dst_.tileInfo->width;
+    const std::int64_t row = dstY / dst_.tileInfo->height;
+    for (std::int64_t x = 0; x < block_.width;) {
+        const std::int64_t dstX = block_.dstX + x;
+        const std::int64_t inTile = dstX % tileWidth;
+        const std::int64_t width = std::min(block_.width - x, tileWidth - inTile);
+        const TileLease tile(dst_, static_cast<std::int32_t>(dstX / tileWidth),
+                             static_cast<std::int32_t>(row), ZYL_GET_TILE_TO_WRITE);
+        if (!tile) return Walked::NoTileToWrite;
+        const ZylImage header = tileHeader(dst_, tile.pixels());
+        const Piece piece = {source, boxX + x, boxY,
+                             header, inTile,   dstY - row * dst_.tileInfo->height,
+                             width,  height};
+        if (!visit_(piece)) return Walked::NoMemory;
+        x += width;
+    }
+    return Walked::Done;
+}
+
+} // namespace
+
+Walked walkNeighbourhoods(ZylImage &srcImage, ZylImage &dstImage, Block block, const Box &box,
+                          const ZylTileMapping *mapping, PieceVisitor visit) {
+    if (!block.empty() && mapping != nullptr && isTiled(dstImage)) {
+        narrow(block, *dstImage.tileInfo, *mapping);
+    }
+    if (block.empty()) return Walked::Done;
+    return Walk(srcImage, dstImage, block, box, visit).run();
+}
+
+bool reportTiles(const Call &call, Walked walked) {
+    if (walked == Walked::NoTileToRead) call.report(ZYL_StsError, "Error get tile to read");
+    if (walked == Walked::NoTileToWrite) call.report(ZYL_StsError, "Error get tile to write");
+    return walked == Walked::NoTileToRead || walked == Walked::NoTileToWrite;
+}
+
+} // namespace zylqx

@@ -1,0 +1,88 @@
+// The mean of a box.
+
+#include <algorithm>
+#include <cstring>
+
+#include "core/image.h"
+#include "core/window.h"
+#include "filter/box_sums.h"
+#include "filter/kernels.h"
+
+using namespace zylqx;
+
+namespace {
+
+constexpr Call CALL("zylBlur", "zylblur");
+
+bool badArguments(const ZylImage *srcImage, const ZylImage *dstImage, std::int32_t nRows,
+                  std::int32_t nCols, std::int32_t anchorX, std::int32_t anchorY) {
+    return CALL.badHeader(srcImage) || CALL.badHeader(dstImage) ||
+           CALL.fails(srcImage->depth != dstImage->depth, "(srcImage->depth!=dstImage->depth)") ||
+           CALL.fails(srcImage->depth == ZYL_DEPTH_1U, "(srcImage->depth==1)") ||
+           CALL.fails(nRows < 0 || nCols < 0, "(nRows<0||nCols<0)") ||
+           CALL.fails(anchorX < 0 || anchorY < 0, "(anchorX<0||anchorY<0)") ||
+           CALL.fails(nRows == 0 || nCols == 0, "(nRows==0||nCols==0)");
+}
+
+// The channels that both images process, each into the channel of its number.
+Channels commonChannels(const ZylImage &a, const ZylImage &b) {
+    const auto first = [](const ZylImage &image) { return std::max(channelOfInterest(image), 1); };
+    const auto last = [](const ZylImage &image) {
+        const int coi = channelOfInterest(image);
+        return coi != 0 ? coi : image.nChannels;
+    };
+    const int from = std::max(first(a), first(b));
+    return {from, from, std::min(last(a), last(b)) - from + 1};
+}
+
+bool copyPiece(const Piece &piece, const Box &box, const Passes &passes) {
+    PieceRows rows(piece, box, passes, 1, 1);
+    if (!rows) return false;
+    const std::int64_t bytes = rows.samples * rowSampleBytes(piece.destination.depth);
+    for (int pass = 0; pass < passes.count(); ++pass) {
+        rows.select(passes, pass);
+        for (std::int64_t y = 0; y < piece.height; ++y) {
+            std::memcpy(rows.destination.row(piece.dstY + y), rows.source.row(piece.boxY + y),
+                        static_cast<std::size_t>(bytes));
+            rows.destination.finish(piece.dstY + y);
+        }
+    }
+    return true;
+}
+
+bool blurPiece(const Piece &piece, const Box &box, const Passes &passes) {
+    const std::uint32_t depth = piece.destination.depth;
+    const bool wide = !sumsFit(depth, box);
+    PieceRows rows(piece, box, passes, box.rows + 1, 1);
+    BoxSums sums(rows, piece, box, passes, depth, wide);
+    if (!rows || !sums) return false;
+    const FilterKernels &kernels = currentFilterKernels();
+    const auto mean = (wide ? kernels.meanWide : kernels.mean)[depthIndex(depth)];
+    const double area = static_cast<double>(box.rows) * static_cast<double>(box.columns);
+    const float factor = static_cast<float>(1.0 / area);
+    for (int pass = 0; pass < passes.count(); ++pass) {
+        rows.select(passes, pass);
+        for (std::int64_t y = 0; y < piece.height; ++y) {
+            mean(sums.row(y), factor, rows.destination.row(piece.dstY + y), rows.samples);
+            rows.destination.finish(piece.dstY + y);
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+void zylBlur(ZylImage *srcImage, ZylImage *dstImage, std::int32_t nRows, std::int32_t nCols,
+             std::int32_t anchorX, std::int32_t anchorY, const ZylTileMapping *mapping) {
+    if (badArguments(srcImage, dstImage, nRows, nCols, anchorX, anchorY)) return;
+    const Channels channels = commonChannels(*srcImage, *dstImage);
+    if (channels.count <= 0) return;
+    const Passes passes(channels, *srcImage, *dstImage);
+    const Box box = {nCols, nRows, anchorX, anchorY};
+    auto visit = [&](const Piece &piece) {
+        return nRows == 1 && nCols == 1 ? copyPiece(piece, box, passes)
+                                        : blurPiece(piece, box, passes);
+    };
+    reportTiles(CALL, walkNeighbourhoods(*srcImage, *dstImage, clippedBlock(*srcImage, *dstImage),
+                                         box, mapping, visit));
+}

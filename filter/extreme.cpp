@@ -1,0 +1,164 @@
+#include "filter/extreme.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "core/image.h"
+#include "core/memory.h"
+#include "filter/kernels.h"
+
+namespace zylqx {
+
+namespace {
+
+// Rows are first reduced along themselves, then the reduced rows to each other.
+// Rows of bits are handled in words of 64.
+class ExtremeRows {
+  public:
+    ExtremeRows(const Piece &piece, const Box &box, const Passes &passes, Extreme extreme)
+        : bits_(piece.source.depth == ZYL_DEPTH_1U), box_(box), step_(passes.step()),
+          rows_(piece, box, passes, 1, 1, BitRows::Words),
+          count_(bits_ ? (rows_.samples + 63) / 64 : rows_.samples),
+          bytes_(bits_ ? 8 : sampleBytes(piece.source.depth)),
+          smallest_(extreme == Extreme::Smallest), stride_((count_ * bytes_ + 63) / 64 * 64),
+          two_(currentFilterKernels().extreme2[smallest_][depthIndex(piece.source.depth)]),
+          three_(currentFilterKernels().extreme3[smallest_][depthIndex(piece.source.depth)]),
+          work_(static_cast<std::size_t>(workSize())), reduced_(reducedSize()) {}
+
+    explicit operator bool() const { return rows_ && work_ && reduced_; }
+    void run(const Piece &piece, const Passes &passes);
+
+  private:
+    // A widened row; bits in whole words.
+    std::int64_t workSize() const {
+        const std::int64_t pixels = (box_.columns - 1) * step_;
+        return bits_ ? (rows_.samples + pixels + 63) / 64 * 8 : (rows_.samples + pixels) * bytes_;
+    }
+    std::size_t reducedSize() const {
+        const std::int64_t rows = box_.rows <= 3 ? box_.rows : 2 * box_.rows + 1;
+        constexpr std::int64_t MOST = PTRDIFF_MAX / 2;
+        return static_cast<std::size_t>(rows > MOST / stride_ ? MOST : rows * stride_);
+    }
+
+    unsigned char *reduced(std::int64_t i) const { return reduced_.data() + i * stride_; }
+    void reduce(std::int64_t y, void *d);
+    void reduceBits(const void *s, void *d);
+    void shallow(const Piece &piece);
+    void deep(const Piece &piece);
+
+    const bool bits_;
+    const Box box_;
+    const std::int64_t step_;
+    PieceRows rows_;
+    const std::ptrdiff_t count_; // samples of a row, or words of bits
+    const std::ptrdiff_t bytes_;
+    const bool smallest_;
+    const std::int64_t stride_;
+    const FilterKernels::Extreme2 two_;
+    const FilterKernels::Extreme3 three_;
+    Scratch<unsigned char> work_;
+    Scratch<unsigned char> reduced_;
+};
+
+// The extremes of as many samples as the box has columns. Runs of 2, 4, 8 ...
+// samples are made from each other, and two overlapping runs make the box.
+void ExtremeRows::reduce(std::int64_t y, void *d) {
+    const auto *s = static_cast<const unsigned char *>(rows_.source.row(y));
+    if (bits_) {
+        reduceBits(s, d);
+        return;
+    }
+    const std::ptrdiff_t pixel = step_ * bytes_;
+    if (box_.columns == 3) {
+        three_(s, s + pixel, s + 2 * pixel, d, count_);
+        return;
+    }
+    std::int64_t run = 1;
+    for (; 2 * run <= box_.columns && run < box_.columns - run; run *= 2) {
+        two_(s, s + run * pixel, work_.data(), count_ + (box_.columns - 2 * run) * step_);
+        s = work_.data();
+    }
+    two_(s, s + (box_.columns - run) * pixel, d, count_);
+}
+
+void ExtremeRows::reduceBits(const void *s, void *d) {
+    const auto extreme = currentFilterKernels().extremeBits;
+    const auto *from = static_cast<const std::uint64_t *>(s);
+    auto *work = reinterpret_cast<std::uint64_t *>(work_.data());
+    const std::ptrdiff_t words = workSize() / 8;
+    std::int64_t run = 1;
+    for (; 2 * run <= box_.columns && run < box_.columns - run; run *= 2) {
+        extreme(smallest_, from, run, work, words);
+        from = work;
+    }
+    extreme(smallest_, from, box_.columns - run, work, words);
+    std::copy(work, work + count_, static_cast<std::uint64_t *>(d));
+}
+
+void ExtremeRows::shallow(const Piece &piece) {
+    const std::int64_t rows = box_.rows;
+    for (std::int64_t r = 0; r < rows - 1; ++r) reduce(piece.boxY + r, reduced(r));
+    for (std::int64_t y = 0; y < piece.height; ++y) {
+        void *d = rows_.destination.row(piece.dstY + y);
+        const std::int64_t last = y + rows - 1;
+        if (rows == 1) {
+            reduce(piece.boxY + y, d);
+        } else {
+            reduce(piece.boxY + last, reduced(last % rows));
+            if (rows == 2) {
+                two_(reduced(0), reduced(1), d, count_);
+            } else {
+                three_(reduced(0), reduced(1), reduced(2), d, count_);
+            }
+        }
+        rows_.destination.finish(piece.dstY + y);
+    }
+}
+
+// Rows in groups as high as the box: a box is the lower end of one group and the
+// upper end of the next, whose extremes grow row by row.
+void ExtremeRows::deep(const Piece &piece) {
+    const std::int64_t rows = box_.rows;
+    std::int64_t group = 0;
+    std::int64_t next = rows;
+    unsigned char *upper = reduced(2 * rows);
+    for (std::int64_t r = 0; r < rows; ++r) reduce(piece.boxY + r, reduced(r));
+    for (std::int64_t y = 0; y < piece.height; ++y) {
+        void *d = rows_.destination.row(piece.dstY + y);
+        const std::int64_t i = y % rows;
+        if (i == 0) {
+            if (y > 0) {
+                reduce(piece.boxY + y + rows - 1, reduced(next + rows - 1));
+                std::swap(group, next);
+            }
+            for (std::int64_t r = rows - 2; r >= 0; --r) {
+                two_(reduced(group + r), reduced(group + r + 1), reduced(group + r), count_);
+            }
+            two_(reduced(group), reduced(group), d, count_);
+        } else {
+            unsigned char *row = reduced(next + i - 1);
+            reduce(piece.boxY + y + rows - 1, row);
+            two_(i == 1 ? row : upper, row, upper, count_);
+            two_(reduced(group + i), upper, d, count_);
+        }
+        rows_.destination.finish(piece.dstY + y);
+    }
+}
+
+void ExtremeRows::run(const Piece &piece, const Passes &passes) {
+    for (int pass = 0; pass < passes.count(); ++pass) {
+        rows_.select(passes, pass);
+        box_.rows <= 3 ? shallow(piece) : deep(piece);
+    }
+}
+
+} // namespace
+
+bool extremePiece(const Piece &piece, const Box &box, const Passes &passes, Extreme extreme) {
+    ExtremeRows rows(piece, box, passes, extreme);
+    if (!rows) return false;
+    rows.run(piece, passes);
+    return true;
+}
+
+} // namespace zylqx

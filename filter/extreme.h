@@ -1,0 +1,17 @@
+// The largest or the smallest sample of a box.
+#ifndef ZYLQX_FILTER_EXTREME_H
+#define ZYLQX_FILTER_EXTREME_H
+
+#include "core/window.h"
+
+namespace zylqx {
+
+enum class Extreme { Largest, Smallest };
+
+// Computes a piece; false when there is no memory. Samples compare as numbers of
+// their depth; bits are joined by or and and.
+bool extremePiece(const Piece &piece, const Box &box, const Passes &passes, Extreme extreme);
+
+} // namespace zylqx
+
+#endif

@@ -1,0 +1,123 @@
+// Loops over one row of samples, for the filters.
+#ifndef ZYLQX_FILTER_KERNELS_H
+#define ZYLQX_FILTER_KERNELS_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "core/levels.h"
+
+namespace zylqx {
+
+// Types of samples and sums, as indices. Bit is a byte of 0 or 1.
+enum class Sample { Bit, U8, S8, U16, S16, S32 };
+constexpr int SAMPLE_COUNT = 6;
+
+// Sums are taken modulo 2^16 or 2^32. The caller knows how to read them: as
+// signed or, when none is negative, as unsigned numbers.
+enum class Sum { S16, U16, S32 };
+constexpr int SUM_COUNT = 3;
+
+// One coefficient and the samples that it multiplies.
+struct Tap {
+    const void *samples;
+    std::int32_t coefficient;
+};
+
+// What is done with the results of several kernels.
+enum class Combine { Add, AddSquare, Max, Min };
+constexpr int COMBINE_COUNT = 4;
+
+// Numbers that a median of n values keeps at a time; see median.
+constexpr std::ptrdiff_t medianWorkBytes(std::ptrdiff_t n) {
+    return (n / 2 + 2) * 64;
+}
+// The histogram that medianHistogram needs for `columns` columns of samples.
+constexpr std::ptrdiff_t HISTOGRAM_BINS = 256;
+
+struct FilterKernels {
+    // sums[i] = (or +=) the sum over the taps of coefficient * samples[i]. By the
+    // samples' type and the sum's width, 16 or 32 bits.
+    using Accumulate = void (*)(const Tap *taps, std::ptrdiff_t count, void *sums,
+                                std::ptrdiff_t n);
+    Accumulate accumulate[SAMPLE_COUNT][2];
+
+    // d = sums shifted right, saturated; a bit is 1 for a result above 0.
+    using Finish = void (*)(const void *sums, int shift, void *d, std::ptrdiff_t n);
+    Finish finish[SUM_COUNT][SAMPLE_COUNT];
+
+    // Results of several kernels: s shifted right goes into t.
+    void (*combineFirst)(const std::int32_t *s, int shift, bool square, std::int32_t *t,
+                         std::ptrdiff_t n);
+    void (*combine[COMBINE_COUNT])(const std::int32_t *s, int shift, std::int32_t *t,
+                                   std::ptrdiff_t n);
+    void (*root)(std::int32_t *t, std::ptrdiff_t n); // truncated; 0 for a negative number
+
+    // The same in double precision, for results of 32 bits.
+    using AccumulateWide = void (*)(const Tap *taps, std::ptrdiff_t count, double *sums,
+                                    std::ptrdiff_t n);
+    AccumulateWide accumulateWide[SAMPLE_COUNT];
+    void (*shiftWide)(double *s, int shift, std::ptrdiff_t n);
+    void (*squareWide)(double *s, std::ptrdiff_t n);
+    void (*combineWide[COMBINE_COUNT])(const double *s, double *t, std::ptrdiff_t n);
+    void (*rootWide)(double *t, std::ptrdiff_t n);
+    void (*finishWide)(const double *s, std::int32_t *d, std::ptrdiff_t n);
+
+    // Box sums. Columns: add a row that enters (and take away one that leaves).
+    using AddRow = void (*)(const void *entering, void *sums, std::ptrdiff_t n);
+    using SlideRow = void (*)(const void *entering, const void *leaving, void *sums,
+                              std::ptrdiff_t n);
+    AddRow addRow[SAMPLE_COUNT]; // 32-bit sums
+    SlideRow slideRow[SAMPLE_COUNT];
+    AddRow addRowWide[SAMPLE_COUNT]; // 64-bit sums
+    SlideRow slideRowWide[SAMPLE_COUNT];
+    // boxes[i] = the sum of `count` columns, `step` apart, from column i on.
+    void (*boxSums)(const std::uint32_t *columns, std::ptrdiff_t step, std::ptrdiff_t count,
+                    std::uint32_t *boxes, std::ptrdiff_t n);
+    void (*boxSumsWide)(const std::int64_t *columns, bool single, std::ptrdiff_t step,
+                        std::ptrdiff_t count, std::int64_t *boxes, std::ptrdiff_t n);
+    // d = boxes * factor, truncated.
+    using Mean = void (*)(const void *boxes, double factor, void *d, std::ptrdiff_t n);
+    Mean mean[SAMPLE_COUNT];
+    Mean meanWide[SAMPLE_COUNT];
+    void (*atLeast)(const std::uint32_t *boxes, std::uint32_t least, std::uint8_t *d,
+                    std::ptrdiff_t n);
+
+    // Extremes: index 0 the larger, 1 the smaller. d may be a or b; in bits, or
+    // and and of words.
+    using Extreme2 = void (*)(const void *a, const void *b, void *d, std::ptrdiff_t n);
+    using Extreme3 = void (*)(const void *a, const void *b, const void *c, void *d,
+                              std::ptrdiff_t n);
+    Extreme2 extreme2[2][SAMPLE_COUNT];
+    Extreme3 extreme3[2][SAMPLE_COUNT];
+    // Words of bits: d = s and s moved `bits` to the left, and for three in a row.
+    void (*extremeBits)(bool smaller, const std::uint64_t *s, std::ptrdiff_t bits, std::uint64_t *d,
+                        std::ptrdiff_t words);
+
+    // d[i] = the (count / 2 + 1)-th smallest of samples[0][i] ... samples[count - 1][i].
+    // `work` has medianWorkBytes(count) bytes, aligned to 64.
+    using Median = void (*)(const void *const *samples, std::ptrdiff_t count, void *d, void *work,
+                            std::ptrdiff_t n);
+    Median median[SAMPLE_COUNT];
+
+    // One row of medians of 8-bit samples from histograms of columns: boxes of
+    // `count` columns, of `values` values, `step` columns apart. Samples are
+    // flipped by `flip` before they are counted.
+    void (*medianHistogram)(const std::uint16_t *histograms, std::ptrdiff_t step,
+                            std::ptrdiff_t count, std::uint32_t values, std::uint8_t flip,
+                            std::uint8_t *d, std::ptrdiff_t n);
+};
+
+ZYLQX_DECLARE_KERNELS(FilterKernels, filterKernels)
+
+inline const FilterKernels &currentFilterKernels() {
+    return ZYLQX_KERNELS(filterKernels);
+}
+
+constexpr Sample sampleOf(int depthIndex) {
+    return static_cast<Sample>(depthIndex);
+}
+
+} // namespace zylqx
+
+#endif

@@ -1,0 +1,487 @@
+#include <algorithm>
+#include <gtest/gtest.h>
+
+#include "tests/filter/reference.h"
+#include "tests/support/laws.h"
+
+using namespace support;
+using namespace filters;
+
+namespace {
+
+constexpr int MODES[] = {ZYL_BORDER_CONSTANT, ZYL_BORDER_REPLICATE, ZYL_BORDER_REFLECT,
+                         ZYL_BORDER_WRAP};
+
+// A different border on every side.
+void setBorders(TestImage &image, unsigned seed) {
+    for (unsigned side = 0; side < 4; ++side) {
+        zylSetBorderMode(image, MODES[(seed >> (2 * side)) % 4], 1 << side,
+                         static_cast<int>(seed * 7919 % 300) - 100);
+    }
+}
+
+// Destinations that a convolution of the depth may have; others keep the depth.
+std::vector<std::uint32_t> destinationsOf(const Case &c, std::uint32_t depth) {
+    if (c.reportedName != "zylConvolve2D") return {depth};
+    switch (depth) {
+    case ZYL_DEPTH_1U:
+        return {ZYL_DEPTH_1U, ZYL_DEPTH_8U, ZYL_DEPTH_8S};
+    case ZYL_DEPTH_8U:
+        return {ZYL_DEPTH_8U, ZYL_DEPTH_8S};
+    case ZYL_DEPTH_8S:
+        return {ZYL_DEPTH_8S};
+    case ZYL_DEPTH_16U:
+        return {ZYL_DEPTH_16U, ZYL_DEPTH_16S, ZYL_DEPTH_32S};
+    case ZYL_DEPTH_16S:
+        return {ZYL_DEPTH_16S, ZYL_DEPTH_32S};
+    default:
+        return {ZYL_DEPTH_32S};
+    }
+}
+
+class Filter : public testing::TestWithParam<Case> {};
+
+std::string caseName(const testing::TestParamInfo<Case> &info) {
+    return info.param.name;
+}
+
+// Regions inside, past the edge, and with channels of interest that differ.
+void setRegions(TestImage &source, TestImage &destination, int which) {
+    if (which == 1) {
+        source.region(0, 3, 2, 12, 9);
+        destination.region(0, 5, 1, 30, 30);
+    }
+    if (which == 2) source.region(1, 0, 0, 100, 5);
+    if (which == 2) destination.region(1, 9, 3, 7, 100);
+}
+
+TEST_P(Filter, EqualsTheReference) {
+    const Case &c = GetParam();
+    const Reports reports;
+    unsigned seed = 0;
+    const bool large = c.name.find("x200") != std::string::npos;
+    for (const std::uint32_t depth : c.depths) {
+        for (const std::uint32_t destinationDepth : destinationsOf(c, depth)) {
+            for (int variant = 0; variant < 6; ++variant) {
+                Shape shape;
+                shape.depth = depth;
+                shape.channels = variant >= 3 && depth != ZYL_DEPTH_1U ? 3 : 1;
+                shape.width = large ? 6 : 41;
+                shape.height = large ? 4 : 17;
+                shape.order = variant == 4 ? ZYL_DATA_ORDER_PLANE : ZYL_DATA_ORDER_PIXEL;
+                TestImage source(shape);
+                source.randomise(++seed);
+                setBorders(source, seed * 37);
+                shape.depth = destinationDepth;
+                shape.channels = destinationDepth == ZYL_DEPTH_1U ? 1 : shape.channels;
+                TestImage destination(shape);
+                destination.randomise(seed + 1000);
+                if (!large) setRegions(source, destination, variant % 3);
+                const TestImage before(destination);
+                c.run(source, destination, nullptr);
+
+                const ZylROI whole = {0, 0, 0, shape.height, shape.width};
+                const ZylROI from = source.header()->roi ? *source.header()->roi : whole;
+                const ZylROI to = destination.header()->roi ? *destination.header()->roi : whole;
+                const int width = std::min(
+                    {from.width, to.width, shape.width - from.xOffset, shape.width - to.xOffset});
+                const int height = std::min({from.height, to.height, shape.height - from.yOffset,
+                                             shape.height - to.yOffset});
+                for (int channel = 1; channel <= shape.channels; ++channel) {
+                    for (int y = 0; y < shape.height; ++y) {
+                        for (int x = 0; x < shape.width; ++x) {
+                            const int bx = x - to.xOffset;
+                            const int by = y - to.yOffset;
+                            const bool inside = bx >= 0 && by >= 0 && bx < width && by < height &&
+                                                (to.coi == 0 || to.coi == channel);
+                            const std::int64_t expected =
+                                inside ? c.expected(source, destinationDepth, from.xOffset + bx,
+                                                    from.yOffset + by, channel)
+                                       : before.at(x, y, channel);
+                            ASSERT_EQ(destination.at(x, y, channel), expected)
+                                << describe(source.shape()) << " to " << depthName(destinationDepth)
+                                << ", seed " << seed << ", variant " << variant << " at (" << x
+                                << ", " << y << ") channel " << channel;
+                        }
+                    }
+                }
+            }
+        }
+    }
+    EXPECT_TRUE(reports.all().empty()) << reports.texts().front();
+}
+
+INSTANTIATE_TEST_SUITE_P(Filters, Filter, testing::ValuesIn(filterCases()), caseName);
+
+// The laws, with borders that look at the far side of the image.
+std::vector<Operation> lawTable() {
+    std::vector<Operation> table;
+    const std::vector<std::string> chosen = {
+        "ConvolveGauss0", "ConvolveFour2",    "SepGauss",          "SepLong",
+        "Blur5x5at2_2",   "Blur63x40at10_31", "Max11x11at5_5",     "Min2x2at0_1",
+        "Median3x3at1_1", "Median11x11at5_5", "Median18x18at3_17", "Erode"};
+    for (const Case &c : filterCases()) {
+        if (std::find(chosen.begin(), chosen.end(), c.name) == chosen.end()) continue;
+        for (const int mode : {ZYL_BORDER_REFLECT, ZYL_BORDER_WRAP}) {
+            Operation operation{
+                c.name + (mode == ZYL_BORDER_WRAP ? "_wrap" : "_reflect"), c.reportedName, 1,
+                [c, mode](ZylImage *const *images, const std::int32_t *tile) {
+                    if (images[0] != nullptr) {
+                        zylSetBorderMode(images[0], mode, ZYL_SIDE_ALL, 0);
+                    }
+                    const ZylImage *to = images[1];
+                    if (tile == nullptr || to == nullptr || to->tileInfo == nullptr) {
+                        c.run(images[0], images[1], nullptr);
+                        return;
+                    }
+                    const ZylTileMapping mapping = {tile[0] * to->tileInfo->width,
+                                                    tile[1] * to->tileInfo->height};
+                    c.run(images[0], images[1], &mapping);
+                }};
+            operation.shapes = usualShapes(c.depths);
+            operation.pointwise = false;
+            operation.tileArgument = c.mapping;
+            // A blur takes no channel into a channel of another number.
+            operation.regions = c.reportedName != "zylBlur";
+            operation.headersReported = c.reportedName != "zylErode";
+            table.push_back(operation);
+        }
+    }
+    return table;
+}
+
+ZYLQX_RUN_LAWS(Filters, lawTable());
+
+// Morphology repeated, on bits and samples, equals its steps one by one.
+TEST(Morphology, RepeatsStepByStep) {
+    const Reports reports;
+    for (const std::uint32_t depth : {ZYL_DEPTH_1U, ZYL_DEPTH_8U, ZYL_DEPTH_16U}) {
+        for (const bool tiled : {false, true}) {
+            for (const bool close : {false, true}) {
+                const auto first = close ? zylDilate : zylErode;
+                const auto second = close ? zylErode : zylDilate;
+                const auto both = close ? zylClose : zylOpen;
+                Shape shape;
+                shape.depth = depth;
+                shape.width = 150;
+                shape.height = 20;
+                TestImage source(shape);
+                source.randomise(5).border(ZYL_BORDER_WRAP).region(0, 3, 2, 140, 15);
+                TestImage destination(shape);
+                destination.randomise(6).border(ZYL_BORDER_REFLECT).region(0, 5, 1, 140, 15);
+                TestImage expected(destination);
+                TestImage result(destination);
+                if (tiled) result.tiles(16, 8);
+                first(source, expected, 1, nullptr);
+                second(expected, expected, 1, nullptr);
+                first(expected, expected, 1, nullptr);
+                second(expected, expected, 1, nullptr);
+                both(source, result, 2, nullptr);
+                EXPECT_EQ(difference(expected, result), "") << depthName(depth);
+                EXPECT_EQ(result.tilesHeld(), 0);
+            }
+        }
+    }
+    EXPECT_EQ(zylGetErrStatus(), ZYL_StsOk);
+}
+
+TEST(Morphology, LeavesSignedImagesAlone) {
+    Reports reports;
+    for (const std::uint32_t depth : {ZYL_DEPTH_8S, ZYL_DEPTH_16S, ZYL_DEPTH_32S}) {
+        Shape shape;
+        shape.depth = depth;
+        shape.width = shape.height = 9;
+        TestImage source(shape);
+        source.randomise(1);
+        TestImage destination(shape);
+        destination.randomise(2);
+        const TestImage before(destination);
+        zylSetErrStatus(ZYL_StsError);
+        zylOpen(source, destination, 3, nullptr);
+        EXPECT_EQ(difference(before, destination), "");
+        EXPECT_EQ(zylGetErrStatus(), ZYL_StsOk);
+    }
+    EXPECT_TRUE(reports.all().empty());
+}
+
+Shape gray(int width = 9, int height = 9, std::uint32_t depth = ZYL_DEPTH_8U) {
+    Shape shape;
+    shape.depth = depth;
+    shape.width = width;
+    shape.height = height;
+    return shape;
+}
+
+// Checks in their order: each call mends the fault that the one before reported.
+TEST(Morphology, ChecksInItsOrder) {
+    Reports reports;
+    TestImage source(gray());
+    TestImage destination(gray());
+    const ZylTileMapping mapping = {0, 0};
+    ZylTileInfo none = {nullptr, nullptr, nullptr, 8, 8};
+    ZylImage src = *source.header();
+    ZylImage dst = *destination.header();
+    unsigned char *const pixels = src.imageData;
+    src.tileInfo = &none;
+    dst.tileInfo = &none;
+    dst.depth = ZYL_DEPTH_16U;
+    dst.dataOrder = ZYL_DATA_ORDER_PLANE;
+    dst.origin = ZYL_ORIGIN_BL;
+    dst.nChannels = 0;
+    src.align = 3;
+    zylErode(nullptr, nullptr, 0, &mapping);
+    zylErode(&src, nullptr, 0, &mapping);
+    zylErode(&src, &dst, 0, &mapping);
+    src.imageData = nullptr;
+    zylErode(&src, &dst, 0, &mapping);
+    dst.imageData = nullptr;
+    zylErode(&src, &dst, 0, &mapping);
+    src.tileInfo = nullptr;
+    src.imageData = pixels;
+    zylErode(&src, &dst, 0, &mapping);
+    dst.tileInfo = nullptr;
+    dst.imageData = pixels;
+    zylErode(&src, &dst, 0, &mapping);
+    zylErode(&src, &dst, 1, &mapping);
+    zylErode(&src, &dst, 1, nullptr);
+    src.align = 4;
+    zylErode(&src, &dst, 1, nullptr);
+    dst.nChannels = 3;
+    zylErode(&src, &dst, 1, nullptr);
+    dst.depth = src.depth;
+    zylErode(&src, &dst, 1, nullptr);
+    dst.dataOrder = src.dataOrder;
+    zylErode(&src, &dst, 1, nullptr);
+    dst.origin = src.origin;
+    zylErode(&src, &dst, 1, nullptr);
+    EXPECT_EQ(
+        reports.texts(),
+        (std::vector<std::string>{
+            "Null SRC image header", "Null DST image header",
+            "Specify exactly SRC image mode (non-tile/tile)",
+            "Specify exactly DST image mode (non-tile/tile)", "Illegal SRC tile info contents",
+            "Illegal DST tile info contents", "Illegal number of of iterations",
+            "Mapping must be NULL", "Illegal SRC image header contents",
+            "Illegal DST image header contents", "SRC and DST depth are not compatible",
+            "SRC and DST order are not compatible", "SRC and DST orign are not compatible",
+            "SRC and DST number of channels are not compatible"}));
+    EXPECT_EQ(reports.all().back(),
+              (Report{ZYL_StsBadArg, "zylErode",
+                      "SRC and DST number of channels are not compatible", "zylErode"}));
+}
+
+TEST(Kernels, AreCopiedReadAndChecked) {
+    Reports reports;
+    const std::int8_t values[] = {1, -2, 3, -4, 5, -6};
+    ZylConvKernel *kernel = zylCreateConvKernel(2, 3, 2, 1, values, 40);
+    std::int8_t read[6] = {};
+    std::int8_t *buffer = read;
+    std::int32_t f[5] = {};
+    zylGetConvKernel(kernel, &f[0], &f[1], &f[2], &f[3], &buffer, &f[4]);
+    EXPECT_TRUE(std::equal(std::begin(values), std::end(values), read));
+    EXPECT_TRUE(f[0] == 2 && f[1] == 3 && f[2] == 2 && f[3] == 1 && f[4] == 40);
+    EXPECT_TRUE(reports.all().empty());
+
+    EXPECT_EQ(zylCreateConvKernel(0, 0, 9, 9, nullptr, 0), nullptr);
+    EXPECT_EQ(zylCreateConvKernel(0, 0, 9, 9, values, 0), nullptr);
+    EXPECT_EQ(zylCreateConvKernel(2, 3, 3, 0, values, 0), nullptr);
+    for (const int n : {1, 2}) {
+        const AllocationFault fault(n);
+        EXPECT_EQ(zylCreateConvKernel(2, 3, 0, 0, values, 0), nullptr);
+    }
+    EXPECT_EQ(reports.texts(), (std::vector<std::string>{
+                                   "(values == 0)", "(nRows<=0 || nCols<=0)",
+                                   "(anchorX<0 ||anchorY<0 ||nRows<=anchorY || nCols<=anchorX)",
+                                   "Allocation failure", "Allocation failure"}));
+    reports.clear();
+    zylGetConvKernel(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+    reports.clear();
+    zylGetConvKernel(kernel, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+    EXPECT_EQ(reports.texts(), (std::vector<std::string>{"nRows==0", "nCols==0"}));
+    reports.clear();
+    zylGetConvKernel(kernel, f, f, nullptr, nullptr, nullptr, nullptr);
+    EXPECT_EQ(reports.texts(), (std::vector<std::string>{"anchorX==0", "anchorY==0"}));
+    reports.clear();
+    zylGetConvKernel(kernel, f, f, f, f, nullptr, nullptr);
+    reports.clear();
+    zylGetConvKernel(kernel, f, f, f, f, &buffer, nullptr);
+    EXPECT_EQ(reports.texts(), (std::vector<std::string>{"nShiftR==0"}));
+    reports.clear();
+    zylDeleteConvKernel(kernel);
+    zylDeleteConvKernel(nullptr);
+    ZylConvKernel empty = {1, 1, 0, 0, 0, nullptr};
+    zylDeleteConvKernel(&empty);
+    EXPECT_EQ(reports.texts(), (std::vector<std::string>{"kernel==0", "kernel->values==0"}));
+}
+
+TEST(Convolve2D, ReportsAndWritesNothing) {
+    Reports reports;
+    const std::int8_t one = 1;
+    ZylConvKernel *kernel = zylCreateConvKernel(1, 1, 0, 0, &one, 0);
+    std::vector<ZylConvKernel *> many(101, kernel);
+    TestImage source(gray());
+    source.randomise(1);
+    TestImage destination(gray());
+    destination.randomise(2);
+    const TestImage before(destination);
+    TestImage deep(gray(9, 9, ZYL_DEPTH_16U));
+    Shape rgb = gray();
+    rgb.channels = 4;
+    TestImage four(rgb);
+    const auto text = [&](auto call) {
+        reports.clear();
+        call();
+        const auto texts = reports.texts();
+        reports.clear();
+        return texts;
+    };
+    using Texts = std::vector<std::string>;
+    EXPECT_EQ(text([&] { zylConvolve2D(nullptr, nullptr, nullptr, 0, 9, nullptr); }),
+              (Texts{"srcImage==0", "dstImage==0"}));
+    EXPECT_EQ(text([&] { zylConvolve2D(source, destination, nullptr, 0, 9, nullptr); }),
+              (Texts{"kernel==0"}));
+    EXPECT_EQ(text([&] { zylConvolve2D(source, destination, many.data(), 101, 9, nullptr); }),
+              (Texts{"(nKernels<=0 || nKernels>100)"}));
+    EXPECT_EQ(text([&] { zylConvolve2D(source, destination, many.data(), 1, 5, nullptr); }),
+              (Texts{"( combineMethod != 0 && combineMethod != 1 && combineMethod != 2 && "
+                     "combineMethod != 3 && combineMethod != 4)"}));
+    many[1] = nullptr;
+    EXPECT_EQ(text([&] { zylConvolve2D(source, destination, many.data(), 2, 0, nullptr); }),
+              (Texts{"kernel[i]==0"}));
+    ZylConvKernel bad = {1, 1, 1, 0, 0, nullptr};
+    many[1] = &bad;
+    EXPECT_EQ(text([&] { zylConvolve2D(source, destination, many.data(), 2, 0, nullptr); }),
+              (Texts{"ownBadKernel(kernel[i])"}));
+    const ZylTileMapping outside = {9, 0};
+    EXPECT_EQ(text([&] { zylConvolve2D(source, destination, many.data(), 1, 0, &outside); }),
+              (Texts{"( mapping->xDst < 0 || mapping->xDst > dstImage->width-1 || "
+                     "mapping->yDst < 0 || mapping->yDst > dstImage->height-1)"}));
+    EXPECT_EQ(text([&] { zylConvolve2D(four, destination, many.data(), 1, 0, nullptr); }),
+              (Texts{"Uncompatible images"}));
+    EXPECT_EQ(text([&] { zylConvolve2D(deep, destination, many.data(), 1, 0, nullptr); }),
+              (Texts{"Inadmissible images depths"}));
+    EXPECT_EQ(difference(before, destination), "");
+    many[1] = kernel;
+    EXPECT_EQ(text([&] { zylConvolve2D(source, destination, many.data(), 100, ZYL_MAX, nullptr); }),
+              Texts{});
+    EXPECT_EQ(difference(source, destination), "");
+    zylDeleteConvKernel(kernel);
+}
+
+// An alpha channel is left out, of either image; the others go in step.
+TEST(Convolve2D, LeavesOutAlpha) {
+    Reports reports;
+    const std::int8_t one = 1;
+    ZylConvKernel *kernel = zylCreateConvKernel(1, 1, 0, 0, &one, 0);
+    Shape rgba = gray();
+    rgba.channels = 4;
+    rgba.alpha = 4;
+    Shape rgb = gray();
+    rgb.channels = 3;
+    rgb.order = ZYL_DATA_ORDER_PLANE;
+    TestImage source(rgba);
+    source.randomise(3);
+    TestImage destination(rgb);
+    zylConvolve2D(source, destination, &kernel, 1, ZYL_SUM, nullptr);
+    TestImage back(rgba);
+    back.fill(7);
+    zylConvolve2D(destination, back, &kernel, 1, ZYL_SUM, nullptr);
+    for (int c = 1; c <= 4; ++c) {
+        for (int i = 0; i < 81; ++i) {
+            EXPECT_EQ(back.at(i % 9, i / 9, c), c == 4 ? 7 : source.at(i % 9, i / 9, c));
+        }
+    }
+    EXPECT_TRUE(reports.all().empty());
+    zylDeleteConvKernel(kernel);
+}
+
+TEST(ConvolveSep2D, ReportsAllFaults) {
+    Reports reports;
+    const std::int8_t one = 1;
+    ZylConvKernel *kernel = zylCreateConvKernel(1, 1, 0, 0, &one, 0);
+    TestImage source(gray());
+    Shape other = gray(9, 9, ZYL_DEPTH_16U);
+    other.channels = 3;
+    other.order = ZYL_DATA_ORDER_PLANE;
+    other.origin = ZYL_ORIGIN_BL;
+    TestImage destination(other);
+    destination.region(2, 0, 0, 9, 9);
+    zylConvolveSep2D(source, destination, nullptr, nullptr);
+    EXPECT_EQ(reports.texts(), (std::vector<std::string>{"Xkernel==0", "Ykernel==0"}));
+    reports.clear();
+    zylConvolveSep2D(source, destination, kernel, kernel);
+    EXPECT_EQ(reports.texts(),
+              (std::vector<std::string>{"srcImage->depth != dstImage->depth",
+                                        "srcImage->origin != dstImage->origin",
+                                        "srcImage->dataOrder != dstImage->dataOrder",
+                                        "srcImage->nChannels != dstImage->nChannels",
+                                        "nChannels in srcImage ROI != nChannels in dstImage ROI"}));
+    reports.clear();
+    // A region past the edge: the block is not cut to the source.
+    TestImage result(gray());
+    result.fill(0);
+    source.fill(9).border(ZYL_BORDER_CONSTANT, 5).region(0, 6, 6, 9, 9);
+    zylConvolveSep2D(source, result, kernel, kernel);
+    EXPECT_EQ(result.at(2, 2), 9);
+    EXPECT_EQ(result.at(3, 2), 5);
+    EXPECT_EQ(result.at(8, 8), 5);
+    zylDeleteConvKernel(kernel);
+}
+
+TEST(Blur, WorkedCases) {
+    Reports reports;
+    TestImage image(gray());
+    image.fill(25).border(ZYL_BORDER_REPLICATE);
+    TestImage result(gray());
+    zylBlur(image, result, 5, 5, 2, 2, nullptr);
+    EXPECT_EQ(result.at(0, 0), 24);
+    image.fill(9);
+    zylBlur(image, result, 3, 3, 1, 1, nullptr);
+    EXPECT_EQ(result.at(8, 8), 9);
+    EXPECT_TRUE(reports.all().empty());
+    result.fill(1);
+    TestImage bits(gray(9, 9, ZYL_DEPTH_1U));
+    zylBlur(image, bits, 3, 3, 1, 1, nullptr);
+    zylBlur(bits, bits, -1, 3, 1, 1, nullptr);
+    zylBlur(image, result, -1, 0, -1, 1, nullptr);
+    zylBlur(image, result, 0, 3, -1, 1, nullptr);
+    zylBlur(image, result, 0, 3, 1, 1, nullptr);
+    zylBlur(image, result, 3, 0, 1, 1, nullptr);
+    EXPECT_EQ(reports.texts(), (std::vector<std::string>{
+                                   "(srcImage->depth!=dstImage->depth)", "(srcImage->depth==1)",
+                                   "(nRows<0||nCols<0)", "(anchorX<0||anchorY<0)",
+                                   "(nRows==0||nCols==0)", "(nRows==0||nCols==0)"}));
+    EXPECT_EQ(result.at(4, 4), 1);
+}
+
+TEST(Rank, ReportsAndChannels) {
+    Reports reports;
+    Shape rgb = gray();
+    rgb.channels = 3;
+    TestImage colour(rgb);
+    colour.randomise(8);
+    TestImage one(gray());
+    one.fill(3);
+    TestImage deep(gray(9, 9, ZYL_DEPTH_16U));
+    TestImage planes(rgb);
+    planes.header()->dataOrder = ZYL_DATA_ORDER_PLANE;
+    zylMaxFilter(colour, one, 3, 3, 3, 9, nullptr);
+    zylMinFilter(colour, one, 3, 3, 2, 3, nullptr);
+    zylMedianFilter(colour, deep, 3, 3, 1, 1, nullptr);
+    zylMedianFilter(colour, planes, 3, 3, 1, 1, nullptr);
+    zylMedianFilter(colour, one, 3, 3, 1, 1, nullptr);
+    planes.header()->dataOrder = ZYL_DATA_ORDER_PIXEL;
+    EXPECT_EQ(reports.texts(),
+              (std::vector<std::string>{
+                  "(anchorX>=nCols)||(anchorX<0)", "(anchorY>=nRows)||(anchorY<0)",
+                  "srcImage->depth!=dstImage->depth", "srcImage->dataOrder!=dstImage->dataOrder",
+                  "Number of interset channel input and output Image is not equal."}));
+    EXPECT_EQ(reports.all()[0].file, "zylnlf");
+    EXPECT_EQ(one.at(0, 0), 3);
+    reports.clear();
+    colour.region(2, 0, 0, 9, 9);
+    zylMaxFilter(colour, one, 1, 1, 0, 0, nullptr);
+    for (int i = 0; i < 81; ++i) EXPECT_EQ(one.at(i % 9, i / 9), colour.at(i % 9, i / 9, 2));
+}
+
+} // namespace
