@@ -58,20 +58,20 @@ void ownCommonSize(Area &a, Area &b) {
     a.height = b.height = std::min(a.height, b.height);
 }
 
-Block clippedBlock(const ZylImage &srcImage, const ZylImage &dstImage) {
+PairedArea clippedPair(const ZylImage &srcImage, const ZylImage &dstImage) {
     Area source = clippedArea(srcImage);
     Area destination = clippedArea(dstImage);
     ownCommonSize(source, destination);
     return {source.x, source.y, destination.x, destination.y, source.width, source.height};
 }
 
-Block uncutBlock(const ZylImage &srcImage, const ZylImage &dstImage) {
-    Block block = {0,
-                   0,
-                   0,
-                   0,
-                   std::min(srcImage.width, dstImage.width),
-                   std::min(srcImage.height, dstImage.height)};
+PairedArea uncutPair(const ZylImage &srcImage, const ZylImage &dstImage) {
+    PairedArea block = {0,
+                        0,
+                        0,
+                        0,
+                        std::min(srcImage.width, dstImage.width),
+                        std::min(srcImage.height, dstImage.height)};
     for (const ZylROI *roi : {srcImage.roi, dstImage.roi}) {
         if (roi == nullptr) continue;
         block.width = std::min<std::int64_t>(block.width, roi->width);

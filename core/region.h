@@ -7,8 +7,8 @@
 //                 Arithmetic, logic and threshold on tiled images.
 //   clippedArea   Cut at all four edges; empty outside the image. Copy, set,
 //                 exchange, and geometry.
-//   clippedBlock  The smaller of two clipped areas. Filters.
-//   uncutBlock    As large as the smallest of two images and their regions, and
+//   clippedPair   The smaller of two clipped areas. Filters.
+//   uncutPair    As large as the smallest of two images and their regions, and
 //                 moved to the regions' corners; then cut to the destination
 //                 alone. Separable convolution.
 //   kernelFrame   core/frame.h: as ownRoiRect in memory, but in bytes of a row,
@@ -56,17 +56,17 @@ Area clippedArea(const ZylImage &image);
 void ownCommonSize(Area &a, Area &b);
 
 // A rectangle of a destination and the rectangle of a source that it is made of.
-struct Block {
+struct PairedArea {
     std::int64_t srcX, srcY;
     std::int64_t dstX, dstY;
     std::int64_t width, height;
 
     bool empty() const { return width <= 0 || height <= 0; }
 };
-Block clippedBlock(const ZylImage &srcImage, const ZylImage &dstImage);
+PairedArea clippedPair(const ZylImage &srcImage, const ZylImage &dstImage);
 
 // May reach past the source.
-Block uncutBlock(const ZylImage &srcImage, const ZylImage &dstImage);
+PairedArea uncutPair(const ZylImage &srcImage, const ZylImage &dstImage);
 
 } // namespace zylqx
 

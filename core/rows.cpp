@@ -125,7 +125,6 @@ void SourceRows::build(std::int64_t y, unsigned char *slot) {
     }
     unsigned char *packed = bits_ == BitRows::Bytes ? packed_.data() : slot;
     const std::int64_t bytes = wordsOf(columns_) * 8;
-    packed[bytes - 1] = 0;
     std::memset(packed + (columns_ - 1) / 8, 0,
                 static_cast<std::size_t>(bytes - (columns_ - 1) / 8));
     readBorderedRect(image_, x_, y, columns_, 1, channel_, {packed, 0, 0});

@@ -106,7 +106,7 @@ class Window {
 };
 
 // Cuts a block to the destination's tile that holds a point.
-void narrow(Block &block, const ZylTileInfo &tiles, const ZylTileMapping &mapping) {
+void narrow(PairedArea &block, const ZylTileInfo &tiles, const ZylTileMapping &mapping) {
     if (mapping.xDst < 0 || mapping.yDst < 0) {
         block.width = 0;
         return;
@@ -125,7 +125,7 @@ void narrow(Block &block, const ZylTileInfo &tiles, const ZylTileMapping &mappin
 
 class Walk {
   public:
-    Walk(ZylImage &srcImage, ZylImage &dstImage, const Block &block, const Box &box,
+    Walk(ZylImage &srcImage, ZylImage &dstImage, const PairedArea &block, const Box &box,
          PieceVisitor visit)
         : src_(srcImage), dst_(dstImage), block_(block), box_(box), visit_(visit) {}
 
@@ -138,7 +138,7 @@ class Walk {
 
     ZylImage &src_;
     ZylImage &dst_;
-    const Block &block_;
+    const PairedArea &block_;
     const Box &box_;
     PieceVisitor visit_;
 };
@@ -227,7 +227,7 @@ Walked Walk::band(ZylImage &source, std::int64_t boxX, std::int64_t boxY, std::i
 
 } // namespace
 
-Walked walkNeighbourhoods(ZylImage &srcImage, ZylImage &dstImage, Block block, const Box &box,
+Walked walkNeighbourhoods(ZylImage &srcImage, ZylImage &dstImage, PairedArea block, const Box &box,
                           const ZylTileMapping *mapping, PieceVisitor visit) {
     if (!block.empty() && mapping != nullptr && isTiled(dstImage)) {
         narrow(block, *dstImage.tileInfo, *mapping);

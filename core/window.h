@@ -55,7 +55,7 @@ class PieceVisitor {
 // Walks the destination band by band, from left to right; with `mapping`, only
 // the tile of a tiled destination that holds its point. A failure ends the walk:
 // no tile is held then, and pieces already written stay written.
-Walked walkNeighbourhoods(ZylImage &srcImage, ZylImage &dstImage, Block block, const Box &box,
+Walked walkNeighbourhoods(ZylImage &srcImage, ZylImage &dstImage, PairedArea block, const Box &box,
                           const ZylTileMapping *mapping, PieceVisitor visit);
 
 // Reports a tile that was not delivered; false when there was none such.

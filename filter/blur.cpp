@@ -83,6 +83,6 @@ void zylBlur(ZylImage *srcImage, ZylImage *dstImage, std::int32_t nRows, std::in
         return nRows == 1 && nCols == 1 ? copyPiece(piece, box, passes)
                                         : blurPiece(piece, box, passes);
     };
-    reportTiles(CALL, walkNeighbourhoods(*srcImage, *dstImage, clippedBlock(*srcImage, *dstImage),
+    reportTiles(CALL, walkNeighbourhoods(*srcImage, *dstImage, clippedPair(*srcImage, *dstImage),
                                          box, mapping, visit));
 }

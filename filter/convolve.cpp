@@ -312,7 +312,7 @@ void zylConvolve2D(ZylImage *srcImage, ZylImage *dstImage, ZylConvKernel *const 
     const Passes passes({source.source, destination.source, source.count}, *srcImage, *dstImage);
     auto visit = [&](const Piece &piece) { return convolvePiece(piece, box, passes, convolution); };
     const Walked walked = walkNeighbourhoods(
-        *srcImage, *dstImage, clippedBlock(*srcImage, *dstImage), box, mapping, visit);
+        *srcImage, *dstImage, clippedPair(*srcImage, *dstImage), box, mapping, visit);
     if (walked == Walked::NoMemory) CONVOLVE.report(ZYL_StsNoMem, "Allocation failure");
     reportTiles(CONVOLVE, walked);
 }

@@ -114,6 +114,6 @@ void zylConvolveSep2D(ZylImage *srcImage, ZylImage *dstImage, const ZylConvKerne
     }
     const Passes passes(channels, *srcImage, *dstImage);
     auto visit = [&](const Piece &piece) { return convolvePiece(piece, box, passes, separable); };
-    reportTiles(CALL, walkNeighbourhoods(*srcImage, *dstImage, uncutBlock(*srcImage, *dstImage),
-                                         box, nullptr, visit));
+    reportTiles(CALL, walkNeighbourhoods(*srcImage, *dstImage, uncutPair(*srcImage, *dstImage), box,
+                                         nullptr, visit));
 }

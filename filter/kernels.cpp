@@ -40,8 +40,10 @@ void addTaps(const Tap *taps, U *sums, bool first, std::ptrdiff_t n) {
         c[g] = static_cast<U>(taps[g].coefficient);
     }
     const auto sum = [&](std::ptrdiff_t i) {
-        u32 total = 0;
-        for (int g = 0; g < G; ++g) total += u32{c[g]} * static_cast<U>(s[g][i]);
+        U total = 0;
+        for (int g = 0; g < G; ++g) {
+            total = static_cast<U>(total + static_cast<U>(u32{c[g]} * static_cast<U>(s[g][i])));
+        }
         return total;
     };
     if (first) {
@@ -246,51 +248,66 @@ void slideRow(const void *entering, const void *leaving, void *d, std::ptrdiff_t
     }
 }
 
-// `column(i)` is the sum of column i.
+typedef u32 Words __attribute__((vector_size(32)));
+constexpr std::ptrdiff_t WORDS = 8;
+
+// boxes[i] = boxes[i - 1] + columns[i - 1 + count] - columns[i - 1], eight at a
+// time: each difference is added to those after it, and all to the box before.
+// Returns how many were done.
+std::ptrdiff_t slideWords(const u32 *columns, std::ptrdiff_t count, u32 *boxes, std::ptrdiff_t n) {
+    const Words zero = {};
+    Words before = zero + boxes[0];
+    std::ptrdiff_t i = 1;
+    for (; i + WORDS <= n; i += WORDS) {
+        Words sum;
+        Words leaving;
+        __builtin_memcpy(&sum, columns + i - 1 + count, sizeof sum);
+        __builtin_memcpy(&leaving, columns + i - 1, sizeof leaving);
+        sum -= leaving;
+        sum += __builtin_shufflevector(sum, zero, 8, 0, 1, 2, 3, 4, 5, 6);
+        sum += __builtin_shufflevector(sum, zero, 8, 8, 0, 1, 2, 3, 4, 5);
+        sum += __builtin_shufflevector(sum, zero, 8, 8, 8, 8, 0, 1, 2, 3);
+        sum += before;
+        before = __builtin_shufflevector(sum, sum, 7, 7, 7, 7, 7, 7, 7, 7);
+        __builtin_memcpy(boxes + i, &sum, sizeof sum);
+    }
+    return i;
+}
+
+// `column(i)` is the sum of column i; boxes before `first` are done.
 template <class U, class F>
-void slideBoxes(F column, std::ptrdiff_t step, std::ptrdiff_t count, U *boxes, std::ptrdiff_t n) {
-    for (std::ptrdiff_t c = 0; c < step && c < n; ++c) {
-        U sum = 0;
-        for (std::ptrdiff_t k = 0; k < count; ++k) sum += column(c + k * step);
-        boxes[c] = sum;
-    }
+void slideBoxes(F column, std::ptrdiff_t step, std::ptrdiff_t count, U *boxes, std::ptrdiff_t first,
+                std::ptrdiff_t n) {
     const std::ptrdiff_t width = count * step;
-    ZYLQX_VECTOR_LOOP
-    for (std::ptrdiff_t i = step; i < n; ++i)
-        boxes[i] = column(i - step + width) - column(i - step);
-    if (step == 1) {
-        U sum = boxes[0];
-        for (std::ptrdiff_t i = 1; i < n; ++i) {
-            sum += boxes[i];
-            boxes[i] = sum;
-        }
-        return;
+    for (std::ptrdiff_t i = first; i < n; ++i) {
+        boxes[i] = boxes[i - step] + column(i - step + width) - column(i - step);
     }
+}
+
+template <class U, class F>
+void firstBoxes(F column, std::ptrdiff_t step, std::ptrdiff_t count, U *boxes, std::ptrdiff_t n) {
     for (std::ptrdiff_t c = 0; c < step && c < n; ++c) {
-        U sum = boxes[c];
-        for (std::ptrdiff_t i = c + step; i < n; i += step) {
-            sum += boxes[i];
-            boxes[i] = sum;
-        }
+        boxes[c] = 0;
+        for (std::ptrdiff_t k = 0; k < count; ++k) boxes[c] += column(c + k * step);
     }
 }
 
 void boxSums(const u32 *columns, std::ptrdiff_t step, std::ptrdiff_t count, u32 *boxes,
              std::ptrdiff_t n) {
-    slideBoxes<u32>([columns](std::ptrdiff_t i) { return columns[i]; }, step, count, boxes, n);
+    const auto column = [columns](std::ptrdiff_t i) { return columns[i]; };
+    firstBoxes<u32>(column, step, count, boxes, n);
+    const std::ptrdiff_t first = step == 1 ? slideWords(columns, count, boxes, n) : step;
+    slideBoxes<u32>(column, step, count, boxes, first, n);
 }
 
 // `single`: column sums are rounded to single precision.
 void boxSumsWide(const s64 *columns, bool single, std::ptrdiff_t step, std::ptrdiff_t count,
                  s64 *boxes, std::ptrdiff_t n) {
-    if (single) {
-        const auto rounded = [columns](std::ptrdiff_t i) {
-            return static_cast<s64>(static_cast<float>(columns[i]));
-        };
-        slideBoxes<s64>(rounded, step, count, boxes, n);
-    } else {
-        slideBoxes<s64>([columns](std::ptrdiff_t i) { return columns[i]; }, step, count, boxes, n);
-    }
+    const auto column = [columns, single](std::ptrdiff_t i) {
+        return single ? static_cast<s64>(static_cast<float>(columns[i])) : columns[i];
+    };
+    firstBoxes<s64>(column, step, count, boxes, n);
+    slideBoxes<s64>(column, step, count, boxes, step, n);
 }
 
 // Sums of 32 bits come from samples of at most 16, so results are in the range.
@@ -489,7 +506,17 @@ void median(const void *const *samples, std::ptrdiff_t count, void *d, void *wor
     }
 }
 
-// Keeps the histogram of the box, and its sixteen coarse bins, while it moves.
+// Histograms are looked through in blocks of bins.
+constexpr int BINS = 16;
+
+u32 sumOfBins(const u16 *bins) {
+    u16 sum = 0;
+    for (int b = 0; b < BINS; ++b) sum = static_cast<u16>(sum + bins[b]);
+    return sum;
+}
+
+// Keeps the histogram of the box while it moves, and how many values lie below
+// the block that the median is in. A box has fewer than 2^16 values.
 void medianHistogram(const u16 *histograms, std::ptrdiff_t step, std::ptrdiff_t count, u32 values,
                      u8 flip, u8 *d, std::ptrdiff_t n) {
     const u32 rank = values / 2;
@@ -500,24 +527,31 @@ void medianHistogram(const u16 *histograms, std::ptrdiff_t step, std::ptrdiff_t 
             for (int b = 0; b < HISTOGRAM_BINS; ++b)
                 bins[b] = static_cast<u16>(bins[b] + column[b]);
         }
-        int level = 0;
-        u32 below = 0; // values below the level
+        int block = 0;
+        u16 below = 0;
         for (std::ptrdiff_t x = c;;) {
-            while (below > rank) below -= bins[--level];
-            while (below + bins[level] <= rank) below += bins[level++];
+            while (below > rank) {
+                block -= BINS;
+                below = static_cast<u16>(below - sumOfBins(bins + block));
+            }
+            for (u32 sum; below + (sum = sumOfBins(bins + block)) <= rank; block += BINS) {
+                below = static_cast<u16>(below + sum);
+            }
+            int level = block;
+            for (u32 upTo = below; (upTo += bins[level]) <= rank;) ++level;
             d[x] = static_cast<u8>(level ^ flip);
             x += step;
             if (x >= n) break;
             const u16 *leaving = histograms + (x - step) * HISTOGRAM_BINS;
             const u16 *entering = leaving + count * step * HISTOGRAM_BINS;
-            // Counted anew up to the level's block of 16, bin by bin within it.
-            ZYLQX_VECTOR_LOOP
-            for (int b = 0; b < HISTOGRAM_BINS; ++b) {
+            for (int b = 0; b < block; ++b) {
+                const u16 change = static_cast<u16>(entering[b] - leaving[b]);
+                bins[b] = static_cast<u16>(bins[b] + change);
+                below = static_cast<u16>(below + change);
+            }
+            for (int b = block; b < HISTOGRAM_BINS; ++b) {
                 bins[b] = static_cast<u16>(bins[b] + entering[b] - leaving[b]);
             }
-            u32 change = 0;
-            for (int b = 0; b < level; ++b) change += u32{entering[b]} - u32{leaving[b]};
-            below += change;
         }
     }
 }

@@ -14,7 +14,7 @@ namespace {
 
 // Up to this many samples are compared with each other, many boxes at once.
 // More 8-bit samples are counted in histograms instead.
-constexpr std::int64_t COMPARED_BYTES = 81;
+constexpr std::int64_t COMPARED_BYTES = 49;
 constexpr std::int64_t COMPARED = 289;
 // A bin of a histogram counts no further.
 constexpr std::int64_t COUNTED = 65535;

@@ -42,7 +42,7 @@ bool badArguments(const Call &call, const ZylImage *src, const ZylImage *dst,
 }
 
 // One pass over a block, from an image into another or within one.
-Walked pass(ZylImage &srcImage, ZylImage &dstImage, const Block &block, Extreme extreme) {
+Walked pass(ZylImage &srcImage, ZylImage &dstImage, const PairedArea &block, Extreme extreme) {
     const auto first = [](const ZylImage &image) { return std::max(channelOfInterest(image), 1); };
     const Passes passes({first(srcImage), first(dstImage), effectiveChannels(srcImage)}, srcImage,
                         dstImage);
@@ -54,8 +54,8 @@ Walked pass(ZylImage &srcImage, ZylImage &dstImage, const Block &block, Extreme 
 // within the destination.
 Walked repeat(ZylImage &srcImage, ZylImage &dstImage, std::int32_t times, const Extreme *steps,
               int stepCount) {
-    const Block block = clippedBlock(srcImage, dstImage);
-    Block within = block;
+    const PairedArea block = clippedPair(srcImage, dstImage);
+    PairedArea within = block;
     within.srcX = block.dstX;
     within.srcY = block.dstY;
     for (std::int64_t i = 0; i < std::int64_t{times} * stepCount; ++i) {

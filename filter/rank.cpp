@@ -41,7 +41,7 @@ void filter(const Call &call, const Arguments &a, F compute) {
     const Box box = {a.nCols, a.nRows, a.anchorX, a.anchorY};
     auto visit = [&](const Piece &piece) { return compute(piece, box, passes); };
     reportTiles(call,
-                walkNeighbourhoods(*a.srcImage, *a.dstImage, clippedBlock(*a.srcImage, *a.dstImage),
+                walkNeighbourhoods(*a.srcImage, *a.dstImage, clippedPair(*a.srcImage, *a.dstImage),
                                    box, a.mapping, visit));
 }
 
