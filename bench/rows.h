@@ -40,6 +40,7 @@ constexpr int SIDES[] = {2048, 256, 8};
 
 // The rows of a family at one size.
 void addArithRows(std::vector<Row> &rows, int side);
+void addFilterRows(std::vector<Row> &rows, int side);
 void addConvertRows(std::vector<Row> &rows, int side);
 void addTransformRows(std::vector<Row> &rows, int side);
 

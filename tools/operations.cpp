@@ -9,6 +9,7 @@ std::vector<std::span<const Operation>> operationFamilies() {
         editOperations(),
         arithOperations(),
         convertOperations(),
+        filterOperations(),
         transformOperations(),
     };
 }

@@ -12,6 +12,7 @@ std::span<const Operation> editOperations();
 std::span<const Operation> arithOperations();
 std::span<const Operation> transformOperations();
 std::span<const Operation> convertOperations();
+std::span<const Operation> filterOperations();
 
 // All families, in the order in which they are listed.
 std::vector<std::span<const Operation>> operationFamilies();
