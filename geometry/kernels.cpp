@@ -176,31 +176,25 @@ void transposeRows(const void *src, std::ptrdiff_t srcStride, void *dst, std::pt
 // positions.h
 constexpr double TOLERANCE = 0.00001;
 
-// To the nearest integer, ties to even, for numbers below 2^51: added to this
-// one, a double has no bits left for a fraction.
-constexpr double NO_FRACTION = 6755399441055744.0; // 1.5 * 2^52
-
-double rounded(double value) {
-    return value + NO_FRACTION - NO_FRACTION;
-}
-
 template <class T>
 constexpr int HIGHEST = static_cast<T>(~T(0));
 
 template <class T>
 T saturated(int value) {
-    value = value < 0 ? 0 : value;
-    return static_cast<T>(value > HIGHEST<T> ? HIGHEST<T> : value);
+    const int positive = value > 0 ? value : 0;
+    const int sample = positive < HIGHEST<T> ? positive : HIGHEST<T>;
+    return static_cast<T>(sample);
 }
 
-// index() and nearest() of positions.h, as samples.
+// index() and nearest() of positions.h, as samples. What truncation rounds the
+// wrong way is below 0, and becomes 0 either way.
 template <class T>
 T indexSample(double value) {
-    return saturated<T>(static_cast<int>(rounded(value + TOLERANCE - 0.5)));
+    return saturated<T>(static_cast<int>(value + TOLERANCE));
 }
 template <class T>
 T nearestSample(double value) {
-    return saturated<T>(static_cast<int>(rounded(value + TOLERANCE)));
+    return saturated<T>(static_cast<int>(value + (TOLERANCE + 0.5)));
 }
 
 // --- zoom ---
@@ -242,8 +236,8 @@ void zoomColumnsCubic(const void *const *taps, const void *weights, void *out, s
     ZYLQX_VECTOR_LOOP
     for (std::ptrdiff_t k = 0; k < n; ++k) {
         const int p0 = a[k], p1 = b[k], p2 = c[k], p3 = d[k];
-        h[k] = static_cast<float>(p0 + w1[k] * (p1 - p0) + w2[k] * (p2 - 2 * p1 + p0) +
-                                  w3[k] * (p3 - 3 * p2 + 3 * p1 - p0));
+        const int d1 = p1 - p0, d2 = p2 - p1 - d1, d3 = p3 - p2 - (p2 - p1) - d2;
+        h[k] = static_cast<float>(p0 + w1[k] * d1 + w2[k] * d2 + w3[k] * d3);
     }
 }
 
@@ -259,7 +253,7 @@ void zoomRowsCubic(const void *const *rows, const void *weights, void *out, std:
     ZYLQX_VECTOR_LOOP
     for (std::ptrdiff_t k = 0; k < n; ++k) {
         const double p0 = a[k], p1 = b[k], p2 = c[k], p3 = d[k];
-        const double d1 = p1 - p0, d2 = p2 - 2 * p1 + p0, d3 = p3 - 3 * p2 + 3 * p1 - p0;
+        const double d1 = p1 - p0, d2 = p2 - p1 - d1, d3 = p3 - p2 - (p2 - p1) - d2;
         result[k] = indexSample<T>(p0 + w1 * d1 + w2 * d2 + w3 * d3);
     }
 }
@@ -333,6 +327,15 @@ void decimateColumnsCubic(const void *const *taps, const void *weights, void *ou
     }
 }
 
+// value / 36 by multiplication: 58255 is 2^21 / 36 rounded up, which is exact for
+// values below 74898. Those of 8-bit samples are below 12000.
+std::uint8_t thirtySixth(unsigned value, std::uint8_t) {
+    return saturated<std::uint8_t>(static_cast<int>(value * 58255 >> 21));
+}
+std::uint16_t thirtySixth(unsigned value, std::uint16_t) {
+    return saturated<std::uint16_t>(static_cast<int>(value / 36));
+}
+
 template <class T>
 void decimateRowsCubic(const void *const *rows, const void *weights, void *out, std::ptrdiff_t n) {
     const std::int32_t *a = static_cast<const std::int32_t *>(rows[0]);
@@ -345,9 +348,7 @@ void decimateRowsCubic(const void *const *rows, const void *weights, void *out, 
     ZYLQX_VECTOR_LOOP
     for (std::ptrdiff_t k = 0; k < n; ++k) {
         const int value = sixCubic(a[k], b[k], c[k], d[k], f, f2, f3);
-        const unsigned positive = value < 0 ? 0u : static_cast<unsigned>(value);
-        const unsigned sample = positive / 36;
-        result[k] = static_cast<T>(sample > unsigned{HIGHEST<T>} ? HIGHEST<T> : sample);
+        result[k] = thirtySixth(static_cast<unsigned>(value > 0 ? value : 0), T());
     }
 }
 
@@ -361,21 +362,22 @@ double turnedY(const TurnedRow &row, double i) {
     return row.s * i + row.cY + row.y0;
 }
 
+int atMost(int value, int high) {
+    return value < high ? value : high;
+}
 int between(int value, int low, int high) {
-    value = value < low ? low : value;
-    return value > high ? high : value;
+    return atMost(value > low ? value : low, high);
 }
 
+// Positions are inside the source, so that truncation rounds down.
 void turnNearest(const TurnedRow &row, const TurnSource &src, double first, std::ptrdiff_t n,
                  TurnBlock &block) {
     const int lastX = src.width - 1, lastY = src.height - 1;
     ZYLQX_VECTOR_LOOP
     for (int k = 0; k < static_cast<int>(n); ++k) {
         const double i = first + k;
-        const double x = rounded(turnedX(row, i) + TOLERANCE);
-        const double y = rounded(turnedY(row, i) + TOLERANCE);
-        block.x[k] = between(static_cast<int>(x), 0, lastX);
-        block.y[k] = between(static_cast<int>(y), 0, lastY);
+        block.x[k] = atMost(static_cast<int>(turnedX(row, i) + (TOLERANCE + 0.5)), lastX);
+        block.y[k] = atMost(static_cast<int>(turnedY(row, i) + (TOLERANCE + 0.5)), lastY);
     }
 }
 
@@ -387,8 +389,8 @@ void turnBetween(const TurnedRow &row, const TurnSource &src, double first, std:
     for (int k = 0; k < static_cast<int>(n); ++k) {
         const double i = first + k;
         const double sx = turnedX(row, i), sy = turnedY(row, i);
-        const int x = between(static_cast<int>(rounded(sx + TOLERANCE - 0.5)), 0, lastX);
-        const int y = between(static_cast<int>(rounded(sy + TOLERANCE - 0.5)), 0, lastY);
+        const int x = atMost(static_cast<int>(sx + TOLERANCE), lastX);
+        const int y = atMost(static_cast<int>(sy + TOLERANCE), lastY);
         block.x[k] = x;
         block.y[k] = y;
         block.fx[k] = sx - x;
@@ -396,12 +398,26 @@ void turnBetween(const TurnedRow &row, const TurnSource &src, double first, std:
     }
 }
 
-template <class T>
-const T *sampleOf(const TurnSource &src, std::int32_t x, std::int32_t y) {
-    return reinterpret_cast<const T *>(static_cast<const char *>(src.data) +
-                                       (std::ptrdiff_t{y} - src.top) * src.stride) +
-           (std::ptrdiff_t{x} - src.left) * src.step;
-}
+// Addresses of samples, as numbers: that of sample (0, 0) may lie outside the
+// memory. With the step as a constant for dense samples.
+template <class T, bool DENSE>
+class Samples {
+  public:
+    explicit Samples(const TurnSource &src)
+        : step_(src.step * static_cast<std::ptrdiff_t>(sizeof(T))), stride_(src.stride),
+          origin_(reinterpret_cast<std::uintptr_t>(src.data) -
+                  static_cast<std::uintptr_t>(src.top * stride_ + src.left * step_)) {}
+
+    const T *at(std::int32_t x, std::int32_t y) const {
+        const std::ptrdiff_t step = DENSE ? static_cast<std::ptrdiff_t>(sizeof(T)) : step_;
+        return reinterpret_cast<const T *>(origin_ +
+                                           static_cast<std::uintptr_t>(y * stride_ + x * step));
+    }
+
+  private:
+    std::ptrdiff_t step_, stride_;
+    std::uintptr_t origin_;
+};
 
 template <class T>
 const T *nextRow(const T *sample, std::ptrdiff_t stride) {
@@ -410,8 +426,9 @@ const T *nextRow(const T *sample, std::ptrdiff_t stride) {
 
 template <class T>
 void sampleNearest(const TurnSource &src, const TurnBlock &block, void *out, std::ptrdiff_t n) {
+    const Samples<T, false> samples(src);
     T *d = static_cast<T *>(out);
-    for (std::ptrdiff_t k = 0; k < n; ++k) d[k] = *sampleOf<T>(src, block.x[k], block.y[k]);
+    for (std::ptrdiff_t k = 0; k < n; ++k) d[k] = *samples.at(block.x[k], block.y[k]);
 }
 
 void sampleNearestBits(const TurnSource &src, const TurnBlock &block, void *out, std::ptrdiff_t n) {
@@ -438,12 +455,13 @@ int rightOf(std::uint32_t pair) {
     return static_cast<int>(pair >> (8 * sizeof(T)));
 }
 
-template <class T>
+template <class T, bool DENSE>
 void sampleLinear(const TurnSource &src, const TurnBlock &block, void *out, std::ptrdiff_t n) {
     std::uint32_t above[TURN_BLOCK], below[TURN_BLOCK];
-    const std::ptrdiff_t step = src.step, stride = src.stride;
+    const Samples<T, DENSE> samples(src);
+    const std::ptrdiff_t step = DENSE ? 1 : src.step, stride = src.stride;
     for (std::ptrdiff_t k = 0; k < n; ++k) {
-        const T *p = sampleOf<T>(src, block.x[k], block.y[k]);
+        const T *p = samples.at(block.x[k], block.y[k]);
         above[k] = pairAt(p, step);
         below[k] = pairAt(nextRow(p, stride), step);
     }
@@ -475,13 +493,14 @@ int cubicStart(int base, int size) {
     return between(base - 1, 0, size - 4);
 }
 
-template <class T>
+template <class T, bool DENSE>
 void sampleCubic(const TurnSource &src, const TurnBlock &block, void *out, std::ptrdiff_t n) {
     std::uint32_t left[4][TURN_BLOCK], right[4][TURN_BLOCK];
-    const std::ptrdiff_t step = src.step, stride = src.stride;
+    const Samples<T, DENSE> samples(src);
+    const std::ptrdiff_t step = DENSE ? 1 : src.step, stride = src.stride;
     for (std::ptrdiff_t k = 0; k < n; ++k) {
         const T *p =
-            sampleOf<T>(src, cubicStart(block.x[k], src.width), cubicStart(block.y[k], src.height));
+            samples.at(cubicStart(block.x[k], src.width), cubicStart(block.y[k], src.height));
         for (int row = 0; row < 4; ++row, p = nextRow(p, stride)) {
             left[row][k] = pairAt(p, step);
             right[row][k] = pairAt(p + 2 * step, step);
@@ -503,6 +522,17 @@ void sampleCubic(const TurnSource &src, const TurnBlock &block, void *out, std::
         }
         result[k] = nearestSample<T>(value);
     }
+}
+
+template <class T>
+void linearSamples(const TurnSource &src, const TurnBlock &block, void *out, std::ptrdiff_t n) {
+    src.step == 1 ? sampleLinear<T, true>(src, block, out, n)
+                  : sampleLinear<T, false>(src, block, out, n);
+}
+template <class T>
+void cubicSamples(const TurnSource &src, const TurnBlock &block, void *out, std::ptrdiff_t n) {
+    src.step == 1 ? sampleCubic<T, true>(src, block, out, n)
+                  : sampleCubic<T, false>(src, block, out, n);
 }
 
 } // namespace
@@ -528,6 +558,6 @@ const GeometryKernels geometryKernels = {
     turnNearest,
     turnBetween,
     {sampleNearest<U8>, sampleNearest<U16>, sampleNearestBits},
-    {{sampleLinear<U8>, sampleLinear<U16>}, {sampleCubic<U8>, sampleCubic<U16>}}};
+    {{linearSamples<U8>, linearSamples<U16>}, {cubicSamples<U8>, cubicSamples<U16>}}};
 
 } // namespace zylqx::ZYLQX_LEVEL
