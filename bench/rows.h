@@ -42,6 +42,7 @@ constexpr int SIDES[] = {2048, 256, 8};
 void addArithRows(std::vector<Row> &rows, int side);
 void addFilterRows(std::vector<Row> &rows, int side);
 void addConvertRows(std::vector<Row> &rows, int side);
+void addGeometryRows(std::vector<Row> &rows, int side);
 void addTransformRows(std::vector<Row> &rows, int side);
 
 // Those of all families and sizes.

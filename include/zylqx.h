@@ -889,7 +889,7 @@ ZYL_API void ZYL_CALL zylDecimate(ZylImage *srcImage, ZylImage *dstImage, int32_
 
 /* Turns the source's picture by `angle` hundredths of a degree about the point
  * (xShift, yShift) of the source; any angle, in whole turns of 36000. Depths 1U,
- * 8U and 16U. On screen, bottom-left images turn as top-left ones do.
+ * 8U and 16U. The picture turns counterclockwise on screen, whatever its origin.
  *
  * The destination's region is written, at most as far as the source's region is
  * wide and high. Its first pixel stands for the first pixel of the source's

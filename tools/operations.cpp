@@ -10,6 +10,7 @@ std::vector<std::span<const Operation>> operationFamilies() {
         arithOperations(),
         convertOperations(),
         filterOperations(),
+        geometryOperations(),
         transformOperations(),
     };
 }
