@@ -57,6 +57,11 @@ void fillFixedTable(std::uint8_t *table, std::uint64_t entries, bool gray) {
 NearestColour::NearestColour(const std::uint8_t *table, std::uint64_t entries)
     : table_(table), entries_(entries) {
     if (entries > MAX_ENTRIES) return;
+    for (std::size_t i = 0; i < entries; ++i) {
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            channels_[axis][i] = table[ENTRY_BYTES * i + axis];
+        }
+    }
     candidates_ = Scratch<std::uint8_t>(MAX_CANDIDATES);
     if (!candidates_) return;
     lists_ = Scratch<std::uint32_t>(CELLS);
@@ -76,34 +81,32 @@ std::uint32_t NearestColour::searchAll(std::uint32_t pixel) const {
 }
 
 std::uint32_t NearestColour::listFor(std::uint32_t pixel) {
-    if (MAX_CANDIDATES - used_ < entries_) return TOO_MANY;
+    if (MAX_CANDIDATES - used_ <= entries_) return TOO_MANY;
     // The least and the largest distance of every entry from the cell.
-    std::int32_t least[MAX_ENTRIES];
-    std::int32_t bound = INT32_MAX;
-    for (std::size_t i = 0; i < entries_; ++i) {
-        const std::uint8_t *entry = table_ + ENTRY_BYTES * i;
-        std::int32_t near = 0;
-        std::int32_t far = 0;
-        for (int axis = 0; axis < 3; ++axis) {
-            const auto low = static_cast<std::int32_t>(pixel >> (8 * axis) & 0xFCu);
-            const std::int32_t below = low - entry[axis];
-            const std::int32_t above = entry[axis] - (low + 3);
-            const std::int32_t outside = std::max({below, above, 0});
-            const std::int32_t reach = std::max(below + 3, above + 3);
-            near += outside * outside;
-            far += reach * reach;
+    const auto count = static_cast<std::size_t>(entries_);
+    std::int32_t least[MAX_ENTRIES] = {};
+    std::int32_t largest[MAX_ENTRIES] = {};
+    for (int axis = 0; axis < 3; ++axis) {
+        const auto low = static_cast<std::int32_t>(pixel >> (8 * axis) & 0xFCu);
+        for (std::size_t i = 0; i < count; ++i) {
+            const std::int32_t below = low - channels_[axis][i];
+            const std::int32_t above = -below - 3;
+            const std::int32_t outside = std::max(std::max(below, above), 0);
+            const std::int32_t reach = std::max(below, above) + 3;
+            least[i] += outside * outside;
+            largest[i] += reach * reach;
         }
-        least[i] = near;
-        bound = std::min(bound, far);
     }
+    const std::int32_t bound = *std::min_element(largest, largest + count);
     std::uint8_t *list = candidates_.data() + used_;
-    std::uint32_t count = 0;
-    for (std::size_t i = 0; i < entries_; ++i) {
-        if (least[i] <= bound) list[count++] = static_cast<std::uint8_t>(i);
+    std::uint32_t found = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        list[found] = static_cast<std::uint8_t>(i);
+        found += least[i] <= bound;
     }
     const auto start = static_cast<std::uint32_t>(used_);
-    used_ += count;
-    return start << COUNT_BITS | count;
+    used_ += found;
+    return start << COUNT_BITS | found;
 }
 
 } // namespace zylqx

@@ -55,9 +55,6 @@ class NearestColour {
     }
 
   private:
-    struct Colour {
-        std::int32_t channel[3];
-    };
     static constexpr int AXIS_CELLS = 64;
     static constexpr std::size_t CELLS = std::size_t{AXIS_CELLS} * AXIS_CELLS * AXIS_CELLS;
     static constexpr std::size_t MAX_CANDIDATES = std::size_t{1} << 20;
@@ -95,6 +92,7 @@ class NearestColour {
 
     const std::uint8_t *table_;
     std::uint64_t entries_;
+    std::int32_t channels_[3][MAX_ENTRIES]; // of the entries, for making lists
     Scratch<std::uint32_t> lists_;
     Scratch<std::uint8_t> candidates_;
     std::size_t used_ = 0;
