@@ -43,6 +43,7 @@ void addArithRows(std::vector<Row> &rows, int side);
 void addFilterRows(std::vector<Row> &rows, int side);
 void addConvertRows(std::vector<Row> &rows, int side);
 void addGeometryRows(std::vector<Row> &rows, int side);
+void addStatsRows(std::vector<Row> &rows, int side);
 void addTransformRows(std::vector<Row> &rows, int side);
 
 // Those of all families and sizes.

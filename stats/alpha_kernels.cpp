@@ -346,10 +346,20 @@ void resultAlphaDividedRow(const void *alphaA, const void *alphaB, void *d, std:
 // --- moving samples ---
 
 template <class T>
+inline void gatherSamples(const T *in, std::ptrdiff_t step, T *out, std::ptrdiff_t n) {
+    ZYLQX_VECTOR_LOOP
+    for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = in[i * step];
+}
+
+// A step that the compiler knows is gathered in vectors.
+template <class T>
 void gatherRow(const void *s, std::ptrdiff_t step, void *d, std::ptrdiff_t n) {
     const T *in = static_cast<const T *>(s);
     T *out = static_cast<T *>(d);
-    for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = in[i * step];
+    if (step == 1) return gatherSamples<T>(in, 1, out, n);
+    if (step == 2) return gatherSamples<T>(in, 2, out, n);
+    if (step == 4) return gatherSamples<T>(in, 4, out, n);
+    gatherSamples<T>(in, step, out, n);
 }
 
 template <class T>

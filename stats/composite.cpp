@@ -125,7 +125,17 @@ class Compositor {
     void samples(const BlockWalk &walk);
     bool takesAllChannels(const BlockWalk &walk) const;
     void fill(const AlphaSource &source, T *block) const;
-    void loadAlphas(const BlockWalk &walk, std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t n);
+    const T *loadAlpha(const BlockPixels &pixels, const AlphaSource &source, std::ptrdiff_t x,
+                       std::ptrdiff_t y, std::ptrdiff_t n, T *block) const;
+    void storeAlpha(const BlockPixels &pixels, std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t n,
+                    const T *alphaA, const T *alphaB);
+    // An alpha for each sample of n pixels.
+    const T *spread(const AlphaSource &source, const T *alpha, std::ptrdiff_t perPixel,
+                    std::ptrdiff_t n, T *block) const {
+        if (source.isConstant()) return alpha;
+        kernels_.spread(alpha, perPixel, block, n);
+        return block;
+    }
     void channel(const View<T> &a, const View<T> &b, const View<T> &d, std::ptrdiff_t x,
                  std::ptrdiff_t y, std::ptrdiff_t n, const T *alphaA, const T *alphaB);
 
@@ -193,20 +203,30 @@ void Compositor<T>::fill(const AlphaSource &source, T *block) const {
     std::fill(block, block + ALPHA_BLOCK, static_cast<T>(source.pixel.constant));
 }
 
-// The alphas are copied, since the destination may be where they come from.
+// A constant is in its block already. A colour of the destination that serves as
+// alpha is copied before it is written.
 template <class T>
-void Compositor<T>::loadAlphas(const BlockWalk &walk, std::ptrdiff_t x, std::ptrdiff_t y,
-                               std::ptrdiff_t n) {
-    const Composition &c = composition_;
-    if (c.alphaA.image != nullptr) {
-        const View<T> alpha = walk.pixels(ALPHA_A).template channel<T>(c.alphaA.channel);
-        kernels_.gather(alpha.row(y) + x * alpha.step, alpha.step, alphaA_, n);
-    }
-    if (c.alphaB.image != nullptr) {
-        const View<T> alpha = walk.pixels(ALPHA_B).template channel<T>(c.alphaB.channel);
-        kernels_.gather(alpha.row(y) + x * alpha.step, alpha.step, alphaB_, n);
-    }
-    if (c.alphaB.complement) kernels_.complement(alphaA_, alphaB_, n);
+const T *Compositor<T>::loadAlpha(const BlockPixels &pixels, const AlphaSource &source,
+                                  std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t n,
+                                  T *block) const {
+    if (source.image == nullptr) return block;
+    const ZylImage *dst = composition_.dstImage;
+    const bool overwritten = source.image == dst && source.channel != dst->alphaChannel;
+    const View<T> alpha = pixels.channel<T>(source.channel);
+    const T *from = alpha.row(y) + x * alpha.step;
+    if (alpha.step == 1 && !overwritten) return from;
+    kernels_.gather(from, alpha.step, block, n);
+    return block;
+}
+
+template <class T>
+void Compositor<T>::storeAlpha(const BlockPixels &pixels, std::ptrdiff_t x, std::ptrdiff_t y,
+                               std::ptrdiff_t n, const T *alphaA, const T *alphaB) {
+    const View<T> alpha = pixels.channel<T>(pixels.image().alphaChannel);
+    T *to = alpha.row(y) + x * alpha.step;
+    if (alpha.step == 1) return alphaRow_(alphaA, alphaB, to, n);
+    alphaRow_(alphaA, alphaB, blockD_, n);
+    kernels_.scatter(blockD_, to, alpha.step, n);
 }
 
 // n samples from column x on.
@@ -248,35 +268,24 @@ void Compositor<T>::samples(const BlockWalk &walk) {
     for (std::ptrdiff_t y = 0; y < extent.rows; ++y) {
         for (std::ptrdiff_t x = 0; x < extent.columns; x += pixelsAtOnce) {
             const std::ptrdiff_t n = std::min(pixelsAtOnce, extent.columns - x);
-            loadAlphas(walk, x, y, n);
+            const T *alphaA = loadAlpha(walk.pixels(ALPHA_A), c.alphaA, x, y, n, alphaA_);
+            const T *alphaB = loadAlpha(walk.pixels(ALPHA_B), c.alphaB, x, y, n, alphaB_);
+            if (c.alphaB.complement) kernels_.complement(alphaA, alphaB_, n);
             if (all) {
-                const T *alphaA = alphaA_;
-                const T *alphaB = alphaB_;
-                if (!c.alphaA.isConstant()) {
-                    kernels_.spread(alphaA_, perPixel, spreadA_, n);
-                    alphaA = spreadA_;
-                }
-                if (!c.alphaB.isConstant()) {
-                    kernels_.spread(alphaB_, perPixel, spreadB_, n);
-                    alphaB = spreadB_;
-                }
                 channel(a.allChannels<T>(), b.allChannels<T>(), d.allChannels<T>(), x * perPixel, y,
-                        n * perPixel, alphaA, alphaB);
+                        n * perPixel, spread(c.alphaA, alphaA, perPixel, n, spreadA_),
+                        spread(c.alphaB, alphaB, perPixel, n, spreadB_));
             } else if (coi != 0) {
                 channel(a.channel<T>(c.srcImageA->roi->coi), b.channel<T>(c.srcImageB->roi->coi),
-                        d.channel<T>(coi), x, y, n, alphaA_, alphaB_);
+                        d.channel<T>(coi), x, y, n, alphaA, alphaB);
             } else {
                 for (int k = 1; k <= d.image().nChannels; ++k) {
                     if (k == alphaChannel) continue;
-                    channel(a.channel<T>(k), b.channel<T>(k), d.channel<T>(k), x, y, n, alphaA_,
-                            alphaB_);
+                    channel(a.channel<T>(k), b.channel<T>(k), d.channel<T>(k), x, y, n, alphaA,
+                            alphaB);
                 }
             }
-            if (c.alphaDst == nullptr) continue;
-            const BlockPixels &target = walk.pixels(ALPHA_DST);
-            const View<T> alpha = target.channel<T>(target.image().alphaChannel);
-            alphaRow_(alphaA_, alphaB_, blockD_, n);
-            kernels_.scatter(blockD_, alpha.row(y) + x * alpha.step, alpha.step, n);
+            if (c.alphaDst != nullptr) storeAlpha(walk.pixels(ALPHA_DST), x, y, n, alphaA, alphaB);
         }
     }
 }

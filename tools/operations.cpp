@@ -12,6 +12,7 @@ std::vector<std::span<const Operation>> operationFamilies() {
         filterOperations(),
         geometryOperations(),
         transformOperations(),
+        statsOperations(),
     };
 }
 

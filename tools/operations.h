@@ -14,6 +14,7 @@ std::span<const Operation> transformOperations();
 std::span<const Operation> convertOperations();
 std::span<const Operation> filterOperations();
 std::span<const Operation> geometryOperations();
+std::span<const Operation> statsOperations();
 
 // All families, in the order in which they are listed.
 std::vector<std::span<const Operation>> operationFamilies();

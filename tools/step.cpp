@@ -110,18 +110,33 @@ ZylImage *Step::keep(Image image) {
     return seconds_.back().header();
 }
 
-ZylImage *Step::secondOfAnySize(std::string_view name) {
+ZylImage *Step::matched(std::string_view name, const Shape &wanted) {
     const std::string &path = text(name);
     Image image = readPicture(path);
     Shape ours = shape(), theirs = image.shape();
     if (theirs.depth != ours.depth || (theirs.color() && !ours.color()))
         refuse(path + " (" + describe(theirs) + ") does not go with a picture of " +
                describe(ours));
-    return keep(matchChannels(std::move(image), ours));
+    return keep(matchChannels(std::move(image), wanted));
+}
+
+ZylImage *Step::secondOfAnySize(std::string_view name) {
+    return matched(name, shape());
 }
 
 ZylImage *Step::second(std::string_view name) {
-    ZylImage *image = secondOfAnySize(name);
+    return ofThisSize(name, matched(name, shape()));
+}
+
+ZylImage *Step::secondWithAlpha(std::string_view name) {
+    Shape wanted = shape();
+    if (wanted.alpha == 0) {
+        wanted = makeShape(wanted.width, wanted.height, wanted.channels + 1, wanted.depth);
+    }
+    return ofThisSize(name, matched(name, wanted));
+}
+
+ZylImage *Step::ofThisSize(std::string_view name, ZylImage *image) {
     Shape ours = shape(), theirs = seconds_.back().shape();
     if (theirs.width != ours.width || theirs.height != ours.height)
         refuse(text(name) + " (" + describe(theirs) + ") is not of the same size as " +

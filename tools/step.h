@@ -103,6 +103,10 @@ class Step {
     // The same, of any size and with no region.
     ZylImage *secondOfAnySize(std::string_view name);
 
+    // The same, of this size and with an alpha channel, opaque if the file has
+    // none, also where the current picture has none.
+    ZylImage *secondWithAlpha(std::string_view name);
+
     // A new picture: a copy of the source for a regional operation, which may
     // leave parts as they are; else black, like the source or of another shape.
     ZylImage *result();
@@ -128,6 +132,8 @@ class Step {
   private:
     const Value &value(std::string_view name) const;
     ZylImage *keep(Image image);
+    ZylImage *matched(std::string_view name, const Shape &wanted);
+    ZylImage *ofThisSize(std::string_view name, ZylImage *image);
     void setRegion(Image &image) const;
 
     const Call &call_;
