@@ -6,13 +6,8 @@ namespace tool {
 
 std::vector<std::span<const Operation>> operationFamilies() {
     return {
-        editOperations(),
-        arithOperations(),
-        convertOperations(),
-        filterOperations(),
-        geometryOperations(),
-        transformOperations(),
-        statsOperations(),
+        editOperations(),     arithOperations(),     convertOperations(), filterOperations(),
+        geometryOperations(), transformOperations(), statsOperations(),
     };
 }
 
