@@ -6,7 +6,7 @@
 //   ownRoiRect    Size cut at the right and bottom edges; may come out negative.
 //                 Arithmetic, logic and threshold on tiled images.
 //   clippedArea   Cut at all four edges; empty outside the image. Copy, set,
-//                 exchange, and geometry.
+//                 exchange, geometry, histograms, norms and compositing.
 //   clippedPair   The smaller of two clipped areas. Filters.
 //   uncutPair    As large as the smallest of two images and their regions, and
 //                 moved to the regions' corners; then cut to the destination
@@ -14,7 +14,7 @@
 //   kernelFrame   core/frame.h: as ownRoiRect in memory, but in bytes of a row,
 //                 with the stride that the header's fields give.
 //   logicFrame    core/frame.h: as ownRoiRect, and an image of one channel counts
-//                 as one with a channel of interest.
+//                 as one with a channel of interest. Logic, and threshold.
 #ifndef ZYLQX_CORE_REGION_H
 #define ZYLQX_CORE_REGION_H
 
