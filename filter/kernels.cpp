@@ -113,24 +113,42 @@ D saturate(S value) {
     }
 }
 
-template <class S, class D>
-void finish(const void *s, int shift, void *d, std::ptrdiff_t n) {
-    const S *sums = static_cast<const S *>(s);
-    D *out = static_cast<D *>(d);
-    ZYLQX_VECTOR_LOOP
-    for (std::ptrdiff_t i = 0; i < n; ++i) {
-        out[i] = saturate<S, D>(static_cast<S>(sums[i] >> shift));
+// In place. Sums of 16 bits are shifted as vectors: compilers widen them else.
+template <class S>
+void shiftSums(S *sums, int shift, std::ptrdiff_t n) {
+    if (shift == 0) return;
+    std::ptrdiff_t i = 0;
+    if constexpr (sizeof(S) == 2) {
+        typedef S V __attribute__((vector_size(32)));
+        constexpr std::ptrdiff_t LANES = 16;
+        const S by = static_cast<S>(smaller(shift, 15));
+        const S rest = static_cast<S>(shift - by > 0 ? 1 : 0);
+        for (; i + LANES <= n; i += LANES) {
+            V v;
+            __builtin_memcpy(&v, sums + i, sizeof v);
+            v = (v >> by) >> rest;
+            __builtin_memcpy(sums + i, &v, sizeof v);
+        }
     }
+    for (; i < n; ++i) sums[i] = static_cast<S>(sums[i] >> shift);
+}
+
+template <class S, class D>
+void finish(void *s, int shift, void *d, std::ptrdiff_t n) {
+    S *sums = static_cast<S *>(s);
+    D *out = static_cast<D *>(d);
+    shiftSums(sums, shift, n);
+    ZYLQX_VECTOR_LOOP
+    for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = saturate<S, D>(sums[i]);
 }
 
 template <class S>
-void finishBit(const void *s, int shift, void *d, std::ptrdiff_t n) {
-    const S *sums = static_cast<const S *>(s);
+void finishBit(void *s, int shift, void *d, std::ptrdiff_t n) {
+    S *sums = static_cast<S *>(s);
     u8 *out = static_cast<u8 *>(d);
+    shiftSums(sums, shift, n);
     ZYLQX_VECTOR_LOOP
-    for (std::ptrdiff_t i = 0; i < n; ++i) {
-        out[i] = static_cast<u8>(static_cast<S>(sums[i] >> shift) > 0 ? 1 : 0);
-    }
+    for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = static_cast<u8>(sums[i] > 0 ? 1 : 0);
 }
 
 s32 squareOf(s32 value) {

@@ -42,8 +42,9 @@ struct FilterKernels {
                                 std::ptrdiff_t n);
     Accumulate accumulate[SAMPLE_COUNT][2];
 
-    // d = sums shifted right, saturated; a bit is 1 for a result above 0.
-    using Finish = void (*)(const void *sums, int shift, void *d, std::ptrdiff_t n);
+    // d = sums shifted right, saturated; a bit is 1 for a result above 0. The sums
+    // are shifted in place.
+    using Finish = void (*)(void *sums, int shift, void *d, std::ptrdiff_t n);
     Finish finish[SUM_COUNT][SAMPLE_COUNT];
 
     // Results of several kernels: s shifted right goes into t.
