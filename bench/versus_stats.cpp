@@ -35,7 +35,8 @@ struct Lut {
 };
 
 void addHistogram(std::vector<Row> &rows, std::uint32_t depth, int channels, int side) {
-    const std::string suffix = channels > 1 ? " " + std::to_string(channels) + "ch" : "";
+    std::string suffix;
+    if (channels > 1) suffix.append(" ").append(std::to_string(channels)).append("ch");
     addRow(rows, "compute-histo" + suffix, depth, channels, side, 1, 0, [=] {
         const PicturePointer s = picture(depth, channels, side);
         const auto lut = std::make_shared<Lut>(depth);

@@ -54,13 +54,36 @@ std::vector<Shape> usualShapes(const std::vector<std::uint32_t> &depths);
 
 void PrintTo(const Operation &operation, std::ostream *out);
 
+// Laws for every operation, and for those that know tiles, regions and so on.
 class Laws : public testing::TestWithParam<Operation> {};
+class TileLaws : public Laws {};
+class RegionLaws : public Laws {};
+class CropLaws : public Laws {};
+class PlaneLaws : public Laws {};
+class InPlaceLaws : public Laws {};
+class TileArgumentLaws : public Laws {};
 
 std::string operationName(const testing::TestParamInfo<Operation> &info);
 
-// Runs all laws over a table (a std::vector<Operation>).
+// The operations of a table for which something holds.
+std::vector<Operation> operationsWith(const std::vector<Operation> &table,
+                                      bool (*holds)(const Operation &));
+
+#define ZYLQX_RUN_LAWS_IF(Family, suite, table, condition)                                         \
+    INSTANTIATE_TEST_SUITE_P(Family, suite,                                                        \
+                             testing::ValuesIn(support::operationsWith(                            \
+                                 table, [](const Operation &o) { return (condition); })),          \
+                             support::operationName)
+
+// Runs all laws that apply over a table (a std::vector<Operation>).
 #define ZYLQX_RUN_LAWS(Family, table)                                                              \
-    INSTANTIATE_TEST_SUITE_P(Family, Laws, testing::ValuesIn(table), support::operationName)
+    ZYLQX_RUN_LAWS_IF(Family, Laws, table, !o.name.empty());                                       \
+    ZYLQX_RUN_LAWS_IF(Family, TileLaws, table, o.tilesSupported);                                  \
+    ZYLQX_RUN_LAWS_IF(Family, RegionLaws, table, o.regions);                                       \
+    ZYLQX_RUN_LAWS_IF(Family, CropLaws, table, (o.regions && o.pointwise));                        \
+    ZYLQX_RUN_LAWS_IF(Family, PlaneLaws, table, o.planesAlike);                                    \
+    ZYLQX_RUN_LAWS_IF(Family, InPlaceLaws, table, o.inPlace);                                      \
+    ZYLQX_RUN_LAWS_IF(Family, TileArgumentLaws, table, (o.tileArgument && o.tilesSupported))
 
 } // namespace support
 
