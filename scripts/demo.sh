@@ -18,21 +18,25 @@ else
     "$zyl" chart "$before"
 fi
 
-# run NAME OPERATION...: makes NAME.png from the picture.
+# run NAME OPERATION...: makes NAME.png from the picture, one more for the sheet.
 run() {
     name=$1
     shift
     echo "  zyl $before $* $folder/$name.png"
     "$zyl" "$before" "$@" "$folder/$name.png"
+    pictures="$pictures $folder/$name.png"
 }
 
 echo "Running zyl:"
+pictures=$before
 run brighter add-s:value=60
 run negative not
 run contrast subtract-s:value=64 multiply-s:value=2
 run four-levels and-s:value=0xC0
-run one-channel crop:channel=1
+run gray color-to-gray
+run hue-saturation rgb2hsv
+run spectrum color-to-gray view-spectrum
 
-"$zyl" sheet "$folder/sheet.png" "$before" "$folder/brighter.png" "$folder/negative.png" \
-    "$folder/contrast.png" "$folder/four-levels.png" "$folder/one-channel.png"
+# shellcheck disable=SC2086 # the names have no blanks
+"$zyl" sheet "$folder/sheet.png" $pictures
 echo "Before and after: $folder/sheet.png"
