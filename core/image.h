@@ -32,6 +32,13 @@ constexpr int depthIndex(std::uint32_t depth) {
     }
 }
 
+// The same for the depth of an image that has passed the header check.
+constexpr int checkedDepthIndex(std::uint32_t depth) {
+    const int index = depthIndex(depth);
+    if (index < 0) __builtin_unreachable();
+    return index;
+}
+
 constexpr int depthBits(std::uint32_t depth) {
     return static_cast<int>(depth & ~ZYL_DEPTH_SIGN);
 }

@@ -57,7 +57,7 @@ bool blurPiece(const Piece &piece, const Box &box, const Passes &passes) {
     BoxSums sums(rows, piece, box, passes, depth, wide);
     if (!rows || !sums) return false;
     const FilterKernels &kernels = currentFilterKernels();
-    const auto mean = (wide ? kernels.meanWide : kernels.mean)[depthIndex(depth)];
+    const auto mean = (wide ? kernels.meanWide : kernels.mean)[checkedDepthIndex(depth)];
     const double area = static_cast<double>(box.rows) * static_cast<double>(box.columns);
     const float factor = static_cast<float>(1.0 / area);
     for (int pass = 0; pass < passes.count(); ++pass) {

@@ -21,8 +21,8 @@ class ExtremeRows {
           count_(bits_ ? (rows_.samples + 63) / 64 : rows_.samples),
           bytes_(bits_ ? 8 : sampleBytes(piece.source.depth)),
           smallest_(extreme == Extreme::Smallest), stride_((count_ * bytes_ + 63) / 64 * 64),
-          two_(currentFilterKernels().extreme2[smallest_][depthIndex(piece.source.depth)]),
-          three_(currentFilterKernels().extreme3[smallest_][depthIndex(piece.source.depth)]),
+          two_(currentFilterKernels().extreme2[smallest_][checkedDepthIndex(piece.source.depth)]),
+          three_(currentFilterKernels().extreme3[smallest_][checkedDepthIndex(piece.source.depth)]),
           work_(static_cast<std::size_t>(workSize())), reduced_(reducedSize()) {}
 
     explicit operator bool() const { return rows_ && work_ && reduced_; }

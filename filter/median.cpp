@@ -49,7 +49,7 @@ void placeBox(const void **samples, SourceRows &rows, std::int64_t y, const Box 
 
 bool medianByComparing(const Piece &piece, const Box &box, const Passes &passes) {
     const std::uint32_t depth = piece.destination.depth;
-    const auto median = currentFilterKernels().median[depthIndex(depth)];
+    const auto median = currentFilterKernels().median[checkedDepthIndex(depth)];
     const std::ptrdiff_t count = static_cast<std::ptrdiff_t>(box.rows * box.columns);
     PieceRows rows(piece, box, passes, box.rows, 1);
     const Scratch<const void *> samples(static_cast<std::size_t>(count));
@@ -152,9 +152,9 @@ bool medianBySelection(const Piece &piece, const Box &box, const Passes &passes)
         rows.select(passes, pass);
         for (std::int64_t y = 0; y < piece.height; ++y) {
             placeBox(samples.data(), rows.source, piece.boxY + y, box, passes.step() * bytes);
-            ROWS[depthIndex(depth)](samples.data(), static_cast<std::ptrdiff_t>(n),
-                                    rows.destination.row(piece.dstY + y), work.data(),
-                                    static_cast<std::ptrdiff_t>(rows.samples));
+            ROWS[checkedDepthIndex(depth)](samples.data(), static_cast<std::ptrdiff_t>(n),
+                                           rows.destination.row(piece.dstY + y), work.data(),
+                                           static_cast<std::ptrdiff_t>(rows.samples));
             rows.destination.finish(piece.dstY + y);
         }
     }

@@ -113,25 +113,33 @@ void putInMiddle(ZylImage *small, ZylImage *large) {
     large->roi = nullptr;
 }
 
-// The room that a turned picture takes, and its middle as the point to turn
-// about: of an even size it lies between pixels.
+// The turned picture in the size that it needs. The library turns about the
+// middle of a pixel, which a picture of an even size does not have: what comes
+// out is cut where the picture's own middle goes.
 void rotateToFit(Step &step, std::int32_t angle) {
     const Shape shape = step.shape();
     const double theta = angle * 3.14159265358979323846 / 18000;
-    const double c = std::abs(std::cos(theta)), s = std::abs(std::sin(theta));
+    const double c = std::cos(theta), s = std::sin(theta);
+    const auto needed = [](double size) { return static_cast<int>(std::ceil(size - 1e-6)); };
     Shape fitting = shape;
-    fitting.width = static_cast<int>(std::ceil(shape.width * c + shape.height * s - 1e-6));
-    fitting.height = static_cast<int>(std::ceil(shape.width * s + shape.height * c - 1e-6));
+    fitting.width = needed(shape.width * std::abs(c) + shape.height * std::abs(s));
+    fitting.height = needed(shape.width * std::abs(s) + shape.height * std::abs(c));
     Shape room = shape;
-    room.width = std::max(shape.width, fitting.width) | 1;
-    room.height = std::max(shape.height, fitting.height) | 1;
+    room.width = (std::max(shape.width, fitting.width) + 2) | 1;
+    room.height = (std::max(shape.height, fitting.height) + 2) | 1;
     Image source(room), turned(room);
     putInMiddle(step.source(), source.header());
     zylRotate(source.header(), turned.header(), angle, room.width / 2, room.height / 2,
               step.choice("interpolate"), nullptr);
+    // From the middle of the room to that of the picture, before and after.
+    const double dx = shape.width % 2 == 0 ? -0.5 : 0, dy = shape.height % 2 == 0 ? -0.5 : 0;
+    const auto start = [](int size, double offset, int part) {
+        return static_cast<int>(std::lround((size - part) / 2.0 + offset));
+    };
     ZylImage *result = step.result(fitting);
-    turned.setRegion(0, (room.width - fitting.width) / 2, (room.height - fitting.height) / 2,
-                     fitting.width, fitting.height);
+    turned.setRegion(0, start(room.width, c * dx + s * dy, fitting.width),
+                     start(room.height, c * dy - s * dx, fitting.height), fitting.width,
+                     fitting.height);
     zylCopy(turned.header(), result, nullptr);
 }
 

@@ -193,6 +193,74 @@ class Chains(Zyl):
         self.assertEqual(self.result(*words), self.result("--tiles", "64x48", *words))
 
 
+class Families(Zyl):
+    """One worked case for the operations of every family."""
+
+    gray = Chains.gray
+    result = Chains.result
+
+    def test_conversions(self):
+        source = self.write("in.png", make_png(2, 1, 8, 2, [bytes((255, 255, 255, 0, 0, 255))]))
+        self.assertEqual(self.result(source, "color-to-gray"), [[254, 17]])
+        self.assertEqual(self.result(source, "rgb2hsv", "crop:channel=3"), [[255, 255]])
+        levels = self.gray((0, 64, 127, 128, 200, 255))
+        self.assertEqual(self.result(levels, "reduce-bits:depth=1u"), [[0b00011100]])
+
+    def test_filters(self):
+        source = self.gray((1, 1, 1), (1, 9, 1), (1, 1, 1))
+        self.assertEqual(self.result(source, "dilate"), [[9] * 3] * 3)
+        self.assertEqual(self.result(source, "median-filter:rows=3,cols=3"), [[1] * 3] * 3)
+        self.assertEqual(self.result(source, "convolve-2d:kernel=0 0 0/0 0 1/0 0 0"),
+                         [[1, 1, 1], [9, 1, 1], [1, 1, 1]])
+        flat = self.gray(*[[25] * 5] * 5)
+        self.assertEqual(self.result(flat, "blur:rows=5,cols=5"), [[24] * 5] * 5)
+
+    def test_geometry(self):
+        source = self.gray((1, 2), (3, 4))
+        self.assertEqual(self.result(source, "mirror:axis=both"), [[4, 3], [2, 1]])
+        self.assertEqual(self.result(source, "zoom:factor=2,interpolate=nearest"),
+                         [[1, 1, 2, 2], [1, 1, 2, 2], [3, 3, 4, 4], [3, 3, 4, 4]])
+        for size in ((3, 4), (4, 3), (5, 5), (2, 6)):
+            rows = [[10 * y + x + 1 for x in range(size[0])] for y in range(size[1])]
+            turned = [list(row) for row in zip(*rows)][::-1]  # counterclockwise
+            source = self.gray(*rows)
+            self.assertEqual(self.result(source, "rotate:degrees=90,fit"), turned)
+            self.assertEqual(self.result(source, "rotate:degrees=180,fit"),
+                             [row[::-1] for row in rows[::-1]])
+            self.assertEqual(self.result(source, "rotate:degrees=-90,fit"),
+                             [row[::-1] for row in turned[::-1]])
+
+    def test_transforms(self):
+        rows = [[(13 * x + 57 * y) % 251 for x in range(16)] for y in range(8)]
+        source = self.gray(*rows)
+        for there, back in (("real-fft-2d", "ccs-fft-2d"), ("dct-2d", "dct-2d:direction=inverse,depth=8u")):
+            for row, expected in zip(self.result(source, there, back), rows):
+                self.assertLessEqual(max(abs(a - b) for a, b in zip(row, expected)), 2, there)
+        self.good(source, self.path("spectrum.png"), "--view", "spectrum")
+        self.assertEqual(read_png(self.path("spectrum.png"))[:2], (16, 8))
+
+    def test_statistics(self):
+        source = self.gray((0, 127, 128, 255))
+        self.assertEqual(self.result(source, "threshold:limit=128"), [[0, 0, 255, 255]])
+        self.assertEqual(self.result(source, "multiply-s-scale:scale=128"), [[0, 63, 64, 128]])
+        self.assertEqual(self.good(source, "norm:type=c"), "255\n")
+        other = self.gray((0, 127, 128, 250), name="other.png")
+        self.assertEqual(self.good(source, "norm:type=l1,with=" + other), "5\n")
+        self.assertEqual(self.result(source, "contrast-stretch:from=0..255,to=0..255"),
+                         [[0, 127, 128, 255]])
+        self.assertIn("channel 1", self.good(source, "compute-histo"))
+
+    def test_bitmaps(self):
+        self.good("chart", self.path("chart.png"))
+        for words in ((), ("--colors", "16", "--palette", "median-cut")):
+            self.good(self.path("chart.png"), self.path("out.bmp"), *words)
+            self.good(self.path("out.bmp"), self.path("back.png"))
+            self.assertEqual(read_png(self.path("back.png"))[:4], (640, 480, 8, 2))
+        self.good(self.path("chart.png"), self.path("out.bmp"))
+        self.good(self.path("out.bmp"), self.path("back.png"))
+        self.assertEqual(read_png(self.path("back.png")), read_png(self.path("chart.png")))
+
+
 class Faults(Zyl):
     def setUp(self):
         super().setUp()
