@@ -92,9 +92,9 @@ class ByteTable {
         index = index > outside ? index : outside;
         Bytes32 result = {};
         for (int part = 0; part < 8; ++part) {
+            if (part > 0) index -= 16;
             result ^= reinterpret_cast<Bytes32>(
                 __builtin_ia32_pshufb256(parts[part], reinterpret_cast<Chars32>(index)));
-            index -= 16;
         }
         return result;
     }

@@ -128,7 +128,7 @@ std::int64_t convolved(const TestImage &source, std::uint32_t destinationDepth,
         } else if (method == ZYL_MIN) {
             result = first ? wrap(s) : std::min(result, wrap(s));
         } else {
-            result = wrap((first ? 0 : result) + wrap(method == ZYL_SUM ? s : s * s));
+            result = wrap(std::int64_t{first ? 0 : result} + wrap(method == ZYL_SUM ? s : s * s));
         }
     }
     if (method == ZYL_SUMSQROOT) {
