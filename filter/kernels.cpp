@@ -322,7 +322,10 @@ void boxSums(const u32 *columns, std::ptrdiff_t step, std::ptrdiff_t count, u32 
 void boxSumsWide(const s64 *columns, bool single, std::ptrdiff_t step, std::ptrdiff_t count,
                  s64 *boxes, std::ptrdiff_t n) {
     const auto column = [columns, single](std::ptrdiff_t i) {
-        return single ? static_cast<s64>(static_cast<float>(columns[i])) : columns[i];
+        if (!single) return columns[i];
+        // By way of double: some processors convert 64-bit integers to float with
+        // more bits than a float has.
+        return static_cast<s64>(static_cast<float>(static_cast<double>(columns[i])));
     };
     firstBoxes<s64>(column, step, count, boxes, n);
     slideBoxes<s64>(column, step, count, boxes, step, n);

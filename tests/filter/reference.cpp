@@ -161,9 +161,8 @@ std::int64_t blurred(const TestImage &source, const Box &box, std::int64_t x, st
         for (int r = 0; r < box.rows; ++r) {
             column += samples[static_cast<std::size_t>(r * box.columns + c)];
         }
-        const bool single = source.shape().depth == ZYL_DEPTH_32S;
-        sum +=
-            single ? static_cast<double>(static_cast<float>(column)) : static_cast<double>(column);
+        const auto exact = static_cast<double>(column);
+        sum += source.shape().depth == ZYL_DEPTH_32S ? static_cast<float>(exact) : exact;
     }
     const float factor = static_cast<float>(1.0 / (double{1} * box.rows * box.columns));
     return static_cast<std::int64_t>(std::clamp(sum * factor, -2147483648.0, 2147483647.0));
