@@ -241,7 +241,7 @@ TEST_F(FftTest, ForwardAndInverseGiveTheImageBack) {
             TestImage back(shapeOf(f.shape().depth, n + left, m + top, channels, pick(0, 1)));
             // Single precision keeps 24 bits of a spectrum, fixed point 13.
             const bool small = n * m <= 128;
-            randomiseSmall(f, random, small ? 255 : 32767);
+            randomiseSmall(f, random, small ? 255 : 65535);
             const int coi = pick(0, channels);
             const bool region = coi != 0 || left != 0 || top != 0 || pick(0, 1) != 0;
             if (region) {
