@@ -23,7 +23,10 @@ constexpr std::int32_t HALF = std::int32_t{1} << (BITS<T> - 1);
 template <class S, class D, bool SCALE>
 S32 narrowed(S v) {
     if constexpr (SCALE) {
-        return v / (S32{1} << (BITS<S> - BITS<D>)); // toward zero
+        // Toward zero, in the sample's own width.
+        constexpr int SHIFT = BITS<S> - BITS<D>;
+        const S remainder = S(S(v >> (BITS<S> - 1)) & ((S32{1} << SHIFT) - 1));
+        return S(v + remainder) >> SHIFT;
     } else {
         constexpr S32 LOW = HALF<D> - 1;
         return v >= 0 ? v & LOW : v | ~LOW;
@@ -77,19 +80,19 @@ void toBitsRow(const void *s, std::ptrdiff_t sStep, U8 *d, std::ptrdiff_t n) {
 template <class D>
 void fromBitsRow(const U8 *s, S32 zero, S32 one, void *d, std::ptrdiff_t dStep, std::ptrdiff_t n) {
     D *out = static_cast<D *>(d);
-    const D values[2] = {D(zero), D(one)};
-    const D both = D(values[0] ^ values[1]);
-    std::ptrdiff_t done = 0;
-    if (dStep == 1) {
-        for (; done + 8 <= n; done += 8) {
-            const unsigned byte = s[done >> 3];
-            for (int k = 0; k < 8; ++k) {
-                const D mask = D(-static_cast<int>((byte >> (7 - k)) & 1u));
-                out[done + k] = D(values[0] ^ (both & mask));
+    const D low = D(zero), high = D(one);
+    U8 flags[CHUNK];
+    for (std::ptrdiff_t i = 0; i < n; i += CHUNK) {
+        const std::ptrdiff_t count = chunkFrom(i, n);
+        unpackBits(s + i / 8, flags, count);
+        if (dStep == 1) {
+            for (std::ptrdiff_t k = 0; k < count; ++k) out[i + k] = flags[k] != 0 ? high : low;
+        } else {
+            for (std::ptrdiff_t k = 0; k < count; ++k) {
+                out[(i + k) * dStep] = flags[k] != 0 ? high : low;
             }
         }
     }
-    for (; done < n; ++done) out[done * dStep] = values[bitAt(s, done)];
 }
 
 #define ZYLQX_CONVERT_PAIR(S, D)                                                                   \

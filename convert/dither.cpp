@@ -1,6 +1,7 @@
 #include "convert/dither.h"
 
 #include <algorithm>
+#include <type_traits>
 
 namespace zylqx {
 
@@ -11,13 +12,14 @@ constexpr std::int32_t HIGHEST = sizeof(T) == 1 ? 255 : 65535;
 template <class T>
 constexpr int BITS = 8 * static_cast<int>(sizeof(T));
 
-// Within 0 and the largest sample, without a branch: noise would make it wrong
-// half of the time.
+// Sums and errors of 8-bit samples and their products with weights fit in 16
+// bits.
 template <class T>
-T clamped(std::int32_t v) {
-    v &= ~(v >> 31);
-    const std::int32_t above = v - HIGHEST<T>;
-    return static_cast<T>(v - (above & ~(above >> 31)));
+using Sum = std::conditional_t<sizeof(T) == 1, std::int16_t, std::int32_t>;
+
+template <class T, class S>
+S clamped(S v) {
+    return std::min<S>(std::max<S>(v, 0), HIGHEST<T>);
 }
 
 // The multiples of a step, by division with a reciprocal. It is exact: the sums
@@ -83,95 +85,96 @@ class Quantiser<std::uint8_t> {
     Quantised table_[SIZE];
 };
 
-// One row; the rows below it have got nothing from it but what is given here.
-// The last row has no `below`.
-template <class T>
-void floydSteinbergRow(const Quantiser<T> &quantise, T *row, T *below, std::ptrdiff_t step,
-                       std::ptrdiff_t columns) {
-    std::int32_t fromLeft = 0;
-    if (below == nullptr) {
-        for (std::ptrdiff_t x = 0; x < columns; ++x) {
-            const Quantised sample = quantise(row[x * step] + fromLeft);
-            row[x * step] = static_cast<T>(sample.value);
-            fromLeft = (7 * sample.error) >> 4;
+// How an error is spread over the neighbours up to REACH columns to the right and
+// to both sides in REACH rows below: their parts of 2^shift, from left to right.
+template <int REACH>
+struct Diffusion {
+    std::int32_t right[REACH];
+    std::int32_t below[REACH][2 * REACH + 1];
+    int shift;
+};
+
+constexpr Diffusion<1> FLOYD_STEINBERG = {{7}, {{3, 5, 1}}, 4};
+
+// 48ths for Jarvis, Judice and Ninke, 42nds for Stucki, as parts of 2^8 and 2^16.
+constexpr Diffusion<2> JARVIS_8 = {{37, 26}, {{15, 26, 37, 26, 15}, {5, 15, 26, 15, 5}}, 8};
+constexpr Diffusion<2> JARVIS_16 = {
+    {9557, 6826}, {{4095, 6826, 9557, 6826, 4095}, {1365, 4095, 6826, 4095, 1365}}, 16};
+constexpr Diffusion<2> STUCKI_8 = {{48, 24}, {{12, 24, 48, 24, 12}, {6, 12, 24, 12, 6}}, 8};
+constexpr Diffusion<2> STUCKI_16 = {
+    {12482, 6241}, {{3120, 6241, 12482, 6241, 3120}, {1560, 3120, 6241, 3120, 1560}}, 16};
+
+// Samples that are quantised before their errors go to the rows below.
+constexpr std::ptrdiff_t RUN = 512;
+
+// Quantises n samples. The errors of those before them stand before `errors`.
+template <class T, int REACH>
+void quantiseRun(const Quantiser<T> &quantise, const Diffusion<REACH> &diffusion, T *row,
+                 std::ptrdiff_t step, Sum<T> *errors, std::ptrdiff_t n) {
+    std::int32_t before[REACH]; // the last errors, not to wait for memory
+    for (int k = 0; k < REACH; ++k) before[k] = errors[-1 - k];
+    for (std::ptrdiff_t i = 0; i < n; ++i) {
+        std::int32_t sum = row[i * step];
+        for (int k = REACH - 1; k >= 0; --k) {
+            if (k < REACH - 1) sum = clamped<T>(sum);
+            sum += (before[k] * diffusion.right[k]) >> diffusion.shift;
+            if (k > 0) before[k] = before[k - 1];
         }
-        return;
+        const Quantised sample = quantise(sum);
+        row[i * step] = static_cast<T>(sample.value);
+        errors[i] = static_cast<Sum<T>>(sample.error);
+        before[0] = sample.error;
     }
-    // The sums below left, below, and below right of the sample.
-    std::int32_t left = 0;
-    std::int32_t under = below[0];
-    for (std::ptrdiff_t x = 0; x < columns; ++x) {
-        const std::int32_t right = x + 1 < columns ? below[(x + 1) * step] : 0;
-        const auto [value, e] = quantise(row[x * step] + fromLeft);
-        row[x * step] = static_cast<T>(value);
-        fromLeft = (7 * e) >> 4;
-        if (x > 0) below[(x - 1) * step] = clamped<T>(left + ((3 * e) >> 4));
-        left = clamped<T>(under + ((5 * e) >> 4));
-        under = clamped<T>(right + (e >> 4));
-    }
-    below[(columns - 1) * step] = static_cast<T>(left);
+}
+
+// Adds parts of errors to n samples of a row below, in the order in which the
+// errors were made: `errors` starts REACH columns to the left of the samples.
+template <class T, int WIDTH>
+void spreadRun(const std::int32_t (&weights)[WIDTH], int shift, const Sum<T> *errors, T *row,
+               std::ptrdiff_t step, std::ptrdiff_t n) {
+    const auto spread = [&](T *samples, std::ptrdiff_t sampleStep) {
+        Sum<T> w[WIDTH];
+        for (int k = 0; k < WIDTH; ++k) w[k] = static_cast<Sum<T>>(weights[WIDTH - 1 - k]);
+        for (std::ptrdiff_t i = 0; i < n; ++i) {
+            Sum<T> sum = samples[i * sampleStep];
+            for (int k = 0; k < WIDTH; ++k) {
+                const Sum<T> part =
+                    static_cast<Sum<T>>(static_cast<Sum<T>>(errors[i + k] * w[k]) >> shift);
+                sum = clamped<T>(static_cast<Sum<T>>(sum + part));
+            }
+            samples[i * sampleStep] = static_cast<T>(sum);
+        }
+    };
+    if (step == 1) return spread(row, 1);
+    spread(row, step);
 }
 
 // Rows from top to bottom and each from left to right. A sum that leaves the
 // sample's range is set to its end.
-template <class T>
-void floydSteinberg(const View<T> &view, std::int32_t step) {
+template <class T, int REACH>
+void diffuse(const View<T> &view, const Diffusion<REACH> &diffusion, std::int32_t step) {
     const Quantiser<T> quantise(step);
+    constexpr std::ptrdiff_t BEFORE = 2 * REACH; // errors kept from the run before
+    Sum<T> errors[BEFORE + RUN + REACH];
     for (std::ptrdiff_t y = 0; y < view.rows; ++y) {
-        T *below = y + 1 < view.rows ? view.row(y + 1) : nullptr;
-        floydSteinbergRow(quantise, view.row(y), below, view.step, view.columns);
-    }
-}
-
-// Where a part of the error goes.
-struct Tap {
-    std::ptrdiff_t dx, dy;
-    std::int32_t weight; // of 2^bits
-};
-constexpr int TAPS = 12;
-constexpr Tap TAP_PLACES[TAPS] = {{1, 0, 0},  {2, 0, 0}, {-2, 1, 0}, {-1, 1, 0},
-                                  {0, 1, 0},  {1, 1, 0}, {2, 1, 0},  {-2, 2, 0},
-                                  {-1, 2, 0}, {0, 2, 0}, {1, 2, 0},  {2, 2, 0}};
-
-// 48ths for Jarvis, Judice and Ninke, 42nds for Stucki, as parts of 2^8 and 2^16.
-constexpr std::int32_t JARVIS_8[TAPS] = {37, 26, 15, 26, 37, 26, 15, 5, 15, 26, 15, 5};
-constexpr std::int32_t JARVIS_16[TAPS] = {9557, 6826, 4095, 6826, 9557, 6826,
-                                          4095, 1365, 4095, 6826, 4095, 1365};
-constexpr std::int32_t STUCKI_8[TAPS] = {48, 24, 12, 24, 48, 24, 12, 6, 12, 24, 12, 6};
-constexpr std::int32_t STUCKI_16[TAPS] = {12482, 6241, 3120, 6241, 12482, 6241,
-                                          3120,  1560, 3120, 6241, 3120,  1560};
-
-// The same walk with twelve neighbours.
-template <class T>
-void diffuseWidely(const View<T> &view, const std::int32_t *weights, std::int32_t step) {
-    const Quantiser<T> quantise(step);
-    Tap taps[TAPS];
-    std::ptrdiff_t offsets[TAPS]; // bytes
-    for (int k = 0; k < TAPS; ++k) {
-        taps[k] = {TAP_PLACES[k].dx, TAP_PLACES[k].dy, weights[k]};
-        offsets[k] = taps[k].dy * view.stride +
-                     taps[k].dx * view.step * static_cast<std::ptrdiff_t>(sizeof(T));
-    }
-    const auto at = [](T *sample, std::ptrdiff_t bytes) {
-        return reinterpret_cast<T *>(reinterpret_cast<unsigned char *>(sample) + bytes);
-    };
-    for (std::ptrdiff_t y = 0; y < view.rows; ++y) {
-        // Taps are in the order of their rows; those below the last row fall away.
-        const std::ptrdiff_t rowsBelow = view.rows - 1 - y;
-        const int count = rowsBelow == 0 ? 2 : rowsBelow == 1 ? 7 : TAPS;
-        T *row = view.row(y);
-        for (std::ptrdiff_t x = 0; x < view.columns; ++x) {
-            T *sample = row + x * view.step;
-            const auto [value, e] = quantise(*sample);
-            *sample = static_cast<T>(value);
-            if (e == 0) continue;
-            const bool inside = x >= 2 && x + 2 < view.columns;
-            for (int k = 0; k < count; ++k) {
-                const std::ptrdiff_t column = x + taps[k].dx;
-                if (!inside && (column < 0 || column >= view.columns)) continue;
-                T *neighbour = at(sample, offsets[k]);
-                *neighbour = clamped<T>(*neighbour + ((e * taps[k].weight) >> BITS<T>));
+        std::fill_n(errors, BEFORE, Sum<T>{0});
+        for (std::ptrdiff_t x = 0; x < view.columns; x += RUN) {
+            std::ptrdiff_t n = std::min(RUN, view.columns - x);
+            quantiseRun(quantise, diffusion, view.row(y) + x * view.step, view.step,
+                        errors + BEFORE, n);
+            if (x + n == view.columns) {
+                std::fill_n(errors + BEFORE + n, REACH, Sum<T>{0});
+                n += REACH;
             }
+            // The samples below from REACH columns further left on have all their
+            // errors now.
+            const std::ptrdiff_t first = std::max<std::ptrdiff_t>(x - REACH, 0);
+            const std::ptrdiff_t skipped = first - (x - REACH);
+            for (int k = 0; k < REACH && y + 1 + k < view.rows; ++k) {
+                spreadRun(diffusion.below[k], diffusion.shift, errors + skipped,
+                          view.row(y + 1 + k) + first * view.step, view.step, n - skipped);
+            }
+            std::copy_n(errors + RUN, BEFORE, errors);
         }
     }
 }
@@ -212,11 +215,11 @@ void ditherChannel(const View<T> &view, int type, std::int32_t step) {
     constexpr bool NARROW = sizeof(T) == 1;
     switch (type) {
     case DITHER_FLOYD_STEINBERG:
-        return floydSteinberg(view, step);
+        return diffuse(view, FLOYD_STEINBERG, step);
     case DITHER_JARVIS:
-        return diffuseWidely(view, NARROW ? JARVIS_8 : JARVIS_16, step);
+        return diffuse(view, NARROW ? JARVIS_8 : JARVIS_16, step);
     case DITHER_STUCKI:
-        return diffuseWidely(view, NARROW ? STUCKI_8 : STUCKI_16, step);
+        return diffuse(view, NARROW ? STUCKI_8 : STUCKI_16, step);
     default:
         return ditherOrdered(view, step);
     }

@@ -15,12 +15,27 @@ inline std::ptrdiff_t chunkFrom(std::ptrdiff_t i, std::ptrdiff_t n) {
     return n - i < CHUNK ? n - i : CHUNK;
 }
 
+// Eight bytes in one word, the first one lowest.
+inline std::uint64_t loadBytes(const std::uint8_t *bytes) {
+    std::uint64_t word;
+    __builtin_memcpy(&word, bytes, sizeof word);
+#if __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+    word = __builtin_bswap64(word);
+#endif
+    return word;
+}
+
+inline void storeBytes(std::uint8_t *bytes, std::uint64_t word) {
+#if __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+    word = __builtin_bswap64(word);
+#endif
+    __builtin_memcpy(bytes, &word, sizeof word);
+}
+
 // Eight flags of 0 or 1, the first into the top bit. The product puts flag i at
 // bit 63 - i, and no two of its terms meet.
 inline std::uint8_t packByte(const std::uint8_t *flags) {
-    std::uint64_t word = 0;
-    for (int i = 0; i < 8; ++i) word |= std::uint64_t{flags[i]} << (8 * i);
-    return static_cast<std::uint8_t>((word * 0x8040201008040201u) >> 56);
+    return static_cast<std::uint8_t>((loadBytes(flags) * 0x8040201008040201u) >> 56);
 }
 
 // Flags of 0 or 1 into bits from the first of a byte on. Bits of the last byte
@@ -32,6 +47,15 @@ inline void packBits(const std::uint8_t *flags, std::uint8_t *bits, std::ptrdiff
         const unsigned bit = 0x80u >> (i % 8);
         bits[bytes] =
             static_cast<std::uint8_t>(flags[i] != 0 ? bits[bytes] | bit : bits[bytes] & ~bit);
+    }
+}
+
+// Bits from the first of a byte on into flags, which are 0 or not. All bits of
+// the last byte get one.
+inline void unpackBits(const std::uint8_t *bits, std::uint8_t *flags, std::ptrdiff_t n) {
+    for (std::ptrdiff_t i = 0; i < n; i += 8) {
+        const std::uint64_t copies = bits[i / 8] * 0x0101010101010101u;
+        storeBytes(flags + i, copies & 0x0102040810204080u);
     }
 }
 
