@@ -92,7 +92,7 @@ TEST(ReduceBits, DithersAsDefined) {
         for (const int type : {2, 4, 8, 16}) {
             for (const int bits : {-3, 0, 1, 2, 3, 4, 7, 8, 11, 20}) {
                 for (const char *sequence : {"GRAY", "RGB ", "BGRA"}) {
-                    for (const int width : {1, 2, 3, 35}) {
+                    for (const int width : {1, 2, 3, 35, 513}) {
                         const int order = static_cast<int>(++seed % 2);
                         TestImage source(shapeOf(from, sequence, width, 9, order));
                         source.randomise(seed);
