@@ -176,6 +176,14 @@ void exchangePixels(const ZylImage &imageA, const Area &areaA, const ZylImage &i
     Samples a = samplesOf(imageA, areaA);
     Samples b = samplesOf(imageB, areaB);
     takeWholeBytes(a, b);
+    const ArithKernels &kernels = currentArithKernels();
+    if (a.depth != ZYL_DEPTH_1U && a.step == 1 && b.step == 1) {
+        const std::ptrdiff_t bytes = sampleBytes(a.depth);
+        forEachRowPair(a, b, [&](unsigned char *rowA, unsigned char *rowB, std::ptrdiff_t n) {
+            kernels.exchange(rowA, rowB, n * bytes);
+        });
+        return;
+    }
     Block blockA, blockB;
     forEachRowPair(a, b, [&](unsigned char *rowA, unsigned char *rowB, std::ptrdiff_t n) {
         for (std::ptrdiff_t x = 0; x < n; x += BLOCK) {

@@ -176,55 +176,94 @@ void multiplyConstantRow(const void *s, void *d, std::ptrdiff_t n, const UnaryCo
     }
 }
 
-// Products of the two bytes of 16-bit words, each of which fits in 16 bits.
-template <class T>
-std::uint16_t multiplyBytes(std::uint16_t a, std::uint16_t b) {
-    using W = typename Wide<T>::Type;
-    const auto limit = [](int product) {
-        return smaller<W>(SIGNED<T> ? larger<W>(W(product), LOWEST<T>) : W(product), HIGHEST<T>);
-    };
-    const W even = limit(W(W(a << 8) >> 8) * W(W(b << 8) >> 8));
-    const W odd = limit(W(W(a) >> 8) * W(W(b) >> 8));
-    return static_cast<std::uint16_t>((even & 0xFF) | odd << 8);
+#if defined(__SSE2__)
+// Bytes are multiplied as the halves of words and limited, as far as need be, by
+// the instruction that packs words to bytes.
+#if defined(__AVX2__)
+#define ZYLQX_PACK(name) __builtin_ia32_pack##name##wb256
+#define ZYLQX_INTERLEAVED                                                                          \
+    0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15, 16, 24, 17, 25, 18, 26, 19, 27, 20, 28,  \
+        21, 29, 22, 30, 23, 31
+constexpr std::ptrdiff_t VECTOR = 32;
+#else
+#define ZYLQX_PACK(name) __builtin_ia32_pack##name##wb128
+#define ZYLQX_INTERLEAVED 0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15
+constexpr std::ptrdiff_t VECTOR = 16;
+#endif
+using Chars = char __attribute__((vector_size(VECTOR)));
+using Shorts = short __attribute__((vector_size(VECTOR)));
+using Words = std::uint16_t __attribute__((vector_size(VECTOR)));
+
+// The limit must not be known to the compiler: it would compare with 254 instead
+// and not see the minimum.
+Words limitedToByte(Words v) {
+    Words limit = Words{} + 255;
+    asm("" : "+x"(limit));
+    return v < limit ? v : limit;
 }
 
-// Runs multiplyBytes() over a row; `other` gives the second factors of two bytes.
-template <class T, class F>
-void multiplyBytesRow(const void *s, void *d, std::ptrdiff_t n, F other) {
-    const T *in = static_cast<const T *>(s);
-    T *out = static_cast<T *>(d);
-    ZYLQX_VECTOR_LOOP
-    for (std::ptrdiff_t i = 0; i + 1 < n; i += 2) {
-        std::uint16_t word;
-        __builtin_memcpy(&word, in + i, sizeof word);
-        word = multiplyBytes<T>(word, other(word, i));
-        __builtin_memcpy(out + i, &word, sizeof word);
+template <class T>
+Chars multiplyBytes(Words a, Words b) {
+    Chars packed;
+    if constexpr (SIGNED<T>) {
+        const Shorts even = (Shorts(a << 8) >> 8) * (Shorts(b << 8) >> 8);
+        const Shorts odd = (Shorts(a) >> 8) * (Shorts(b) >> 8);
+        packed = Chars(ZYLQX_PACK(ss)(even, odd));
+    } else {
+        const Words even = limitedToByte((a & 255) * (b & 255));
+        const Words odd = limitedToByte((a >> 8) * (b >> 8));
+        packed = Chars(ZYLQX_PACK(us)(Shorts(even), Shorts(odd)));
     }
+    return __builtin_shufflevector(packed, packed, ZYLQX_INTERLEAVED);
 }
 
+Words loadWords(const void *p) {
+    Words v;
+    __builtin_memcpy(&v, p, sizeof v);
+    return v;
+}
+
+// As many bytes as whole vectors hold; gives their number. `other` gives the
+// second factors of a vector from a position on.
+template <class T, class F>
+std::ptrdiff_t multiplyVectors(const T *in, T *out, std::ptrdiff_t n, F other) {
+    std::ptrdiff_t i = 0;
+    for (; i + VECTOR <= n; i += VECTOR) {
+        const Chars products = multiplyBytes<T>(loadWords(in + i), other(i));
+        __builtin_memcpy(out + i, &products, sizeof products);
+    }
+    return i;
+}
+#endif
+
 template <class T>
-void multiplyBytesByImage(const void *a, const void *b, void *d, std::ptrdiff_t n) {
+void multiplyBytesRow(const void *a, const void *b, void *d, std::ptrdiff_t n) {
+    const T *first = static_cast<const T *>(a);
     const T *second = static_cast<const T *>(b);
-    multiplyBytesRow<T>(a, d, n, [second](std::uint16_t, std::ptrdiff_t i) {
-        std::uint16_t word;
-        __builtin_memcpy(&word, second + i, sizeof word);
-        return word;
-    });
-    if (n % 2 == 0) return;
-    static_cast<T *>(d)[n - 1] = Multiply::of(static_cast<const T *>(a)[n - 1], second[n - 1]);
+    T *out = static_cast<T *>(d);
+    std::ptrdiff_t i = 0;
+#if defined(__SSE2__)
+    i = multiplyVectors(first, out, n, [=](std::ptrdiff_t at) { return loadWords(second + at); });
+#endif
+    for (; i < n; ++i) out[i] = Multiply::of(first[i], second[i]);
 }
 
 template <class T>
 void multiplyBytesByConstant(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &c) {
-    const auto word = static_cast<std::uint16_t>((c.value & 0xFF) * 0x101);
-    multiplyBytesRow<T>(s, d, n, [word](std::uint16_t, std::ptrdiff_t) { return word; });
-    if (n % 2 == 0) return;
-    static_cast<T *>(d)[n - 1] = Multiply::of(static_cast<const T *>(s)[n - 1], T(c.value));
+    const T *in = static_cast<const T *>(s);
+    T *out = static_cast<T *>(d);
+    const T value = T(c.value);
+    std::ptrdiff_t i = 0;
+#if defined(__SSE2__)
+    const Words values = Words{} + std::uint16_t((c.value & 0xFF) * 0x101);
+    i = multiplyVectors(in, out, n, [=](std::ptrdiff_t) { return values; });
+#endif
+    for (; i < n; ++i) out[i] = Multiply::of(in[i], value);
 }
 
 template <class T>
 void squareBytesRow(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &) {
-    multiplyBytesByImage<T>(s, s, d, n);
+    multiplyBytesRow<T>(s, s, d, n);
 }
 
 // What a product with a very large number saturates to.
@@ -239,24 +278,41 @@ void multiplyModuloRow(const void *s, void *d, std::ptrdiff_t n, const UnaryCons
     map<T>(s, d, n, [value](T x) { return T(smaller<std::uint32_t>(x * value, HIGHEST<T>)); });
 }
 
-template <class T>
-void shiftLeftRow(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &c) {
-    // A product is vectorised for samples of every size, a shift of bytes is not.
-    const T factor = T(std::uint32_t{1} << c.value);
-    map<T>(s, d, n, [factor](T x) { return T(std::uint32_t{x} * factor); });
-}
-
 // One number in every sample of a word.
 template <class T>
 std::uint64_t repeated(std::uint32_t value) {
     return ~std::uint64_t{0} / static_cast<T>(~T(0)) * static_cast<T>(value);
 }
 
-// 64 bits of samples at once; T is unsigned. Signed samples count from 0 while
-// they are shifted: the top bit is flipped before, and what the shift has made of
-// it is taken back after, by a sum that never carries into the next sample. The
-// signed sample stands for its extension to 32 bits, so bits beyond 32 - shift
-// are 0.
+// Runs `operation` over a row of bits, 64 at once: whole numbers of samples, and
+// sample by sample at the end. T is unsigned.
+template <class T, class F>
+void mapWords(const void *s, void *d, std::ptrdiff_t n, F operation) {
+    const T *in = static_cast<const T *>(s);
+    T *out = static_cast<T *>(d);
+    constexpr std::ptrdiff_t perWord = 64 / BITS<T>;
+    const std::ptrdiff_t words = n / perWord;
+    ZYLQX_VECTOR_LOOP
+    for (std::ptrdiff_t i = 0; i < words; ++i) {
+        std::uint64_t word;
+        __builtin_memcpy(&word, in + i * perWord, sizeof word);
+        word = operation(word);
+        __builtin_memcpy(out + i * perWord, &word, sizeof word);
+    }
+    for (std::ptrdiff_t i = words * perWord; i < n; ++i) out[i] = T(operation(in[i]));
+}
+
+template <class T>
+void shiftLeftRow(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &c) {
+    const std::uint32_t shift = c.value;
+    const std::uint64_t kept = repeated<T>(0xFFFFFFFFu << shift);
+    mapWords<T>(s, d, n, [=](std::uint64_t word) { return word << shift & kept; });
+}
+
+// Signed samples count from 0 while they are shifted: the top bit is flipped
+// before, and what the shift has made of it is taken back after, by a sum that
+// never carries into the next sample. The signed sample stands for its extension
+// to 32 bits, so bits beyond 32 - shift are 0.
 template <class T, bool IS_SIGNED>
 void shiftRightRow(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &c) {
     constexpr auto bits = static_cast<std::uint32_t>(BITS<T>);
@@ -267,21 +323,9 @@ void shiftRightRow(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant
     const std::uint64_t mask = gone ? 0 : repeated<T>(HIGHEST<T> >> shift);
     const std::uint64_t back = repeated<T>(top - (top >> shift));
     const std::uint64_t kept = repeated<T>(0xFFFFFFFFu >> c.value);
-    const auto shifted = [=](std::uint64_t word) {
+    mapWords<T>(s, d, n, [=](std::uint64_t word) {
         return ((((word ^ flip) >> shift & mask) + back) ^ flip) & kept;
-    };
-    const T *in = static_cast<const T *>(s);
-    T *out = static_cast<T *>(d);
-    constexpr std::ptrdiff_t perWord = 64 / BITS<T>;
-    const std::ptrdiff_t words = n / perWord;
-    ZYLQX_VECTOR_LOOP
-    for (std::ptrdiff_t i = 0; i < words; ++i) {
-        std::uint64_t word;
-        __builtin_memcpy(&word, in + i * perWord, sizeof word);
-        word = shifted(word);
-        __builtin_memcpy(out + i * perWord, &word, sizeof word);
-    }
-    for (std::ptrdiff_t i = words * perWord; i < n; ++i) out[i] = T(shifted(in[i]));
+    });
 }
 
 void shiftRight32Row(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &c) {
@@ -320,6 +364,17 @@ void copyRow(const void *s, void *d, std::ptrdiff_t bytes) {
         __builtin_memcpy(out + 3 * SIZE, &v3, SIZE);
     }
     __builtin_memmove(out, in, static_cast<std::size_t>(bytes));
+}
+
+void exchangeRow(void *a, void *b, std::ptrdiff_t bytes) {
+    auto *first = static_cast<std::uint8_t *>(a);
+    auto *second = static_cast<std::uint8_t *>(b);
+    ZYLQX_VECTOR_LOOP
+    for (std::ptrdiff_t i = 0; i < bytes; ++i) {
+        const std::uint8_t byte = first[i];
+        first[i] = second[i];
+        second[i] = byte;
+    }
 }
 
 template <class T, int STEP>
@@ -471,7 +526,7 @@ void bitUnaryRow(ConstBits s, Bits d, std::ptrdiff_t n, const BitConstant &c) {
 const ArithKernels arithKernels = {
     {BY_DEPTH(binaryRow, Add),
      BY_DEPTH(binaryRow, Subtract),
-     {nullptr, multiplyBytesByImage<std::uint8_t>, multiplyBytesByImage<std::int8_t>,
+     {nullptr, multiplyBytesRow<std::uint8_t>, multiplyBytesRow<std::int8_t>,
       binaryRow<std::uint16_t, Multiply>, binaryRow<std::int16_t, Multiply>,
       binaryRow<std::int32_t, Multiply>},
      BY_SIZE(binaryRow, And),
@@ -500,6 +555,7 @@ const ArithKernels arithKernels = {
         BY_SIZE(constantRow, Xor),
     },
     copyRow,
+    exchangeRow,
     {gatherRow<std::uint8_t>, gatherRow<std::uint16_t>, gatherRow<std::uint32_t>},
     {scatterRow<std::uint8_t>, scatterRow<std::uint16_t>, scatterRow<std::uint32_t>},
     {fillRow<std::uint8_t>, fillRow<std::uint16_t>, fillRow<std::uint32_t>},

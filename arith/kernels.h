@@ -68,6 +68,7 @@ struct ArithKernels {
     // Bytes of a row. Where rows overlap other than wholly, the result is not
     // specified.
     void (*copy)(const void *s, void *d, std::ptrdiff_t bytes);
+    void (*exchange)(void *a, void *b, std::ptrdiff_t bytes);
 
     // Every step-th sample from or into a row, for samples of 1, 2 and 4 bytes.
     GatherRow gather[3];
