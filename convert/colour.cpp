@@ -85,7 +85,7 @@ void colourFromBits(const unsigned char *bits, const GrayWeights &weights, Colou
     for (std::ptrdiff_t x = 0; x < n; x += RUN) {
         const std::ptrdiff_t count = std::min(RUN, n - x);
         currentDepthKernels().fromBits[0](bits + x / 8, 0, 255, gray, 1, count);
-        currentColourKernels().fromGray[0](gray, weights, row, count);
+        currentGrayKernels().fromGray[0](gray, weights, row, count);
         for (void *&channel : row.channel) {
             channel = static_cast<unsigned char *>(channel) + RUN * row.step;
         }
@@ -155,7 +155,7 @@ void zylColorToGray(ZylImage *srcImage, ZylImage *dstImage, const std::int32_t *
             Call("ownColorToGray", KERNEL_FILE).report(ZYL_StsBadArg, BAD_DEPTHS);
             return;
         }
-        const auto row = currentColourKernels().toGray[from][to];
+        const auto row = currentGrayKernels().toGray[from][to];
         for (std::int32_t y = 0; y < height; ++y) {
             row(sourceRow(s, channels, 0, y), sampleAt(d, 0, y, 1), width);
         }
@@ -184,7 +184,7 @@ void zylGrayToColor(ZylImage *srcImage, ZylImage *dstImage, float FractR, float 
             Call("ownGrayToColor", KERNEL_FILE).report(ZYL_StsBadArg, BAD_DEPTHS);
             return;
         }
-        const auto row = currentColourKernels().fromGray[depth];
+        const auto row = currentGrayKernels().fromGray[depth];
         for (std::int32_t y = 0; y < height; ++y) {
             const unsigned char *gray = sampleAt(s, 0, y, 1);
             if (fromBits) {

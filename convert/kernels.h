@@ -48,6 +48,16 @@ struct GrayWeights {
     double fraction[3];
 };
 
+// Depths here are 8U, 16U and 32S, in this order.
+struct GrayKernels {
+    using ToGray = void (*)(const ColourSource &s, void *d, std::ptrdiff_t n);
+    ToGray toGray[3][3]; // source; destination 1U, 8U and 16U
+
+    using FromGray = void (*)(const void *s, const GrayWeights &weights, const ColourRow &d,
+                              std::ptrdiff_t n);
+    FromGray fromGray[3];
+};
+
 // A colour twist: the first three rows of the matrix, and what is added in the
 // end, within the range of the samples.
 struct Twist {
@@ -59,17 +69,9 @@ struct Twist {
 
 enum class ColourModel { RgbToHsv, HsvToRgb, RgbToHls, HlsToRgb };
 
-// Depths here are 8U, 16U and 32S, in this order.
 struct ColourKernels {
-    using ToGray = void (*)(const ColourSource &s, void *d, std::ptrdiff_t n);
-    ToGray toGray[3][3]; // source; destination 1U, 8U and 16U
-
-    using FromGray = void (*)(const void *s, const GrayWeights &weights, const ColourRow &d,
-                              std::ptrdiff_t n);
-    FromGray fromGray[3];
-
     using Model = void (*)(const ColourSource &s, const ColourRow &d, std::ptrdiff_t n);
-    Model model[4][3];
+    Model model[4][3]; // 8U, 16U and 32S
 
     // With whole numbers, for 8U and matrices whose sums stay within 31 bits; in
     // double precision, for 8U and 16U. All results are exact.
@@ -142,12 +144,16 @@ struct BitmapKernels {
 };
 
 ZYLQX_DECLARE_KERNELS(DepthKernels, depthKernels)
+ZYLQX_DECLARE_KERNELS(GrayKernels, grayKernels)
 ZYLQX_DECLARE_KERNELS(ColourKernels, colourKernels)
 ZYLQX_DECLARE_KERNELS(ReduceKernels, reduceKernels)
 ZYLQX_DECLARE_KERNELS(BitmapKernels, bitmapKernels)
 
 inline const DepthKernels &currentDepthKernels() {
     return ZYLQX_KERNELS(depthKernels);
+}
+inline const GrayKernels &currentGrayKernels() {
+    return ZYLQX_KERNELS(grayKernels);
 }
 inline const ColourKernels &currentColourKernels() {
     return ZYLQX_KERNELS(colourKernels);
