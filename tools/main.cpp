@@ -184,7 +184,7 @@ int reporting(Work work) {
 int main(int argc, char **argv) {
     tool::Options options;
     CLI::App app(tool::usage);
-    app.add_option("WORDS", options.words)->required()->group("");
+    app.add_option("WORDS", options.words)->group("");
     app.add_option("--tiles", options.tiles,
                    "run every operation on tiles of this size, as 256x256");
     app.add_option("--view", options.view, "write a picture of the result's spectrum instead")
@@ -203,11 +203,12 @@ int main(int argc, char **argv) {
         app.parse(argc, argv);
     } catch (const CLI::Success &answered) {
         return app.exit(answered);
-    } catch (const CLI::RequiredError &) {
-        std::cerr << tool::usage << '\n';
-        return tool::exitMisused;
     } catch (const CLI::ParseError &error) {
         std::cerr << "zyl: " << error.what() << '\n';
+        return tool::exitMisused;
+    }
+    if (options.words.empty()) {
+        std::cerr << tool::usage << '\n';
         return tool::exitMisused;
     }
     return tool::reporting([&] { tool::dispatch(options); });

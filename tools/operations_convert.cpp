@@ -5,6 +5,7 @@
 
 #include <array>
 #include <memory>
+#include <optional>
 #include <sstream>
 
 namespace tool {
@@ -52,10 +53,25 @@ void convert(Step &step) {
     zylConvert(step.source(), step.result(shape), step.choice("keep"), nullptr);
 }
 
+// The 8-bit samples v of a picture as v * 257 in 16 bits.
+Image stretched(const Step &step) {
+    Image wide(withDepth(step.shape(), ZYL_DEPTH_16U));
+    zylConvert(step.source(), wide.header(), 1, nullptr);
+    zylMultiplyS(wide.header(), wide.header(), 257, nullptr);
+    return wide;
+}
+
 void reduceBits(Step &step) {
-    const Shape from = step.shape();
-    Shape to = withDepth(from, depthOf(step));
-    zylReduceBits(step.source(), step.result(to), static_cast<std::int32_t>(step.integer("jitter")),
+    ZylImage *source = step.source();
+    std::optional<Image> wide;
+    // A dither to fewer levels of the same depth: the cut must have something to
+    // take away.
+    if (source->depth == ZYL_DEPTH_8U && depthOf(step) == ZYL_DEPTH_8U) {
+        wide = stretched(step);
+        source = wide->header();
+    }
+    ZylImage *result = step.result(withDepth(step.shape(), depthOf(step)));
+    zylReduceBits(source, result, static_cast<std::int32_t>(step.integer("jitter")),
                   step.choice("dither"), static_cast<std::int32_t>(step.integer("bits")), nullptr);
 }
 
@@ -130,7 +146,7 @@ std::span<const Operation> convertOperations() {
         {"rgb2hls", "turns RGB to hue, lightness and saturation", {}, changeModel<zylRGB2HLS>},
         {"hls2rgb", "turns hue, lightness and saturation to RGB", {}, changeModel<zylHLS2RGB>},
         {"reduce-bits",
-         "cuts the samples to a lower depth, with noise or dithered",
+         "cuts the samples to a lower depth or fewer levels, with noise or dithered",
          {depth("8u", "the new depth: 16u, 8u or 1u"),
           integer("jitter", "0", "strength of the noise before the cut", 0, 8),
           choice("dither", "1", "1 none, 2 Floyd-Steinberg, 4 Jarvis, 8 Stucki, 16 ordered",

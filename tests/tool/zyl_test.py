@@ -205,6 +205,8 @@ class Families(Zyl):
         self.assertEqual(self.result(source, "rgb2hsv", "crop:channel=3"), [[255, 255]])
         levels = self.gray((0, 64, 127, 128, 200, 255))
         self.assertEqual(self.result(levels, "reduce-bits:depth=1u"), [[0b00011100]])
+        self.assertEqual(self.result(levels, "reduce-bits:dither=16,bits=1"),
+                         [[0, 0, 127, 127, 254, 254]])
 
     def test_filters(self):
         source = self.gray((1, 1, 1), (1, 9, 1), (1, 1, 1))
