@@ -196,7 +196,7 @@ struct HlsToRgb {
     template <class T>
     static void run(Chunk<T> &chunk, std::ptrdiff_t n) {
         constexpr double MAX = HIGHEST<T>;
-        constexpr double MIDDLE = HIGHEST<T> / 2;
+        constexpr auto MIDDLE = static_cast<double>(HIGHEST<T> / 2);
         for (std::ptrdiff_t i = 0; i < n; ++i) {
             const double h = chunk.a[i], l = chunk.b[i], s = chunk.c[i];
             const double m2 = l <= MIDDLE ? l * (1.0 + s / MAX) : l + s - l * s / MAX;
@@ -230,23 +230,32 @@ struct Limits {
     S32 of(S32 v) const { return v < low ? low : v > high ? high : v; }
 };
 
+// A sum may need more than 31 bits: then the low LOW_BITS bits of the factors are
+// summed by themselves, and what they carry is added to the sum of the others.
+template <int LOW_BITS>
 void twistWholeRow(const ColourSource &s, const Twist &twist, const ColourRow &d,
                    std::ptrdiff_t n) {
     forEachChunk<U8>(s, d, n, [&twist](Chunk<U8> &chunk, std::ptrdiff_t count) {
-        S32 m[12];
-        for (int k = 0; k < 12; ++k) m[k] = twist.data[k];
-        const int scale = twist.scale;
+        S32 high[12], low[12];
+        for (int k = 0; k < 12; ++k) {
+            high[k] = twist.data[k] >> LOW_BITS;
+            low[k] = twist.data[k] & ((1 << LOW_BITS) - 1);
+        }
+        const int scale = twist.scale - LOW_BITS;
         const S32 offset = twist.offset;
         const Limits limits(offset, 255);
         // A negative sum is limited, so that the shift need not go toward zero.
+        const auto channel = [&](int row, S32 a, S32 b, S32 c) {
+            const auto sum = [=](const S32 *m) { return m[0] * a + m[1] * b + m[2] * c + m[3]; };
+            S32 total = sum(high + row);
+            if constexpr (LOW_BITS > 0) total += sum(low + row) >> LOW_BITS;
+            return U8(limits.of((total >> scale) + offset));
+        };
         for (std::ptrdiff_t i = 0; i < count; ++i) {
             const S32 a = chunk.a[i], b = chunk.b[i], c = chunk.c[i];
-            const S32 x = (m[0] * a + m[1] * b + m[2] * c + m[3]) >> scale;
-            const S32 y = (m[4] * a + m[5] * b + m[6] * c + m[7]) >> scale;
-            const S32 z = (m[8] * a + m[9] * b + m[10] * c + m[11]) >> scale;
-            chunk.a[i] = U8(limits.of(x + offset));
-            chunk.b[i] = U8(limits.of(y + offset));
-            chunk.c[i] = U8(limits.of(z + offset));
+            chunk.a[i] = channel(0, a, b, c);
+            chunk.b[i] = channel(4, a, b, c);
+            chunk.c[i] = channel(8, a, b, c);
         }
     });
 }
@@ -306,7 +315,8 @@ void reduceToBitsRow(const void *s, std::ptrdiff_t sStep, void *d, std::ptrdiff_
 
 const ColourKernels colourKernels = {
     {ZYLQX_MODEL(RgbToHsv), ZYLQX_MODEL(HsvToRgb), ZYLQX_MODEL(RgbToHls), ZYLQX_MODEL(HlsToRgb)},
-    twistWholeRow,
+    twistWholeRow<0>,
+    twistWholeRow<TWIST_LOW_BITS>,
     {twistDoubleRow<U8>, twistDoubleRow<U16>},
 };
 

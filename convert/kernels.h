@@ -67,17 +67,21 @@ struct Twist {
     std::int32_t offset;
 };
 
+constexpr int TWIST_LOW_BITS = 15;
+
 enum class ColourModel { RgbToHsv, HsvToRgb, RgbToHls, HlsToRgb };
 
 struct ColourKernels {
     using Model = void (*)(const ColourSource &s, const ColourRow &d, std::ptrdiff_t n);
     Model model[4][3]; // 8U, 16U and 32S
 
-    // With whole numbers, for 8U and matrices whose sums stay within 31 bits; in
-    // double precision, for 8U and 16U. All results are exact.
+    // With whole numbers, for 8U and matrices whose sums stay within 31 bits, or
+    // whose scale is TWIST_LOW_BITS at least; in double precision, for 8U and 16U.
+    // All results are exact.
     using TwistRow = void (*)(const ColourSource &s, const Twist &twist, const ColourRow &d,
                               std::ptrdiff_t n);
     TwistRow twistWhole;
+    TwistRow twistFine;
     TwistRow twistDouble[2];
 };
 

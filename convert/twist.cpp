@@ -91,6 +91,13 @@ bool sumsAreSmall(const Twist &twist) {
     return true;
 }
 
+ColourKernels::TwistRow twistRow(const Twist &twist, bool narrow) {
+    const ColourKernels &kernels = currentColourKernels();
+    if (!narrow) return kernels.twistDouble[1];
+    if (sumsAreSmall(twist)) return kernels.twistWhole;
+    return twist.scale >= TWIST_LOW_BITS ? kernels.twistFine : kernels.twistDouble[0];
+}
+
 } // namespace
 
 ZylColorTwist *zylCreateColorTwist(const std::int32_t *data, std::int32_t scalingValue) {
@@ -137,9 +144,7 @@ void zylApplyColorTwist(ZylImage *srcImage, ZylImage *dstImage, const ZylColorTw
     }
     const bool narrow = srcImage->depth == ZYL_DEPTH_8U;
     const Twist twist = kernelTwist(*cTwist, offset, narrow ? 255 : 65535);
-    const ColourKernels &kernels = currentColourKernels();
-    const auto row =
-        narrow && sumsAreSmall(twist) ? kernels.twistWhole : kernels.twistDouble[narrow ? 0 : 1];
+    const auto row = twistRow(twist, narrow);
     auto kernel = [&](const Block &block) {
         const BlockRegion &at = block.at;
         for (std::int32_t y = 0; y < at.height; ++y) {
