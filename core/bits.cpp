@@ -25,6 +25,16 @@ unsigned loadBits(const unsigned char *src, std::int64_t bit, int count) {
     return bits & 0xFFu;
 }
 
+// Sixty-four bits from the first one of a byte on, that one at the top.
+std::uint64_t loadBits64(const unsigned char *src) {
+    std::uint64_t bits = 0;
+    for (int i = 0; i < 8; ++i) bits = bits << 8 | src[i];
+    return bits;
+}
+void storeBits64(unsigned char *dst, std::uint64_t bits) {
+    for (int i = 0; i < 8; ++i) dst[i] = static_cast<unsigned char>(bits >> (56 - 8 * i));
+}
+
 } // namespace
 
 void copyBits(const unsigned char *src, std::int64_t srcBit, unsigned char *dst,
@@ -44,7 +54,11 @@ void copyBits(const unsigned char *src, std::int64_t srcBit, unsigned char *dst,
     if (shift == 0) {
         std::memcpy(dst, from, static_cast<std::size_t>(bytes));
     } else {
-        for (std::int64_t i = 0; i < bytes; ++i) {
+        std::int64_t i = 0;
+        for (; i + 8 <= bytes; i += 8) {
+            storeBits64(dst + i, loadBits64(from + i) << shift | from[i + 8] >> (8 - shift));
+        }
+        for (; i < bytes; ++i) {
             dst[i] = static_cast<unsigned char>(from[i] << shift | from[i + 1] >> (8 - shift));
         }
     }

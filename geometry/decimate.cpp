@@ -16,7 +16,7 @@ std::int32_t allowed(std::int32_t interpolate, const ZylImage &src, bool wholeFa
 }
 
 Kernels kernelsFor(Interpolation interpolation, const ZylImage &src) {
-    const GeometryKernels &kernels = currentGeometryKernels();
+    const ResampleKernels &kernels = ZYLQX_KERNELS(resampleKernels);
     const std::ptrdiff_t bytes = sampleBytes(src.depth);
     const int depth = sizeIndex(bytes);
     const int taps = interpolation == LINEAR ? 2 : 4;

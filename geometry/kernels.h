@@ -61,23 +61,31 @@ struct TurnBlock {
     double fx[TURN_BLOCK], fy[TURN_BLOCK];
 };
 
-struct GeometryKernels {
+// Moving samples. Rectangles have strides in bytes, of any sign; what moves within
+// a rectangle does not overlap where it goes.
+struct MoveKernels {
     // By sample size: 1, 2 and 4 bytes.
     void (*gather[3])(const void *row, const Gather &gather, void *out);
-    void (*reverse[3])(const void *src, void *dst, std::ptrdiff_t n);
-    // dst row c, column r = src row r, column c. Strides in bytes, of any sign.
-    void (*transpose[3])(const void *src, std::ptrdiff_t srcStride, void *dst,
-                         std::ptrdiff_t dstStride, std::ptrdiff_t columns, std::ptrdiff_t rows);
+    // Rows of `columns` samples each; their order reversed, or: dst row c, column r =
+    // src row r, column c.
+    using Rectangle = void (*)(const void *src, std::ptrdiff_t srcStride, void *dst,
+                               std::ptrdiff_t dstStride, std::ptrdiff_t columns,
+                               std::ptrdiff_t rows);
+    Rectangle reverse[3];
+    Rectangle transpose[3];
+    // Rows of bytes as they are, or in reverse order with the bits of each.
+    Rectangle copy;
+    Rectangle reverseBits;
 
     // Bits of a row, one per byte, and back; the last byte is filled up with zeros.
     void (*gatherBits)(const std::uint8_t *row, const std::int32_t *index, std::uint8_t *out,
                        std::ptrdiff_t n);
     void (*packBits)(const std::uint8_t *flags, std::uint8_t *bits, std::ptrdiff_t n);
-    // The bytes in reverse order, and the bits of each.
-    void (*reverseBits)(const std::uint8_t *src, std::uint8_t *dst, std::ptrdiff_t n);
+};
 
-    // By interpolation and depth (8U, 16U). `taps` are 2 or 4 gathered rows,
-    // `weights` the columns' weights: n of the first kind, n of the second, ...
+// By interpolation and depth (8U, 16U). `taps` are 2 or 4 gathered rows, `weights`
+// the columns' weights: n of the first kind, n of the second, ...
+struct ResampleKernels {
     using Columns = void (*)(const void *const *taps, const void *weights, void *out,
                              std::ptrdiff_t n);
     using Rows = void (*)(const void *const *rows, const void *weights, void *out,
@@ -86,12 +94,13 @@ struct GeometryKernels {
     Rows zoomRows[2][2];
     Columns decimateColumns[2][2]; // 16-bit weights; results: decimatedBytes()
     Rows decimateRows[2][2];
+};
 
+struct TurnKernels {
     // Positions of columns first .. first + n, all inside the source.
-    void (*turnNearest)(const TurnedRow &row, const TurnSource &src, double first, std::ptrdiff_t n,
-                        TurnBlock &block);
-    void (*turnBetween)(const TurnedRow &row, const TurnSource &src, double first, std::ptrdiff_t n,
-                        TurnBlock &block);
+    using Positions = void (*)(const TurnedRow &row, const TurnSource &src, double first,
+                               std::ptrdiff_t n, TurnBlock &block);
+    Positions nearest, between;
     // Samples at these positions. Nearest: 8U, 16U and 1U; the others: 8U and 16U.
     // 1-bit samples come out one per byte.
     using Sample = void (*)(const TurnSource &src, const TurnBlock &block, void *out,
@@ -106,11 +115,9 @@ constexpr std::ptrdiff_t decimatedBytes(Interpolation interpolation, std::ptrdif
     return interpolation == LINEAR && sampleBytes == 1 ? 2 : 4;
 }
 
-ZYLQX_DECLARE_KERNELS(GeometryKernels, geometryKernels)
-
-inline const GeometryKernels &currentGeometryKernels() {
-    return ZYLQX_KERNELS(geometryKernels);
-}
+ZYLQX_DECLARE_KERNELS(MoveKernels, moveKernels)
+ZYLQX_DECLARE_KERNELS(ResampleKernels, resampleKernels)
+ZYLQX_DECLARE_KERNELS(TurnKernels, turnKernels)
 
 // Index of the tables by sample size.
 constexpr int sizeIndex(std::ptrdiff_t bytes) {

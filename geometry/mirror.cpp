@@ -31,12 +31,9 @@ bool mirrorPiece(const Source &source, const DstPiece &piece, const ChannelPairs
                  const Area &from, Flip flip) {
     RowFlip rows(source, from.x, piece, pairs, flip.columns);
     if (!rows) return false;
-    const std::int32_t height = piece.area.height;
     for (int plane = 0; plane < pairs.planes; ++plane) {
         rows.startPlane(plane);
-        for (std::int32_t j = 0; j < height; ++j) {
-            rows.run(rows.row(from.y + (flip.rows ? height - 1 - j : j)), j);
-        }
+        rows.runAll(from.y, flip.rows);
     }
     return true;
 }
@@ -57,8 +54,8 @@ void mirrorInPlace(const ZylImage &image, const Area &area, Flip flip) {
             const std::int32_t partner = flip.rows ? area.height - 1 - j : j;
             if (partner < j) break;
             std::memcpy(waiting.data(), rows.row(area.y + j), bytes);
-            if (partner != j) rows.run(rows.row(area.y + partner), j);
-            rows.run(waiting.data(), partner);
+            if (partner != j) rows.run(rows.row(area.y + partner), 0, j, 1);
+            rows.run(waiting.data(), 0, partner, 1);
         }
     }
 }

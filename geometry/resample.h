@@ -20,8 +20,8 @@ struct Kernels {
     int taps;                  // samples in each direction
     int weights;               // for each position
     std::ptrdiff_t valueBytes; // of an intermediate value
-    GeometryKernels::Columns columns;
-    GeometryKernels::Rows rows;
+    ResampleKernels::Columns columns;
+    ResampleKernels::Rows rows;
 };
 
 // Coordinates of a source that are needed: from the least to the greatest of
@@ -64,7 +64,7 @@ Area neededBetween(const PartOfBlock &part, int taps, ColumnTaps columnTaps, Row
 template <class ColumnOf, class RowOf>
 bool resampleNearest(const Source &source, const DstPiece &piece, const ChannelPairs &pairs,
                      ColumnOf columnOf, RowOf rowOf) {
-    const GeometryKernels &kernels = currentGeometryKernels();
+    const MoveKernels &kernels = ZYLQX_KERNELS(moveKernels);
     const std::ptrdiff_t bytes = sampleBytes(piece.image.depth);
     const bool bits = bytes == 0;
     const std::int32_t width = piece.area.width;

@@ -48,24 +48,12 @@ class Writer {
   public:
     Writer(const DstPiece &piece, const ChannelPairs &pairs) : piece_(piece), pairs_(pairs) {}
 
-    void clear(std::int32_t j, Range columns) const {
+    // Zeros in a part of the piece.
+    void clear(Range rows, Range columns) const {
         if (columns.empty()) return;
-        if (bytes() == 0) {
-            fillBits(piece_.row(j, 1), piece_.area.x % 8 + columns.begin,
-                     columns.end - columns.begin, false);
-            return;
-        }
-        const auto pixel = static_cast<std::size_t>(pairs_.count * bytes());
         for (int plane = 0; plane < pairs_.planes; ++plane) {
-            unsigned char *pixels = at(columns.begin, j, pairs_.dstFirst + plane);
-            if (pairs_.count == pairs_.dstStep) {
-                std::memset(pixels, 0,
-                            static_cast<std::size_t>(columns.end - columns.begin) * pixel);
-                continue;
-            }
-            for (std::int64_t i = columns.begin; i < columns.end; ++i) {
-                std::memset(pixels, 0, pixel);
-                pixels += pairs_.dstStep * bytes();
+            for (std::int64_t j = rows.begin; j < rows.end; ++j) {
+                clearRow(static_cast<std::int32_t>(j), columns, pairs_.dstFirst + plane);
             }
         }
     }
@@ -75,8 +63,8 @@ class Writer {
              std::ptrdiff_t n) const {
         if (bytes() == 0) {
             unsigned char packed[TURN_BLOCK / 8];
-            currentGeometryKernels().packBits(static_cast<const unsigned char *>(samples), packed,
-                                              n);
+            ZYLQX_KERNELS(moveKernels)
+                .packBits(static_cast<const unsigned char *>(samples), packed, n);
             copyBits(packed, 0, piece_.row(j, 1), piece_.area.x % 8 + i, n);
             return;
         }
@@ -90,6 +78,23 @@ class Writer {
     std::ptrdiff_t bytes() const { return sampleBytes(piece_.image.depth); }
 
   private:
+    void clearRow(std::int32_t j, Range columns, int channel) const {
+        const std::int64_t n = columns.end - columns.begin;
+        if (bytes() == 0) {
+            fillBits(piece_.row(j, 1), piece_.area.x % 8 + columns.begin, n, false);
+            return;
+        }
+        const auto pixel = static_cast<std::size_t>(pairs_.count * bytes());
+        unsigned char *pixels = at(columns.begin, j, channel);
+        if (pairs_.count == pairs_.dstStep) {
+            std::memset(pixels, 0, static_cast<std::size_t>(n) * pixel);
+            return;
+        }
+        for (std::int64_t i = 0; i < n; ++i) {
+            std::memset(pixels + i * pairs_.dstStep * bytes(), 0, pixel);
+        }
+    }
+
     const DstPiece &piece_;
     const ChannelPairs &pairs_;
 };
@@ -106,7 +111,7 @@ TurnSource turnSource(const Source &source, const Turn &turn, int channel) {
 }
 
 // Puts the samples at the block's positions into columns from i on.
-void putBlock(const Source &source, const Turn &turn, GeometryKernels::Sample sample,
+void putBlock(const Source &source, const Turn &turn, TurnKernels::Sample sample,
               const TurnBlock &block, const Writer &writer, std::int64_t i, std::int32_t j,
               std::ptrdiff_t n) {
     alignas(64) unsigned char samples[TURN_BLOCK * 2];
@@ -130,9 +135,9 @@ class FreeTurn {
         s_ = std::sin(theta);
         x0_ = xs - c_ * xs + s_ * ys;
         y0_ = ys - s_ * xs - c_ * ys;
-        const GeometryKernels &kernels = currentGeometryKernels();
+        const TurnKernels &kernels = ZYLQX_KERNELS(turnKernels);
         nearest_ = turn.interpolate == ZYL_INTER_NN;
-        positions_ = nearest_ ? kernels.turnNearest : kernels.turnBetween;
+        positions_ = nearest_ ? kernels.nearest : kernels.between;
     }
 
     // The source rectangle around the part's four corners and what interpolation
@@ -162,7 +167,7 @@ class FreeTurn {
 
     // Columns in blocks, so that what consecutive rows read stays in the cache.
     bool run(const Source &source, const DstPiece &piece) const {
-        const GeometryKernels &kernels = currentGeometryKernels();
+        const TurnKernels &kernels = ZYLQX_KERNELS(turnKernels);
         const int size = sizeIndex(sampleBytes(piece.image.depth));
         const auto sample = piece.image.depth == ZYL_DEPTH_1U ? kernels.sampleNearest[2]
                             : nearest_                        ? kernels.sampleNearest[size]
@@ -178,8 +183,8 @@ class FreeTurn {
                 const TurnedRow row = turnedRow(piece.dy + j);
                 Range inside = insideOf(row, {piece.dx + i, piece.dx + end});
                 inside = {inside.begin - piece.dx, inside.end - piece.dx};
-                writer.clear(j, {i, inside.begin});
-                writer.clear(j, {inside.end, end});
+                writer.clear({j, j + 1}, {i, inside.begin});
+                writer.clear({j, j + 1}, {inside.end, end});
                 if (inside.empty()) continue;
                 const std::ptrdiff_t n = inside.end - inside.begin;
                 positions_(row, image, coordinate(piece.dx + inside.begin), n, block);
@@ -239,7 +244,7 @@ class FreeTurn {
     const Turn &turn_;
     double c_, s_, x0_, y0_;
     bool nearest_;
-    decltype(GeometryKernels::turnNearest) positions_;
+    TurnKernels::Positions positions_;
 };
 
 // --- quarter turns ---
@@ -272,23 +277,23 @@ class QuarterTurn {
         const Area &area = piece.area;
         const Filled filled = filledPart({piece.dx, piece.dx + std::int64_t{area.width}},
                                          {piece.dy, piece.dy + std::int64_t{area.height}});
-        const Range columns = {filled.columns.begin - piece.dx, filled.columns.end - piece.dx};
-        for (std::int32_t j = 0; j < area.height; ++j) {
-            if (filled.empty() || piece.dy + j < filled.rows.begin ||
-                piece.dy + j >= filled.rows.end) {
-                writer.clear(j, {0, area.width});
-                continue;
-            }
-            writer.clear(j, {0, columns.begin});
-            writer.clear(j, {columns.end, area.width});
+        const Range all = {0, area.width};
+        if (filled.empty()) {
+            writer.clear({0, area.height}, all);
+            return true;
         }
-        if (filled.empty()) return true;
+        const Range columns = {filled.columns.begin - piece.dx, filled.columns.end - piece.dx};
+        const Range rows = {filled.rows.begin - piece.dy, filled.rows.end - piece.dy};
+        writer.clear({0, rows.begin}, all);
+        writer.clear({rows.end, area.height}, all);
+        writer.clear(rows, {0, columns.begin});
+        writer.clear(rows, {columns.end, area.width});
 
         DstPiece part = piece; // the part that gets source pixels
         part.area = {static_cast<std::int32_t>(area.x + columns.begin),
-                     static_cast<std::int32_t>(area.y + filled.rows.begin - piece.dy),
+                     static_cast<std::int32_t>(area.y + rows.begin),
                      static_cast<std::int32_t>(columns.end - columns.begin),
-                     static_cast<std::int32_t>(filled.rows.end - filled.rows.begin), area.coi};
+                     static_cast<std::int32_t>(rows.end - rows.begin), area.coi};
         const Area from = sourceOf(filled);
         if (turn_.angle == 2 * QUARTER_TURN) return turnRound(source, part, from);
         if (piece.image.depth == ZYL_DEPTH_1U) return transposeBits(source, part, from);
@@ -343,9 +348,7 @@ class QuarterTurn {
         if (!rows) return false;
         for (int plane = 0; plane < turn_.pairs.planes; ++plane) {
             rows.startPlane(plane);
-            for (std::int32_t j = 0; j < part.area.height; ++j) {
-                rows.run(rows.row(from.y + part.area.height - 1 - j), j);
-            }
+            rows.runAll(from.y, true);
         }
         return true;
     }
@@ -366,8 +369,9 @@ class QuarterTurn {
         if (against) dstStride = -dstStride;
         const bool dense = pairs.count == pairs.srcStep && pairs.count == pairs.dstStep;
         if (dense && (pixel == 1 || pixel == 2 || pixel == 4)) {
-            currentGeometryKernels().transpose[sizeIndex(pixel)](src, srcStride, dst, dstStride,
-                                                                 from.width, from.height);
+            ZYLQX_KERNELS(moveKernels)
+                .transpose[sizeIndex(pixel)](src, srcStride, dst, dstStride, from.width,
+                                             from.height);
             return;
         }
         // Blocks of columns keep the destination's rows in the cache.
@@ -392,7 +396,7 @@ class QuarterTurn {
 
     bool transposeBits(const Source &source, const DstPiece &part, const Area &from) const {
         const Writer writer(part, turn_.pairs);
-        const auto sample = currentGeometryKernels().sampleNearest[2];
+        const auto sample = ZYLQX_KERNELS(turnKernels).sampleNearest[2];
         TurnBlock block;
         for (std::int32_t j = 0; j < part.area.height; ++j) {
             const std::int32_t x = column_.y > 0 ? from.x + j : from.x + from.width - 1 - j;

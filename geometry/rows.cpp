@@ -63,7 +63,7 @@ void RowOutput::finishRow(std::int32_t j) {
     unsigned char *dst = piece_.row(j, channel_);
     if (bytes_ == 0) {
         unsigned char *packed = made_.data() + width;
-        currentGeometryKernels().packBits(made_.data(), packed, width);
+        ZYLQX_KERNELS(moveKernels).packBits(made_.data(), packed, width);
         copyBits(packed, 0, dst, piece_.area.x % 8, width);
         return;
     }
@@ -81,21 +81,41 @@ void RowOutput::repeatRow(std::int32_t j) {
 RowFlip::RowFlip(const Source &source, std::int32_t left, const DstPiece &piece,
                  const ChannelPairs &pairs, bool reversed)
     : source_(source), piece_(piece), pairs_(pairs), left_(left - source.left()),
-      bytes_(sampleBytes(piece.image.depth)), reversed_(reversed),
-      dense_(pairs.count == pairs.srcStep), output_(piece, pairs) {
-    const std::int32_t width = piece.area.width;
+      bytes_(sampleBytes(piece.image.depth)), reversed_(reversed), output_(piece, pairs) {
+    chooseRectangle();
+    if (rectangle_ != nullptr) return;
     if (bytes_ == 0) {
-        if (!reversed) return;
         turned_ = Scratch<unsigned char>(static_cast<std::size_t>(rowBytes()));
         ready_ = static_cast<bool>(turned_);
         return;
     }
-    if (dense_ && (!reversed || pairs.count == 1)) return;
+    const std::int32_t width = piece.area.width;
     gather_ = GatherTable(width * pairs.count);
     ready_ = static_cast<bool>(gather_);
     if (!ready_) return;
     for (std::int32_t i = 0; i < width; ++i) {
         gather_.put(i, reversed ? width - 1 - i : i, pairs);
+    }
+}
+
+// There are kernels for whole bytes of bits and for pixels without gaps; turned
+// round, these have the size of samples.
+void RowFlip::chooseRectangle() {
+    const MoveKernels &kernels = ZYLQX_KERNELS(moveKernels);
+    const std::ptrdiff_t width = piece_.area.width, pixel = pairs_.count * bytes_;
+    if (bytes_ == 0) {
+        if (left_ % 8 != 0 || piece_.area.x % 8 != 0 || width % 8 != 0) return;
+        rectangle_ = reversed_ ? kernels.reverseBits : kernels.copy;
+        units_ = width / 8;
+        return;
+    }
+    if (pairs_.count != pairs_.srcStep || !output_.direct()) return;
+    if (!reversed_) {
+        rectangle_ = kernels.copy;
+        units_ = width * pixel;
+    } else if (pixel == 1 || pixel == 2 || pixel == 4) {
+        rectangle_ = kernels.reverse[sizeIndex(pixel)];
+        units_ = width;
     }
 }
 
@@ -116,18 +136,28 @@ std::ptrdiff_t RowFlip::rowBytes() const {
     return ((width - 1) * pairs_.srcStep + pairs_.count) * bytes_;
 }
 
-void RowFlip::run(const unsigned char *row, std::int32_t j) {
-    if (bytes_ == 0) return runBits(row, j);
-    const std::int32_t width = piece_.area.width;
-    void *out = output_.row(j);
-    if (gather_) {
-        gather_.run(row, out);
-    } else if (reversed_) {
-        currentGeometryKernels().reverse[sizeIndex(bytes_)](row, out, width);
-    } else {
-        std::memcpy(out, row, static_cast<std::size_t>(width * pairs_.count * bytes_));
+void RowFlip::runAll(std::int32_t y, bool upwards) {
+    const std::int32_t count = piece_.area.height;
+    const std::ptrdiff_t stride = source_.image().widthStep;
+    run(row(upwards ? y + count - 1 : y), upwards ? -stride : stride, 0, count);
+}
+
+void RowFlip::run(const unsigned char *rows, std::ptrdiff_t stride, std::int32_t j,
+                  std::int32_t count) {
+    if (rectangle_ != nullptr) {
+        rectangle_(rows, stride, piece_.row(j, pairs_.dstFirst + plane_), piece_.image.widthStep,
+                   units_, count);
+        return;
     }
-    output_.finishRow(j);
+    for (std::int32_t r = 0; r < count; ++r) {
+        const unsigned char *row = rows + r * stride;
+        if (bytes_ == 0) {
+            runBits(row, j + r);
+            continue;
+        }
+        gather_.run(row, output_.row(j + r));
+        output_.finishRow(j + r);
+    }
 }
 
 void RowFlip::runBits(const unsigned char *row, std::int32_t j) {
@@ -135,7 +165,7 @@ void RowFlip::runBits(const unsigned char *row, std::int32_t j) {
     std::int64_t bit = left_ % 8;
     if (reversed_) {
         const std::ptrdiff_t bytes = rowBytes();
-        currentGeometryKernels().reverseBits(row, turned_.data(), bytes);
+        ZYLQX_KERNELS(moveKernels).reverseBits(row, 0, turned_.data(), 0, bytes, 1);
         row = turned_.data();
         bit = 8 * bytes - bit - width;
     }

@@ -60,8 +60,9 @@ class GatherTable {
     void finish(std::ptrdiff_t bytes, std::ptrdiff_t rowBytes);
 
     void run(const void *row, void *out) const {
-        currentGeometryKernels().gather[sizeIndex(bytes_)](
-            row, {index_.data(), inBlocks_ ? blocks_.data() : nullptr, count_}, out);
+        ZYLQX_KERNELS(moveKernels)
+            .gather[sizeIndex(bytes_)](
+                row, {index_.data(), inBlocks_ ? blocks_.data() : nullptr, count_}, out);
     }
 
   private:
@@ -81,6 +82,8 @@ class RowOutput {
     RowOutput(const DstPiece &piece, const ChannelPairs &pairs);
 
     explicit operator bool() const { return direct_ || static_cast<bool>(made_); }
+    // Whether samples are made where they belong.
+    bool direct() const { return direct_; }
 
     void startPlane(int plane) { channel_ = pairs_.dstFirst + plane; }
 
@@ -114,10 +117,14 @@ class RowFlip {
     // The source's pixels of row y, from the first one on, and bytes they lie in.
     const unsigned char *row(std::int32_t y) const;
     std::ptrdiff_t rowBytes() const;
-    // Makes row j of the piece from such a row.
-    void run(const unsigned char *row, std::int32_t j);
+    // Makes rows of the piece from j on from such rows, which lie `stride` bytes apart.
+    void run(const unsigned char *rows, std::ptrdiff_t stride, std::int32_t j, std::int32_t count);
+    // Makes all rows of the piece, from source rows from y on; in reverse order when
+    // `upwards`.
+    void runAll(std::int32_t y, bool upwards);
 
   private:
+    void chooseRectangle();
     void runBits(const unsigned char *row, std::int32_t j);
 
     const Source &source_;
@@ -126,11 +133,13 @@ class RowFlip {
     const std::int32_t left_;
     const std::ptrdiff_t bytes_;
     const bool reversed_;
-    const bool dense_; // samples of the source follow each other without gaps
     int plane_ = 0;
     bool ready_ = true;
+    // Moves rectangles at once, unless null, of so many units in a row.
+    MoveKernels::Rectangle rectangle_ = nullptr;
+    std::ptrdiff_t units_ = 0;
     RowOutput output_;
-    GatherTable gather_;            // unless a simpler kernel does
+    GatherTable gather_;
     Scratch<unsigned char> turned_; // 1-bit samples
 };
 

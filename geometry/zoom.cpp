@@ -16,7 +16,7 @@ std::int32_t allowed(std::int32_t interpolate, const ZylImage &src) {
 }
 
 Kernels kernelsFor(Interpolation interpolation, const ZylImage &src) {
-    const GeometryKernels &kernels = currentGeometryKernels();
+    const ResampleKernels &kernels = ZYLQX_KERNELS(resampleKernels);
     const int depth = sizeIndex(sampleBytes(src.depth));
     const int taps = interpolation == LINEAR ? 2 : 4;
     return {taps, taps - 1, sizeof(float), kernels.zoomColumns[interpolation][depth],

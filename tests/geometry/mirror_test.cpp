@@ -60,6 +60,24 @@ TEST(Mirror, RandomCallsMatchTheReference) {
     EXPECT_TRUE(reports.all().empty());
 }
 
+// Rows of several vectors, and of whole bytes of bits.
+TEST(Mirror, WideImagesMatchTheReference) {
+    const Reports reports;
+    for (const auto depth : support::ALL_DEPTHS) {
+        for (const int width : {256, 328, 1032}) {
+            for (const int flipAxis : {0, 1, -1}) {
+                TestImage src({.depth = depth, .width = width, .height = 3}), dst(src);
+                src.randomise(static_cast<unsigned>(width));
+                TestImage expected(dst);
+                mirrorReference(src, expected, flipAxis);
+                zylMirror(src, dst, flipAxis);
+                ASSERT_EQ(support::difference(expected, dst), "");
+                ASSERT_TRUE(src.guardsIntact() && dst.guardsIntact());
+            }
+        }
+    }
+}
+
 TEST(Mirror, WorkedCases) {
     TestImage image({.width = 2, .height = 3});
     image.assign({1, 2, 3, 4, 5, 6});

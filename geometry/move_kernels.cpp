@@ -1,0 +1,267 @@
+#include "core/kernel.h"
+#include "geometry/kernels.h"
+#include "geometry/vectors.h"
+
+namespace zylqx::ZYLQX_LEVEL {
+
+namespace {
+
+// --- moving samples ---
+
+template <class T>
+void gatherRow(const void *row, const Gather &gather, void *out) {
+    const T *samples = static_cast<const T *>(row);
+    T *result = static_cast<T *>(out);
+    std::ptrdiff_t k = 0;
+#if defined(__SSSE3__)
+    using Control = char __attribute__((vector_size(16)));
+    using Bytes = char __attribute__((vector_size(16), aligned(1), may_alias));
+    auto shuffled = [](const void *data, const void *control) {
+        return __builtin_ia32_pshufb128(Control(*static_cast<const Bytes *>(data)),
+                                        Control(*static_cast<const Bytes *>(control)));
+    };
+    if (gather.blocks != nullptr) {
+        constexpr std::ptrdiff_t STEP = 16 / sizeof(T);
+        const char *bytes = static_cast<const char *>(row);
+        for (const GatherBlock *block = gather.blocks; k + STEP <= gather.count;
+             k += STEP, ++block) {
+            *reinterpret_cast<Bytes *>(result + k) =
+                shuffled(bytes + block->base, block->low) |
+                shuffled(bytes + block->base + 16, block->high);
+        }
+    }
+#endif
+    for (; k < gather.count; ++k) result[k] = samples[gather.index[k]];
+}
+
+// Calls row(src, dst) for all rows of a rectangle.
+template <class F>
+void forEachRow(const void *src, std::ptrdiff_t srcStride, void *dst, std::ptrdiff_t dstStride,
+                std::ptrdiff_t rows, F row) {
+    const char *s = static_cast<const char *>(src);
+    char *d = static_cast<char *>(dst);
+    for (std::ptrdiff_t r = 0; r < rows; ++r) row(s + r * srcStride, d + r * dstStride);
+}
+
+// Turns a row of n samples round, vector by vector; the last vector overlaps the one
+// before it. Rows shorter than a vector go sample by sample.
+template <class T, class ReverseVector, class ReverseSample>
+void reverseRow(const char *src, char *dst, std::ptrdiff_t n, ReverseVector reverseVector,
+                ReverseSample reverseSample) {
+    constexpr std::ptrdiff_t N = LANES<T>, SIZE = sizeof(T);
+    using V = Vector<T>;
+    if (n < N) {
+        const T *s = reinterpret_cast<const T *>(src);
+        T *d = reinterpret_cast<T *>(dst);
+        for (std::ptrdiff_t i = 0; i < n; ++i) d[i] = reverseSample(s[n - 1 - i]);
+        return;
+    }
+    auto vector = [&](std::ptrdiff_t i) {
+        store(dst + i * SIZE, reverseVector(load<V>(src + (n - N - i) * SIZE)));
+    };
+    for (std::ptrdiff_t i = 0; i < n - N; i += N) vector(i);
+    vector(n - N);
+}
+
+Vector<std::uint8_t> reversed(Vector<std::uint8_t> v) {
+#if defined(__AVX2__)
+    return __builtin_shufflevector(v, v, 31, 30, 29, 28, 27, 26, 25, 24, 23, 22, 21, 20, 19, 18, 17,
+                                   16, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
+#else
+    return __builtin_shufflevector(v, v, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
+#endif
+}
+Vector<std::uint16_t> reversed(Vector<std::uint16_t> v) {
+#if defined(__AVX2__)
+    return __builtin_shufflevector(v, v, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
+#else
+    return __builtin_shufflevector(v, v, 7, 6, 5, 4, 3, 2, 1, 0);
+#endif
+}
+Vector<std::uint32_t> reversed(Vector<std::uint32_t> v) {
+#if defined(__AVX2__)
+    return __builtin_shufflevector(v, v, 7, 6, 5, 4, 3, 2, 1, 0);
+#else
+    return __builtin_shufflevector(v, v, 3, 2, 1, 0);
+#endif
+}
+
+template <class T>
+void reverseRows(const void *src, std::ptrdiff_t srcStride, void *dst, std::ptrdiff_t dstStride,
+                 std::ptrdiff_t columns, std::ptrdiff_t rows) {
+    forEachRow(src, srcStride, dst, dstStride, rows, [columns](const char *s, char *d) {
+        reverseRow<T>(
+            s, d, columns, [](Vector<T> v) { return reversed(v); },
+            [](T sample) { return sample; });
+    });
+}
+
+// The bits of every byte in reverse order.
+template <class Bytes>
+Bytes reversedBits(Bytes b) {
+    b = (b >> 4 & 0x0F) | (b & 0x0F) << 4;
+    b = (b >> 2 & 0x33) | (b & 0x33) << 2;
+    return (b >> 1 & 0x55) | (b & 0x55) << 1;
+}
+#if defined(__AVX2__)
+// The same by looking up either half of a byte.
+template <>
+Vector<std::uint8_t> reversedBits(Vector<std::uint8_t> b) {
+    using Chars = Vector<char>;
+    constexpr Chars HALVES = {0,    -0x80, 0x40, -0x40, 0x20, -0x60, 0x60, -0x20,
+                              0x10, -0x70, 0x50, -0x30, 0x30, -0x50, 0x70, -0x10,
+                              0,    -0x80, 0x40, -0x40, 0x20, -0x60, 0x60, -0x20,
+                              0x10, -0x70, 0x50, -0x30, 0x30, -0x50, 0x70, -0x10};
+    using Bytes = Vector<std::uint8_t>;
+    auto lookUp = [&](Bytes half) {
+        return reinterpret_cast<Bytes>(
+            __builtin_ia32_pshufb256(HALVES, reinterpret_cast<Chars>(half)));
+    };
+    return lookUp(b & 0x0F) | lookUp(b >> 4 & 0x0F) >> 4;
+}
+#endif
+
+void reverseBits(const void *src, std::ptrdiff_t srcStride, void *dst, std::ptrdiff_t dstStride,
+                 std::ptrdiff_t columns, std::ptrdiff_t rows) {
+    using Byte = std::uint8_t;
+    forEachRow(src, srcStride, dst, dstStride, rows, [columns](const char *s, char *d) {
+        reverseRow<Byte>(
+            s, d, columns, [](Vector<Byte> v) { return reversedBits(reversed(v)); },
+            [](Byte b) { return static_cast<Byte>(reversedBits(unsigned{b})); });
+    });
+}
+
+// Short rows are not worth a call each.
+void copyRows(const void *src, std::ptrdiff_t srcStride, void *dst, std::ptrdiff_t dstStride,
+              std::ptrdiff_t columns, std::ptrdiff_t rows) {
+    constexpr std::ptrdiff_t SHORT = 512;
+    forEachRow(src, srcStride, dst, dstStride, rows, [columns](const char *s, char *d) {
+        if (columns < VECTOR_BYTES || columns > SHORT) {
+            __builtin_memcpy(d, s, static_cast<std::size_t>(columns));
+            return;
+        }
+        auto vector = [&](std::ptrdiff_t i) { store(d + i, load<Vector<std::uint8_t>>(s + i)); };
+        for (std::ptrdiff_t i = 0; i < columns - VECTOR_BYTES; i += VECTOR_BYTES) vector(i);
+        vector(columns - VECTOR_BYTES);
+    });
+}
+
+void gatherBits(const std::uint8_t *row, const std::int32_t *index, std::uint8_t *out,
+                std::ptrdiff_t n) {
+    for (std::ptrdiff_t k = 0; k < n; ++k) {
+        out[k] = static_cast<std::uint8_t>(row[index[k] >> 3] >> (7 - (index[k] & 7)) & 1);
+    }
+}
+
+// Eight flags of 0 or 1, the first into the top bit: the product puts flag i at
+// bit 63 - i, and no two of its terms meet.
+std::uint8_t packByte(const std::uint8_t *flags) {
+    std::uint64_t word = 0;
+    for (int i = 0; i < 8; ++i) word |= std::uint64_t{flags[i]} << (8 * i);
+    return static_cast<std::uint8_t>((word * 0x8040201008040201u) >> 56);
+}
+
+void packBits(const std::uint8_t *flags, std::uint8_t *bits, std::ptrdiff_t n) {
+    std::ptrdiff_t k = 0;
+    for (; k + 8 <= n; k += 8) *bits++ = packByte(flags + k);
+    if (k == n) return;
+    std::uint8_t rest[8] = {};
+    for (std::ptrdiff_t i = 0; k + i < n; ++i) rest[i] = flags[k + i];
+    *bits = packByte(rest);
+}
+
+// --- transposing ---
+
+using Lanes8 = Vector<std::uint8_t, 16>;
+using Lanes16 = Vector<std::uint16_t, 16>;
+using Lanes32 = Vector<std::uint32_t, 16>;
+
+// The lower or upper halves of two vectors, interleaved.
+Lanes8 zipLow(Lanes8 a, Lanes8 b) {
+    return __builtin_shufflevector(a, b, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
+}
+Lanes8 zipHigh(Lanes8 a, Lanes8 b) {
+    return __builtin_shufflevector(a, b, 8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15,
+                                   31);
+}
+Lanes16 zipLow(Lanes16 a, Lanes16 b) {
+    return __builtin_shufflevector(a, b, 0, 8, 1, 9, 2, 10, 3, 11);
+}
+Lanes16 zipHigh(Lanes16 a, Lanes16 b) {
+    return __builtin_shufflevector(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
+}
+Lanes32 zipLow(Lanes32 a, Lanes32 b) {
+    return __builtin_shufflevector(a, b, 0, 4, 1, 5);
+}
+Lanes32 zipHigh(Lanes32 a, Lanes32 b) {
+    return __builtin_shufflevector(a, b, 2, 6, 3, 7);
+}
+
+// A square of as many rows as a vector has lanes. Every round interleaves row i
+// with row i + half; after log2(lanes) rounds the square is transposed.
+template <class T>
+void transposeSquare(const char *src, std::ptrdiff_t srcStride, char *dst,
+                     std::ptrdiff_t dstStride) {
+    using V = Vector<T, 16>;
+    constexpr int N = 16 / sizeof(T);
+    V rows[N], zipped[N];
+    for (int i = 0; i < N; ++i) rows[i] = load<V>(src + i * srcStride);
+    for (int round = 1; round < N; round *= 2) {
+        for (int i = 0; i < N / 2; ++i) {
+            zipped[2 * i] = zipLow(rows[i], rows[i + N / 2]);
+            zipped[2 * i + 1] = zipHigh(rows[i], rows[i + N / 2]);
+        }
+        for (int i = 0; i < N; ++i) rows[i] = zipped[i];
+    }
+    for (int i = 0; i < N; ++i) store(dst + i * dstStride, rows[i]);
+}
+
+// In tiles of as many rows and columns as samples fill a cache line, so that lines
+// are used whole while they are in the nearest cache. The last squares overlap
+// those before them.
+template <class T>
+void transposeRows(const void *src, std::ptrdiff_t srcStride, void *dst, std::ptrdiff_t dstStride,
+                   std::ptrdiff_t columns, std::ptrdiff_t rows) {
+    constexpr std::ptrdiff_t N = 16 / sizeof(T), SIZE = sizeof(T), TILE = 64 / SIZE;
+    const char *from = static_cast<const char *>(src);
+    char *to = static_cast<char *>(dst);
+    if (columns < N || rows < N) {
+        for (std::ptrdiff_t c = 0; c < columns; ++c) {
+            for (std::ptrdiff_t r = 0; r < rows; ++r) {
+                store(to + c * dstStride + r * SIZE, load<T>(from + r * srcStride + c * SIZE));
+            }
+        }
+        return;
+    }
+    auto least = [](std::ptrdiff_t a, std::ptrdiff_t b) { return a < b ? a : b; };
+    for (std::ptrdiff_t left = 0; left < columns; left += TILE) {
+        const std::ptrdiff_t right = least(left + TILE, columns);
+        for (std::ptrdiff_t top = 0; top < rows; top += TILE) {
+            const std::ptrdiff_t bottom = least(top + TILE, rows);
+            for (std::ptrdiff_t row = top; row < bottom; row += N) {
+                const std::ptrdiff_t r = least(row, rows - N);
+                for (std::ptrdiff_t column = left; column < right; column += N) {
+                    const std::ptrdiff_t c = least(column, columns - N);
+                    transposeSquare<T>(from + r * srcStride + c * SIZE, srcStride,
+                                       to + c * dstStride + r * SIZE, dstStride);
+                }
+            }
+        }
+    }
+}
+
+} // namespace
+
+using U8 = std::uint8_t;
+using U16 = std::uint16_t;
+using U32 = std::uint32_t;
+
+const MoveKernels moveKernels = {{gatherRow<U8>, gatherRow<U16>, gatherRow<U32>},
+                                 {reverseRows<U8>, reverseRows<U16>, reverseRows<U32>},
+                                 {transposeRows<U8>, transposeRows<U16>, transposeRows<U32>},
+                                 copyRows,
+                                 reverseBits,
+                                 gatherBits,
+                                 packBits};
+
+} // namespace zylqx::ZYLQX_LEVEL
