@@ -1,4 +1,5 @@
 // Faults of an image header, and their texts.
+#include <algorithm>
 #include <cstring>
 
 #include "core/image.h"
@@ -42,7 +43,7 @@ constexpr char OUT_OF_MEMORY[] = "Out of memory";
 
 char *appendLine(char *end, const char *text) {
     std::memset(end, ' ', TEXT_COLUMNS);
-    std::memcpy(end, text, std::strlen(text));
+    std::copy_n(text, std::strlen(text), end);
     end[TEXT_COLUMNS] = '\n';
     return end + LINE_LENGTH;
 }

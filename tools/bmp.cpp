@@ -62,7 +62,7 @@ Shape shapeOf(const std::vector<std::uint8_t> &block) {
     ZylImage *image = nullptr;
     std::int32_t shared = 0;
     silently([&] { image = zylTranslateDIB(block.data(), &shared); });
-    const Shape shape =
+    Shape shape =
         makeShape(image->width, image->height, image->nChannels, static_cast<int>(image->depth));
     zylDeallocate(image, ZYL_DEALLOC_HEADER | ZYL_DEALLOC_DATA);
     return shape;

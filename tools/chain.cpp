@@ -102,10 +102,12 @@ std::vector<std::pair<std::string_view, Value>> parseValues(const Operation &ope
         value = parseValue(parameter, bare ? "yes" : part.substr(equals + 1));
         value.given = true;
     }
-    for (std::size_t i = 0; i < parameters.size(); ++i)
-        if (!parameters[i].fallback && !values[i].second.given)
+    for (std::size_t i = 0; i < parameters.size(); ++i) {
+        if (!parameters[i].fallback && !values[i].second.given) {
             throw Misuse("needs " + std::string(names[i]) + "=..., " +
                          std::string(parameters[i].help));
+        }
+    }
     return values;
 }
 

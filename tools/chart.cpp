@@ -35,16 +35,19 @@ Color hueColor(double hue, double saturation, double value) {
 // Calls paint(column, row) for every pixel of a rectangle and stores the colour.
 template <class Paint>
 void paintRectangle(const Image &image, int x, int y, int width, int height, Paint paint) {
-    for (int row = 0; row < height; ++row)
+    for (int row = 0; row < height; ++row) {
         for (int column = 0; column < width; ++column)
             fillRectangle(image, x + column, y + row, 1, 1, paint(column, row));
+    }
 }
 
 // Ramps from black to white, smooth above and in 16 steps below, then all hues.
 void drawRamps(const Image &image, int x, int y, int width) {
     paintRectangle(image, x, y, width, 24, [&](int c, int) { return gray(c / (width - 1.0)); });
-    paintRectangle(image, x, y + 24, width, 24,
-                   [&](int c, int) { return gray(c * 16 / width / 15.0); });
+    paintRectangle(image, x, y + 24, width, 24, [&](int c, int) {
+        const int step = c * 16 / width;
+        return gray(step / 15.0);
+    });
     paintRectangle(image, x, y + 56, width, 40, [&](int c, int r) {
         return hueColor(c / double(width), std::min(1.0, r / 20.0), std::min(1.0, (40 - r) / 20.0));
     });

@@ -75,18 +75,22 @@ void drawDot(const Image &image, int x, int y, int size, Color color) {
 } // namespace
 
 void fillRectangle(const Image &image, int x, int y, int width, int height, Color color) {
-    for (int row = y; row < y + height; ++row)
+    for (int row = y; row < y + height; ++row) {
         for (int column = x; column < x + width; ++column)
             std::copy(color.begin(), color.end(), image.row(row) + std::ptrdiff_t{column} * 3);
+    }
 }
 
 void drawText(const Image &image, int x, int y, int scale, Color color, std::string_view text) {
     for (char letter : text) {
-        if (const Glyph *glyph = findGlyph(letter))
-            for (int row = 0; row < glyphHeight; ++row)
-                for (int column = 0; column < 5; ++column)
+        if (const Glyph *glyph = findGlyph(letter)) {
+            for (int row = 0; row < glyphHeight; ++row) {
+                for (int column = 0; column < 5; ++column) {
                     if (glyph->rows[row] >> (4 - column) & 1)
                         drawDot(image, x + column * scale, y + row * scale, scale, color);
+                }
+            }
+        }
         x += glyphWidth * scale;
     }
 }

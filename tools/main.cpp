@@ -99,10 +99,11 @@ void help(const std::string &name) {
     for (const Parameter &p : operation.allParameters()) {
         std::cout << "  " << std::left << std::setw(24) << std::string(p.name) + placeholder(p)
                   << ' ' << p.help;
-        if (!p.fallback)
+        if (!p.fallback) {
             std::cout << " (needed)";
-        else if (!p.fallback->empty() && p.kind != Kind::flag)
+        } else if (!p.fallback->empty() && p.kind != Kind::flag) {
             std::cout << " (" << *p.fallback << ")";
+        }
         std::cout << '\n';
     }
 }
@@ -120,9 +121,10 @@ void sheet(const std::vector<std::string> &words) {
 
 bool isPrinting(const std::string &word) {
     std::string name = word.substr(0, word.find(':'));
-    for (std::span<const Operation> family : operationFamilies())
+    for (std::span<const Operation> family : operationFamilies()) {
         for (const Operation &operation : family)
             if (operation.name == name) return (operation.traits & prints) != 0;
+    }
     return false;
 }
 
@@ -158,32 +160,9 @@ void dispatch(const Options &options) {
     runPicture(words, options);
 }
 
-// Runs `work` and tells of what goes wrong in one line.
-template <class Work>
-int reporting(Work work) {
-    try {
-        work();
-        std::cout.flush();
-        if (!std::cout) throw Failure("cannot write to standard output");
-        return 0;
-    } catch (const Misuse &misuse) {
-        std::cerr << "zyl: " << misuse.what() << '\n';
-        return exitMisused;
-    } catch (const std::bad_alloc &) {
-        std::cerr << "zyl: not enough memory\n";
-    } catch (const std::exception &failure) {
-        std::cerr << "zyl: " << failure.what() << '\n';
-    }
-    return exitFailed;
-}
-
-} // namespace
-
-} // namespace tool
-
-int main(int argc, char **argv) {
-    tool::Options options;
-    CLI::App app(tool::usage);
+int run(int argc, char **argv) {
+    Options options;
+    CLI::App app(usage);
     app.add_option("WORDS", options.words)->group("");
     app.add_option("--tiles", options.tiles,
                    "run every operation on tiles of this size, as 256x256");
@@ -205,11 +184,38 @@ int main(int argc, char **argv) {
         return app.exit(answered);
     } catch (const CLI::ParseError &error) {
         std::cerr << "zyl: " << error.what() << '\n';
-        return tool::exitMisused;
+        return exitMisused;
     }
     if (options.words.empty()) {
-        std::cerr << tool::usage << '\n';
-        return tool::exitMisused;
+        std::cerr << usage << '\n';
+        return exitMisused;
     }
-    return tool::reporting([&] { tool::dispatch(options); });
+    dispatch(options);
+    return 0;
+}
+
+// Tells of what goes wrong in one line; gives the exit code.
+int runReporting(int argc, char **argv) {
+    try {
+        const int code = run(argc, argv);
+        std::cout.flush();
+        if (!std::cout) throw Failure("cannot write to standard output");
+        return code;
+    } catch (const Misuse &misuse) {
+        std::cerr << "zyl: " << misuse.what() << '\n';
+        return exitMisused;
+    } catch (const std::bad_alloc &) {
+        std::cerr << "zyl: not enough memory\n";
+    } catch (const std::exception &failure) {
+        std::cerr << "zyl: " << failure.what() << '\n';
+    }
+    return exitFailed;
+}
+
+} // namespace
+
+} // namespace tool
+
+int main(int argc, char **argv) {
+    return tool::runReporting(argc, argv);
 }

@@ -110,10 +110,11 @@ void writePicture(const std::string &path, const Image &image,
         if (palette && !format.writeIndexed)
             throw Misuse("--colors and --palette are for BMP files");
         Replacement file(path);
-        if (palette)
+        if (palette) {
             format.writeIndexed(file.path(), image, *palette);
-        else
+        } else {
             format.write(file.path(), image);
+        }
         file.commit();
     });
 }

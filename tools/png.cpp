@@ -84,8 +84,8 @@ bool writeAll(Writer &w, std::FILE *file, const ZylImage &image, int colorType, 
 }
 
 std::vector<png_bytep> rowsOf(const Image &image) {
-    std::vector<png_bytep> rows;
-    for (int y = 0; y < image.header()->height; ++y) rows.push_back(image.row(y));
+    std::vector<png_bytep> rows(static_cast<std::size_t>(image.header()->height));
+    for (std::size_t y = 0; y < rows.size(); ++y) rows[y] = image.row(static_cast<int>(y));
     return rows;
 }
 

@@ -52,9 +52,10 @@ void drawPicture(const Image &image, const Image &sheet, int left, int top) {
     bool color = shape.color();
     for (int y = 0; y * size < shape.height; ++y) {
         unsigned char *pixel = sheet.row(top + y) + std::ptrdiff_t{left} * 3;
-        for (int x = 0; x * size < shape.width; ++x)
+        for (int x = 0; x * size < shape.width; ++x) {
             for (int c = 0; c < 3; ++c)
                 *pixel++ = meanSample(image, x * size, y * size, size, color ? c : 0);
+        }
     }
 }
 

@@ -96,9 +96,10 @@ void Step::setRegion(Image &image) const {
     std::int64_t x = integer("x"), y = integer("y"), channel = integer("channel");
     std::int64_t width = given("width") ? integer("width") : all.width - x;
     std::int64_t height = given("height") ? integer("height") : all.height - y;
-    if (width < 1 || height < 1 || x + width > all.width || y + height > all.height)
+    if (width < 1 || height < 1 || x + width > all.width || y + height > all.height) {
         refuse("the region from column " + std::to_string(x) + " and row " + std::to_string(y) +
                " does not lie in the picture of " + describe(all));
+    }
     if (channel > all.channels)
         refuse("there is no channel " + std::to_string(channel) + " in " + describe(all));
     image.setRegion(static_cast<int>(channel), static_cast<int>(x), static_cast<int>(y),
@@ -114,9 +115,10 @@ ZylImage *Step::matched(std::string_view name, const Shape &wanted) {
     const std::string &path = text(name);
     Image image = readPicture(path);
     Shape ours = shape(), theirs = image.shape();
-    if (theirs.depth != ours.depth || (theirs.color() && !ours.color()))
+    if (theirs.depth != ours.depth || (theirs.color() && !ours.color())) {
         refuse(path + " (" + describe(theirs) + ") does not go with a picture of " +
                describe(ours));
+    }
     return keep(matchChannels(std::move(image), wanted));
 }
 
@@ -138,9 +140,10 @@ ZylImage *Step::secondWithAlpha(std::string_view name) {
 
 ZylImage *Step::ofThisSize(std::string_view name, ZylImage *image) {
     Shape ours = shape(), theirs = seconds_.back().shape();
-    if (theirs.width != ours.width || theirs.height != ours.height)
+    if (theirs.width != ours.width || theirs.height != ours.height) {
         refuse(text(name) + " (" + describe(theirs) + ") is not of the same size as " +
                describe(ours));
+    }
     if (call_.operation->traits & regional) setRegion(seconds_.back());
     return image;
 }

@@ -114,9 +114,10 @@ void readConverted(const Tiff &tiff, const Image &image) {
     const std::uint32_t *pixel = pixels.data();
     for (int y = 0; y < height; ++y) {
         unsigned char *sample = image.row(y);
-        for (int x = 0; x < width; ++x, ++pixel, sample += channels)
+        for (int x = 0; x < width; ++x, ++pixel, sample += channels) {
             for (int c = 0; c < channels; ++c)
                 sample[c] = static_cast<unsigned char>(*pixel >> 8 * c);
+        }
     }
 }
 
