@@ -8,7 +8,7 @@
 #include <random>
 
 #include "core/memory.h"
-#include "tests/support/laws.h"
+#include "tests/transform/pictures.h"
 
 using namespace support;
 
@@ -58,29 +58,6 @@ double singlePrecision(const Matrix &f) {
     }
     const double length = double(std::max(f.size(), f[0].size()));
     return std::ldexp(std::sqrt(squares), -23) * (std::sqrt(length) + 4);
-}
-
-Shape shapeOf(std::uint32_t depth, int width, int height, int channels = 1,
-              int order = ZYL_DATA_ORDER_PIXEL) {
-    Shape shape;
-    shape.depth = depth;
-    shape.width = width;
-    shape.height = height;
-    shape.channels = channels;
-    shape.order = order;
-    return shape;
-}
-
-// Samples of at most `limit`.
-void randomiseSmall(TestImage &image, std::mt19937 &random, std::int64_t limit) {
-    const std::int64_t low = std::max(lowest(image.shape().depth), -limit);
-    const std::int64_t high = std::min(highest(image.shape().depth), limit);
-    std::uniform_int_distribution<std::int64_t> value(low, high);
-    for (int c = 1; c <= image.shape().channels; ++c) {
-        for (int y = 0; y < image.shape().height; ++y) {
-            for (int x = 0; x < image.shape().width; ++x) image.set(x, y, c, value(random));
-        }
-    }
 }
 
 class DctTest : public testing::Test {

@@ -9,7 +9,7 @@
 #include <random>
 
 #include "core/memory.h"
-#include "tests/support/laws.h"
+#include "tests/transform/pictures.h"
 
 using namespace support;
 
@@ -79,29 +79,6 @@ double energy(const Matrix &f) {
         for (const Term &value : row) sum += std::norm(value);
     }
     return std::sqrt(sum);
-}
-
-Shape shapeOf(std::uint32_t depth, int width, int height, int channels = 1,
-              int order = ZYL_DATA_ORDER_PIXEL) {
-    Shape shape;
-    shape.depth = depth;
-    shape.width = width;
-    shape.height = height;
-    shape.channels = channels;
-    shape.order = order;
-    return shape;
-}
-
-// Samples of at most this size, so that 32-bit spectra have room for them.
-void randomiseSmall(TestImage &image, std::mt19937 &random, std::int64_t limit) {
-    const std::int64_t low = std::max(lowest(image.shape().depth), -limit);
-    const std::int64_t high = std::min(highest(image.shape().depth), limit);
-    std::uniform_int_distribution<std::int64_t> value(low, high);
-    for (int c = 1; c <= image.shape().channels; ++c) {
-        for (int y = 0; y < image.shape().height; ++y) {
-            for (int x = 0; x < image.shape().width; ++x) image.set(x, y, c, value(random));
-        }
-    }
 }
 
 // Passes when `sample` is `exact` cut toward zero, or what is cut from a number
