@@ -38,22 +38,61 @@ inline std::uint8_t packByte(const std::uint8_t *flags) {
     return static_cast<std::uint8_t>((loadBytes(flags) * 0x8040201008040201u) >> 56);
 }
 
+#if defined(__AVX2__)
+using Flags = char __attribute__((vector_size(32)));
+using FlagWords = std::uint32_t __attribute__((vector_size(32)));
+
+// The top bits of vector elements are gathered from the last one on: in each
+// group of eight the flags change places before.
+inline std::uint32_t packWord(const std::uint8_t *flags) {
+    Flags v;
+    __builtin_memcpy(&v, flags, sizeof v);
+    v = __builtin_shufflevector(v, v, 7, 6, 5, 4, 3, 2, 1, 0, 15, 14, 13, 12, 11, 10, 9, 8, 23, 22,
+                                21, 20, 19, 18, 17, 16, 31, 30, 29, 28, 27, 26, 25, 24);
+    return static_cast<std::uint32_t>(__builtin_ia32_pmovmskb256(Flags(FlagWords(v) << 7)));
+}
+
+inline void unpackWord(std::uint32_t word, std::uint8_t *flags) {
+    const Flags v = Flags(FlagWords{} + word);
+    const Flags copies =
+        __builtin_shufflevector(v, v, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1, 18, 18, 18,
+                                18, 18, 18, 18, 18, 19, 19, 19, 19, 19, 19, 19, 19);
+    using Groups = std::uint64_t __attribute__((vector_size(32)));
+    const Groups kept = Groups(copies) & 0x0102040810204080u;
+    __builtin_memcpy(flags, &kept, sizeof kept);
+}
+#endif
+
 // Flags of 0 or 1 into bits from the first of a byte on. Bits of the last byte
 // past the flags keep their values.
 inline void packBits(const std::uint8_t *flags, std::uint8_t *bits, std::ptrdiff_t n) {
-    const std::ptrdiff_t bytes = n / 8;
-    for (std::ptrdiff_t i = 0; i < bytes; ++i) bits[i] = packByte(flags + 8 * i);
-    for (std::ptrdiff_t i = 8 * bytes; i < n; ++i) {
+    std::ptrdiff_t i = 0;
+#if defined(__AVX2__)
+    for (; i + 32 <= n; i += 32) {
+        const std::uint32_t word = packWord(flags + i);
+        __builtin_memcpy(bits + i / 8, &word, sizeof word);
+    }
+#endif
+    for (; i + 8 <= n; i += 8) bits[i / 8] = packByte(flags + i);
+    for (; i < n; ++i) {
         const unsigned bit = 0x80u >> (i % 8);
-        bits[bytes] =
-            static_cast<std::uint8_t>(flags[i] != 0 ? bits[bytes] | bit : bits[bytes] & ~bit);
+        const unsigned byte = bits[i / 8];
+        bits[i / 8] = static_cast<std::uint8_t>(flags[i] != 0 ? byte | bit : byte & ~bit);
     }
 }
 
 // Bits from the first of a byte on into flags, which are 0 or not. All bits of
 // the last byte get one.
 inline void unpackBits(const std::uint8_t *bits, std::uint8_t *flags, std::ptrdiff_t n) {
-    for (std::ptrdiff_t i = 0; i < n; i += 8) {
+    std::ptrdiff_t i = 0;
+#if defined(__AVX2__)
+    for (; i + 32 <= n; i += 32) {
+        std::uint32_t word;
+        __builtin_memcpy(&word, bits + i / 8, sizeof word);
+        unpackWord(word, flags + i);
+    }
+#endif
+    for (; i < n; i += 8) {
         const std::uint64_t copies = bits[i / 8] * 0x0101010101010101u;
         storeBytes(flags + i, copies & 0x0102040810204080u);
     }
