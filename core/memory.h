@@ -33,7 +33,9 @@ class Scratch {
     }
     Scratch(const Scratch &) = delete;
     Scratch &operator=(const Scratch &) = delete;
-    ~Scratch() { freeBlock(data_); }
+    ~Scratch() {
+        if (data_ != nullptr) freeBlock(data_);
+    }
 
     explicit operator bool() const { return data_ != nullptr; }
     T *data() const { return data_; }

@@ -1,5 +1,7 @@
 #include "core/rows.h"
 
+#include <algorithm>
+#include <bit>
 #include <cstring>
 #include <limits>
 
@@ -11,6 +13,9 @@ namespace zylqx {
 namespace {
 
 constexpr std::int64_t LINE = 64; // rows of a ring start at cache lines
+// Rows are built together while they stay in the nearest cache.
+constexpr std::int64_t BATCH = 16;
+constexpr std::int64_t BATCH_BYTES = 8192;
 constexpr std::int64_t MOST = std::numeric_limits<std::ptrdiff_t>::max() / 2;
 
 std::int64_t wordsOf(std::int64_t bits) {
@@ -70,70 +75,65 @@ void scatter(unsigned char *dst, std::ptrdiff_t step, const unsigned char *src,
 } // namespace
 
 RowRing::RowRing(std::int64_t rows, std::int64_t bytes)
-    : rows_(rows), stride_((bytes + LINE - 1) / LINE * LINE) {
-    if (rows <= 0 || stride_ <= 0 || stride_ > MOST / rows) return;
-    data_ = Scratch<unsigned char>(static_cast<std::size_t>(rows * stride_));
-    held_ = Scratch<std::int64_t>(static_cast<std::size_t>(rows));
-    if (!held_) data_ = Scratch<unsigned char>();
-    if (data_) clear();
-}
-
-void RowRing::clear() {
-    for (std::int64_t i = 0; i < rows_; ++i) held_[i] = std::numeric_limits<std::int64_t>::min();
-}
-
-bool RowRing::claim(std::int64_t y) {
-    std::int64_t &held = held_[index(y)];
-    if (held == y) return true;
-    held = y;
-    return false;
+    : stride_((bytes + LINE - 1) / LINE * LINE) {
+    if (rows <= 0 || stride_ <= 0 || rows > MOST / 2 || stride_ > MOST / (2 * rows)) return;
+    const auto slots = static_cast<std::ptrdiff_t>(std::bit_ceil(static_cast<std::size_t>(rows)));
+    mask_ = slots - 1;
+    data_ = Scratch<unsigned char>(static_cast<std::size_t>(slots * stride_));
 }
 
 SourceRows::SourceRows(ZylImage &image, std::int64_t x, std::int64_t columns, std::int64_t y,
                        std::int64_t rows, std::int64_t held, int channel, BitRows bits)
-    : image_(image), x_(x), columns_(columns), channel_(channel), bits_(bits),
-      inside_(sideBySide(image, channel) && x >= 0 && x + columns <= image.width) {
+    : image_(image), x_(x), columns_(columns), begin_(y), end_(y + rows), channel_(channel),
+      bits_(bits), inside_(sideBySide(image, channel) && x >= 0 && x + columns <= image.width),
+      batch_(1), next_(y) {
     if (inside_ && y >= 0 && y + rows <= image.height) return;
-    ring_ = RowRing(held < rows ? held : rows, rowBytes(image, columns, channel, bits));
+    const std::int64_t bytes = rowBytes(image, columns, channel, bits);
+    batch_ = std::clamp<std::int64_t>(BATCH_BYTES / bytes, 1, BATCH);
+    ring_ = RowRing(std::min(held + batch_ - 1, rows), bytes);
     ready_ = static_cast<bool>(ring_);
-    if (image.depth == ZYL_DEPTH_1U && bits == BitRows::Bytes) {
-        packed_ = Scratch<unsigned char>(static_cast<std::size_t>(wordsOf(columns) * 8));
-        ready_ = ready_ && packed_;
-    }
-}
-
-const void *SourceRows::row(std::int64_t y) {
-    if (inside_ && y >= 0 && y < image_.height) {
-        return sampleAt(image_, x_, y, channel_ == ALL_CHANNELS ? 1 : channel_);
-    }
-    unsigned char *slot = ring_.slot(y);
-    if (!ring_.claim(y)) build(y, slot);
-    return slot;
 }
 
 void SourceRows::select(int channel) {
     if (channel == channel_) return;
     channel_ = channel;
-    if (ring_) ring_.clear();
+    next_ = begin_;
 }
 
-void SourceRows::build(std::int64_t y, unsigned char *slot) {
-    // The image is in memory, so reading cannot fail.
-    if (image_.depth != ZYL_DEPTH_1U) {
-        readBorderedRect(image_, x_, y, columns_, 1, channel_, {slot, 0, 0});
-        return;
+void SourceRows::buildNext() {
+    // Rows of the image are where they are.
+    if (inside_ && next_ >= 0) next_ = std::max<std::int64_t>(next_, image_.height);
+    std::int64_t count = std::min({batch_, end_ - next_, ring_.until(next_)});
+    if (inside_ && next_ < 0) count = std::min(count, -next_);
+    unsigned char *slot = ring_.slot(next_);
+    const std::ptrdiff_t stride = ring_.stride();
+    if (image_.depth == ZYL_DEPTH_1U) {
+        buildBits(slot, count);
+    } else {
+        // The image is in memory, so reading cannot fail.
+        readBorderedRect(image_, x_, next_, columns_, count, channel_, {slot, stride, 0});
     }
-    unsigned char *packed = bits_ == BitRows::Bytes ? packed_.data() : slot;
-    const std::int64_t bytes = wordsOf(columns_) * 8;
-    std::memset(packed + (columns_ - 1) / 8, 0,
-                static_cast<std::size_t>(bytes - (columns_ - 1) / 8));
-    readBorderedRect(image_, x_, y, columns_, 1, channel_, {packed, 0, 0});
-    if (bits_ == BitRows::Bytes) {
-        unpack(packed, slot, columns_);
-        return;
+    next_ += count;
+}
+
+// The bits are read to where the last of their bytes go, and unpacked in place.
+void SourceRows::buildBits(unsigned char *slot, std::int64_t count) {
+    const std::int64_t words = wordsOf(columns_);
+    const std::ptrdiff_t stride = ring_.stride();
+    unsigned char *packed = slot + (bits_ == BitRows::Bytes ? words * 56 : 0);
+    const std::int64_t last = (columns_ - 1) / 8;
+    for (std::int64_t i = 0; i < count; ++i) {
+        std::memset(packed + i * stride + last, 0, static_cast<std::size_t>(words * 8 - last));
     }
-    auto *words = reinterpret_cast<std::uint64_t *>(slot);
-    for (std::int64_t i = 0; i < wordsOf(columns_); ++i) words[i] = loadWord(slot + i * 8);
+    readBorderedRect(image_, x_, next_, columns_, count, channel_, {packed, stride, 0});
+    for (std::int64_t i = 0; i < count; ++i, slot += stride, packed += stride) {
+        if (bits_ == BitRows::Bytes) {
+            unpack(packed, slot, columns_);
+            continue;
+        }
+        auto *row = reinterpret_cast<std::uint64_t *>(slot);
+        for (std::int64_t w = 0; w < words; ++w) row[w] = loadWord(slot + w * 8);
+    }
 }
 
 DestinationRows::DestinationRows(const ZylImage &image, std::int64_t x, std::int64_t columns,

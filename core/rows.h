@@ -27,53 +27,59 @@ constexpr std::ptrdiff_t rowSampleBytes(std::uint32_t depth) {
     return depth == ZYL_DEPTH_1U ? 1 : sampleBytes(depth);
 }
 
-// As many rows of scratch as a ring has, found by the row's number.
+// Rows of scratch, found by the row's number.
 class RowRing {
   public:
     RowRing() = default;
+    // At least so many rows. A power of two, so that slots are found by masking.
     RowRing(std::int64_t rows, std::int64_t bytes);
 
     explicit operator bool() const { return static_cast<bool>(data_); }
-    unsigned char *slot(std::int64_t y) const { return data_.data() + index(y) * stride_; }
-    // Whether the slot holds this row; it does from now on.
-    bool claim(std::int64_t y);
-    // Forgets all rows.
-    void clear();
+    unsigned char *slot(std::int64_t y) const { return data_.data() + (y & mask_) * stride_; }
+    std::ptrdiff_t stride() const { return stride_; }
+    // How many rows from this one on stand one after another.
+    std::int64_t until(std::int64_t y) const { return mask_ + 1 - (y & mask_); }
 
   private:
-    std::int64_t index(std::int64_t y) const { return (y % rows_ + rows_) % rows_; }
-
-    std::int64_t rows_ = 0;
-    std::int64_t stride_ = 0;
+    std::int64_t mask_ = 0;
+    std::ptrdiff_t stride_ = 0;
     Scratch<unsigned char> data_;
-    Scratch<std::int64_t> held_;
 };
 
 class SourceRows {
   public:
     // Columns [x, x + columns) and rows [y, y + rows) of an image in memory, of
-    // which `held` rows at a time stay valid, counted from the row asked for last.
+    // which `held` rows at a time stay valid, counted from the last one asked for.
     SourceRows(ZylImage &image, std::int64_t x, std::int64_t columns, std::int64_t y,
                std::int64_t rows, std::int64_t held, int channel, BitRows bits = BitRows::Bytes);
 
     // False when there is no memory.
     explicit operator bool() const { return ready_; }
 
-    const void *row(std::int64_t y);
+    const void *row(std::int64_t y) {
+        if (inside_ && y >= 0 && y < image_.height) {
+            return sampleAt(image_, x_, y, channel_ == ALL_CHANNELS ? 1 : channel_);
+        }
+        while (y >= next_) buildNext();
+        return ring_.slot(y);
+    }
     // Turns to another channel; not from or to all channels.
     void select(int channel);
 
   private:
-    void build(std::int64_t y, unsigned char *slot);
+    void buildNext();
+    void buildBits(unsigned char *slot, std::int64_t count);
 
     ZylImage &image_;
     const std::int64_t x_, columns_;
+    const std::int64_t begin_, end_; // rows
     int channel_;
     const BitRows bits_;
     const bool inside_; // the columns are, and their samples stand side by side
     bool ready_ = true;
     RowRing ring_;
-    Scratch<unsigned char> packed_;
+    std::int64_t batch_; // rows that are built together
+    std::int64_t next_;  // the first one not built yet
 };
 
 class DestinationRows {

@@ -56,7 +56,7 @@ bool blurPiece(const Piece &piece, const Box &box, const Passes &passes) {
     PieceRows rows(piece, box, passes, box.rows + 1, 1);
     BoxSums sums(rows, piece, box, passes, depth, wide);
     if (!rows || !sums) return false;
-    const FilterKernels &kernels = currentFilterKernels();
+    const BoxKernels &kernels = currentBoxKernels();
     const auto mean = (wide ? kernels.meanWide : kernels.mean)[checkedDepthIndex(depth)];
     const double area = static_cast<double>(box.rows) * static_cast<double>(box.columns);
     const float factor = static_cast<float>(1.0 / area);

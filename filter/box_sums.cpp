@@ -25,7 +25,7 @@ BoxSums::BoxSums(PieceRows &rows, const Piece &piece, const Box &box, const Pass
 }
 
 const void *BoxSums::row(std::int64_t y) {
-    const FilterKernels &kernels = currentFilterKernels();
+    const BoxKernels &kernels = currentBoxKernels();
     SourceRows &source = rows_.source;
     const std::int64_t top = boxY_ + y;
     if (y == 0) {

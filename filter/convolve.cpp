@@ -99,14 +99,14 @@ Combine combineOf(int method) {
 }
 
 void integerStrip(const Convolution &c, std::ptrdiff_t x, void *d, std::ptrdiff_t n, Strip &strip) {
-    const FilterKernels &kernels = currentFilterKernels();
+    const ConvolutionKernels &kernels = currentConvolutionKernels();
     const auto accumulate = kernels.accumulate[static_cast<int>(c.source)][1];
     auto *sums = reinterpret_cast<std::int32_t *>(strip.sums);
     auto *results = reinterpret_cast<std::int32_t *>(strip.results);
     const Combine combine = combineOf(c.method);
     for (int k = c.count - 1; k >= 0; --k) {
         const Part &part = c.parts[k];
-        accumulate(part.taps.at(x), part.taps.count(), sums, n);
+        accumulate(part.taps.taps(), part.taps.count(), x, sums, n);
         if (k == c.count - 1) {
             kernels.combineFirst(sums, part.shift, combine == Combine::AddSquare, results, n);
         } else {
@@ -118,7 +118,7 @@ void integerStrip(const Convolution &c, std::ptrdiff_t x, void *d, std::ptrdiff_
 }
 
 void wideStrip(const Convolution &c, std::ptrdiff_t x, void *d, std::ptrdiff_t n, Strip &strip) {
-    const FilterKernels &kernels = currentFilterKernels();
+    const ConvolutionKernels &kernels = currentConvolutionKernels();
     const auto accumulate = kernels.accumulateWide[static_cast<int>(c.source)];
     auto *sums = reinterpret_cast<double *>(strip.sums);
     auto *results = reinterpret_cast<double *>(strip.results);
@@ -126,7 +126,7 @@ void wideStrip(const Convolution &c, std::ptrdiff_t x, void *d, std::ptrdiff_t n
     for (int k = c.count - 1; k >= 0; --k) {
         const Part &part = c.parts[k];
         double *to = k == c.count - 1 ? results : sums;
-        accumulate(part.taps.at(x), part.taps.count(), to, n);
+        accumulate(part.taps.taps(), part.taps.count(), x, to, n);
         if (part.shift != 0) kernels.shiftWide(to, part.shift, n);
         if (to == results) {
             if (combine == Combine::AddSquare) kernels.squareWide(results, n);
@@ -140,11 +140,11 @@ void wideStrip(const Convolution &c, std::ptrdiff_t x, void *d, std::ptrdiff_t n
 
 // One kernel, no squares: the narrowest sums that hold its results.
 void singleStrip(const Convolution &c, std::ptrdiff_t x, void *d, std::ptrdiff_t n, Strip &strip) {
-    const FilterKernels &kernels = currentFilterKernels();
+    const ConvolutionKernels &kernels = currentConvolutionKernels();
     const Part &part = c.parts[0];
     const Sum sum = part.taps.sum();
-    kernels.accumulate[static_cast<int>(c.source)][sumWidth(sum)](part.taps.at(x),
-                                                                  part.taps.count(), strip.sums, n);
+    kernels.accumulate[static_cast<int>(c.source)][sumWidth(sum)](
+        part.taps.taps(), part.taps.count(), x, strip.sums, n);
     kernels.finish[static_cast<int>(sum)][static_cast<int>(c.destination)](strip.sums, part.shift,
                                                                            d, n);
 }

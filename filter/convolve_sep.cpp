@@ -50,7 +50,7 @@ struct Separable {
 };
 
 bool convolvePiece(const Piece &piece, const Box &box, const Passes &passes, const Separable &s) {
-    const FilterKernels &kernels = currentFilterKernels();
+    const ConvolutionKernels &kernels = currentConvolutionKernels();
     const auto down = kernels.accumulate[static_cast<int>(s.source)][sumWidth(s.vertical.sum())];
     const auto across = kernels.accumulate[static_cast<int>(s.sums)][sumWidth(s.result)];
     const auto finish = kernels.finish[static_cast<int>(s.result)][static_cast<int>(s.destination)];
@@ -69,13 +69,13 @@ bool convolvePiece(const Piece &piece, const Box &box, const Passes &passes, con
         for (std::int64_t y = 0; y < piece.height; ++y) {
             s.vertical.placeAt(rows.source, piece.boxY + y, passes.step());
             for (std::int64_t x = 0; x < columns; x += STRIP) {
-                down(s.vertical.at(x), s.vertical.count(), sums + x * sumBytes,
+                down(s.vertical.taps(), s.vertical.count(), x, sums + x * sumBytes,
                      std::min<std::ptrdiff_t>(STRIP, columns - x));
             }
             auto *d = static_cast<unsigned char *>(rows.destination.row(piece.dstY + y));
             for (std::int64_t x = 0; x < rows.samples; x += STRIP) {
                 const std::ptrdiff_t n = std::min<std::ptrdiff_t>(STRIP, rows.samples - x);
-                across(s.horizontal.at(x), s.horizontal.count(), strip, n);
+                across(s.horizontal.taps(), s.horizontal.count(), x, strip, n);
                 finish(strip, s.shift, d + x * bytes, n);
             }
             rows.destination.finish(piece.dstY + y);

@@ -21,8 +21,8 @@ class ExtremeRows {
           count_(bits_ ? (rows_.samples + 63) / 64 : rows_.samples),
           bytes_(bits_ ? 8 : sampleBytes(piece.source.depth)),
           smallest_(extreme == Extreme::Smallest), stride_((count_ * bytes_ + 63) / 64 * 64),
-          two_(currentFilterKernels().extreme2[smallest_][checkedDepthIndex(piece.source.depth)]),
-          three_(currentFilterKernels().extreme3[smallest_][checkedDepthIndex(piece.source.depth)]),
+          two_(currentRankKernels().extreme2[smallest_][checkedDepthIndex(piece.source.depth)]),
+          three_(currentRankKernels().extreme3[smallest_][checkedDepthIndex(piece.source.depth)]),
           work_(static_cast<std::size_t>(workSize())), reduced_(reducedSize()) {}
 
     explicit operator bool() const { return rows_ && work_ && reduced_; }
@@ -54,8 +54,8 @@ class ExtremeRows {
     const std::ptrdiff_t bytes_;
     const bool smallest_;
     const std::int64_t stride_;
-    const FilterKernels::Extreme2 two_;
-    const FilterKernels::Extreme3 three_;
+    const RankKernels::Extreme2 two_;
+    const RankKernels::Extreme3 three_;
     Scratch<unsigned char> work_;
     Scratch<unsigned char> reduced_;
 };
@@ -82,7 +82,7 @@ void ExtremeRows::reduce(std::int64_t y, void *d) {
 }
 
 void ExtremeRows::reduceBits(const void *s, void *d) {
-    const auto extreme = currentFilterKernels().extremeBits;
+    const auto extreme = currentRankKernels().extremeBits;
     const auto *from = static_cast<const std::uint64_t *>(s);
     auto *work = reinterpret_cast<std::uint64_t *>(work_.data());
     const std::ptrdiff_t words = workSize() / 8;

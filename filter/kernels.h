@@ -35,16 +35,16 @@ constexpr std::ptrdiff_t medianWorkBytes(std::ptrdiff_t n) {
 // The histogram that medianHistogram needs for `columns` columns of samples.
 constexpr std::ptrdiff_t HISTOGRAM_BINS = 256;
 
-struct FilterKernels {
-    // sums[i] = (or +=) the sum over the taps of coefficient * samples[i]. By the
+struct ConvolutionKernels {
+    // sums[i] = the sum over the taps of coefficient * samples[x + i]. By the
     // samples' type and the sum's width, 16 or 32 bits.
-    using Accumulate = void (*)(const Tap *taps, std::ptrdiff_t count, void *sums,
+    using Accumulate = void (*)(const Tap *taps, std::ptrdiff_t count, std::ptrdiff_t x, void *sums,
                                 std::ptrdiff_t n);
     Accumulate accumulate[SAMPLE_COUNT][2];
 
-    // d = sums shifted right, saturated; a bit is 1 for a result above 0. The sums
-    // are shifted in place.
-    using Finish = void (*)(void *sums, int shift, void *d, std::ptrdiff_t n);
+    // d = sums shifted right, saturated; a bit is 1 for a result above 0. No sum of
+    // 16 bits is for samples of 32.
+    using Finish = void (*)(const void *sums, int shift, void *d, std::ptrdiff_t n);
     Finish finish[SUM_COUNT][SAMPLE_COUNT];
 
     // Results of several kernels: s shifted right goes into t.
@@ -55,16 +55,18 @@ struct FilterKernels {
     void (*root)(std::int32_t *t, std::ptrdiff_t n); // truncated; 0 for a negative number
 
     // The same in double precision, for results of 32 bits.
-    using AccumulateWide = void (*)(const Tap *taps, std::ptrdiff_t count, double *sums,
-                                    std::ptrdiff_t n);
+    using AccumulateWide = void (*)(const Tap *taps, std::ptrdiff_t count, std::ptrdiff_t x,
+                                    double *sums, std::ptrdiff_t n);
     AccumulateWide accumulateWide[SAMPLE_COUNT];
     void (*shiftWide)(double *s, int shift, std::ptrdiff_t n);
     void (*squareWide)(double *s, std::ptrdiff_t n);
     void (*combineWide[COMBINE_COUNT])(const double *s, double *t, std::ptrdiff_t n);
     void (*rootWide)(double *t, std::ptrdiff_t n);
     void (*finishWide)(const double *s, std::int32_t *d, std::ptrdiff_t n);
+};
 
-    // Box sums. Columns: add a row that enters (and take away one that leaves).
+struct BoxKernels {
+    // Columns: add a row that enters (and take away one that leaves).
     using AddRow = void (*)(const void *entering, void *sums, std::ptrdiff_t n);
     using SlideRow = void (*)(const void *entering, const void *leaving, void *sums,
                               std::ptrdiff_t n);
@@ -83,7 +85,9 @@ struct FilterKernels {
     Mean meanWide[SAMPLE_COUNT];
     void (*atLeast)(const std::uint32_t *boxes, std::uint32_t least, std::uint8_t *d,
                     std::ptrdiff_t n);
+};
 
+struct RankKernels {
     // Extremes: index 0 the larger, 1 the smaller. d may be a or b; in bits, or
     // and and of words.
     using Extreme2 = void (*)(const void *a, const void *b, void *d, std::ptrdiff_t n);
@@ -109,10 +113,18 @@ struct FilterKernels {
                             std::uint8_t *d, std::ptrdiff_t n);
 };
 
-ZYLQX_DECLARE_KERNELS(FilterKernels, filterKernels)
+ZYLQX_DECLARE_KERNELS(ConvolutionKernels, convolutionKernels)
+ZYLQX_DECLARE_KERNELS(BoxKernels, boxKernels)
+ZYLQX_DECLARE_KERNELS(RankKernels, rankKernels)
 
-inline const FilterKernels &currentFilterKernels() {
-    return ZYLQX_KERNELS(filterKernels);
+inline const ConvolutionKernels &currentConvolutionKernels() {
+    return ZYLQX_KERNELS(convolutionKernels);
+}
+inline const BoxKernels &currentBoxKernels() {
+    return ZYLQX_KERNELS(boxKernels);
+}
+inline const RankKernels &currentRankKernels() {
+    return ZYLQX_KERNELS(rankKernels);
 }
 
 constexpr Sample sampleOf(int depthIndex) {

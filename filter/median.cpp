@@ -28,7 +28,7 @@ bool medianOfBits(const Piece &piece, const Box &box, const Passes &passes) {
     BoxSums sums(rows, piece, box, passes, ZYL_DEPTH_1U, false);
     if (!rows || !sums) return false;
     const auto least = static_cast<std::uint32_t>((box.rows * box.columns + 1) / 2);
-    const FilterKernels &kernels = currentFilterKernels();
+    const BoxKernels &kernels = currentBoxKernels();
     for (std::int64_t y = 0; y < piece.height; ++y) {
         kernels.atLeast(static_cast<const std::uint32_t *>(sums.row(y)), least,
                         static_cast<std::uint8_t *>(rows.destination.row(piece.dstY + y)),
@@ -49,7 +49,7 @@ void placeBox(const void **samples, SourceRows &rows, std::int64_t y, const Box 
 
 bool medianByComparing(const Piece &piece, const Box &box, const Passes &passes) {
     const std::uint32_t depth = piece.destination.depth;
-    const auto median = currentFilterKernels().median[checkedDepthIndex(depth)];
+    const auto median = currentRankKernels().median[checkedDepthIndex(depth)];
     const std::ptrdiff_t count = static_cast<std::ptrdiff_t>(box.rows * box.columns);
     PieceRows rows(piece, box, passes, box.rows, 1);
     const Scratch<const void *> samples(static_cast<std::size_t>(count));
@@ -79,7 +79,7 @@ void count(std::uint16_t *histograms, const void *row, std::int64_t columns, std
 }
 
 bool medianStrip(const Piece &piece, const Box &box, const Passes &passes) {
-    const auto median = currentFilterKernels().medianHistogram;
+    const auto median = currentRankKernels().medianHistogram;
     const std::uint8_t flip = piece.destination.depth == ZYL_DEPTH_8S ? 0x80 : 0;
     const auto values = static_cast<std::uint32_t>(box.rows * box.columns);
     PieceRows rows(piece, box, passes, box.rows + 1, 1);

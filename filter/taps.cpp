@@ -1,6 +1,7 @@
 #include "filter/taps.h"
 
 #include <algorithm>
+#include <numeric>
 
 #include "core/image.h"
 
@@ -14,20 +15,25 @@ Range rangeOf(std::uint32_t depth) {
 
 TapList::TapList(const std::int8_t *values, std::int64_t rows, std::int64_t columns,
                  std::int64_t left, std::int64_t top, const Range &range, std::ptrdiff_t bytes)
-    : bytes_(bytes) {
+    : top_(top), rows_(rows), bytes_(bytes) {
     const std::int64_t most = rows * columns;
-    const auto count = static_cast<std::size_t>(
-        std::max<std::int64_t>(most - std::count(values, values + most, 0), 1));
-    cells_ = Scratch<Cell>(count);
-    taps_ = Scratch<Tap>(count);
-    if (!cells_) taps_ = Scratch<Tap>();
-    if (!taps_) return;
+    std::int64_t starts[256] = {}; // of the taps of a coefficient
+    for (std::int64_t i = 0; i < most; ++i) ++starts[values[i] + 128];
+    const std::int64_t count = most - starts[128];
+    starts[128] = 0;
+    std::exclusive_scan(starts, starts + 256, starts, std::int64_t{0});
+
+    rowPointers_ = Scratch<const unsigned char *>(static_cast<std::size_t>(rows));
+    cells_ = Scratch<Cell>(static_cast<std::size_t>(std::max<std::int64_t>(count, 1)));
+    taps_ = Scratch<Tap>(static_cast<std::size_t>(std::max<std::int64_t>(count, 1)));
+    if (!*this) return;
+    count_ = static_cast<std::ptrdiff_t>(count);
     for (std::int64_t i = 0; i < most; ++i) {
         const std::int64_t value = values[i];
         if (value == 0) continue;
-        cells_[count_] = {top + i / columns, left + i % columns, nullptr};
-        taps_[count_] = {nullptr, static_cast<std::int32_t>(value)};
-        ++count_;
+        const std::int64_t at = starts[value + 128]++;
+        cells_[at] = {i / columns, left + i % columns};
+        taps_[at] = {nullptr, static_cast<std::int32_t>(value)};
         range_.low += value * (value > 0 ? range.low : range.high);
         range_.high += value * (value > 0 ? range.high : range.low);
     }
@@ -40,25 +46,20 @@ Sum TapList::sum() const {
 }
 
 void TapList::placeAt(SourceRows &rows, std::int64_t y, std::int64_t step) const {
+    for (std::int64_t r = 0; r < rows_; ++r) {
+        rowPointers_[r] = static_cast<const unsigned char *>(rows.row(y + top_ + r));
+    }
     for (std::ptrdiff_t i = 0; i < count_; ++i) {
-        Cell &cell = cells_[i];
-        cell.samples = static_cast<const unsigned char *>(rows.row(y + cell.row)) +
-                       cell.column * step * bytes_;
+        const Cell &cell = cells_[i];
+        taps_[i].samples = rowPointers_[cell.row] + cell.column * step * bytes_;
     }
 }
 
 void TapList::placeAt(const void *row, std::ptrdiff_t step) const {
     for (std::ptrdiff_t i = 0; i < count_; ++i) {
-        Cell &cell = cells_[i];
-        cell.samples = static_cast<const unsigned char *>(row) + cell.column * step * bytes_;
+        taps_[i].samples =
+            static_cast<const unsigned char *>(row) + cells_[i].column * step * bytes_;
     }
-}
-
-const Tap *TapList::at(std::ptrdiff_t x) const {
-    for (std::ptrdiff_t i = 0; i < count_; ++i) {
-        taps_[i].samples = cells_[i].samples + x * bytes_;
-    }
-    return taps_.data();
 }
 
 } // namespace zylqx

@@ -15,7 +15,7 @@ namespace zylqx {
 // nearest cache.
 constexpr std::ptrdiff_t STRIP = 1024;
 
-// Index into FilterKernels::accumulate.
+// Index into ConvolutionKernels::accumulate.
 constexpr int sumWidth(Sum sum) {
     return sum == Sum::S32 ? 1 : 0;
 }
@@ -31,30 +31,32 @@ class TapList {
     TapList() = default;
     // The cells of a kernel of `columns` columns, whose first one lies over cell
     // (left, top) of the box that rows are read for, and samples of a range and a
-    // size. Zeros are left out.
+    // size. Zeros are left out; taps of one coefficient follow each other.
     TapList(const std::int8_t *values, std::int64_t rows, std::int64_t columns, std::int64_t left,
             std::int64_t top, const Range &range, std::ptrdiff_t bytes);
 
-    explicit operator bool() const { return static_cast<bool>(taps_); }
+    explicit operator bool() const { return rowPointers_ && cells_ && taps_; }
     std::ptrdiff_t count() const { return count_; }
 
     // What the sums over all taps may be, and the narrowest kind that holds them.
     const Range &range() const { return range_; }
     Sum sum() const;
 
+    const Tap *taps() const { return taps_.data(); }
+
     // Points the taps to the rows of the box at row y, or to one row alone. Pixels
     // are `step` samples apart.
     void placeAt(SourceRows &rows, std::int64_t y, std::int64_t step) const;
     void placeAt(const void *row, std::ptrdiff_t step) const;
-    // The taps for the samples from x on, until the next call.
-    const Tap *at(std::ptrdiff_t x) const;
 
   private:
     struct Cell {
         std::int64_t row, column;
-        const unsigned char *samples; // of column 0 of the strips
     };
 
+    std::int64_t top_ = 0;
+    std::int64_t rows_ = 0;
+    Scratch<const unsigned char *> rowPointers_;
     Scratch<Cell> cells_;
     Scratch<Tap> taps_;
     std::ptrdiff_t count_ = 0;

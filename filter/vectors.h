@@ -1,0 +1,127 @@
+// What the kernels of this folder share: sample types, vectors of a level's
+// natural width, the larger and the smaller of two.
+#ifndef ZYLQX_FILTER_VECTORS_H
+#define ZYLQX_FILTER_VECTORS_H
+
+#include "core/kernel.h"
+
+namespace zylqx::ZYLQX_LEVEL {
+
+namespace {
+
+using s8 = std::int8_t;
+using u8 = std::uint8_t;
+using s16 = std::int16_t;
+using u16 = std::uint16_t;
+using s32 = std::int32_t;
+using u32 = std::uint32_t;
+using s64 = std::int64_t;
+using u64 = std::uint64_t;
+
+#if defined(__AVX512BW__)
+constexpr int VECTOR_BYTES = 64;
+#elif defined(__AVX2__)
+constexpr int VECTOR_BYTES = 32;
+#else
+constexpr int VECTOR_BYTES = 16;
+#endif
+
+template <class T, int BYTES = VECTOR_BYTES>
+struct VectorOf {
+    typedef T Type __attribute__((vector_size(BYTES)));
+};
+template <class T>
+using Vector = typename VectorOf<T>::Type;
+template <class T>
+constexpr std::ptrdiff_t LANES = VECTOR_BYTES / static_cast<std::ptrdiff_t>(sizeof(T));
+
+template <class V>
+inline V load(const void *p) {
+    V v;
+    __builtin_memcpy(&v, p, sizeof v);
+    return v;
+}
+template <class V>
+inline void store(void *p, V v) {
+    __builtin_memcpy(p, &v, sizeof v);
+}
+
+// Numbers of lanes, 0 up to N - 1 for a power of two.
+template <int... I>
+struct Indices {
+    using Twice = Indices<I..., (static_cast<int>(sizeof...(I)) + I)...>;
+};
+template <int N>
+struct IndicesTo {
+    using Type = typename IndicesTo<N / 2>::Type::Twice;
+};
+template <>
+struct IndicesTo<1> {
+    using Type = Indices<0>;
+};
+
+template <class V, int... I>
+inline V zip(V a, V b, int first, Indices<I...>) {
+    constexpr int N = sizeof...(I);
+    if (first == 0) return __builtin_shufflevector(a, b, (I / 2 + I % 2 * N)...);
+    return __builtin_shufflevector(a, b, (N / 2 + I / 2 + I % 2 * N)...);
+}
+// The lanes of two vectors in turn, in the vectors of twice as many lanes that
+// their lower and their upper halves make.
+template <class T>
+inline Vector<T> zipLow(Vector<T> a, Vector<T> b) {
+    return zip(a, b, 0, typename IndicesTo<LANES<T>>::Type());
+}
+template <class T>
+inline Vector<T> zipHigh(Vector<T> a, Vector<T> b) {
+    return zip(a, b, 1, typename IndicesTo<LANES<T>>::Type());
+}
+
+template <class V, int... I>
+inline V evenOf(V a, V b, Indices<I...>) {
+    return __builtin_shufflevector(a, b, (2 * I)...);
+}
+// Every second lane of two vectors, from the first on.
+template <class T>
+inline Vector<T> unzip(Vector<T> a, Vector<T> b) {
+    return evenOf(a, b, typename IndicesTo<LANES<T>>::Type());
+}
+
+template <class T>
+constexpr T smaller(T a, T b) {
+    return a < b ? a : b;
+}
+template <class T>
+constexpr T larger(T a, T b) {
+    return a > b ? a : b;
+}
+template <class T>
+T clamp(T value, T low, T high) {
+    return smaller(larger(value, low), high);
+}
+
+struct MaxOf {
+    template <class T>
+    static T of(T t, T s) {
+        return larger(t, s);
+    }
+};
+struct MinOf {
+    template <class T>
+    static T of(T t, T s) {
+        return smaller(t, s);
+    }
+};
+
+// One entry for each type of sample.
+#define ZYLQX_SAMPLES(name, ...)                                                                   \
+    {                                                                                              \
+        name<u8 __VA_ARGS__>, name<u8 __VA_ARGS__>, name<s8 __VA_ARGS__>, name<u16 __VA_ARGS__>,   \
+            name<s16 __VA_ARGS__>, name<s32 __VA_ARGS__>                                           \
+    }
+
+} // namespace
+
+} // namespace zylqx::ZYLQX_LEVEL
+
+#endif
