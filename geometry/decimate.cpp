@@ -16,13 +16,10 @@ std::int32_t allowed(std::int32_t interpolate, const ZylImage &src, bool wholeFa
 }
 
 Kernels kernelsFor(Interpolation interpolation, const ZylImage &src) {
-    const ResampleKernels &kernels = ZYLQX_KERNELS(resampleKernels);
     const std::ptrdiff_t bytes = sampleBytes(src.depth);
-    const int depth = sizeIndex(bytes);
     const int taps = interpolation == LINEAR ? 2 : 4;
-    return {taps, taps - 1, decimatedBytes(interpolation, bytes),
-            kernels.decimateColumns[interpolation][depth],
-            kernels.decimateRows[interpolation][depth]};
+    return {taps, taps, decimatedBytes(bytes),
+            ZYLQX_KERNELS(resampleKernels).decimate[interpolation][sizeIndex(bytes)]};
 }
 
 // Whether a mapping's point lies outside the block of a tiled destination.

@@ -14,17 +14,19 @@
 
 namespace zylqx {
 
-// How 16 bytes of gathered samples come out of 32 bytes of a row: byte i is byte
-// low[i] of the first half or byte high[i] of the second, the other being
-// negative.
+// Half a block of gathered samples is 16 bytes.
+constexpr std::ptrdiff_t GATHER_BYTES = 32;
+
+// How a block of gathered samples comes out of a row. Byte i of a half is byte low[i]
+// of the 16 bytes at the half's base or byte high[i] of the 16 behind those, the
+// other being negative.
 struct GatherBlock {
-    std::int32_t base; // bytes from the row's first sample
-    std::int8_t low[16], high[16];
+    std::int32_t base[2]; // bytes from the row's first sample
+    std::int8_t low[GATHER_BYTES], high[GATHER_BYTES];
 };
 
-// Result k is sample index[k] of a row. `blocks` hold the same for every 16 bytes
-// of results but the last incomplete ones; null when some 16 bytes come from more
-// than 32.
+// Result k is sample index[k] of a row. `blocks` hold the same for all whole blocks;
+// null when half of one comes from more than 32 bytes.
 struct Gather {
     const std::int32_t *index;
     const GatherBlock *blocks;
@@ -65,7 +67,8 @@ struct TurnBlock {
 // a rectangle does not overlap where it goes.
 struct MoveKernels {
     // By sample size: 1, 2 and 4 bytes.
-    void (*gather[3])(const void *row, const Gather &gather, void *out);
+    using GatherRow = void (*)(const void *row, const Gather &gather, void *out);
+    GatherRow gather[3];
     // Rows of `columns` samples each; their order reversed, or: dst row c, column r =
     // src row r, column c.
     using Rectangle = void (*)(const void *src, std::ptrdiff_t srcStride, void *dst,
@@ -84,16 +87,22 @@ struct MoveKernels {
 };
 
 // By interpolation and depth (8U, 16U). `taps` are 2 or 4 gathered rows, `weights`
-// the columns' weights: n of the first kind, n of the second, ...
+// the columns' weights: n of the first kind, n of the second, ... Rows of
+// intermediate values are combined, or one of them is the result alone.
 struct ResampleKernels {
     using Columns = void (*)(const void *const *taps, const void *weights, void *out,
                              std::ptrdiff_t n);
     using Rows = void (*)(const void *const *rows, const void *weights, void *out,
                           std::ptrdiff_t n);
-    Columns zoomColumns[2][2]; // double weights, float results
-    Rows zoomRows[2][2];
-    Columns decimateColumns[2][2]; // 16-bit weights; results: decimatedBytes()
-    Rows decimateRows[2][2];
+    using Alone = void (*)(const void *row, void *out, std::ptrdiff_t n);
+    struct Set {
+        Columns columns;
+        Rows rows;
+        Alone alone;
+    };
+    Set zoom[2][2];     // weights and values are doubles
+    Set zoomExact[2];   // linear, where floats hold all numbers exactly
+    Set decimate[2][2]; // 16-bit weights, values of decimatedBytes()
 };
 
 struct TurnKernels {
@@ -109,10 +118,9 @@ struct TurnKernels {
     Sample sampleBetween[2][2];
 };
 
-// Bytes of an intermediate value of decimation: 16 bits hold those of linear
-// interpolation of 8-bit samples.
-constexpr std::ptrdiff_t decimatedBytes(Interpolation interpolation, std::ptrdiff_t sampleBytes) {
-    return interpolation == LINEAR && sampleBytes == 1 ? 2 : 4;
+// Bytes of an intermediate value of decimation.
+constexpr std::ptrdiff_t decimatedBytes(std::ptrdiff_t sampleBytes) {
+    return 2 * sampleBytes;
 }
 
 ZYLQX_DECLARE_KERNELS(MoveKernels, moveKernels)

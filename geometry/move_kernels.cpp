@@ -13,21 +13,23 @@ void gatherRow(const void *row, const Gather &gather, void *out) {
     const T *samples = static_cast<const T *>(row);
     T *result = static_cast<T *>(out);
     std::ptrdiff_t k = 0;
-#if defined(__SSSE3__)
-    using Control = char __attribute__((vector_size(16)));
-    using Bytes = char __attribute__((vector_size(16), aligned(1), may_alias));
-    auto shuffled = [](const void *data, const void *control) {
-        return __builtin_ia32_pshufb128(Control(*static_cast<const Bytes *>(data)),
-                                        Control(*static_cast<const Bytes *>(control)));
+#if defined(__AVX2__)
+    using Half = Vector<char, 16>;
+    using Whole = Vector<char>;
+    auto joined = [](const char *a, const char *b) {
+        return __builtin_shufflevector(load<Half>(a), load<Half>(b), 0, 1, 2, 3, 4, 5, 6, 7, 8, 9,
+                                       10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24,
+                                       25, 26, 27, 28, 29, 30, 31);
     };
     if (gather.blocks != nullptr) {
-        constexpr std::ptrdiff_t STEP = 16 / sizeof(T);
-        const char *bytes = static_cast<const char *>(row);
+        constexpr std::ptrdiff_t STEP = GATHER_BYTES / sizeof(T);
         for (const GatherBlock *block = gather.blocks; k + STEP <= gather.count;
              k += STEP, ++block) {
-            *reinterpret_cast<Bytes *>(result + k) =
-                shuffled(bytes + block->base, block->low) |
-                shuffled(bytes + block->base + 16, block->high);
+            const char *a = static_cast<const char *>(row) + block->base[0];
+            const char *b = static_cast<const char *>(row) + block->base[1];
+            store(result + k,
+                  __builtin_ia32_pshufb256(joined(a, b), load<Whole>(block->low)) |
+                      __builtin_ia32_pshufb256(joined(a + 16, b + 16), load<Whole>(block->high)));
         }
     }
 #endif

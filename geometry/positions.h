@@ -41,16 +41,25 @@ namespace zylqx {
 
 constexpr double TOLERANCE = 0.00001;
 
+// To the nearest integer, halves to the even one: sums with 1.5 * 2^52 have no
+// room for a fraction. For positions below 2^51.
+inline double roundedPosition(double position) {
+    constexpr double NO_FRACTIONS = 1.5 * 4503599627370496.0;
+    return (position + NO_FRACTIONS) - NO_FRACTIONS;
+}
+
 inline std::int64_t indexOf(double position) {
-    return static_cast<std::int64_t>(std::nearbyint(position + TOLERANCE - 0.5));
+    return static_cast<std::int64_t>(roundedPosition(position + TOLERANCE - 0.5));
 }
 
 // The columns that one result column is made of, 2 or 4 of them in order and in
-// coordinates of the image, and their weights (kernels.h).
+// coordinates of the image, and their weights (kernels.h). `alone` when the result
+// is the first of two or the second of four, unchanged.
 template <class Weight>
 struct Taps {
     std::int32_t index[4];
-    Weight weight[3];
+    Weight weight[4];
+    bool alone;
 };
 
 // One direction of a source: where its region begins, how much of it there is,
@@ -90,12 +99,14 @@ class ZoomAxis {
     }
 
     // h = p[0] + weight[0] * (p[1] - p[0])
-    Taps<double> linear(std::int32_t i) const {
-        if (extent_.length == 1) return {{extent_.begin, extent_.begin, 0, 0}, {0, 0, 0}};
+    template <class Weight>
+    Taps<Weight> linear(std::int32_t i) const {
+        if (extent_.length == 1) return {{extent_.begin, extent_.begin, 0, 0}, {}, true};
         const double position = i * factor_;
         const std::int64_t base = std::min<std::int64_t>(indexOf(position), extent_.length - 2);
+        const double t = position - static_cast<double>(base);
         const auto column = static_cast<std::int32_t>(extent_.begin + base);
-        return {{column, column + 1, 0, 0}, {position - static_cast<double>(base), 0, 0}};
+        return {{column, column + 1, 0, 0}, {static_cast<Weight>(t)}, t == 0};
     }
 
     // h = p[0] + weight[0] * d1 + weight[1] * d2 + weight[2] * d3, with the forward
@@ -107,7 +118,8 @@ class ZoomAxis {
         const double s = position - static_cast<double>(column - extent_.begin) + 1;
         const auto c = static_cast<std::int32_t>(column);
         return {{c - 1, c, c + 1, c + 2},
-                {s, s * (s - 1) / 2, s * (s - 1) * (s - 2) / 2 * (1.0 / 3)}};
+                {s, s * (s - 1) / 2, s * (s - 1) * (s - 2) / 2 * (1.0 / 3)},
+                s == 1};
     }
 
   private:
@@ -129,23 +141,28 @@ class DecimateAxis {
     // Positions carry on from tile to tile.
     std::int32_t nearest(std::int32_t, std::int32_t i) const { return base(i); }
 
-    // (p[0] * (256 - weight[0]) + p[1] * weight[0]) / 256
-    Taps<std::uint16_t> linear(std::int32_t i) const {
+    // (p[0] * weight[0] + p[1] * weight[1]) / 256
+    Taps<std::int16_t> linear(std::int32_t i) const {
         const std::int32_t column = base(i);
-        const auto f = static_cast<std::uint16_t>(i * step_ & 255);
-        return {{column, f == 0 ? column : column + 1, 0, 0}, {f, 0, 0}};
+        const auto f = static_cast<std::int16_t>(i * step_ & 255);
+        if (f == 0) return {{column, column, 0, 0}, {256, 0}, true};
+        return {{column, column + 1, 0, 0}, {static_cast<std::int16_t>(256 - f), f}, false};
     }
 
-    // The cubic through four samples, weighted with f, f^2 and f^3 (8 bits each).
-    // On a pixel, that pixel alone.
-    Taps<std::uint16_t> cubic(std::int32_t i) const {
+    // Six times the cubic through four samples, at f / 256, times 256: the powers of
+    // f have 8 bits each.
+    Taps<std::int16_t> cubic(std::int32_t i) const {
         const std::int32_t c = base(i);
-        const auto f = static_cast<std::uint32_t>(i * step_ & 255);
-        if (f == 0) return {{c, c, c, c}, {0, 0, 0}};
+        const auto f = static_cast<std::int32_t>(i * step_ & 255);
+        const std::int32_t f2 = f * f >> 8, f3 = f * f * f >> 16;
+        if (f == 0) return {{c, c, c, c}, {0, 6 * 256, 0, 0}, true};
         return {{extent_.inside(std::int64_t{c} - 1), c, extent_.inside(std::int64_t{c} + 1),
                  extent_.inside(std::int64_t{c} + 2)},
-                {static_cast<std::uint16_t>(f), static_cast<std::uint16_t>(f * f >> 8),
-                 static_cast<std::uint16_t>(f * f * f >> 16)}};
+                {static_cast<std::int16_t>(3 * f2 - f3 - 2 * f),
+                 static_cast<std::int16_t>(6 * 256 + 3 * f3 - 6 * f2 - 3 * f),
+                 static_cast<std::int16_t>(3 * f2 - 3 * f3 + 6 * f),
+                 static_cast<std::int16_t>(f3 - f)},
+                false};
     }
 
   private:

@@ -20,9 +20,13 @@ struct Kernels {
     int taps;                  // samples in each direction
     int weights;               // for each position
     std::ptrdiff_t valueBytes; // of an intermediate value
-    ResampleKernels::Columns columns;
-    ResampleKernels::Rows rows;
+    ResampleKernels::Set set;
 };
+
+// Bytes of intermediate values that are kept at a time, half of the nearest cache;
+// but with many channels not those of fewer pixels than LEAST_STRIP.
+constexpr std::ptrdiff_t STRIP_BYTES = 32768;
+constexpr std::int32_t LEAST_STRIP = 16;
 
 // Coordinates of a source that are needed: from the least to the greatest of
 // those that were added.
@@ -111,10 +115,11 @@ bool resampleBetween(const Source &source, const DstPiece &piece, const ChannelP
 
     GatherTable columns[4];
     Scratch<Weight> weights(static_cast<std::size_t>(n * kernels.weights));
-    Scratch<unsigned char> gathered(static_cast<std::size_t>(n * bytes * taps));
-    Scratch<unsigned char> values(static_cast<std::size_t>(n * kernels.valueBytes * taps));
+    // Rows of gathered samples, and behind them rows of intermediate values.
+    const std::ptrdiff_t valueStride = n * kernels.valueBytes, sampleStride = n * bytes;
+    Scratch<unsigned char> rows(static_cast<std::size_t>((valueStride + sampleStride) * taps));
     RowOutput output(piece, pairs);
-    if (!weights || !gathered || !values || !output) return false;
+    if (!weights || !rows || !output) return false;
     for (int t = 0; t < taps; ++t) {
         columns[t] = GatherTable(n);
         if (!columns[t]) return false;
@@ -123,35 +128,60 @@ bool resampleBetween(const Source &source, const DstPiece &piece, const ChannelP
         const Taps<Weight> at = columnTaps(piece.dx + i);
         for (int t = 0; t < taps; ++t) columns[t].put(i, at.index[t] - source.left(), pairs);
         for (int w = 0; w < kernels.weights; ++w) {
-            std::fill_n(&weights[w * n + i * pairs.count], pairs.count, at.weight[w]);
+            Weight *to = &weights[w * n + i * pairs.count];
+            *to = at.weight[w];
+            for (std::ptrdiff_t c = 1; c < pairs.count; ++c) to[c] = *to;
         }
     }
 
+    unsigned char *const gathered = &rows[valueStride * taps];
     const void *samples[4];
-    for (int t = 0; t < taps; ++t) samples[t] = &gathered[t * n * bytes];
+    for (int t = 0; t < taps; ++t) samples[t] = gathered + t * sampleStride;
     auto combineColumns = [&](const unsigned char *row, void *value) {
-        for (int t = 0; t < taps; ++t) columns[t].run(row, &gathered[t * n * bytes]);
-        kernels.columns(samples, weights.data(), value, n);
+        for (int t = 0; t < taps; ++t) columns[t].run(row, gathered + t * sampleStride);
+        kernels.set.columns(samples, weights.data(), value, n);
     };
     for (int plane = 0; plane < pairs.planes; ++plane) {
         const int channel = pairs.srcFirst + plane;
         std::int32_t held[4] = {-1, -1, -1, -1};
         output.startPlane(plane);
         for (int t = 0; t < taps; ++t) columns[t].finish(bytes, source.rowBytes(channel));
+        auto valuesOf = [&](std::int32_t y) -> const void * {
+            const int place = y & (taps - 1); // y modulo 2 or 4
+            unsigned char *values = &rows[place * valueStride];
+            if (held[place] != y) combineColumns(source.row(y, channel), values);
+            held[place] = y;
+            return values;
+        };
         for (std::int32_t j = 0; j < piece.area.height; ++j) {
             const Taps<Weight> at = rowTaps(piece.dy + j);
-            const void *rows[4];
-            for (int t = 0; t < taps; ++t) {
-                const std::int32_t y = at.index[t];
-                const int place = y % taps;
-                rows[t] = &values[place * n * kernels.valueBytes];
-                if (held[place] == y) continue;
-                combineColumns(source.row(y, channel), &values[place * n * kernels.valueBytes]);
-                held[place] = y;
+            void *out = output.row(j);
+            if (at.alone) {
+                kernels.set.alone(valuesOf(at.index[taps / 2 - 1]), out, n);
+            } else {
+                const void *values[4];
+                for (int t = 0; t < taps; ++t) values[t] = valuesOf(at.index[t]);
+                kernels.set.rows(values, at.weight, out, n);
             }
-            kernels.rows(rows, at.weight, output.row(j), n);
             output.finishRow(j);
         }
+    }
+    return true;
+}
+
+// The same in strips of columns.
+template <class Process>
+bool forEachStrip(const DstPiece &piece, const ChannelPairs &pairs, const Kernels &kernels,
+                  Process process) {
+    const auto pixels =
+        static_cast<std::int32_t>(STRIP_BYTES / (kernels.valueBytes * kernels.taps * pairs.count));
+    const std::int32_t width = std::max(pixels & ~(LEAST_STRIP - 1), LEAST_STRIP);
+    DstPiece strip = piece;
+    for (std::int32_t i = 0; i < piece.area.width; i += width) {
+        strip.area.x = piece.area.x + i;
+        strip.area.width = std::min(width, piece.area.width - i);
+        strip.dx = piece.dx + i;
+        if (!process(strip)) return false;
     }
     return true;
 }
@@ -189,7 +219,9 @@ struct Resampling {
             return neededBetween(part, kernels.taps, column, row);
         };
         auto process = [&](const Source &source, const DstPiece &piece) {
-            return resampleBetween<Weight>(source, piece, pairs, kernels, column, row);
+            return forEachStrip(piece, pairs, kernels, [&](const DstPiece &strip) {
+                return resampleBetween<Weight>(source, strip, pairs, kernels, column, row);
+            });
         };
         forEachPiece(call, TRANSFER_REPORT, src, dst, block, tile, needed, process);
     }

@@ -1,6 +1,7 @@
 #include "core/kernel.h"
 #include "geometry/kernels.h"
 #include "geometry/rounding.h"
+#include "geometry/vectors.h"
 
 namespace zylqx::ZYLQX_LEVEL {
 
@@ -8,28 +9,41 @@ namespace {
 
 // --- zoom ---
 
-template <class T>
+// Rounded to single precision.
+template <class Real>
+Real toSingle(Real value) {
+    return static_cast<Real>(static_cast<float>(value));
+}
+
+template <class T, class Real>
 void zoomColumnsLinear(const void *const *taps, const void *weights, void *out, std::ptrdiff_t n) {
     const T *a = static_cast<const T *>(taps[0]);
     const T *b = static_cast<const T *>(taps[1]);
-    const double *t = static_cast<const double *>(weights);
-    float *h = static_cast<float *>(out);
+    const Real *t = static_cast<const Real *>(weights);
+    Real *h = static_cast<Real *>(out);
     ZYLQX_VECTOR_LOOP
     for (std::ptrdiff_t k = 0; k < n; ++k) {
-        h[k] = static_cast<float>(a[k] + t[k] * (int{b[k]} - int{a[k]}));
+        const int p0 = a[k], p1 = b[k];
+        h[k] = toSingle(static_cast<Real>(p0) + t[k] * static_cast<Real>(p1 - p0));
     }
 }
 
-template <class T>
+template <class T, class Real>
 void zoomRowsLinear(const void *const *rows, const void *weights, void *out, std::ptrdiff_t n) {
-    const float *a = static_cast<const float *>(rows[0]);
-    const float *b = static_cast<const float *>(rows[1]);
-    const double t = *static_cast<const double *>(weights);
+    const Real *a = static_cast<const Real *>(rows[0]);
+    const Real *b = static_cast<const Real *>(rows[1]);
+    const Real t = *static_cast<const Real *>(weights);
     T *d = static_cast<T *>(out);
     ZYLQX_VECTOR_LOOP
-    for (std::ptrdiff_t k = 0; k < n; ++k) {
-        d[k] = indexSample<T>(t * (double{b[k]} - double{a[k]}) + double{a[k]});
-    }
+    for (std::ptrdiff_t k = 0; k < n; ++k) d[k] = indexSample<T>(t * (b[k] - a[k]) + a[k]);
+}
+
+template <class T, class Real>
+void zoomRowAlone(const void *row, void *out, std::ptrdiff_t n) {
+    const Real *h = static_cast<const Real *>(row);
+    T *d = static_cast<T *>(out);
+    ZYLQX_VECTOR_LOOP
+    for (std::ptrdiff_t k = 0; k < n; ++k) d[k] = indexSample<T>(h[k]);
 }
 
 template <class T>
@@ -41,21 +55,21 @@ void zoomColumnsCubic(const void *const *taps, const void *weights, void *out, s
     const double *w1 = static_cast<const double *>(weights);
     const double *w2 = w1 + n;
     const double *w3 = w2 + n;
-    float *h = static_cast<float *>(out);
+    double *h = static_cast<double *>(out);
     ZYLQX_VECTOR_LOOP
     for (std::ptrdiff_t k = 0; k < n; ++k) {
         const int p0 = a[k], p1 = b[k], p2 = c[k], p3 = d[k];
         const int d1 = p1 - p0, d2 = p2 - p1 - d1, d3 = p3 - p2 - (p2 - p1) - d2;
-        h[k] = static_cast<float>(p0 + w1[k] * d1 + w2[k] * d2 + w3[k] * d3);
+        h[k] = toSingle(p0 + w1[k] * d1 + w2[k] * d2 + w3[k] * d3);
     }
 }
 
 template <class T>
 void zoomRowsCubic(const void *const *rows, const void *weights, void *out, std::ptrdiff_t n) {
-    const float *a = static_cast<const float *>(rows[0]);
-    const float *b = static_cast<const float *>(rows[1]);
-    const float *c = static_cast<const float *>(rows[2]);
-    const float *d = static_cast<const float *>(rows[3]);
+    const double *a = static_cast<const double *>(rows[0]);
+    const double *b = static_cast<const double *>(rows[1]);
+    const double *c = static_cast<const double *>(rows[2]);
+    const double *d = static_cast<const double *>(rows[3]);
     const double *w = static_cast<const double *>(weights);
     const double w1 = w[0], w2 = w[1], w3 = w[2];
     T *result = static_cast<T *>(out);
@@ -69,97 +83,264 @@ void zoomRowsCubic(const void *const *rows, const void *weights, void *out, std:
 
 // --- decimation ---
 
-// The type of intermediate values of linear interpolation: they are below
-// 256 times the highest sample.
+#if defined(__SSE2__)
+
+// 16-bit values as vectors: an instruction multiplies them and adds pairs of products.
+using Words = Vector<std::int16_t>;
+
+#if defined(__AVX2__)
+// Each half for itself, which packing undoes.
+Words zipLow(Words a, Words b) {
+    return __builtin_shufflevector(a, b, 0, 16, 1, 17, 2, 18, 3, 19, 8, 24, 9, 25, 10, 26, 11, 27);
+}
+Words zipHigh(Words a, Words b) {
+    return __builtin_shufflevector(a, b, 4, 20, 5, 21, 6, 22, 7, 23, 12, 28, 13, 29, 14, 30, 15,
+                                   31);
+}
+Vector<int> sumsOfPairs(Words a, Words b) {
+    return __builtin_ia32_pmaddwd256(a, b);
+}
+Words pack(Vector<int> low, Vector<int> high) {
+    return __builtin_ia32_packssdw256(low, high);
+}
+Vector<char> packBytes(Words a, Words b) {
+    const auto halves = reinterpret_cast<Vector<long long>>(__builtin_ia32_packuswb256(a, b));
+    return reinterpret_cast<Vector<char>>(__builtin_shufflevector(halves, halves, 0, 2, 1, 3));
+}
+#else
+Words zipLow(Words a, Words b) {
+    return __builtin_shufflevector(a, b, 0, 8, 1, 9, 2, 10, 3, 11);
+}
+Words zipHigh(Words a, Words b) {
+    return __builtin_shufflevector(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
+}
+Vector<int> sumsOfPairs(Words a, Words b) {
+    return __builtin_ia32_pmaddwd128(a, b);
+}
+Words pack(Vector<int> low, Vector<int> high) {
+    return __builtin_ia32_packssdw128(low, high);
+}
+Vector<char> packBytes(Words a, Words b) {
+    return __builtin_ia32_packuswb128(a, b);
+}
+#endif
+
+#endif
+
+// The types of intermediate values: linear ones are below 256 times the highest
+// sample, cubic ones of 8-bit samples within 6 * 1.25 * 255 of 0.
 template <class T>
-struct Linear;
+struct Values;
 template <>
-struct Linear<std::uint8_t> {
-    using Value = std::uint16_t;
+struct Values<std::uint8_t> {
+    using Linear = std::uint16_t;
+    using Cubic = std::int16_t;
 };
 template <>
-struct Linear<std::uint16_t> {
-    using Value = std::uint32_t;
+struct Values<std::uint16_t> {
+    using Linear = std::uint32_t;
+    using Cubic = std::int32_t;
 };
 
 template <class T>
 void decimateColumnsLinear(const void *const *taps, const void *weights, void *out,
                            std::ptrdiff_t n) {
-    using Value = typename Linear<T>::Value;
+    using Value = typename Values<T>::Linear;
     const T *a = static_cast<const T *>(taps[0]);
     const T *b = static_cast<const T *>(taps[1]);
     const std::uint16_t *f = static_cast<const std::uint16_t *>(weights);
+    const std::uint16_t *g = f + n;
     Value *h = static_cast<Value *>(out);
     ZYLQX_VECTOR_LOOP
     for (std::ptrdiff_t k = 0; k < n; ++k) {
-        h[k] = static_cast<Value>(Value(a[k]) * Value(256 - f[k]) + Value(b[k]) * Value(f[k]));
+        h[k] = static_cast<Value>(Value(a[k]) * Value(f[k]) + Value(b[k]) * Value(g[k]));
     }
 }
+
+#if defined(__SSE2__)
+// A vector of 8-bit results as words. Pairs are multiplied as signed numbers, which
+// takes 2^15 from every value and 2^23 from the sums; weights add up to 256.
+Words decimatedLinear(const std::uint16_t *a, const std::uint16_t *b, Words f, Words g) {
+    const Words sign = Words{} + INT16_MIN;
+    const Words x = load<Words>(a) ^ sign, y = load<Words>(b) ^ sign;
+    const int restored = (1 << 23) + (1 << 15); // rounding half up as well
+    return pack((sumsOfPairs(zipLow(x, y), zipLow(f, g)) + restored) >> 16,
+                (sumsOfPairs(zipHigh(x, y), zipHigh(f, g)) + restored) >> 16);
+}
+#endif
 
 // The sum is below 2^32 for both depths.
 template <class T>
 void decimateRowsLinear(const void *const *rows, const void *weights, void *out, std::ptrdiff_t n) {
-    using Value = typename Linear<T>::Value;
+    using Value = typename Values<T>::Linear;
     const Value *a = static_cast<const Value *>(rows[0]);
     const Value *b = static_cast<const Value *>(rows[1]);
-    const std::uint32_t f = *static_cast<const std::uint16_t *>(weights);
+    const std::uint16_t *w = static_cast<const std::uint16_t *>(weights);
+    const std::uint32_t f = w[0], g = w[1];
     T *d = static_cast<T *>(out);
+    std::ptrdiff_t k = 0;
+#if defined(__SSE2__)
+    if constexpr (sizeof(T) == 1) {
+        constexpr std::ptrdiff_t N = LANES<std::int16_t>;
+        const Words zero = {};
+        const Words vf = zero + static_cast<std::int16_t>(f),
+                    vg = zero + static_cast<std::int16_t>(g);
+        for (; k + 2 * N <= n; k += 2 * N) {
+            store(d + k, packBytes(decimatedLinear(a + k, b + k, vf, vg),
+                                   decimatedLinear(a + k + N, b + k + N, vf, vg)));
+        }
+    }
+#endif
     ZYLQX_VECTOR_LOOP
-    for (std::ptrdiff_t k = 0; k < n; ++k) {
-        const std::uint32_t sum = std::uint32_t{a[k]} * (256 - f) + std::uint32_t{b[k]} * f;
+    for (; k < n; ++k) {
+        const std::uint32_t sum = std::uint32_t{a[k]} * f + std::uint32_t{b[k]} * g;
         d[k] = static_cast<T>(((sum >> 15) + 1) >> 1);
     }
 }
 
-// Six times the cubic through four samples at -1, 0, 1 and 2, at f / 256. 16-bit
-// samples taken through it twice stay below 2^30, and so do the sums on the way.
-int sixCubic(int p0, int p1, int p2, int p3, int f, int f2, int f3) {
-    const int sum = f3 * (3 * p1 - p0 - 3 * p2 + p3) + f2 * (3 * p0 - 6 * p1 + 3 * p2) +
-                    f * (6 * p2 - 2 * p0 - 3 * p1 - p3);
-    return 6 * p1 + (sum >> 8);
+template <class T>
+void decimateRowLinear(const void *row, void *out, std::ptrdiff_t n) {
+    using Value = typename Values<T>::Linear;
+    const Value *h = static_cast<const Value *>(row);
+    T *d = static_cast<T *>(out);
+    ZYLQX_VECTOR_LOOP
+    for (std::ptrdiff_t k = 0; k < n; ++k) {
+        d[k] = static_cast<T>(static_cast<Value>((h[k] >> 7) + 1) >> 1);
+    }
 }
+
+// The cubic of values of one pixel. Those of 16-bit samples taken through it twice
+// are below 2^31.
+template <class Value>
+Value cubicOf(Value a, Value b, Value c, Value d, int w0, int w1, int w2, int w3) {
+    return static_cast<Value>((a * w0 + b * w1 + c * w2 + d * w3) >> 8);
+}
+
+#if defined(__SSE2__)
+
+Words cubicOf(Words a, Words b, Words c, Words d, Words w0, Words w1, Words w2, Words w3) {
+    const Vector<int> low =
+        sumsOfPairs(zipLow(a, b), zipLow(w0, w1)) + sumsOfPairs(zipLow(c, d), zipLow(w2, w3));
+    const Vector<int> high =
+        sumsOfPairs(zipHigh(a, b), zipHigh(w0, w1)) + sumsOfPairs(zipHigh(c, d), zipHigh(w2, w3));
+    return pack(low >> 8, high >> 8);
+}
+
+#endif
 
 template <class T>
 void decimateColumnsCubic(const void *const *taps, const void *weights, void *out,
                           std::ptrdiff_t n) {
+    using Value = typename Values<T>::Cubic;
     const T *a = static_cast<const T *>(taps[0]);
     const T *b = static_cast<const T *>(taps[1]);
     const T *c = static_cast<const T *>(taps[2]);
     const T *d = static_cast<const T *>(taps[3]);
-    const std::uint16_t *f = static_cast<const std::uint16_t *>(weights);
-    const std::uint16_t *f2 = f + n;
-    const std::uint16_t *f3 = f2 + n;
-    std::int32_t *h = static_cast<std::int32_t *>(out);
+    const std::int16_t *w0 = static_cast<const std::int16_t *>(weights);
+    const std::int16_t *w1 = w0 + n;
+    const std::int16_t *w2 = w1 + n;
+    const std::int16_t *w3 = w2 + n;
+    Value *h = static_cast<Value *>(out);
+    std::ptrdiff_t k = 0;
+#if defined(__SSE2__)
+    if constexpr (sizeof(T) == 1) {
+        auto words = [](const T *bytes) {
+            return __builtin_convertvector(load<Vector<T, VECTOR_BYTES / 2>>(bytes), Words);
+        };
+        for (; k + LANES<Value> <= n; k += LANES<Value>) {
+            store(h + k, cubicOf(words(a + k), words(b + k), words(c + k), words(d + k),
+                                 load<Words>(w0 + k), load<Words>(w1 + k), load<Words>(w2 + k),
+                                 load<Words>(w3 + k)));
+        }
+    }
+#endif
     ZYLQX_VECTOR_LOOP
-    for (std::ptrdiff_t k = 0; k < n; ++k) {
-        h[k] = sixCubic(a[k], b[k], c[k], d[k], f[k], f2[k], f3[k]);
+    for (; k < n; ++k) {
+        h[k] = cubicOf<Value>(a[k], b[k], c[k], d[k], w0[k], w1[k], w2[k], w3[k]);
     }
 }
 
-// value / 36 by multiplication: 58255 is 2^21 / 36 rounded up, which is exact for
-// values below 74898. Those of 8-bit samples are below 12000.
-std::uint8_t thirtySixth(unsigned value, std::uint8_t) {
-    return saturated<std::uint8_t>(static_cast<int>(value * 58255 >> 21));
+// Rows of values with the same four weights.
+template <class Value>
+void combineCubic(const Value *a, const Value *b, const Value *c, const Value *d,
+                  const std::int16_t *w, Value *out, std::ptrdiff_t n) {
+    const int w0 = w[0], w1 = w[1], w2 = w[2], w3 = w[3];
+    std::ptrdiff_t k = 0;
+#if defined(__SSE2__)
+    if constexpr (sizeof(Value) == 2) {
+        const Words zero = {};
+        const Words v0 = zero + w[0], v1 = zero + w[1], v2 = zero + w[2], v3 = zero + w[3];
+        for (; k + LANES<Value> <= n; k += LANES<Value>) {
+            store(out + k, cubicOf(load<Words>(a + k), load<Words>(b + k), load<Words>(c + k),
+                                   load<Words>(d + k), v0, v1, v2, v3));
+        }
+    }
+#endif
+    ZYLQX_VECTOR_LOOP
+    for (; k < n; ++k) out[k] = cubicOf<Value>(a[k], b[k], c[k], d[k], w0, w1, w2, w3);
 }
-std::uint16_t thirtySixth(unsigned value, std::uint16_t) {
-    return saturated<std::uint16_t>(static_cast<int>(value / 36));
+
+// value / DIVISOR, 6 or 36, saturated. 8-bit: by multiplying with 2^18 / DIVISOR
+// rounded up, which is exact for 15 bits. 16-bit: the half keeps the quotients
+// farther from whole numbers than single precision errs, up to 2^16.
+template <int DIVISOR>
+std::uint8_t quotient(std::int16_t value) {
+    constexpr std::uint32_t FACTOR = ((1 << 18) + DIVISOR - 1) / DIVISOR;
+    const auto positive = static_cast<std::uint16_t>(value > 0 ? value : 0);
+    const auto high = static_cast<std::uint16_t>(positive * FACTOR >> 16);
+    const auto result = static_cast<std::uint16_t>(high >> 2);
+    return static_cast<std::uint8_t>(result < 255 ? result : 255);
+}
+template <int DIVISOR>
+std::uint16_t quotient(std::int32_t value) {
+    const int positive = value > 0 ? value : 0;
+    const float result = (static_cast<float>(positive) + 0.5f) * (1.0f / DIVISOR);
+    return saturated<std::uint16_t>(static_cast<int>(result));
 }
 
 template <class T>
 void decimateRowsCubic(const void *const *rows, const void *weights, void *out, std::ptrdiff_t n) {
-    const std::int32_t *a = static_cast<const std::int32_t *>(rows[0]);
-    const std::int32_t *b = static_cast<const std::int32_t *>(rows[1]);
-    const std::int32_t *c = static_cast<const std::int32_t *>(rows[2]);
-    const std::int32_t *d = static_cast<const std::int32_t *>(rows[3]);
-    const std::uint16_t *w = static_cast<const std::uint16_t *>(weights);
-    const int f = w[0], f2 = w[1], f3 = w[2];
+    using Value = typename Values<T>::Cubic;
+    const Value *a = static_cast<const Value *>(rows[0]);
+    const Value *b = static_cast<const Value *>(rows[1]);
+    const Value *c = static_cast<const Value *>(rows[2]);
+    const Value *d = static_cast<const Value *>(rows[3]);
+    const std::int16_t *w = static_cast<const std::int16_t *>(weights);
     T *result = static_cast<T *>(out);
-    ZYLQX_VECTOR_LOOP
-    for (std::ptrdiff_t k = 0; k < n; ++k) {
-        const int value = sixCubic(a[k], b[k], c[k], d[k], f, f2, f3);
-        result[k] = thirtySixth(static_cast<unsigned>(value > 0 ? value : 0), T());
+    constexpr std::ptrdiff_t BLOCK = 256;
+    Value values[BLOCK];
+    for (std::ptrdiff_t begin = 0; begin < n; begin += BLOCK) {
+        const std::ptrdiff_t count = n - begin < BLOCK ? n - begin : BLOCK;
+        combineCubic(a + begin, b + begin, c + begin, d + begin, w, values, count);
+        ZYLQX_VECTOR_LOOP
+        for (std::ptrdiff_t k = 0; k < count; ++k) result[begin + k] = quotient<36>(values[k]);
     }
 }
+
+template <class T>
+void decimateRowCubic(const void *row, void *out, std::ptrdiff_t n) {
+    using Value = typename Values<T>::Cubic;
+    const Value *h = static_cast<const Value *>(row);
+    T *d = static_cast<T *>(out);
+    ZYLQX_VECTOR_LOOP
+    for (std::ptrdiff_t k = 0; k < n; ++k) d[k] = quotient<6>(h[k]);
+}
+
+template <class T>
+constexpr ResampleKernels::Set ZOOM_LINEAR = {zoomColumnsLinear<T, double>,
+                                              zoomRowsLinear<T, double>, zoomRowAlone<T, double>};
+template <class T>
+constexpr ResampleKernels::Set ZOOM_EXACT = {zoomColumnsLinear<T, float>, zoomRowsLinear<T, float>,
+                                             zoomRowAlone<T, float>};
+template <class T>
+constexpr ResampleKernels::Set ZOOM_CUBIC = {zoomColumnsCubic<T>, zoomRowsCubic<T>,
+                                             zoomRowAlone<T, double>};
+template <class T>
+constexpr ResampleKernels::Set DECIMATE_LINEAR = {decimateColumnsLinear<T>, decimateRowsLinear<T>,
+                                                  decimateRowLinear<T>};
+template <class T>
+constexpr ResampleKernels::Set DECIMATE_CUBIC = {decimateColumnsCubic<T>, decimateRowsCubic<T>,
+                                                 decimateRowCubic<T>};
 
 } // namespace
 
@@ -167,12 +348,8 @@ using U8 = std::uint8_t;
 using U16 = std::uint16_t;
 
 const ResampleKernels resampleKernels = {
-    {{zoomColumnsLinear<U8>, zoomColumnsLinear<U16>},
-     {zoomColumnsCubic<U8>, zoomColumnsCubic<U16>}},
-    {{zoomRowsLinear<U8>, zoomRowsLinear<U16>}, {zoomRowsCubic<U8>, zoomRowsCubic<U16>}},
-    {{decimateColumnsLinear<U8>, decimateColumnsLinear<U16>},
-     {decimateColumnsCubic<U8>, decimateColumnsCubic<U16>}},
-    {{decimateRowsLinear<U8>, decimateRowsLinear<U16>},
-     {decimateRowsCubic<U8>, decimateRowsCubic<U16>}}};
+    {{ZOOM_LINEAR<U8>, ZOOM_LINEAR<U16>}, {ZOOM_CUBIC<U8>, ZOOM_CUBIC<U16>}},
+    {ZOOM_EXACT<U8>, ZOOM_EXACT<U16>},
+    {{DECIMATE_LINEAR<U8>, DECIMATE_LINEAR<U16>}, {DECIMATE_CUBIC<U8>, DECIMATE_CUBIC<U16>}}};
 
 } // namespace zylqx::ZYLQX_LEVEL

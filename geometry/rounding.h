@@ -23,9 +23,9 @@ inline T saturated(int value) {
 
 // index() and nearest() of positions.h, as samples. What truncation rounds the
 // wrong way is below 0, and becomes 0 either way.
-template <class T>
-inline T indexSample(double value) {
-    return saturated<T>(static_cast<int>(value + TOLERANCE));
+template <class T, class Real>
+inline T indexSample(Real value) {
+    return saturated<T>(static_cast<int>(value + static_cast<Real>(TOLERANCE)));
 }
 template <class T>
 inline T nearestSample(double value) {

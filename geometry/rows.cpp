@@ -9,27 +9,36 @@ namespace zylqx {
 
 // --- gathering ---
 
+GatherTable::GatherTable(std::ptrdiff_t n)
+    : index_(static_cast<std::size_t>(n)), blocks_(static_cast<std::size_t>(n / 8 + 1)), count_(n) {
+}
+
 void GatherTable::finish(std::ptrdiff_t bytes, std::ptrdiff_t rowBytes) {
-    bytes_ = bytes;
-    const std::ptrdiff_t step = 16 / bytes_;
+    kernel_ = ZYLQX_KERNELS(moveKernels).gather[sizeIndex(bytes)];
     inBlocks_ = true;
-    for (std::ptrdiff_t i = 0; i < count_ / step && inBlocks_; ++i) {
-        inBlocks_ = makeBlock(i * step, rowBytes, blocks_[i]);
+    const std::ptrdiff_t step = GATHER_BYTES / bytes / 2;
+    const std::ptrdiff_t halves = count_ / (2 * step) * 2;
+    for (std::ptrdiff_t i = 0; i < halves && inBlocks_; ++i) {
+        inBlocks_ =
+            makeHalf(&index_[i * step], bytes, rowBytes, static_cast<int>(i % 2), blocks_[i / 2]);
     }
 }
 
-bool GatherTable::makeBlock(std::ptrdiff_t first, std::ptrdiff_t rowBytes,
-                            GatherBlock &block) const {
-    const std::ptrdiff_t step = 16 / bytes_;
-    const std::int32_t *index = &index_[first];
-    const auto [least, most] = std::minmax_element(index, index + step);
-    const std::ptrdiff_t base = std::min(*least * bytes_, rowBytes - 32);
-    if (base < 0 || (*most + 1) * bytes_ > base + 32) return false;
-    block.base = static_cast<std::int32_t>(base);
-    for (std::ptrdiff_t i = 0; i < 16; ++i) {
-        const std::ptrdiff_t from = index[i / bytes_] * bytes_ + i % bytes_ - base;
-        block.low[i] = static_cast<std::int8_t>(from < 16 ? from : -1);
-        block.high[i] = static_cast<std::int8_t>(from < 16 ? -1 : from - 16);
+bool GatherTable::makeHalf(const std::int32_t *index, std::ptrdiff_t bytes, std::ptrdiff_t rowBytes,
+                           int half, GatherBlock &block) {
+    constexpr std::ptrdiff_t BYTES = GATHER_BYTES / 2;
+    const std::ptrdiff_t samples = BYTES / bytes;
+    const auto [least, most] = std::minmax_element(index, index + samples);
+    const std::ptrdiff_t base = std::min(*least * bytes, rowBytes - 2 * BYTES);
+    if (base < 0 || (*most + 1) * bytes > base + 2 * BYTES) return false;
+    block.base[half] = static_cast<std::int32_t>(base);
+    std::int8_t *low = block.low + half * BYTES, *high = block.high + half * BYTES;
+    for (std::ptrdiff_t i = 0; i < samples; ++i) {
+        for (std::ptrdiff_t b = 0; b < bytes; ++b) {
+            const std::ptrdiff_t from = index[i] * bytes + b - base;
+            *low++ = static_cast<std::int8_t>(from < BYTES ? from : -1);
+            *high++ = static_cast<std::int8_t>(from < BYTES ? -1 : from - BYTES);
+        }
     }
     return true;
 }

@@ -41,18 +41,17 @@ void spreadSamples(const unsigned char *src, unsigned char *dst, std::ptrdiff_t 
 class GatherTable {
   public:
     GatherTable() = default;
-    explicit GatherTable(std::ptrdiff_t n)
-        : index_(static_cast<std::size_t>(n)), blocks_(static_cast<std::size_t>(n / 2 + 1)),
-          count_(n) {}
+    explicit GatherTable(std::ptrdiff_t n);
 
     explicit operator bool() const { return index_ && blocks_; }
     const std::int32_t *index() const { return index_.data(); }
 
     // Pixel i of the row comes from pixel `column` of a source row.
     void put(std::int32_t i, std::int32_t column, const ChannelPairs &pairs) {
-        for (std::ptrdiff_t c = 0; c < pairs.count; ++c) {
-            index_[i * pairs.count + c] = static_cast<std::int32_t>(column * pairs.srcStep + c);
-        }
+        std::int32_t *to = &index_[i * pairs.count];
+        const auto first = static_cast<std::int32_t>(column * pairs.srcStep);
+        *to = first;
+        for (std::int32_t c = 1; c < pairs.count; ++c) to[c] = first + c;
     }
 
     // To be called when all pixels are put: the size of a sample, and of the rows
@@ -60,19 +59,19 @@ class GatherTable {
     void finish(std::ptrdiff_t bytes, std::ptrdiff_t rowBytes);
 
     void run(const void *row, void *out) const {
-        ZYLQX_KERNELS(moveKernels)
-            .gather[sizeIndex(bytes_)](
-                row, {index_.data(), inBlocks_ ? blocks_.data() : nullptr, count_}, out);
+        kernel_(row, {index_.data(), inBlocks_ ? blocks_.data() : nullptr, count_}, out);
     }
 
   private:
-    bool makeBlock(std::ptrdiff_t first, std::ptrdiff_t rowBytes, GatherBlock &block) const;
+    // False when the samples come from too far apart.
+    static bool makeHalf(const std::int32_t *index, std::ptrdiff_t bytes, std::ptrdiff_t rowBytes,
+                         int half, GatherBlock &block);
 
     Scratch<std::int32_t> index_;
     Scratch<GatherBlock> blocks_;
     std::ptrdiff_t count_ = 0;
-    std::ptrdiff_t bytes_ = 1;
     bool inBlocks_ = false;
+    MoveKernels::GatherRow kernel_ = nullptr;
 };
 
 // Rows of a piece. Samples are made without gaps; where the destination has gaps

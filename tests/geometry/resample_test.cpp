@@ -227,6 +227,31 @@ TEST(Resample, RandomCallsMatchTheReference) {
     EXPECT_TRUE(reports.all().empty());
 }
 
+// Rows of several strips, by factors of both arithmetics of linear zoom.
+TEST(Resample, WideImagesMatchTheReference) {
+    const Reports reports;
+    for (const auto depth : {ZYL_DEPTH_8U, ZYL_DEPTH_16U}) {
+        for (int interpolate : {ZYL_INTER_LINEAR, ZYL_INTER_CUBIC}) {
+            for (const bool fine : {false, true}) {
+                const Factors up = {fine ? 7 : 2, fine ? 5 : 1, 4, 3, interpolate};
+                const Factors down = {up.xL, up.xU, up.yL, up.yU, interpolate};
+                TestImage src({.depth = depth, .channels = 3, .width = 2100, .height = 6});
+                src.randomise(depth);
+                for (const Resampling &resampling : RESAMPLINGS) {
+                    const Factors &f = resampling.run == zylZoom ? up : down;
+                    SCOPED_TRACE(resampling.name + describe(f, depth));
+                    TestImage dst({.depth = depth, .channels = 3, .width = 4300, .height = 8});
+                    TestImage expected(dst);
+                    resampling.reference(src, expected, f);
+                    resampling.run(src, dst, f.xU, f.xL, f.yU, f.yL, f.interpolate, nullptr);
+                    ASSERT_EQ(support::difference(expected, dst), "");
+                    ASSERT_TRUE(dst.guardsIntact() && src.guardsIntact());
+                }
+            }
+        }
+    }
+}
+
 // --- worked cases ---
 
 // A row of 8-bit or other samples, repeated in `height` rows.
