@@ -218,12 +218,37 @@ Value cubicOf(Value a, Value b, Value c, Value d, int w0, int w1, int w2, int w3
 
 #if defined(__SSE2__)
 
-Words cubicOf(Words a, Words b, Words c, Words d, Words w0, Words w1, Words w2, Words w3) {
-    const Vector<int> low =
-        sumsOfPairs(zipLow(a, b), zipLow(w0, w1)) + sumsOfPairs(zipLow(c, d), zipLow(w2, w3));
-    const Vector<int> high =
-        sumsOfPairs(zipHigh(a, b), zipHigh(w0, w1)) + sumsOfPairs(zipHigh(c, d), zipHigh(w2, w3));
-    return pack(low >> 8, high >> 8);
+// Sums for a vector of pixels, in the order that pack() undoes.
+struct Sums {
+    Vector<int> low, high;
+};
+Sums cubicSums(Words a, Words b, Words c, Words d, Words w0, Words w1, Words w2, Words w3) {
+    return {sumsOfPairs(zipLow(a, b), zipLow(w0, w1)) + sumsOfPairs(zipLow(c, d), zipLow(w2, w3)),
+            sumsOfPairs(zipHigh(a, b), zipHigh(w0, w1)) +
+                sumsOfPairs(zipHigh(c, d), zipHigh(w2, w3))};
+}
+
+// Samples as words, and what their sums become. 16-bit samples are multiplied as
+// signed numbers, which takes 2^15 from every sample; weights add up to 6 * 256.
+Words cubicWords(const std::uint8_t *samples) {
+    return __builtin_convertvector(load<Vector<std::uint8_t, VECTOR_BYTES / 2>>(samples), Words);
+}
+Words cubicWords(const std::uint16_t *samples) {
+    return load<Words>(samples) ^ (Words{} + INT16_MIN);
+}
+void storeCubic(Sums sums, std::int16_t *out) {
+    store(out, pack(sums.low >> 8, sums.high >> 8));
+}
+void storeCubic(Sums sums, std::int32_t *out) {
+    const int restored = (6 * 256) << 15;
+    const Vector<int> low = (sums.low + restored) >> 8, high = (sums.high + restored) >> 8;
+#if defined(__AVX2__)
+    store(out, __builtin_shufflevector(low, high, 0, 1, 2, 3, 8, 9, 10, 11));
+    store(out + 8, __builtin_shufflevector(low, high, 4, 5, 6, 7, 12, 13, 14, 15));
+#else
+    store(out, low);
+    store(out + 4, high);
+#endif
 }
 
 #endif
@@ -243,15 +268,11 @@ void decimateColumnsCubic(const void *const *taps, const void *weights, void *ou
     Value *h = static_cast<Value *>(out);
     std::ptrdiff_t k = 0;
 #if defined(__SSE2__)
-    if constexpr (sizeof(T) == 1) {
-        auto words = [](const T *bytes) {
-            return __builtin_convertvector(load<Vector<T, VECTOR_BYTES / 2>>(bytes), Words);
-        };
-        for (; k + LANES<Value> <= n; k += LANES<Value>) {
-            store(h + k, cubicOf(words(a + k), words(b + k), words(c + k), words(d + k),
-                                 load<Words>(w0 + k), load<Words>(w1 + k), load<Words>(w2 + k),
-                                 load<Words>(w3 + k)));
-        }
+    for (; k + LANES<std::int16_t> <= n; k += LANES<std::int16_t>) {
+        storeCubic(cubicSums(cubicWords(a + k), cubicWords(b + k), cubicWords(c + k),
+                             cubicWords(d + k), load<Words>(w0 + k), load<Words>(w1 + k),
+                             load<Words>(w2 + k), load<Words>(w3 + k)),
+                   h + k);
     }
 #endif
     ZYLQX_VECTOR_LOOP
@@ -271,8 +292,9 @@ void combineCubic(const Value *a, const Value *b, const Value *c, const Value *d
         const Words zero = {};
         const Words v0 = zero + w[0], v1 = zero + w[1], v2 = zero + w[2], v3 = zero + w[3];
         for (; k + LANES<Value> <= n; k += LANES<Value>) {
-            store(out + k, cubicOf(load<Words>(a + k), load<Words>(b + k), load<Words>(c + k),
-                                   load<Words>(d + k), v0, v1, v2, v3));
+            storeCubic(cubicSums(load<Words>(a + k), load<Words>(b + k), load<Words>(c + k),
+                                 load<Words>(d + k), v0, v1, v2, v3),
+                       out + k);
         }
     }
 #endif
