@@ -9,18 +9,14 @@ namespace {
 // The values of `compositeType`.
 enum Rule { OVER, IN, OUT, ATOP, XOR, PLUS };
 
-// --- samples as vectors of 16-bit elements ---
-
-inline Words broadcast(std::uint16_t value) {
-    return Words{} + value;
-}
+// --- vectors of samples ---
 
 // The high halves of products.
 inline Words highProducts(Words x, Words y) {
-#if defined(__AVX2__) && !defined(__AVX512BW__)
+#if defined(__AVX2__)
     return reinterpret_cast<Words>(__builtin_ia32_pmulhuw256(reinterpret_cast<SignedWords>(x),
                                                              reinterpret_cast<SignedWords>(y)));
-#elif defined(__SSE2__) && !defined(__AVX2__)
+#elif defined(__SSE2__)
     return reinterpret_cast<Words>(__builtin_ia32_pmulhuw128(reinterpret_cast<SignedWords>(x),
                                                              reinterpret_cast<SignedWords>(y)));
 #else
@@ -32,98 +28,83 @@ inline Words highProducts(Words x, Words y) {
 #endif
 }
 
-// The arithmetic of one sample size, and how samples lie in vectors: one or two
-// vectors of 16-bit elements make up VECTOR_BYTES of samples.
+// The arithmetic of one sample size. Pixels have four samples, the last one alpha.
 template <class T>
-struct Lanes;
+struct Samples;
 
 template <>
-struct Lanes<std::uint8_t> {
-    static constexpr std::uint16_t MOST = 255;
-    Words even, odd; // samples 0, 2, 4 ... and 1, 3, 5 ...
+struct Samples<std::uint8_t> {
+    static constexpr std::uint8_t MOST = 255;
+    using V = Bytes;
 
-    static Lanes of(Words v) { return {v & 0xFF, v >> 8}; }
-    static Lanes constant(std::uint16_t value) { return {broadcast(value), broadcast(value)}; }
-    Words vector() const { return even | odd << 8; }
-
-    // In pixels of four samples: the last one in place of each, and a mask of it.
-    static Lanes alphaOf(Words v) {
-        const Doubles alpha = reinterpret_cast<Doubles>(v) >> 24;
-        const Words words = reinterpret_cast<Words>(alpha | alpha << 16);
-        return {words, words};
+    // 0x8081 is 2^23 / 255, rounded up: exact for all dividends of 16 bits. Every
+    // second sample stays in the upper half of its word, which saves shifts.
+    static V product(V x, V y) {
+        const Words a = reinterpret_cast<Words>(x);
+        const Words b = reinterpret_cast<Words>(y);
+        const Words even = quotient((a & 0xFF) * (b & 0xFF)) >> 7;
+        const Words odd = quotient(highProducts(a & 0xFF00, b & 0xFF00)) << 1;
+        return reinterpret_cast<V>(even | (odd & 0xFF00));
     }
-    static Words alphaMask() { return reinterpret_cast<Words>(Doubles{} + 0xFF000000u); }
+    static Words quotient(Words product) { return highProducts(product, Words{} + 0x8081); }
 
-    // Exact: x * y + (x * y >> 8) + 1 is less than 2^16.
-    static Words product(Words x, Words y) {
-        const Words p = x * y;
-        return (p + (p >> 8) + 1) >> 8;
-    }
-    static Words cappedSum(Words x, Words y) { return smaller<Words>(x + y, broadcast(MOST)); }
-
-    template <class F>
-    static Lanes map(F f, const Lanes &a, const Lanes &b, const Lanes &c, const Lanes &d) {
-        return {f(a.even, b.even, c.even, d.even), f(a.odd, b.odd, c.odd, d.odd)};
+    static V alphaMask() { return reinterpret_cast<V>(Doubles{} + 0xFF000000u); }
+    // Every sample replaced by the alpha of its pixel.
+    static V alphaOf(V pixels) {
+#if defined(__AVX2__)
+        const Quads last = {0x0707070703030303, 0x0F0F0F0F0B0B0B0B, 0x0707070703030303,
+                            0x0F0F0F0F0B0B0B0B};
+        return reinterpret_cast<V>(__builtin_ia32_pshufb256(reinterpret_cast<Chars>(pixels),
+                                                            reinterpret_cast<Chars>(last)));
+#else
+        Doubles alpha = reinterpret_cast<Doubles>(pixels) >> 24;
+        alpha |= alpha << 8;
+        return reinterpret_cast<V>(alpha | alpha << 16);
+#endif
     }
 };
 
 template <>
-struct Lanes<std::uint16_t> {
+struct Samples<std::uint16_t> {
     static constexpr std::uint16_t MOST = 65535;
-    Words all;
-
-    static Lanes of(Words v) { return {v}; }
-    static Lanes constant(std::uint16_t value) { return {broadcast(value)}; }
-    Words vector() const { return all; }
-
-    static Lanes alphaOf(Words v) {
-        Quads alpha = reinterpret_cast<Quads>(v) >> 48;
-        alpha |= alpha << 16;
-        return {reinterpret_cast<Words>(alpha | alpha << 32)};
-    }
-    static Words alphaMask() { return reinterpret_cast<Words>(Quads{} + (0xFFFFull << 48)); }
+    using V = Words;
 
     // p + (p >> 16) + 1 carries into the high half when the halves of the product
     // p add up to 2^16 - 1 or more.
-    static Words product(Words x, Words y) {
-        const Words low = x * y;
-        const Words high = highProducts(x, y);
-        return high - reinterpret_cast<Words>(high >= ~low);
+    static V product(V x, V y) {
+        const V low = x * y;
+        const V high = highProducts(x, y);
+        return high - reinterpret_cast<V>(high >= ~low);
     }
-    static Words cappedSum(Words x, Words y) { return x + smaller<Words>(y, ~x); }
 
-    template <class F>
-    static Lanes map(F f, const Lanes &a, const Lanes &b, const Lanes &c, const Lanes &d) {
-        return {f(a.all, b.all, c.all, d.all)};
+    static V alphaMask() { return reinterpret_cast<V>(Quads{} + (0xFFFFull << 48)); }
+    static V alphaOf(V pixels) {
+        Quads alpha = reinterpret_cast<Quads>(pixels) >> 48;
+        alpha |= alpha << 16;
+        return reinterpret_cast<V>(alpha | alpha << 32);
     }
 };
 
-template <class T>
-inline Lanes<T> products(const Lanes<T> &x, const Lanes<T> &y) {
-    return Lanes<T>::map([](Words a, Words b, Words, Words) { return Lanes<T>::product(a, b); }, x,
-                         y, x, x);
+template <class V>
+inline V cappedSum(V x, V y) {
+    return x + smaller<V>(y, ~x);
 }
 
 // Colours that are pre-multiplied, and alphas, by a rule.
 template <class T, int RULE>
-inline Words blend(Words a, Words b, Words alphaA, Words alphaB) {
-    using L = Lanes<T>;
-    if constexpr (RULE == OVER) return L::cappedSum(a, b - L::product(b, alphaA));
-    if constexpr (RULE == IN) return L::product(a, alphaB);
-    if constexpr (RULE == OUT) return a - L::product(a, alphaB);
+inline typename Samples<T>::V blend(typename Samples<T>::V a, typename Samples<T>::V b,
+                                    typename Samples<T>::V alphaA, typename Samples<T>::V alphaB) {
+    using S = Samples<T>;
+    if constexpr (RULE == OVER) return cappedSum(a, b - S::product(b, alphaA));
+    if constexpr (RULE == IN) return S::product(a, alphaB);
+    if constexpr (RULE == OUT) return a - S::product(a, alphaB);
     if constexpr (RULE == ATOP) {
-        return L::cappedSum(L::product(a, alphaB), b - L::product(b, alphaA));
+        return cappedSum(S::product(a, alphaB), b - S::product(b, alphaA));
     }
     if constexpr (RULE == XOR) {
-        return L::cappedSum(a - L::product(a, alphaB), b - L::product(b, alphaA));
+        return cappedSum(a - S::product(a, alphaB), b - S::product(b, alphaA));
     }
-    if constexpr (RULE == PLUS) return L::cappedSum(a, b);
-}
-
-template <class T, int RULE>
-inline Lanes<T> blended(const Lanes<T> &a, const Lanes<T> &b, const Lanes<T> &alphaA,
-                        const Lanes<T> &alphaB) {
-    return Lanes<T>::map(blend<T, RULE>, a, b, alphaA, alphaB);
+    if constexpr (RULE == PLUS) return cappedSum(a, b);
 }
 
 // --- rows ---
@@ -131,54 +112,51 @@ inline Lanes<T> blended(const Lanes<T> &a, const Lanes<T> &b, const Lanes<T> &al
 // Runs operation(vectors of the sources...) over rows of n samples.
 template <class T, class F, class... Sources>
 inline void mapRows(void *d, std::ptrdiff_t n, F operation, Sources... sources) {
+    using V = typename Samples<T>::V;
     const std::ptrdiff_t bytes = n * std::ptrdiff_t{sizeof(T)};
     char *out = static_cast<char *>(d);
     std::ptrdiff_t i = 0;
     for (; i + VECTOR_BYTES <= bytes; i += VECTOR_BYTES) {
-        store<Words>(out + i, operation(load<Words>(static_cast<const char *>(sources) + i)...));
+        store<V>(out + i, operation(load<V>(static_cast<const char *>(sources) + i)...));
     }
     const std::ptrdiff_t rest = bytes - i;
     if (rest == 0) return;
-    storePart<Words>(
-        out + i, operation(loadPart<Words>(static_cast<const char *>(sources) + i, rest)...), rest);
+    storePart<V>(out + i, operation(loadPart<V>(static_cast<const char *>(sources) + i, rest)...),
+                 rest);
 }
 
 template <class T>
 void multiplyRow(const void *a, const void *b, void *d, std::ptrdiff_t n) {
-    mapRows<T>(
-        d, n, [](Words x, Words y) { return products(Lanes<T>::of(x), Lanes<T>::of(y)).vector(); },
-        a, b);
+    mapRows<T>(d, n, Samples<T>::product, a, b);
 }
 
 template <class T>
 void multiplyConstantRow(const void *s, std::uint16_t scale, void *d, std::ptrdiff_t n) {
-    const Lanes<T> factor = Lanes<T>::constant(scale);
+    using V = typename Samples<T>::V;
+    const V factor = V{} + static_cast<T>(scale);
     mapRows<T>(
-        d, n, [=](Words x) { return products(Lanes<T>::of(x), factor).vector(); }, s);
+        d, n, [=](V x) { return Samples<T>::product(x, factor); }, s);
 }
 
 template <class T>
 void complementRow(const void *s, void *d, std::ptrdiff_t n) {
     mapRows<T>(
-        d, n, [](Words x) { return ~x; }, s);
+        d, n, [](typename Samples<T>::V x) { return ~x; }, s);
 }
 
 template <class T, bool PREMULTIPLIED, int RULE>
 void compositeRow(const void *a, const void *b, const void *alphaA, const void *alphaB, void *d,
                   std::ptrdiff_t n) {
-    using L = Lanes<T>;
+    using S = Samples<T>;
+    using V = typename S::V;
     mapRows<T>(
         d, n,
-        [](Words vectorA, Words vectorB, Words vectorAlphaA, Words vectorAlphaB) {
-            const L lanesAlphaA = L::of(vectorAlphaA);
-            const L lanesAlphaB = L::of(vectorAlphaB);
-            L lanesA = L::of(vectorA);
-            L lanesB = L::of(vectorB);
+        [](V colourA, V colourB, V ownA, V ownB) {
             if constexpr (!PREMULTIPLIED) {
-                lanesA = products(lanesA, lanesAlphaA);
-                lanesB = products(lanesB, lanesAlphaB);
+                colourA = S::product(colourA, ownA);
+                colourB = S::product(colourB, ownB);
             }
-            return blended<T, RULE>(lanesA, lanesB, lanesAlphaA, lanesAlphaB).vector();
+            return blend<T, RULE>(colourA, colourB, ownA, ownB);
         },
         a, b, alphaA, alphaB);
 }
@@ -186,76 +164,85 @@ void compositeRow(const void *a, const void *b, const void *alphaA, const void *
 // The rules give alphas when alphas are put in for the colours.
 template <class T, int RULE>
 void resultAlphaRow(const void *alphaA, const void *alphaB, void *d, std::ptrdiff_t n) {
-    compositeRow<T, true, RULE>(alphaA, alphaB, alphaA, alphaB, d, n);
+    mapRows<T>(
+        d, n,
+        [](typename Samples<T>::V ownA, typename Samples<T>::V ownB) {
+            return blend<T, RULE>(ownA, ownB, ownA, ownB);
+        },
+        alphaA, alphaB);
 }
 
 // --- pixels of four samples, the last one alpha ---
 
-// An alpha in place of every sample of its pixel.
-template <class T>
-class AlphaLanes {
-  public:
-    explicit AlphaLanes(PixelAlpha alpha)
-        : own_(broadcast(alpha.own ? 0xFFFF : 0)),
-          constant_(broadcast(alpha.own ? std::uint16_t{0} : alpha.constant)) {}
-
-    Lanes<T> operator()(Words pixels) const {
-        const Lanes<T> alpha = Lanes<T>::alphaOf(pixels);
-        return Lanes<T>::map(
-            [this](Words a, Words, Words, Words) { return (a & own_) | constant_; }, alpha, alpha,
-            alpha, alpha);
-    }
-
-  private:
-    Words own_;
-    Words constant_;
-};
-
-inline Words select(Words mask, Words a, Words b) {
+template <class V>
+inline V select(V mask, V a, V b) {
     return (a & mask) | (b & ~mask);
 }
 
-// Samples times alpha, with the alpha itself as last sample of each pixel.
+// Gives pixels the alpha that a PixelAlpha says.
 template <class T>
-inline Lanes<T> preMultiplied(Words pixels, const Lanes<T> &alpha) {
-    using L = Lanes<T>;
-    const Words mask = L::alphaMask();
-    const Words samples = select(mask, alpha.vector(), pixels);
-    return products(L::of(samples), L::of(alpha.vector() | mask));
+class AlphaSetter {
+  public:
+    using V = typename Samples<T>::V;
+
+    explicit AlphaSetter(PixelAlpha alpha) {
+        const V mask = Samples<T>::alphaMask();
+        kept_ = alpha.own ? ~V{} : ~mask;
+        set_ = alpha.own ? V{} : mask & static_cast<T>(alpha.constant);
+    }
+    V operator()(V pixels) const { return (pixels & kept_) | set_; }
+
+  private:
+    V kept_;
+    V set_;
+};
+
+// Colours times alpha, which stays as it is.
+template <class T>
+inline typename Samples<T>::V preMultiplied(typename Samples<T>::V pixels) {
+    using S = Samples<T>;
+    return S::product(pixels, S::alphaOf(pixels) | S::alphaMask());
 }
 
 template <class T>
 void preMultiplyPixels(void *pixels, PixelAlpha alpha, std::ptrdiff_t n) {
-    const AlphaLanes<T> alphaLanes(alpha);
     const void *s = pixels;
+    if (alpha.own) return mapRows<T>(pixels, 4 * n, preMultiplied<T>, s);
+    const AlphaSetter<T> withAlpha(alpha);
     mapRows<T>(
-        pixels, 4 * n, [=](Words v) { return preMultiplied<T>(v, alphaLanes(v)).vector(); }, s);
+        pixels, 4 * n, [=](typename Samples<T>::V v) { return preMultiplied<T>(withAlpha(v)); }, s);
+}
+
+template <class T, bool PREMULTIPLIED, int RULE>
+inline typename Samples<T>::V blendedPixels(typename Samples<T>::V a, typename Samples<T>::V b) {
+    const auto alphaA = Samples<T>::alphaOf(a);
+    const auto alphaB = Samples<T>::alphaOf(b);
+    if constexpr (!PREMULTIPLIED) {
+        a = preMultiplied<T>(a);
+        b = preMultiplied<T>(b);
+    }
+    // With the alphas among the colours, the rule gives the alpha too.
+    return blend<T, RULE>(a, b, alphaA, alphaB);
 }
 
 template <class T, bool PREMULTIPLIED, int RULE>
 void compositePixels(const void *a, PixelAlpha alphaA, const void *b, PixelAlpha alphaB, void *d,
                      bool keepAlpha, std::ptrdiff_t n) {
-    using L = Lanes<T>;
-    const AlphaLanes<T> lanesOfA(alphaA);
-    const AlphaLanes<T> lanesOfB(alphaB);
-    const Words kept = keepAlpha ? L::alphaMask() : Words{};
+    using V = typename Samples<T>::V;
+    // The usual case is worth a loop of its own.
+    if (alphaA.own && alphaB.own && !keepAlpha) {
+        return mapRows<T>(d, 4 * n, blendedPixels<T, PREMULTIPLIED, RULE>, a, b);
+    }
+    const AlphaSetter<T> withAlphaA(alphaA);
+    const AlphaSetter<T> withAlphaB(alphaB);
+    const V kept = keepAlpha ? Samples<T>::alphaMask() : V{};
     const void *before = d;
     mapRows<T>(
         d, 4 * n,
-        [=](Words vectorA, Words vectorB, Words vectorD) {
-            const L lanesAlphaA = lanesOfA(vectorA);
-            const L lanesAlphaB = lanesOfB(vectorB);
-            // With the alphas among the colours, the rule gives the alpha too.
-            L lanesA, lanesB;
-            if constexpr (PREMULTIPLIED) {
-                lanesA = L::of(vectorA);
-                lanesB = L::of(vectorB);
-            } else {
-                lanesA = preMultiplied<T>(vectorA, lanesAlphaA);
-                lanesB = preMultiplied<T>(vectorB, lanesAlphaB);
-            }
-            return select(kept, vectorD,
-                          blended<T, RULE>(lanesA, lanesB, lanesAlphaA, lanesAlphaB).vector());
+        [=](V pixelsA, V pixelsB, V pixelsD) {
+            return select(
+                kept, pixelsD,
+                blendedPixels<T, PREMULTIPLIED, RULE>(withAlphaA(pixelsA), withAlphaB(pixelsB)));
         },
         a, b, before);
 }
@@ -280,7 +267,7 @@ struct Fraction<std::uint16_t> {
 template <class T>
 inline T rounded(typename Fraction<T>::Type value) {
     using F = typename Fraction<T>::Type;
-    constexpr F MOST = Lanes<T>::MOST;
+    constexpr F MOST = Samples<T>::MOST;
     const F capped = value > MOST ? MOST : value;
     const F whole = (capped + Fraction<T>::WHOLE) - Fraction<T>::WHOLE;
     return static_cast<T>(static_cast<std::int32_t>(whole));
@@ -307,7 +294,7 @@ template <class T, bool PREMULTIPLIED, int RULE>
 void compositeDividedRow(const void *a, const void *b, const void *alphaA, const void *alphaB,
                          void *d, std::ptrdiff_t n) {
     using F = typename Fraction<T>::Type;
-    constexpr F MOST = Lanes<T>::MOST;
+    constexpr F MOST = Samples<T>::MOST;
     constexpr F UNIT = 1 / MOST;
     // Below half a unit of a colour's and an alpha's product nothing is divided.
     constexpr F THRESHOLD = 1 / (2 * MOST * MOST);
@@ -331,7 +318,7 @@ void compositeDividedRow(const void *a, const void *b, const void *alphaA, const
 template <class T, int RULE>
 void resultAlphaDividedRow(const void *alphaA, const void *alphaB, void *d, std::ptrdiff_t n) {
     using F = typename Fraction<T>::Type;
-    constexpr F MOST = Lanes<T>::MOST;
+    constexpr F MOST = Samples<T>::MOST;
     constexpr F UNIT = 1 / MOST;
     const T *alphasA = static_cast<const T *>(alphaA);
     const T *alphasB = static_cast<const T *>(alphaB);

@@ -104,7 +104,7 @@ bool BlockWalk::next() {
     if (!advance()) return false;
     for (int i = 0; i < count_; ++i) {
         Part &part = parts_[i];
-        if (part.operand.image == nullptr || part.same >= 0) continue;
+        if (!isProvided(part)) continue;
         const Area area = {part.x0 + blockX_.begin, part.y0 + blockY_.begin,
                            blockX_.end - blockX_.begin, blockY_.end - blockY_.begin, 0};
         if (provide(part, area)) continue;
@@ -115,7 +115,26 @@ bool BlockWalk::next() {
         finishAll();
         return fail();
     }
+    joinRows();
     return true;
+}
+
+// Rows that follow each other without a gap, in all images, become one.
+void BlockWalk::joinRows() {
+    for (int i = 0; i < count_; ++i) {
+        if (!isProvided(parts_[i])) continue;
+        const BlockPixels &pixels = parts_[i].pixels;
+        if (pixels.area_.width * pixelStep(pixels.image_) * sampleBytes(pixels.image_.depth) !=
+            pixels.image_.widthStep) {
+            return;
+        }
+    }
+    for (int i = 0; i < count_; ++i) {
+        if (!isProvided(parts_[i])) continue;
+        Area &area = parts_[i].pixels.area_;
+        area.width *= area.height;
+        area.height = 1;
+    }
 }
 
 // Moves to the next block of the master's grid, row by row.

@@ -41,8 +41,8 @@ class BlockPixels {
 
   private:
     friend class BlockWalk;
-    ZylImage image_{}; // in memory; its region and size are not those of the block
-    Area area_{};
+    ZylImage image_; // in memory; its region and size are not those of the block
+    Area area_;      // the block; its rows may have been joined to one
 };
 
 constexpr int MAX_BLOCK_OPERANDS = 6;
@@ -80,9 +80,16 @@ class BlockWalk {
         BlockPixels pixels;
     };
 
+    // Whether the walk provides its pixels; those of an image that appears twice
+    // are provided once.
+    static bool isProvided(const Part &part) {
+        return part.operand.image != nullptr && part.same < 0;
+    }
+
     void restrictTo(const ZylTileMapping &mapping);
     bool advance();
     bool provide(Part &part, const Area &area);
+    void joinRows();
     bool provideBuffer(Part &part, const Area &area);
     bool finish(Part &part);
     bool finishAll();

@@ -9,9 +9,8 @@ namespace zylqx::ZYLQX_LEVEL {
 
 namespace {
 
-#if defined(__AVX512BW__)
-constexpr std::ptrdiff_t VECTOR_BYTES = 64;
-#elif defined(__AVX2__)
+// Wider vectors than these gain nothing: memory is the limit.
+#if defined(__AVX2__)
 constexpr std::ptrdiff_t VECTOR_BYTES = 32;
 #else
 constexpr std::ptrdiff_t VECTOR_BYTES = 16;
@@ -20,6 +19,7 @@ constexpr std::ptrdiff_t VECTOR_BYTES = 16;
 using Bytes = std::uint8_t __attribute__((vector_size(VECTOR_BYTES)));
 using Words = std::uint16_t __attribute__((vector_size(VECTOR_BYTES)));
 using Doubles = std::uint32_t __attribute__((vector_size(VECTOR_BYTES)));
+using Chars = char __attribute__((vector_size(VECTOR_BYTES)));
 using SignedBytes = std::int8_t __attribute__((vector_size(VECTOR_BYTES)));
 using SignedWords = std::int16_t __attribute__((vector_size(VECTOR_BYTES)));
 using SignedDoubles = std::int32_t __attribute__((vector_size(VECTOR_BYTES)));
