@@ -70,6 +70,17 @@ Layout layoutOf(const ZylImage *const *images, int count) {
     return Layout::Mixed;
 }
 
+// Rows that follow each other without a gap, in all images, become one; not those
+// of 1-bit images, whose samples have no bytes.
+void joinRows(Frame &frame, int count, std::ptrdiff_t bytes) {
+    for (int i = 0; i < count; ++i) {
+        const FrameImage &image = frame.image[i];
+        if (bytes == 0 || image.step * frame.samples * bytes != image.rowStep) return;
+    }
+    frame.samples *= frame.rows;
+    frame.rows = 1;
+}
+
 } // namespace
 
 bool kernelFrame(const ZylImage *const *images, int count, Frame &frame) {
@@ -81,7 +92,6 @@ bool kernelFrame(const ZylImage *const *images, int count, Frame &frame) {
     const bool bits = destination.depth == ZYL_DEPTH_1U;
     const std::ptrdiff_t bytes = sampleBytes(destination.depth);
     const bool interleaved = layout == Layout::AllSamples && !isPlanar(destination);
-    bool contiguous = !bits;
     for (int i = 0; i < count; ++i) {
         const ZylImage &image = *images[i];
         const Extent extent = regionExtent(image);
@@ -102,16 +112,9 @@ bool kernelFrame(const ZylImage *const *images, int count, Frame &frame) {
                           planeStep(image)};
         frame.samples = i == 0 ? samples : std::min(frame.samples, samples);
         frame.rows = i == 0 ? extent.rows : std::min<std::ptrdiff_t>(frame.rows, extent.rows);
-        contiguous = contiguous && frame.image[i].step == 1;
     }
     frame.planes = layout == Layout::EachPlane ? destination.nChannels : 1;
-    for (int i = 0; i < count; ++i) {
-        contiguous = contiguous && frame.image[i].rowStep == frame.samples * bytes;
-    }
-    if (contiguous) {
-        frame.samples *= frame.rows;
-        frame.rows = 1;
-    }
+    joinRows(frame, count, bytes);
     return true;
 }
 
@@ -135,6 +138,7 @@ bool logicFrame(const ZylImage *const *images, bool wholeBuffer, Frame &frame) {
     }
     if (interleaved) frame.samples *= source.nChannels;
     frame.planes = allChannels && isPlanar(source) ? source.nChannels : 1;
+    joinRows(frame, 2, sampleBytes(source.depth));
     return true;
 }
 

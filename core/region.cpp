@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <initializer_list>
 
+#include "core/image.h"
+
 namespace zylqx {
 
 ZylRect ownRoiRect(const ZylImage &image) {
@@ -51,6 +53,10 @@ Area clippedArea(const ZylImage &image) {
     clip(area.x, area.width, image.width);
     clip(area.y, area.height, image.height);
     return area;
+}
+
+bool isContiguous(const ZylImage &image, const Area &area) {
+    return area.width * pixelStep(image) * sampleBytes(image.depth) == image.widthStep;
 }
 
 void ownCommonSize(Area &a, Area &b) {

@@ -55,6 +55,14 @@ Area clippedArea(const ZylImage &image);
 // Gives both areas the smaller height and width; each keeps its own corner.
 void ownCommonSize(Area &a, Area &b);
 
+// Whether the rows of an area of an image in memory follow each other without a
+// gap. If so in all images of an operation, the rows can be joined to one.
+bool isContiguous(const ZylImage &image, const Area &area);
+inline void joinRows(Area &area) {
+    area.width *= area.height;
+    area.height = 1;
+}
+
 // A rectangle of a destination and the rectangle of a source that it is made of.
 struct PairedArea {
     std::int64_t srcX, srcY;

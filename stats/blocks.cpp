@@ -123,17 +123,10 @@ bool BlockWalk::next() {
 void BlockWalk::joinRows() {
     for (int i = 0; i < count_; ++i) {
         if (!isProvided(parts_[i])) continue;
-        const BlockPixels &pixels = parts_[i].pixels;
-        if (pixels.area_.width * pixelStep(pixels.image_) * sampleBytes(pixels.image_.depth) !=
-            pixels.image_.widthStep) {
-            return;
-        }
+        if (!isContiguous(parts_[i].pixels.image_, parts_[i].pixels.area_)) return;
     }
     for (int i = 0; i < count_; ++i) {
-        if (!isProvided(parts_[i])) continue;
-        Area &area = parts_[i].pixels.area_;
-        area.width *= area.height;
-        area.height = 1;
+        if (isProvided(parts_[i])) zylqx::joinRows(parts_[i].pixels.area_);
     }
 }
 

@@ -57,22 +57,27 @@ bool badLuts(const Call &call, ZylLUT *const *lut, const Channels &channels,
     return false;
 }
 
-// What a LUT receives: the count of each of its intervals.
+// What a LUT receives: the count of each of its intervals, of 32 bits. The counts
+// become sums, so that narrow intervals cost no loop of their own.
 template <class Count>
-void storeIntervals(const Count *counts, ZylLUT &lut) {
+void storeIntervals(Count *counts, ZylLUT &lut) {
+    const std::int32_t first = lut.key[0];
+    const std::int32_t last = lut.key[lut.num - 1];
+    Count total = 0;
+    for (std::int32_t v = first; v < last; ++v) counts[v] = total += counts[v];
+    std::uint32_t before = 0;
     for (std::int32_t i = 0; i < lut.num - 1; ++i) {
-        std::uint64_t sum = 0;
-        for (std::int32_t v = lut.key[i]; v < lut.key[i + 1]; ++v) {
-            sum += static_cast<std::uint64_t>(counts[v]);
-        }
-        lut.value[i] = static_cast<std::int32_t>(sum);
+        const std::int32_t end = lut.key[i + 1];
+        const std::uint32_t sum = end > first ? static_cast<std::uint32_t>(counts[end - 1]) : 0;
+        lut.value[i] = static_cast<std::int32_t>(sum - before);
+        before = sum;
     }
 }
 
 // --- counting ---
 
 std::ptrdiff_t tablesPerChannel(std::uint32_t depth) {
-    return depth == ZYL_DEPTH_8U ? TABLES_8 : depth == ZYL_DEPTH_16U ? TABLES_16 : 1;
+    return depth == ZYL_DEPTH_8U ? TABLES_8 : 1;
 }
 
 void countBits(const Piece &piece, std::uint32_t *counts) {
@@ -86,13 +91,33 @@ void countBits(const Piece &piece, std::uint32_t *counts) {
     }
 }
 
-template <class T, class CountRow>
-void countSamples(const Piece &piece, const Channels &channels, CountRow countRow,
-                  std::ptrdiff_t countsPerChannel, std::uint32_t *counts) {
-    for (int i = 0; i < channels.count; ++i) {
-        const View<T> samples = channelView<T>(piece, channels.channel(i));
+// Whether all samples of a row are processed, each by the table of its channel.
+bool takesPixels(const Piece &piece, const Channels &channels) {
+    return !isPlanar(*piece.image) && channels.count == piece.image->nChannels;
+}
+
+void count8(const Piece &piece, const Channels &channels, std::uint32_t *counts) {
+    const StatsKernels &kernels = currentStatsKernels();
+    const bool pixels = takesPixels(piece, channels);
+    for (int i = 0; i < (pixels ? 1 : channels.count); ++i) {
+        const View<std::uint8_t> samples = channelView<std::uint8_t>(piece, channels.channel(i));
+        std::uint32_t *own = counts + std::ptrdiff_t{i} * TABLES_8 * 256;
         for (std::ptrdiff_t y = 0; y < samples.rows; ++y) {
-            countRow(samples.row(y), samples.step, samples.columns, counts + i * countsPerChannel);
+            if (pixels) {
+                kernels.countPixels8(samples.row(y), channels.count, samples.columns, counts);
+            } else {
+                kernels.count8(samples.row(y), samples.step, samples.columns, own);
+            }
+        }
+    }
+}
+
+void count16(const Piece &piece, const Channels &channels, std::uint32_t *counts) {
+    for (int i = 0; i < channels.count; ++i) {
+        const View<std::uint16_t> samples = channelView<std::uint16_t>(piece, channels.channel(i));
+        for (std::ptrdiff_t y = 0; y < samples.rows; ++y) {
+            currentStatsKernels().count16(samples.row(y), samples.step, samples.columns,
+                                          counts + std::ptrdiff_t{i} * 65536);
         }
     }
 }
@@ -118,10 +143,20 @@ void lookUp(const T *s, std::ptrdiff_t sStep, T *d, std::ptrdiff_t dStep, std::p
 template <class T>
 void mapPiece(const Piece &src, const Channels &srcChannels, const Piece &dst,
               const Channels &dstChannels, const T *tables, std::int32_t histSize) {
-    for (int i = 0; i < srcChannels.count; ++i) {
+    // Tables of 16 bits leave the cache when they take turns.
+    const bool pixels =
+        sizeof(T) == 1 && takesPixels(src, srcChannels) && takesPixels(dst, dstChannels);
+    for (int i = 0; i < (pixels ? 1 : srcChannels.count); ++i) {
         const View<T> in = channelView<T>(src, srcChannels.channel(i));
         const View<T> out = channelView<T>(dst, dstChannels.channel(i));
         for (std::ptrdiff_t y = 0; y < in.rows; ++y) {
+            if constexpr (sizeof(T) == 1) {
+                if (pixels) {
+                    currentStatsKernels().lookUpPixels8(in.row(y), out.row(y), srcChannels.count,
+                                                        in.columns, tables);
+                    continue;
+                }
+            }
             lookUp(in.row(y), in.step, out.row(y), out.step, in.columns,
                    tables + std::ptrdiff_t{i} * histSize);
         }
@@ -139,7 +174,8 @@ bool mapImage(ZylImage &src, ZylImage &dst, const T *tables, const std::int32_t 
     const Channels srcChannels(src);
     const Channels dstChannels(dst);
     const std::int32_t histSize = histogramSize(src.depth);
-    const auto map = [&](const Piece &srcPiece, const Piece &dstPiece) {
+    const auto map = [&](Piece srcPiece, Piece dstPiece) {
+        joinRows(srcPiece, dstPiece);
         mapPiece(srcPiece, srcChannels, dstPiece, dstChannels, tables, histSize);
         return true;
     };
@@ -170,15 +206,17 @@ bool badMapping(const Call &call, const ZylImage *srcImage, const ZylImage *dstI
 template <class T>
 void fillStretchTable(const ZylLUT &lut, std::int32_t histSize, T *table) {
     for (std::int32_t v = 0; v < lut.key[0]; ++v) table[v] = static_cast<T>(v);
-    std::int32_t i = -1;
+    std::int32_t next = 0;
+    std::uint32_t value = 0;
+    std::uint32_t slope = 0;
     for (std::int32_t v = lut.key[0]; v < histSize; ++v) {
-        if (i + 1 < lut.num && v == lut.key[i + 1]) ++i;
-        std::uint32_t value = static_cast<std::uint32_t>(lut.value[i]);
-        if (lut.interpolate != 0) {
-            value += static_cast<std::uint32_t>(v - lut.key[i]) *
-                     static_cast<std::uint32_t>(lut.factor[i]);
+        if (next < lut.num && v == lut.key[next]) {
+            value = static_cast<std::uint32_t>(lut.value[next]);
+            if (lut.interpolate != 0) slope = static_cast<std::uint32_t>(lut.factor[next]);
+            ++next;
         }
         table[v] = static_cast<T>(value);
+        value += slope;
     }
 }
 
@@ -296,15 +334,14 @@ void ZYL_CALL zylComputeHisto(ZylImage *srcImage, ZylLUT *const *lut, const std:
     if (!counts) return call.report(ZYL_StsNoMem, "");
     std::fill(counts.data(), counts.data() + size, 0u);
 
-    const StatsKernels &kernels = currentStatsKernels();
-    const auto count = [&](const Piece &piece) {
+    const auto count = [&](Piece piece) {
+        joinRows(piece);
         if (depth == ZYL_DEPTH_1U) {
             countBits(piece, counts.data());
         } else if (depth == ZYL_DEPTH_8U) {
-            countSamples<std::uint8_t>(piece, channels, kernels.count8, perChannel, counts.data());
+            count8(piece, channels, counts.data());
         } else {
-            countSamples<std::uint16_t>(piece, channels, kernels.count16, perChannel,
-                                        counts.data());
+            count16(piece, channels, counts.data());
         }
         return true;
     };

@@ -28,20 +28,43 @@ void thresholdRow(const void *s, std::ptrdiff_t sStep, void *d, std::ptrdiff_t d
 
 // --- histograms ---
 
-template <class T, std::ptrdiff_t SIZE, int TABLES>
-void countRow(const T *s, std::ptrdiff_t step, std::ptrdiff_t n, std::uint32_t *counts) {
-    std::ptrdiff_t i = 0;
-    for (; i + 4 <= n; i += 4, s += 4 * step) {
-        const T a = s[0];
-        const T b = s[step];
-        const T c = s[2 * step];
-        const T d = s[3 * step];
-        ++counts[a];
-        ++counts[1 % TABLES * SIZE + b];
-        ++counts[2 % TABLES * SIZE + c];
-        ++counts[3 % TABLES * SIZE + d];
+void count8Row(const std::uint8_t *s, std::ptrdiff_t step, std::ptrdiff_t n,
+               std::uint32_t *counts) {
+    for (std::ptrdiff_t i = 0; i < n; ++i) ++counts[i % TABLES_8 * 256 + s[i * step]];
+}
+
+void count16Row(const std::uint16_t *s, std::ptrdiff_t step, std::ptrdiff_t n,
+                std::uint32_t *counts) {
+    for (std::ptrdiff_t i = 0; i < n; ++i) ++counts[s[i * step]];
+}
+
+// Eight pixels: their sample K, which comes next in the word, and those behind it.
+template <int CHANNELS, int K = 0>
+inline void countEight(const std::uint8_t *s, std::uint64_t word, std::uint32_t *counts) {
+    if constexpr (K < 8 * CHANNELS) {
+        constexpr int TABLE = K % CHANNELS * TABLES_8 + K / CHANNELS % TABLES_8;
+        if constexpr (K % 8 == 0) __builtin_memcpy(&word, s + K, 8);
+        ++counts[TABLE * 256 + static_cast<int>(word & 0xFF)];
+        countEight<CHANNELS, K + 1>(s, word >> 8, counts);
     }
-    for (; i < n; ++i, s += step) ++counts[*s];
+}
+
+template <int CHANNELS>
+void countPixels(const std::uint8_t *s, std::ptrdiff_t n, std::uint32_t *counts) {
+    std::ptrdiff_t i = 0;
+    for (; i + 8 <= n; i += 8) countEight<CHANNELS>(s + i * CHANNELS, 0, counts);
+    for (std::ptrdiff_t k = i * CHANNELS; k < n * CHANNELS; ++k) {
+        ++counts[k % CHANNELS * TABLES_8 * 256 + s[k]];
+    }
+}
+
+void countPixelsRow(const std::uint8_t *s, int channels, std::ptrdiff_t n, std::uint32_t *counts) {
+    if (channels == 1) return countPixels<1>(s, n, counts);
+    if (channels == 3) return countPixels<3>(s, n, counts);
+    if (channels == 4) return countPixels<4>(s, n, counts);
+    for (int c = 0; c < channels; ++c) {
+        count8Row(s + c, channels, n, counts + std::ptrdiff_t{c} * TABLES_8 * 256);
+    }
 }
 
 // --- look-ups ---
@@ -67,6 +90,7 @@ using Chars32 = char __attribute__((vector_size(32)));
 // been reached.
 class ByteTable {
   public:
+    ByteTable() = default;
     explicit ByteTable(const std::uint8_t *table) {
         Bytes16 before = {};
         for (int part = 0; part < 16; ++part) {
@@ -102,57 +126,112 @@ class ByteTable {
     Chars32 parts_[16];
 };
 
+// Pixels of three or four samples by a table for each channel, PIXELS at a time.
+//
+// Three vectors of three-sample pixels have three different channels at every
+// position, and so have four vectors of four-sample pixels once the j-th has been
+// rotated by j. Blending by position then gives vectors of one channel each, and
+// blending these gives the results in place.
+template <int CHANNELS>
+class PixelTables {
+  public:
+    static constexpr std::ptrdiff_t PIXELS = 32;
+
+    explicit PixelTables(const std::uint8_t *tables) {
+        for (int c = 0; c < CHANNELS; ++c) channels_[c] = ByteTable(tables + c * 256);
+        for (int i = 0; i < 32; ++i) {
+            for (int p = 0; p < CHANNELS; ++p) masks_[p][i] = i % CHANNELS == p ? 0xFF : 0;
+        }
+    }
+
+    void operator()(const std::uint8_t *s, std::uint8_t *d) const {
+        Bytes32 v[CHANNELS];
+        for (int j = 0; j < CHANNELS; ++j) v[j] = rotate(load<Bytes32>(s + 32 * j), j);
+        Bytes32 channel[CHANNELS];
+        for (int c = 0; c < CHANNELS; ++c) {
+            // v[j] has channel (p + SHIFT * j) % CHANNELS at position p.
+            Bytes32 samples = {};
+            for (int j = 0; j < CHANNELS; ++j) samples |= v[j] & mask(c - SHIFT * j);
+            channel[c] = channels_[c](samples);
+        }
+        for (int j = 0; j < CHANNELS; ++j) {
+            Bytes32 samples = {};
+            for (int c = 0; c < CHANNELS; ++c) samples |= channel[c] & mask(c - SHIFT * j);
+            store(d + 32 * j, rotate(samples, -j));
+        }
+    }
+
+  private:
+    static constexpr int SHIFT = CHANNELS == 3 ? 32 % 3 : 1;
+
+    const Bytes32 &mask(int position) const {
+        return masks_[(position + CHANNELS * CHANNELS) % CHANNELS];
+    }
+    // The samples of every four-sample pixel moved by `by` positions to the front.
+    static Bytes32 rotate(Bytes32 v, int by) {
+        if (CHANNELS == 3 || by == 0) return v;
+        const Doubles pixels = reinterpret_cast<Doubles>(v);
+        const int bits = by * 8 & 31;
+        return reinterpret_cast<Bytes32>(pixels >> bits | pixels << (32 - bits));
+    }
+
+    ByteTable channels_[CHANNELS];
+    Bytes32 masks_[CHANNELS];
+};
+
+// From here on it pays to prepare a table.
+constexpr std::ptrdiff_t MANY_SAMPLES = 256;
+
 void lookUp8Row(const std::uint8_t *s, std::ptrdiff_t sStep, std::uint8_t *d, std::ptrdiff_t dStep,
                 std::ptrdiff_t n, const std::uint8_t *table) {
     std::ptrdiff_t i = 0;
-    if (sStep == 1 && dStep == 1 && n >= 256) {
+    if (sStep == 1 && dStep == 1 && n >= MANY_SAMPLES) {
         const ByteTable bytes(table);
         for (; i + 32 <= n; i += 32) store(d + i, bytes(load<Bytes32>(s + i)));
     }
     lookUpRow(s + i * sStep, sStep, d + i * dStep, dStep, n - i, table);
 }
 
+// As many pixels as whole vectors hold; gives their number.
+template <int CHANNELS>
+std::ptrdiff_t lookUpPixels(const std::uint8_t *s, std::uint8_t *d, std::ptrdiff_t n,
+                            const std::uint8_t *tables) {
+    using Tables = PixelTables<CHANNELS>;
+    if (n < MANY_SAMPLES) return 0;
+    const Tables lookUp(tables);
+    std::ptrdiff_t i = 0;
+    for (; i + Tables::PIXELS <= n; i += Tables::PIXELS) lookUp(s + i * CHANNELS, d + i * CHANNELS);
+    return i;
+}
+
+std::ptrdiff_t lookUpManyPixels(const std::uint8_t *s, std::uint8_t *d, int channels,
+                                std::ptrdiff_t n, const std::uint8_t *tables) {
+    if (channels == 3) return lookUpPixels<3>(s, d, n, tables);
+    if (channels == 4) return lookUpPixels<4>(s, d, n, tables);
+    return 0;
+}
+
 #else
 
 constexpr auto lookUp8Row = lookUpRow<std::uint8_t>;
 
+std::ptrdiff_t lookUpManyPixels(const std::uint8_t *, std::uint8_t *, int, std::ptrdiff_t,
+                                const std::uint8_t *) {
+    return 0;
+}
+
 #endif
 
+void lookUpPixelsRow(const std::uint8_t *s, std::uint8_t *d, int channels, std::ptrdiff_t n,
+                     const std::uint8_t *tables) {
+    const std::ptrdiff_t done = lookUpManyPixels(s, d, channels, n, tables);
+    for (int c = 0; c < channels; ++c) {
+        const std::ptrdiff_t at = done * channels + c;
+        lookUp8Row(s + at, channels, d + at, channels, n - done, tables + std::ptrdiff_t{c} * 256);
+    }
+}
+
 // --- norms ---
-
-// Absolute samples or differences, which fit in the unsigned type, in vectors
-// that zeros fill up.
-template <class T, class Samples, class V>
-class Magnitudes {
-  public:
-    Magnitudes(const T *a, const T *b, std::ptrdiff_t n) : a_(a), b_(b), n_(n) {}
-
-    std::ptrdiff_t vectors() const { return (n_ + PER_VECTOR - 1) / PER_VECTOR; }
-
-    V operator[](std::ptrdiff_t vector) const {
-        const std::ptrdiff_t at = vector * PER_VECTOR;
-        const std::ptrdiff_t left = n_ - at;
-        if (left >= PER_VECTOR) [[likely]] {
-            return of(load<Samples>(a_ + at), b_ != nullptr ? load<Samples>(b_ + at) : Samples{});
-        }
-        const std::ptrdiff_t bytes = left * std::ptrdiff_t{sizeof(T)};
-        return of(loadPart<Samples>(a_ + at, bytes),
-                  b_ != nullptr ? loadPart<Samples>(b_ + at, bytes) : Samples{});
-    }
-
-  private:
-    static constexpr std::ptrdiff_t PER_VECTOR = VECTOR_BYTES / std::ptrdiff_t{sizeof(T)};
-
-    static V of(Samples a, Samples b) {
-        const Samples low = smaller(a, b);
-        const Samples high = larger(a, b);
-        return reinterpret_cast<V>(high) - reinterpret_cast<V>(low);
-    }
-
-    const T *a_;
-    const T *b_;
-    std::ptrdiff_t n_;
-};
 
 template <class V>
 std::uint64_t sumOf(V v) {
@@ -161,130 +240,153 @@ std::uint64_t sumOf(V v) {
     return sum;
 }
 
-// Sums of the two halves of every element.
-inline Doubles pairSums(Words v) {
-    const Doubles pairs = reinterpret_cast<Doubles>(v);
-    return (pairs & 0xFFFFu) + (pairs >> 16);
-}
-inline Quads pairSums(Doubles v) {
+// Sums of neighbours in wider elements.
+inline Quads groupSums(Doubles v) {
     const Quads pairs = reinterpret_cast<Quads>(v);
     return (pairs & 0xFFFFFFFFu) + (pairs >> 32);
 }
-
-// Vectors whose 16- or 32-bit sums cannot overflow: 128 * 2 * 255 < 2^16, and
-// 8192 * 4 * 255^2 and 8192 * 2 * 65535 < 2^32.
-constexpr std::ptrdiff_t SHORT_RUN = 128;
-constexpr std::ptrdiff_t LONG_RUN = 8192;
-
-inline std::ptrdiff_t runEnd(std::ptrdiff_t from, std::ptrdiff_t length, std::ptrdiff_t end) {
-    return end - from < length ? end : from + length;
+inline Doubles groupSums(Words v) {
+    const Doubles pairs = reinterpret_cast<Doubles>(v);
+    return (pairs & 0xFFFFu) + (pairs >> 16);
+}
+inline Quads groupSums(Bytes v) {
+#if defined(__AVX2__)
+    return reinterpret_cast<Quads>(__builtin_ia32_psadbw256(reinterpret_cast<Chars>(v), Chars{}));
+#elif defined(__SSE2__)
+    return reinterpret_cast<Quads>(__builtin_ia32_psadbw128(reinterpret_cast<Chars>(v), Chars{}));
+#else
+    const Words pairs = reinterpret_cast<Words>(v);
+    return groupSums(groupSums((pairs & 0xFF) + (pairs >> 8)));
+#endif
 }
 
-template <class V, class M>
-std::uint64_t largestOf(const M &m) {
-    V most = {};
-    for (std::ptrdiff_t i = 0; i < m.vectors(); ++i) most = larger(most, m[i]);
-    std::uint64_t result = 0;
-    for (std::size_t i = 0; i < sizeof(V) / sizeof(most[0]); ++i) {
-        if (most[i] > result) result = most[i];
-    }
-    return result;
+// Sums of the squares of neighbours, which are below 256.
+inline Doubles squareSums(Words v) {
+#if defined(__AVX2__)
+    const SignedWords values = reinterpret_cast<SignedWords>(v);
+    return reinterpret_cast<Doubles>(__builtin_ia32_pmaddwd256(values, values));
+#elif defined(__SSE2__)
+    const SignedWords values = reinterpret_cast<SignedWords>(v);
+    return reinterpret_cast<Doubles>(__builtin_ia32_pmaddwd128(values, values));
+#else
+    return groupSums(v * v);
+#endif
 }
 
-template <class T, class Samples>
-std::uint64_t sumOf(const Magnitudes<T, Samples, Bytes> &m) {
-    std::uint64_t sum = 0;
-    const std::ptrdiff_t end = m.vectors();
-    for (std::ptrdiff_t i = 0; i < end;) {
-        Words words = {};
-        for (const std::ptrdiff_t stop = runEnd(i, SHORT_RUN, end); i < stop; ++i) {
-            const Words pairs = reinterpret_cast<Words>(m[i]);
-            words += (pairs & 0xFF) + (pairs >> 8);
+// What a norm makes of vectors of absolute samples or differences. Of SHORT_RUN
+// samples, the sums of bytes' squares and of words stay below 2^32.
+constexpr std::ptrdiff_t SHORT_RUN = 65536;
+
+template <NormPart PART, class V>
+class Total;
+
+template <class V>
+class Total<NormPart::Largest, V> {
+  public:
+    void add(V v) { most_ = larger(most_, v); }
+    void addTo(NormSums &sums) const {
+        for (std::size_t i = 0; i < sizeof(V) / sizeof(most_[0]); ++i) {
+            if (most_[i] > sums.largest) sums.largest = most_[i];
         }
-        sum += sumOf(words);
     }
-    return sum;
-}
 
-template <class T, class Samples>
-std::uint64_t sumOf(const Magnitudes<T, Samples, Words> &m) {
-    std::uint64_t sum = 0;
-    const std::ptrdiff_t end = m.vectors();
-    for (std::ptrdiff_t i = 0; i < end;) {
-        Doubles doubles = {};
-        for (const std::ptrdiff_t stop = runEnd(i, LONG_RUN, end); i < stop; ++i) {
-            doubles += pairSums(m[i]);
-        }
-        sum += sumOf(doubles);
-    }
-    return sum;
-}
+  private:
+    V most_ = {};
+};
 
-template <class T, class Samples>
-std::uint64_t sumOf(const Magnitudes<T, Samples, Doubles> &m) {
-    Quads sum = {};
-    for (std::ptrdiff_t i = 0; i < m.vectors(); ++i) sum += pairSums(m[i]);
-    return sumOf(sum);
-}
+template <class V>
+class Total<NormPart::Sum, V> {
+  public:
+    void add(V v) { sum_ += groupSums(v); }
+    void addTo(NormSums &sums) const { sums.sum += sumOf(sum_); }
+
+  private:
+    decltype(groupSums(V{})) sum_ = {};
+};
 
 void addSquares(std::uint64_t squares, NormSums &sums) {
     sums.squaresLow += squares & 0xFFFFFFFFu;
     sums.squaresHigh += squares >> 32;
 }
 
-template <class T, class Samples>
-void addSquares(const Magnitudes<T, Samples, Bytes> &m, NormSums &sums) {
-    const std::ptrdiff_t end = m.vectors();
-    for (std::ptrdiff_t i = 0; i < end;) {
-        Doubles doubles = {};
-        for (const std::ptrdiff_t stop = runEnd(i, LONG_RUN, end); i < stop; ++i) {
-            const Words pairs = reinterpret_cast<Words>(m[i]);
-            const Words even = pairs & 0xFF;
-            const Words odd = pairs >> 8;
-            doubles += pairSums(even * even) + pairSums(odd * odd);
-        }
-        addSquares(sumOf(doubles), sums);
+template <>
+class Total<NormPart::Squares, Bytes> {
+  public:
+    void add(Bytes v) {
+        const Words pairs = reinterpret_cast<Words>(v);
+        sum_ += squareSums(pairs & 0xFF) + squareSums(pairs >> 8);
     }
-}
+    void addTo(NormSums &sums) const { addSquares(sumOf(sum_), sums); }
 
-template <class T, class Samples>
-void addSquares(const Magnitudes<T, Samples, Words> &m, NormSums &sums) {
-    Quads quads = {};
-    for (std::ptrdiff_t i = 0; i < m.vectors(); ++i) {
-        const Doubles pairs = reinterpret_cast<Doubles>(m[i]);
+  private:
+    Doubles sum_ = {};
+};
+
+template <>
+class Total<NormPart::Squares, Words> {
+  public:
+    void add(Words v) {
+        const Doubles pairs = reinterpret_cast<Doubles>(v);
         const Doubles even = pairs & 0xFFFFu;
         const Doubles odd = pairs >> 16;
-        quads += pairSums(even * even) + pairSums(odd * odd);
+        sum_ += groupSums(even * even) + groupSums(odd * odd);
     }
-    addSquares(sumOf(quads), sums);
-}
+    void addTo(NormSums &sums) const { addSquares(sumOf(sum_), sums); }
 
-template <class T, class Samples>
-void addSquares(const Magnitudes<T, Samples, Doubles> &m, NormSums &sums) {
-    Quads low = {};
-    Quads high = {};
-    for (std::ptrdiff_t i = 0; i < m.vectors(); ++i) {
-        const Quads pairs = reinterpret_cast<Quads>(m[i]);
+  private:
+    Quads sum_ = {};
+};
+
+template <>
+class Total<NormPart::Squares, Doubles> {
+  public:
+    void add(Doubles v) {
+        const Quads pairs = reinterpret_cast<Quads>(v);
         const Quads even = (pairs & 0xFFFFFFFFu) * (pairs & 0xFFFFFFFFu);
         const Quads odd = (pairs >> 32) * (pairs >> 32);
-        low += (even & 0xFFFFFFFFu) + (odd & 0xFFFFFFFFu);
-        high += (even >> 32) + (odd >> 32);
+        low_ += (even & 0xFFFFFFFFu) + (odd & 0xFFFFFFFFu);
+        high_ += (even >> 32) + (odd >> 32);
     }
-    sums.squaresLow += sumOf(low);
-    sums.squaresHigh += sumOf(high);
+    void addTo(NormSums &sums) const {
+        sums.squaresLow += sumOf(low_);
+        sums.squaresHigh += sumOf(high_);
+    }
+
+  private:
+    Quads low_ = {};
+    Quads high_ = {};
+};
+
+// Absolute differences, which fit in the unsigned type.
+template <class V, class Samples>
+inline V distance(Samples a, Samples b) {
+    return reinterpret_cast<V>(larger(a, b)) - reinterpret_cast<V>(smaller(a, b));
 }
 
 template <class T, class Samples, class V, NormPart PART>
 void addNorm(const T *a, const T *b, std::ptrdiff_t n, NormSums &sums) {
-    const Magnitudes<T, Samples, V> m(a, b, n);
-    if constexpr (PART == NormPart::Largest) {
-        const std::uint64_t largest = largestOf<V>(m);
-        if (largest > sums.largest) sums.largest = largest;
-    } else if constexpr (PART == NormPart::Sum) {
-        sums.sum += sumOf(m);
+    constexpr std::ptrdiff_t PER_VECTOR = VECTOR_BYTES / std::ptrdiff_t{sizeof(T)};
+    Total<PART, V> total;
+    std::ptrdiff_t i = 0;
+    if (b == nullptr) {
+        for (; i + PER_VECTOR <= n; i += PER_VECTOR) {
+            total.add(distance<V>(load<Samples>(a + i), Samples{}));
+        }
     } else {
-        addSquares(m, sums);
+        for (; i + PER_VECTOR <= n; i += PER_VECTOR) {
+            total.add(distance<V>(load<Samples>(a + i), load<Samples>(b + i)));
+        }
     }
+    if (i < n) {
+        const std::ptrdiff_t bytes = (n - i) * std::ptrdiff_t{sizeof(T)};
+        total.add(distance<V>(loadPart<Samples>(a + i, bytes),
+                              b != nullptr ? loadPart<Samples>(b + i, bytes) : Samples{}));
+    }
+    total.addTo(sums);
+}
+
+inline std::ptrdiff_t least(std::ptrdiff_t a, std::ptrdiff_t b) {
+    return a < b ? a : b;
 }
 
 // Samples with a step between them are put side by side first.
@@ -303,13 +405,16 @@ void normRow(const void *a, std::ptrdiff_t aStep, const void *b, std::ptrdiff_t 
     const T *first = static_cast<const T *>(a);
     const T *second = static_cast<const T *>(b);
     if (aStep == 1 && (b == nullptr || bStep == 1)) {
-        addNorm<T, Samples, V, PART>(first, second, n, sums);
+        for (std::ptrdiff_t x = 0; x < n; x += SHORT_RUN) {
+            addNorm<T, Samples, V, PART>(first + x, second != nullptr ? second + x : nullptr,
+                                         least(n - x, SHORT_RUN), sums);
+        }
         return;
     }
     T gatheredA[GATHERED];
     T gatheredB[GATHERED];
     for (std::ptrdiff_t x = 0; x < n; x += GATHERED) {
-        const std::ptrdiff_t count = runEnd(x, GATHERED, n) - x;
+        const std::ptrdiff_t count = least(n - x, GATHERED);
         const T *partB = second != nullptr ? second + x * bStep : nullptr;
         addNorm<T, Samples, V, PART>(gather(first + x * aStep, aStep, count, gatheredA),
                                      gather(partB, bStep, count, gatheredB), count, sums);
@@ -374,9 +479,11 @@ const StatsKernels statsKernels = {
      thresholdRow<std::int16_t>, thresholdRow<std::int32_t>},
     {NORM_ROWS(NormPart::Largest), NORM_ROWS(NormPart::Sum), NORM_ROWS(NormPart::Squares)},
     countBitsRow,
-    countRow<std::uint8_t, 256, TABLES_8>,
-    countRow<std::uint16_t, 65536, TABLES_16>,
+    count8Row,
+    countPixelsRow,
+    count16Row,
     lookUp8Row,
+    lookUpPixelsRow,
     lookUpRow<std::uint16_t>};
 
 } // namespace zylqx::ZYLQX_LEVEL

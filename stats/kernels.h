@@ -10,11 +10,10 @@
 
 namespace zylqx {
 
-// A histogram is counted in several tables in turn, so that equal neighbours do
-// not wait for each other; their sum is the histogram. Of the larger 16-bit
-// tables fewer stay in cache.
+// A histogram of bytes is counted in several tables in turn, so that equal
+// neighbours do not wait for each other; their sum is the histogram. Of the larger
+// 16-bit tables one is enough for the cache.
 constexpr int TABLES_8 = 4;
-constexpr int TABLES_16 = 2;
 
 struct ThresholdLevels {
     std::int32_t limit; // in the depth's range
@@ -52,14 +51,20 @@ struct StatsKernels {
     // Set bits of a, or, with b.data, bits that differ.
     std::uint64_t (*countBits)(BitRow a, BitRow b, std::ptrdiff_t n);
 
-    // counts: TABLES_8 tables of 256, or TABLES_16 of 65536.
+    // counts: TABLES_8 tables of 256, or one of 65536.
     void (*count8)(const std::uint8_t *s, std::ptrdiff_t step, std::ptrdiff_t n,
                    std::uint32_t *counts);
+    // Interleaved pixels of any number of channels, with TABLES_8 tables for each.
+    void (*countPixels8)(const std::uint8_t *s, int channels, std::ptrdiff_t n,
+                         std::uint32_t *counts);
     void (*count16)(const std::uint16_t *s, std::ptrdiff_t step, std::ptrdiff_t n,
                     std::uint32_t *counts);
 
     void (*lookUp8)(const std::uint8_t *s, std::ptrdiff_t sStep, std::uint8_t *d,
                     std::ptrdiff_t dStep, std::ptrdiff_t n, const std::uint8_t *table);
+    // Interleaved pixels of any number of channels, with a table for each.
+    void (*lookUpPixels8)(const std::uint8_t *s, std::uint8_t *d, int channels, std::ptrdiff_t n,
+                          const std::uint8_t *tables);
     void (*lookUp16)(const std::uint16_t *s, std::ptrdiff_t sStep, std::uint16_t *d,
                      std::ptrdiff_t dStep, std::ptrdiff_t n, const std::uint16_t *table);
 };

@@ -91,11 +91,12 @@ double ZYL_CALL zylNorm(ZylImage *srcImageA, ZylImage *srcImageB, std::int32_t n
     if (srcImageB == nullptr) {
         const NormPart part = partOf(normType);
         NormSums sums;
-        const bool done = forEachPiece(call, *srcImageA, areaA, ZYL_GET_TILE_TO_READ, nullptr,
-                                       [&](const Piece &piece) {
-                                           addPiece(piece, nullptr, part, sums);
-                                           return true;
-                                       });
+        const bool done =
+            forEachPiece(call, *srcImageA, areaA, ZYL_GET_TILE_TO_READ, nullptr, [&](Piece piece) {
+                joinRows(piece);
+                addPiece(piece, nullptr, part, sums);
+                return true;
+            });
         return done ? std::min(valueOf(sums, part), MOST) : UNREADABLE;
     }
 
@@ -115,13 +116,14 @@ double ZYL_CALL zylNorm(ZylImage *srcImageA, ZylImage *srcImageB, std::int32_t n
     const NormPart part = partOf(relative ? normType - RELATIVE : normType);
     NormSums difference;
     NormSums second;
-    const bool done = forEachPiecePair(call, {srcImageA, areaA, ZYL_GET_TILE_TO_READ},
-                                       {srcImageB, areaB, ZYL_GET_TILE_TO_READ}, nullptr,
-                                       [&](const Piece &a, const Piece &b) {
-                                           addPiece(a, &b, part, difference);
-                                           if (relative) addPiece(b, nullptr, part, second);
-                                           return true;
-                                       });
+    const bool done =
+        forEachPiecePair(call, {srcImageA, areaA, ZYL_GET_TILE_TO_READ},
+                         {srcImageB, areaB, ZYL_GET_TILE_TO_READ}, nullptr, [&](Piece a, Piece b) {
+                             joinRows(a, b);
+                             addPiece(a, &b, part, difference);
+                             if (relative) addPiece(b, nullptr, part, second);
+                             return true;
+                         });
     if (!done) return UNREADABLE;
     const double numerator = std::min(valueOf(difference, part), MOST);
     if (!relative) return numerator;

@@ -23,6 +23,12 @@ View<T> channelView(const Piece &piece, int channel) {
     return channelView<T>(*piece.image, area.x, area.y, area.width, area.height, channel);
 }
 
+// Rows that follow each other without a gap, in all pieces, become one.
+template <class... Pieces>
+void joinRows(Pieces &...pieces) {
+    if ((isContiguous(*pieces.image, pieces.area) && ...)) (joinRows(pieces.area), ...);
+}
+
 // Calls visit(piece) for an area of an image in memory, or for the part of it in
 // each tile, until it returns false; with `only` (column, row), for this tile
 // alone. False when visit() was false or a tile was not delivered, which is
