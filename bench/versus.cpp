@@ -6,8 +6,9 @@
 // "copy" is the time of memcpy() moving the same traffic: as many bytes read and
 // written, added up, as the operation reads and writes at least. An operation
 // with two sources of n bytes and a destination of n bytes is held against a
-// memcpy() of 1.5 n bytes; one that reads nothing against a memset() of n bytes.
-// The blocks are as large as that and come from the same allocator.
+// memcpy() of 1.5 n bytes; one that reads nothing against a memset() of n bytes;
+// one that writes no image against adding up as many bytes as it reads, eight at
+// a time. The blocks are as large as that and come from the same allocator.
 //
 // All calls of a row take turns, each turn preceded by a call that is not timed,
 // and the least time of each counts, so that a noisy machine treats all alike.
@@ -64,9 +65,21 @@ struct Runner {
     }
 };
 
+void addUp(const void *p, std::size_t bytes) {
+    const auto *words = static_cast<const std::uint64_t *>(p);
+    std::uint64_t sums[4] = {};
+    for (std::size_t i = 0; i + 4 <= bytes / 8; i += 4) {
+        for (std::size_t k = 0; k < 4; ++k) sums[k] += words[i + k];
+    }
+    asm volatile("" : : "r"(sums[0] + sums[1] + sums[2] + sums[3]));
+}
+
 std::function<void()> copyOf(const Row &row) {
     const bool set = row.read == 0;
-    const std::ptrdiff_t bytes = set ? row.written : (row.read + row.written) / 2;
+    const bool readOnly = row.written == 0;
+    const std::ptrdiff_t bytes = set        ? row.written
+                                 : readOnly ? row.read
+                                            : (row.read + row.written) / 2;
     const auto block = [bytes] {
         return std::shared_ptr<void>(zylMalloc(static_cast<int32_t>(bytes)), zylFree);
     };
@@ -82,6 +95,7 @@ std::function<void()> copyOf(const Row &row) {
     }
     const std::shared_ptr<void> from = block();
     std::memset(from.get(), 1, size);
+    if (readOnly) return [from, size] { addUp(from.get(), size); };
     return [from, to, size] {
         void *d = to.get();
         std::memcpy(d, from.get(), size);
@@ -137,7 +151,7 @@ int main(int count, char **arguments) {
     zylSetErrMode(ZYL_ErrModeParent);
 
     std::puts("copy: our time / that of memcpy() with the same traffic, reads and writes added up\n"
-              "      (memset() where nothing is read)\n"
+              "      (memset() where nothing is read, a sum where no image is written)\n"
               "peer: its nanoseconds per pixel (our time / its time)\n"
               "The least of interleaved turns; one thread.\n");
     std::printf("%-26s %-4s %5s %11s %9s %6s  %s\n", "operation", "", "side", "ns/call", "ns/pixel",

@@ -28,6 +28,39 @@ inline Words highProducts(Words x, Words y) {
 #endif
 }
 
+#if defined(__SSE2__)
+// The bytes of a and b side by side, those of a being the lower halves of words;
+// of every 16 bytes the first eight or the last eight.
+#define ZYLQX_PAIRS(a, b)                                                                          \
+    a, b, a + 1, b + 1, a + 2, b + 2, a + 3, b + 3, a + 4, b + 4, a + 5, b + 5, a + 6, b + 6,      \
+        a + 7, b + 7
+#if defined(__AVX2__)
+inline Words lowPairs(Bytes a, Bytes b) {
+    return reinterpret_cast<Words>(
+        __builtin_shufflevector(a, b, ZYLQX_PAIRS(0, 32), ZYLQX_PAIRS(16, 48)));
+}
+inline Words highPairs(Bytes a, Bytes b) {
+    return reinterpret_cast<Words>(
+        __builtin_shufflevector(a, b, ZYLQX_PAIRS(8, 40), ZYLQX_PAIRS(24, 56)));
+}
+inline Bytes packed(Words low, Words high) {
+    return reinterpret_cast<Bytes>(__builtin_ia32_packuswb256(reinterpret_cast<SignedWords>(low),
+                                                              reinterpret_cast<SignedWords>(high)));
+}
+#else
+inline Words lowPairs(Bytes a, Bytes b) {
+    return reinterpret_cast<Words>(__builtin_shufflevector(a, b, ZYLQX_PAIRS(0, 16)));
+}
+inline Words highPairs(Bytes a, Bytes b) {
+    return reinterpret_cast<Words>(__builtin_shufflevector(a, b, ZYLQX_PAIRS(8, 24)));
+}
+inline Bytes packed(Words low, Words high) {
+    return reinterpret_cast<Bytes>(__builtin_ia32_packuswb128(reinterpret_cast<SignedWords>(low),
+                                                              reinterpret_cast<SignedWords>(high)));
+}
+#endif
+#endif
+
 // The arithmetic of one sample size. Pixels have four samples, the last one alpha.
 template <class T>
 struct Samples;
@@ -37,18 +70,35 @@ struct Samples<std::uint8_t> {
     static constexpr std::uint8_t MOST = 255;
     using V = Bytes;
 
-    // 0x8081 is 2^23 / 255, rounded up: exact for all dividends of 16 bits. Every
-    // second sample stays in the upper half of its word, which saves shifts.
     static V product(V x, V y) {
+#if defined(__SSE2__)
+        // (256 * x + 1) * 257 * y / 2^24 is a little more than x * y / 255, never so
+        // much that the whole number changes; both factors are made by pairing bytes.
+        const V ones = V{} + 1;
+        return packed(highProducts(lowPairs(ones, x), lowPairs(y, y)) >> 8,
+                      highProducts(highPairs(ones, x), highPairs(y, y)) >> 8);
+#else
         const Words a = reinterpret_cast<Words>(x);
         const Words b = reinterpret_cast<Words>(y);
-        const Words even = quotient((a & 0xFF) * (b & 0xFF)) >> 7;
-        const Words odd = quotient(highProducts(a & 0xFF00, b & 0xFF00)) << 1;
-        return reinterpret_cast<V>(even | (odd & 0xFF00));
+        const Words even = (a & 0xFF) * (b & 0xFF);
+        const Words odd = (a >> 8) * (b >> 8);
+        return reinterpret_cast<V>((even + (even >> 8) + 1) >> 8 |
+                                   ((odd + (odd >> 8) + 1) & 0xFF00));
+#endif
     }
-    static Words quotient(Words product) { return highProducts(product, Words{} + 0x8081); }
 
-    static V alphaMask() { return reinterpret_cast<V>(Doubles{} + 0xFF000000u); }
+    // The same with alphaOf() a pixel, whose words are 257 * y as they stand.
+    static V alphaProduct(V x, V alpha) {
+        const Words a = reinterpret_cast<Words>(x);
+        const Words b = reinterpret_cast<Words>(alpha);
+        const Words even = highProducts(a << 8 | 1, b) >> 8;
+        const Words odd = highProducts((a & 0xFF00) | 1, b) & 0xFF00;
+        return reinterpret_cast<V>(even | odd);
+    }
+
+    static V alphaMask() {
+        return reinterpret_cast<V>(Doubles{} + 0xFF000000u);
+    }
     // Every sample replaced by the alpha of its pixel.
     static V alphaOf(V pixels) {
 #if defined(__AVX2__)
@@ -76,6 +126,7 @@ struct Samples<std::uint16_t> {
         const V high = highProducts(x, y);
         return high - reinterpret_cast<V>(high >= ~low);
     }
+    static V alphaProduct(V x, V alpha) { return product(x, alpha); }
 
     static V alphaMask() { return reinterpret_cast<V>(Quads{} + (0xFFFFull << 48)); }
     static V alphaOf(V pixels) {
@@ -91,20 +142,14 @@ inline V cappedSum(V x, V y) {
 }
 
 // Colours that are pre-multiplied, and alphas, by a rule.
-template <class T, int RULE>
-inline typename Samples<T>::V blend(typename Samples<T>::V a, typename Samples<T>::V b,
-                                    typename Samples<T>::V alphaA, typename Samples<T>::V alphaB) {
-    using S = Samples<T>;
-    if constexpr (RULE == OVER) return cappedSum(a, b - S::product(b, alphaA));
-    if constexpr (RULE == IN) return S::product(a, alphaB);
-    if constexpr (RULE == OUT) return a - S::product(a, alphaB);
-    if constexpr (RULE == ATOP) {
-        return cappedSum(S::product(a, alphaB), b - S::product(b, alphaA));
-    }
-    if constexpr (RULE == XOR) {
-        return cappedSum(a - S::product(a, alphaB), b - S::product(b, alphaA));
-    }
-    if constexpr (RULE == PLUS) return cappedSum(a, b);
+template <int RULE, class V, class F>
+inline V blend(V a, V b, V alphaA, V alphaB, F product) {
+    if constexpr (RULE == OVER) return cappedSum<V>(a, b - product(b, alphaA));
+    if constexpr (RULE == IN) return product(a, alphaB);
+    if constexpr (RULE == OUT) return a - product(a, alphaB);
+    if constexpr (RULE == ATOP) return cappedSum<V>(product(a, alphaB), b - product(b, alphaA));
+    if constexpr (RULE == XOR) return cappedSum<V>(a - product(a, alphaB), b - product(b, alphaA));
+    if constexpr (RULE == PLUS) return cappedSum<V>(a, b);
 }
 
 // --- rows ---
@@ -156,7 +201,7 @@ void compositeRow(const void *a, const void *b, const void *alphaA, const void *
                 colourA = S::product(colourA, ownA);
                 colourB = S::product(colourB, ownB);
             }
-            return blend<T, RULE>(colourA, colourB, ownA, ownB);
+            return blend<RULE>(colourA, colourB, ownA, ownB, S::product);
         },
         a, b, alphaA, alphaB);
 }
@@ -167,7 +212,7 @@ void resultAlphaRow(const void *alphaA, const void *alphaB, void *d, std::ptrdif
     mapRows<T>(
         d, n,
         [](typename Samples<T>::V ownA, typename Samples<T>::V ownB) {
-            return blend<T, RULE>(ownA, ownB, ownA, ownB);
+            return blend<RULE>(ownA, ownB, ownA, ownB, Samples<T>::product);
         },
         alphaA, alphaB);
 }
@@ -201,7 +246,8 @@ class AlphaSetter {
 template <class T>
 inline typename Samples<T>::V preMultiplied(typename Samples<T>::V pixels) {
     using S = Samples<T>;
-    return S::product(pixels, S::alphaOf(pixels) | S::alphaMask());
+    return select<typename S::V>(S::alphaMask(), pixels,
+                                 S::alphaProduct(pixels, S::alphaOf(pixels)));
 }
 
 template <class T>
@@ -222,7 +268,7 @@ inline typename Samples<T>::V blendedPixels(typename Samples<T>::V a, typename S
         b = preMultiplied<T>(b);
     }
     // With the alphas among the colours, the rule gives the alpha too.
-    return blend<T, RULE>(a, b, alphaA, alphaB);
+    return blend<RULE>(a, b, alphaA, alphaB, Samples<T>::alphaProduct);
 }
 
 template <class T, bool PREMULTIPLIED, int RULE>

@@ -19,21 +19,33 @@ TestLut fullLut(std::int32_t histSize) {
 TEST(ComputeHisto, CountsEverySample) {
     const Reports reports;
     unsigned seed = 1;
-    for (const std::uint32_t depth : {ZYL_DEPTH_8U, ZYL_DEPTH_16U}) {
+    const struct {
+        std::uint32_t depth;
+        int channels;
+    } cases[] = {{ZYL_DEPTH_8U, 1},
+                 {ZYL_DEPTH_8U, 2},
+                 {ZYL_DEPTH_8U, 3},
+                 {ZYL_DEPTH_8U, 4},
+                 {ZYL_DEPTH_16U, 3}};
+    for (const auto &[depth, channels] : cases) {
         for (const int order : {ZYL_DATA_ORDER_PIXEL, ZYL_DATA_ORDER_PLANE}) {
             for (const int coi : {0, 2}) {
+                if (coi > channels) continue;
                 for (const bool tiled : {false, true}) {
-                    TestImage image(
-                        {.depth = depth, .channels = 3, .width = 53, .height = 31, .order = order});
+                    TestImage image({.depth = depth,
+                                     .channels = channels,
+                                     .width = 53,
+                                     .height = 31,
+                                     .order = order});
                     image.randomise(++seed).region(coi, 3, 5, 100, 20);
                     if (tiled) image.tiles(16, 8);
                     const std::int32_t size = 1 << depth;
                     TestLut lut = fullLut(size);
-                    std::vector<TestLut> luts(3, lut);
-                    ZylLUT *pointers[] = {luts[0], luts[1], luts[2]};
-                    if (coi == 2) pointers[0] = pointers[2] = nullptr;
+                    std::vector<TestLut> luts(4, lut);
+                    ZylLUT *pointers[] = {luts[0], luts[1], luts[2], luts[3]};
+                    if (coi == 2) pointers[0] = pointers[2] = pointers[3] = nullptr;
                     zylComputeHisto(image, pointers, nullptr);
-                    for (int c = 1; c <= 3; ++c) {
+                    for (int c = 1; c <= channels; ++c) {
                         Values expected(static_cast<std::size_t>(size) + 1);
                         for (int y = 5; y < 25 && (coi == 0 || coi == c); ++y) {
                             for (int x = 3; x < 53; ++x) {
@@ -130,23 +142,39 @@ TEST(ContrastStretch, WorkedCases) {
     EXPECT_TRUE(zylGetErrStatus() == ZYL_StsOk);
 }
 
-// Every 8-bit sample at every position of a row, and 16-bit samples.
+// Every 8-bit sample at every position of a row, and 16-bit samples, by a table of
+// its own for each channel.
 TEST(ContrastStretch, LooksUpEverySample) {
     const Reports reports;
-    for (const std::uint32_t depth : {ZYL_DEPTH_8U, ZYL_DEPTH_16U}) {
+    const struct {
+        std::uint32_t depth;
+        int channels;
+    } cases[] = {{ZYL_DEPTH_8U, 1},
+                 {ZYL_DEPTH_8U, 2},
+                 {ZYL_DEPTH_8U, 3},
+                 {ZYL_DEPTH_8U, 4},
+                 {ZYL_DEPTH_16U, 1}};
+    for (const auto &[depth, channels] : cases) {
         const std::int32_t size = 1 << depth;
-        TestImage src({.depth = depth, .width = 700, .height = 300});
+        TestImage src({.depth = depth, .channels = channels, .width = 700, .height = 300});
         TestImage dst(src.shape());
-        for (int y = 0; y < 300; ++y) {
-            for (int x = 0; x < 700; ++x) src.set(x, y, 1, (y * 256 + x * 255 + 7) % size);
+        std::vector<TestLut> luts;
+        std::vector<ZylLUT *> pointers;
+        for (int c = 1; c <= channels; ++c) {
+            for (int y = 0; y < 300; ++y) {
+                for (int x = 0; x < 700; ++x) src.set(x, y, c, (y * 256 + x * 255 + 7 * c) % size);
+            }
+            // Multiplying by an odd number reaches every value once.
+            luts.push_back(TestLut({0, size}, {13 * c, 0}, {171 + 2 * c, 0}, true));
         }
-        // Multiplying by an odd number reaches every value once.
-        TestLut lut({0, size}, {13, 0}, {171, 0}, true);
-        ZylLUT *luts[] = {lut};
-        zylContrastStretch(src, dst, luts, nullptr);
-        for (int y = 0; y < 300; ++y) {
-            for (int x = 0; x < 700; ++x) {
-                ASSERT_EQ(dst.at(x, y), (13 + 171 * src.at(x, y)) % size) << x << ", " << y;
+        for (TestLut &lut : luts) pointers.push_back(lut);
+        zylContrastStretch(src, dst, pointers.data(), nullptr);
+        for (int c = 1; c <= channels; ++c) {
+            for (int y = 0; y < 300; ++y) {
+                for (int x = 0; x < 700; ++x) {
+                    ASSERT_EQ(dst.at(x, y, c), (13 * c + (171 + 2 * c) * src.at(x, y, c)) % size)
+                        << x << ", " << y << ", channel " << c << " of " << channels;
+                }
             }
         }
     }

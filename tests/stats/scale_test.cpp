@@ -22,6 +22,20 @@ TEST(ScaledProduct, IsTheFloorForEveryPairOf8Bits) {
     for (int y = 0; y < 256; ++y) {
         for (int x = 0; x < 256; ++x) ASSERT_EQ(d.at(x, y), x * y / 255) << x << " * " << y;
     }
+    TestImage pixels({.channels = 4, .width = 256, .height = 256, .alpha = 4});
+    for (int y = 0; y < 256; ++y) {
+        for (int x = 0; x < 256; ++x) {
+            for (int c = 1; c <= 4; ++c) pixels.set(x, y, c, c == 4 ? y : x);
+        }
+    }
+    zylPreMultiplyAlpha(pixels, -1, nullptr);
+    for (int y = 0; y < 256; ++y) {
+        for (int x = 0; x < 256; ++x) {
+            for (int c = 1; c <= 4; ++c) {
+                ASSERT_EQ(pixels.at(x, y, c), c == 4 ? y : x * y / 255) << x << " * " << y;
+            }
+        }
+    }
     TestImage row({.width = 256, .height = 1});
     for (int x = 0; x < 256; ++x) row.set(x, 0, 1, x);
     for (std::uint32_t scale = 0; scale < 256; ++scale) {
