@@ -20,6 +20,9 @@
 #include <memory>
 #include <string>
 
+#if defined(ZYLQX_PEER_LEPTONICA)
+#include <leptonica/allheaders.h>
+#endif
 #if defined(ZYLQX_PEER_VIPS)
 #include <vips/vips.h>
 #endif
@@ -146,6 +149,9 @@ int main(int count, char **arguments) {
     if (VIPS_INIT(arguments[0]) != 0) vips_error_exit(nullptr);
     vips_concurrency_set(1);
     vips_cache_set_max(0); // or it hands out the first result again
+#endif
+#if defined(ZYLQX_PEER_LEPTONICA)
+    setMsgSeverity(L_SEVERITY_ERROR); // it warns of every box that does not fit
 #endif
     zylRedirectError(zylStdErrReport);
     zylSetErrMode(ZYL_ErrModeParent);

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "core/image.h"
+#include "core/memory.h"
 #include "core/window.h"
 #include "filter/box_sums.h"
 #include "filter/kernels.h"
@@ -50,20 +51,68 @@ bool copyPiece(const Piece &piece, const Box &box, const Passes &passes) {
     return true;
 }
 
+float factorOf(const Box &box) {
+    return static_cast<float>(1.0 /
+                              (static_cast<double>(box.rows) * static_cast<double>(box.columns)));
+}
+
+// Whether columns of the box fit in 16 bits and single precision gives the same
+// means. The factor of a box of A samples is a little above or below 1 / A, so
+// a mean is floor(sum / A) or floor((sum - 1) / A), as long as sum < 2^24. That is
+// floor((sum + h) / A) with h = 1/2 or -1/2, a number that is 1 / 2A away from an
+// integer, or further. Single precision errs by less than 256 * 2^-22.
+bool isNarrow(std::uint32_t depth, const Box &box, const Passes &passes) {
+    return depth == ZYL_DEPTH_8U && passes.step() == 1 && box.rows <= 257 &&
+           box.columns <= 8192 / box.rows;
+}
+
+bool blurNarrow(const Piece &piece, const Box &box, const Passes &passes) {
+    constexpr std::int64_t PAD = 64; // samples before and behind the columns
+    PieceRows rows(piece, box, passes, box.rows + 1, 1);
+    const std::int64_t count = rows.samples + box.columns - 1;
+    const Scratch<std::uint16_t> scratch(static_cast<std::size_t>(count + 2 * PAD));
+    if (!rows || !scratch) return false;
+    std::uint16_t *columns = scratch.data() + PAD;
+    const BoxKernels &kernels = currentBoxKernels();
+    const float factor = factorOf(box);
+    const double area = static_cast<double>(box.rows * box.columns);
+    const float half = area * factor < 1 ? -0.5f : 0.5f;
+    for (int pass = 0; pass < passes.count(); ++pass) {
+        rows.select(passes, pass);
+        std::fill_n(scratch.data(), count + 2 * PAD, std::uint16_t{0});
+        for (std::int64_t r = 0; r < box.rows - 1; ++r) {
+            kernels.addRowNarrow(rows.source.row(piece.boxY + r), columns, count);
+        }
+        for (std::int64_t y = 0; y < piece.height; ++y) {
+            const void *entering = rows.source.row(piece.boxY + y + box.rows - 1);
+            if (y == 0) {
+                kernels.addRowNarrow(entering, columns, count);
+            } else {
+                kernels.slideRowNarrow(entering, rows.source.row(piece.boxY + y - 1), columns,
+                                       count);
+            }
+            kernels.meanNarrow(columns, box.columns, factor, half,
+                               static_cast<std::uint8_t *>(rows.destination.row(piece.dstY + y)),
+                               rows.samples);
+            rows.destination.finish(piece.dstY + y);
+        }
+    }
+    return true;
+}
+
 bool blurPiece(const Piece &piece, const Box &box, const Passes &passes) {
     const std::uint32_t depth = piece.destination.depth;
+    if (isNarrow(depth, box, passes)) return blurNarrow(piece, box, passes);
     const bool wide = !sumsFit(depth, box);
     PieceRows rows(piece, box, passes, box.rows + 1, 1);
     BoxSums sums(rows, piece, box, passes, depth, wide);
     if (!rows || !sums) return false;
     const BoxKernels &kernels = currentBoxKernels();
     const auto mean = (wide ? kernels.meanWide : kernels.mean)[checkedDepthIndex(depth)];
-    const double area = static_cast<double>(box.rows) * static_cast<double>(box.columns);
-    const float factor = static_cast<float>(1.0 / area);
     for (int pass = 0; pass < passes.count(); ++pass) {
         rows.select(passes, pass);
         for (std::int64_t y = 0; y < piece.height; ++y) {
-            mean(sums.row(y), factor, rows.destination.row(piece.dstY + y), rows.samples);
+            mean(sums.row(y), factorOf(box), rows.destination.row(piece.dstY + y), rows.samples);
             rows.destination.finish(piece.dstY + y);
         }
     }

@@ -10,7 +10,8 @@ void addRow(const void *entering, void *d, std::ptrdiff_t n) {
     const T *in = static_cast<const T *>(entering);
     U *sums = static_cast<U *>(d);
     ZYLQX_VECTOR_LOOP
-    for (std::ptrdiff_t i = 0; i < n; ++i) sums[i] += static_cast<U>(in[i]);
+    for (std::ptrdiff_t i = 0; i < n; ++i)
+        sums[i] = static_cast<U>(sums[i] + static_cast<U>(in[i]));
 }
 
 template <class T, class U>
@@ -20,32 +21,44 @@ void slideRow(const void *entering, const void *leaving, void *d, std::ptrdiff_t
     U *sums = static_cast<U *>(d);
     ZYLQX_VECTOR_LOOP
     for (std::ptrdiff_t i = 0; i < n; ++i) {
-        sums[i] += static_cast<U>(in[i]) - static_cast<U>(out[i]);
+        sums[i] = static_cast<U>(sums[i] + static_cast<U>(in[i]) - static_cast<U>(out[i]));
     }
 }
 
-typedef u32 Words __attribute__((vector_size(32)));
-constexpr std::ptrdiff_t WORDS = 8;
+// Adds the last lane of every other group of K lanes to those of the next group.
+// Moves within 16 bytes and of whole 16 bytes are the quick ones.
+template <int K, int... I>
+inline Vector<u32> addToNext(Vector<u32> v, Indices<I...>) {
+    const auto last = __builtin_shufflevector(v, v, (I / K * K + K - 1)...);
+    return v + __builtin_shufflevector(last, Vector<u32>{}, (I / K % 2 ? I - K : LANES<u32>)...);
+}
+template <int... I>
+inline Vector<u32> lastOf(Vector<u32> v, Indices<I...>) {
+    const auto last = __builtin_shufflevector(v, v, (I / 4 * 4 + 3)...);
+    return __builtin_shufflevector(last, last, (LANES<u32> - 4 + I % 4)...);
+}
 
-// boxes[i] = boxes[i - 1] + columns[i - 1 + count] - columns[i - 1], eight at a
-// time: each difference is added to those after it, and all to the box before.
-// Returns how many were done.
-std::ptrdiff_t slideWords(const u32 *columns, std::ptrdiff_t count, u32 *boxes, std::ptrdiff_t n) {
-    const Words zero = {};
-    Words before = zero + boxes[0];
+// Each lane with all those before it.
+inline Vector<u32> runningSum(Vector<u32> v) {
+    using Lanes = typename IndicesTo<LANES<u32>>::Type;
+    v = addToNext<1>(v, Lanes());
+    v = addToNext<2>(v, Lanes());
+    if constexpr (LANES < u32 >> 4) v = addToNext<4>(v, Lanes());
+    if constexpr (LANES < u32 >> 8) v = addToNext<8>(v, Lanes());
+    return v;
+}
+
+// boxes[i] = boxes[i - 1] + columns[i - 1 + count] - columns[i - 1], a vector at a
+// time. Returns how many were done.
+std::ptrdiff_t slideVectors(const u32 *columns, std::ptrdiff_t count, u32 *boxes,
+                            std::ptrdiff_t n) {
+    using V = Vector<u32>;
+    V before = V{} + boxes[0];
     std::ptrdiff_t i = 1;
-    for (; i + WORDS <= n; i += WORDS) {
-        Words sum;
-        Words leaving;
-        __builtin_memcpy(&sum, columns + i - 1 + count, sizeof sum);
-        __builtin_memcpy(&leaving, columns + i - 1, sizeof leaving);
-        sum -= leaving;
-        sum += __builtin_shufflevector(sum, zero, 8, 0, 1, 2, 3, 4, 5, 6);
-        sum += __builtin_shufflevector(sum, zero, 8, 8, 0, 1, 2, 3, 4, 5);
-        sum += __builtin_shufflevector(sum, zero, 8, 8, 8, 8, 0, 1, 2, 3);
-        sum += before;
-        before = __builtin_shufflevector(sum, sum, 7, 7, 7, 7, 7, 7, 7, 7);
-        __builtin_memcpy(boxes + i, &sum, sizeof sum);
+    for (; i + LANES<u32> <= n; i += LANES<u32>) {
+        const V change = runningSum(load<V>(columns + i - 1 + count) - load<V>(columns + i - 1));
+        store(boxes + i, before + change);
+        before += lastOf(change, typename IndicesTo<LANES<u32>>::Type());
     }
     return i;
 }
@@ -72,7 +85,7 @@ void boxSums(const u32 *columns, std::ptrdiff_t step, std::ptrdiff_t count, u32 
              std::ptrdiff_t n) {
     const auto column = [columns](std::ptrdiff_t i) { return columns[i]; };
     firstBoxes<u32>(column, step, count, boxes, n);
-    const std::ptrdiff_t first = step == 1 ? slideWords(columns, count, boxes, n) : step;
+    const std::ptrdiff_t first = step == 1 ? slideVectors(columns, count, boxes, n) : step;
     slideBoxes<u32>(column, step, count, boxes, first, n);
 }
 
@@ -110,6 +123,59 @@ void meanWide(const void *s, double factor, void *d, std::ptrdiff_t n) {
     }
 }
 
+// The samples at even and at odd places apart: quicker than to widen them side by
+// side.
+void slideRowNarrow(const void *entering, const void *leaving, void *d, std::ptrdiff_t n) {
+    using V = Vector<u16>;
+    const u8 *in = static_cast<const u8 *>(entering);
+    const u8 *out = static_cast<const u8 *>(leaving);
+    u16 *sums = static_cast<u16 *>(d);
+    std::ptrdiff_t i = 0;
+    for (; i + LANES<u8> <= n; i += LANES<u8>) {
+        const V a = load<V>(in + i);
+        const V b = load<V>(out + i);
+        const V even = (a & 0xFF) - (b & 0xFF);
+        const V odd = (a >> 8) - (b >> 8);
+        u16 *to = sums + i;
+        store(to, load<V>(to) + zipLow<u16>(even, odd));
+        to += LANES<u16>;
+        store(to, load<V>(to) + zipHigh<u16>(even, odd));
+    }
+    slideRow<u8, u16>(in + i, out + i, sums + i, n - i);
+}
+
+// Boxes of 16-bit columns, two to a lane: their changes are summed up together,
+// and the first box of the two is the second without its change.
+void meanNarrow(const u16 *columns, std::ptrdiff_t count, float factor, float half, u8 *d,
+                std::ptrdiff_t n) {
+    using V = Vector<u32>;
+    const auto meanOf = [factor, half](V sum) {
+        const auto value = __builtin_convertvector((Vector<s32>)sum, Vector<float>);
+        return (V) __builtin_convertvector((value + half) * factor, Vector<s32>);
+    };
+    V before = {};
+    for (std::ptrdiff_t k = 0; k < count - 1; ++k) before += u32{columns[k]};
+    for (std::ptrdiff_t i = 0; i < n; i += LANES<u8>) {
+        V means[2];
+        for (int k = 0; k < 2; ++k) {
+            const u16 *first = columns + i + k * LANES<u16>;
+            const V entering = load<V>(first + count - 1);
+            const V leaving = load<V>(first - 1);
+            const V second = (entering >> 16) - (leaving >> 16);
+            const V change = runningSum(second + (entering & 0xFFFF) - (leaving & 0xFFFF));
+            const V sum = before + change;
+            before += lastOf(change, typename IndicesTo<LANES<u32>>::Type());
+            means[k] = meanOf(sum - second) | meanOf(sum) << 16;
+        }
+        const Vector<u8> result = unzip<u8>((Vector<u8>)means[0], (Vector<u8>)means[1]);
+        if (n - i >= LANES<u8>) {
+            store(d + i, result);
+        } else {
+            __builtin_memcpy(d + i, &result, static_cast<std::size_t>(n - i));
+        }
+    }
+}
+
 void atLeast(const u32 *boxes, u32 least, u8 *d, std::ptrdiff_t n) {
     ZYLQX_VECTOR_LOOP
     for (std::ptrdiff_t i = 0; i < n; ++i) d[i] = boxes[i] >= least ? 1 : 0;
@@ -127,6 +193,9 @@ const BoxKernels boxKernels = {
     .boxSumsWide = boxSumsWide,
     .mean = ZYLQX_SAMPLES(mean),
     .meanWide = ZYLQX_SAMPLES(meanWide),
+    .addRowNarrow = addRow<u8, u16>,
+    .slideRowNarrow = slideRowNarrow,
+    .meanNarrow = meanNarrow,
     .atLeast = atLeast,
 };
 

@@ -149,63 +149,25 @@ struct StoredAs<Bit> {
     using Type = u8;
 };
 
-// Sums shifted and cut.
 template <class S, class D>
-inline Vector<S> resultsOf(const S *sums, int shift) {
+void finish(const void *s, int shift, void *d, std::ptrdiff_t n) {
     constexpr S LEAST = static_cast<S>(sizeof(S) == 4 ? -2147483647 - 1 : S(-1) < 0 ? -32768 : 0);
     constexpr S MOST = static_cast<S>(sizeof(S) == 4 ? 2147483647 : S(-1) < 0 ? 32767 : 65535);
     constexpr S LOW = static_cast<S>(larger<s32>(LIMITS<D>.low, LEAST));
     constexpr S HIGH = static_cast<S>(smaller<s32>(LIMITS<D>.high, MOST));
-    // Sums have fewer bits than they may be shifted by.
+    // Sums may have fewer bits than they are shifted by.
     const int most = 8 * static_cast<int>(sizeof(S)) - 1;
     const S by = static_cast<S>(smaller(shift, most));
     const S rest = static_cast<S>(shift > most ? 1 : 0);
-    Vector<S> v = (load<Vector<S>>(sums) >> by) >> rest;
-    const Vector<S> low = Vector<S>{} + LOW;
-    const Vector<S> high = Vector<S>{} + HIGH;
-    if constexpr (LOW > LEAST) v = v < low ? low : v;
-    if constexpr (HIGH < MOST) v = v > high ? high : v;
-    return v;
-}
-
-// The lower halves of all lanes.
-template <class Half, class V>
-inline Vector<Half> narrow(V a, V b) {
-    return unzip<Half>((Vector<Half>)a, (Vector<Half>)b);
-}
-
-template <class S, class D, class T>
-inline void finishVector(const S *sums, int shift, T *d) {
-    if constexpr (sizeof(S) == sizeof(T)) {
-        store(d, (Vector<T>)resultsOf<S, D>(sums, shift));
-    } else if constexpr (sizeof(S) == 2 * sizeof(T)) {
-        store(d, narrow<T>(resultsOf<S, D>(sums, shift), resultsOf<S, D>(sums + LANES<S>, shift)));
-    } else {
-        const auto low =
-            narrow<u16>(resultsOf<S, D>(sums, shift), resultsOf<S, D>(sums + LANES<S>, shift));
-        const auto high = narrow<u16>(resultsOf<S, D>(sums + 2 * LANES<S>, shift),
-                                      resultsOf<S, D>(sums + 3 * LANES<S>, shift));
-        store(d, narrow<T>(low, high));
-    }
-}
-
-template <class S, class D>
-void finish(const void *s, int shift, void *d, std::ptrdiff_t n) {
-    using T = typename StoredAs<D>::Type;
-    const S *sums = static_cast<const S *>(s);
-    T *out = static_cast<T *>(d);
-    if (n < LANES<T>) {
-        S someSums[LANES<T>] = {};
-        T some[LANES<T>];
-        __builtin_memcpy(someSums, sums, static_cast<std::size_t>(n) * sizeof(S));
-        finishVector<S, D>(someSums, shift, some);
-        __builtin_memcpy(out, some, static_cast<std::size_t>(n) * sizeof(T));
-        return;
-    }
-    for (std::ptrdiff_t i = 0; i < n; i += LANES<T>) {
-        i = smaller(i, n - LANES<T>);
-        finishVector<S, D>(sums + i, shift, out + i);
-    }
+    narrowRow(static_cast<const S *>(s), static_cast<typename StoredAs<D>::Type *>(d), n,
+              [by, rest](Vector<S> v) {
+                  const Vector<S> low = Vector<S>{} + LOW;
+                  const Vector<S> high = Vector<S>{} + HIGH;
+                  v = (v >> by) >> rest;
+                  if constexpr (LOW > LEAST) v = v < low ? low : v;
+                  if constexpr (HIGH < MOST) v = v > high ? high : v;
+                  return v;
+              });
 }
 
 s32 squareOf(s32 value) {

@@ -32,8 +32,10 @@ constexpr int COMBINE_COUNT = 4;
 constexpr std::ptrdiff_t medianWorkBytes(std::ptrdiff_t n) {
     return (n / 2 + 2) * 64;
 }
-// The histogram that medianHistogram needs for `columns` columns of samples.
-constexpr std::ptrdiff_t HISTOGRAM_BINS = 256;
+// A histogram of a column: the number of values in each block of values, then
+// that of each value.
+constexpr std::ptrdiff_t HISTOGRAM_BLOCK = 16;
+constexpr std::ptrdiff_t HISTOGRAM = HISTOGRAM_BLOCK + 256;
 
 struct ConvolutionKernels {
     // sums[i] = the sum over the taps of coefficient * samples[x + i]. By the
@@ -83,6 +85,13 @@ struct BoxKernels {
     using Mean = void (*)(const void *boxes, double factor, void *d, std::ptrdiff_t n);
     Mean mean[SAMPLE_COUNT];
     Mean meanWide[SAMPLE_COUNT];
+    // Columns of 8-bit samples in 16 bits, and d = (boxes + half) * factor, in single
+    // precision and truncated. There is a column of 0 before the first one, and a
+    // vector may be read from behind the last one.
+    AddRow addRowNarrow;
+    SlideRow slideRowNarrow;
+    void (*meanNarrow)(const std::uint16_t *columns, std::ptrdiff_t count, float factor, float half,
+                       std::uint8_t *d, std::ptrdiff_t n);
     void (*atLeast)(const std::uint32_t *boxes, std::uint32_t least, std::uint8_t *d,
                     std::ptrdiff_t n);
 };
@@ -104,6 +113,22 @@ struct RankKernels {
     using Median = void (*)(const void *const *samples, std::ptrdiff_t count, void *d, void *work,
                             std::ptrdiff_t n);
     Median median[SAMPLE_COUNT];
+
+    // Puts n samples of 1, 2 or 4 bytes in order: places[i] is that of sample i, and
+    // `ordered` has the samples as they come. Samples are flipped by `flip` before
+    // they are compared. `work` has n numbers.
+    using OrderSamples = void (*)(const void *samples, std::ptrdiff_t n, std::uint32_t flip,
+                                  std::uint32_t *places, std::uint32_t *work, void *ordered);
+    OrderSamples orderSamples[3];
+    // One row of medians from the places of samples in their order. The samples of
+    // a column stand side by side, `height` from one column to the next; boxes have
+    // `rows` of them in `count` columns, `step` columns apart. `set` is scratch of
+    // `words` words, one bit for each place.
+    using MedianOfPlaces = void (*)(const std::uint32_t *places, std::ptrdiff_t height,
+                                    std::ptrdiff_t rows, std::ptrdiff_t step, std::ptrdiff_t count,
+                                    const void *ordered, std::uint64_t *set, std::ptrdiff_t words,
+                                    void *d, std::ptrdiff_t n);
+    MedianOfPlaces medianOfPlaces[3];
 
     // One row of medians of 8-bit samples from histograms of columns: boxes of
     // `count` columns, of `values` values, `step` columns apart. Samples are

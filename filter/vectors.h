@@ -46,6 +46,19 @@ inline void store(void *p, V v) {
     __builtin_memcpy(p, &v, sizeof v);
 }
 
+template <class T>
+constexpr T smaller(T a, T b) {
+    return a < b ? a : b;
+}
+template <class T>
+constexpr T larger(T a, T b) {
+    return a > b ? a : b;
+}
+template <class T>
+T clamp(T value, T low, T high) {
+    return smaller(larger(value, low), high);
+}
+
 // Numbers of lanes, 0 up to N - 1 for a power of two.
 template <int... I>
 struct Indices {
@@ -87,17 +100,45 @@ inline Vector<T> unzip(Vector<T> a, Vector<T> b) {
     return evenOf(a, b, typename IndicesTo<LANES<T>>::Type());
 }
 
-template <class T>
-constexpr T smaller(T a, T b) {
-    return a < b ? a : b;
+// The lower parts of all lanes of a number of vectors, in one.
+template <class T, class U>
+inline Vector<T> narrow(const Vector<U> (&v)[1]) {
+    return (Vector<T>)v[0];
 }
-template <class T>
-constexpr T larger(T a, T b) {
-    return a > b ? a : b;
+template <class T, class U>
+inline Vector<T> narrow(const Vector<U> (&v)[2]) {
+    return unzip<T>((Vector<T>)v[0], (Vector<T>)v[1]);
 }
-template <class T>
-T clamp(T value, T low, T high) {
-    return smaller(larger(value, low), high);
+template <class T, class U>
+inline Vector<T> narrow(const Vector<U> (&v)[4]) {
+    const auto low = unzip<u16>((Vector<u16>)v[0], (Vector<u16>)v[1]);
+    const auto high = unzip<u16>((Vector<u16>)v[2], (Vector<u16>)v[3]);
+    return unzip<T>((Vector<T>)low, (Vector<T>)high);
+}
+
+// d[i] = f(s + i), for a vector of results at a time: f makes vectors of numbers
+// like S, whose lower parts are the results. The last vector may overlap the one
+// before; what is too short for one goes by way of a copy.
+template <class T, class S, class F>
+inline void narrowRow(const S *s, T *d, std::ptrdiff_t n, F f) {
+    const auto one = [f](const S *from, T *to) {
+        constexpr int COUNT = sizeof(S) / sizeof(T);
+        Vector<S> results[COUNT];
+        for (int k = 0; k < COUNT; ++k) results[k] = f(load<Vector<S>>(from + k * LANES<S>));
+        store(to, narrow<T, S>(results));
+    };
+    if (n < LANES<T>) {
+        S from[LANES<T>] = {};
+        T to[LANES<T>];
+        __builtin_memcpy(from, s, static_cast<std::size_t>(n) * sizeof(S));
+        one(from, to);
+        __builtin_memcpy(d, to, static_cast<std::size_t>(n) * sizeof(T));
+        return;
+    }
+    for (std::ptrdiff_t i = 0; i < n; i += LANES<T>) {
+        i = smaller(i, n - LANES<T>);
+        one(s + i, d + i);
+    }
 }
 
 struct MaxOf {

@@ -62,14 +62,15 @@ TEST_P(Filter, EqualsTheReference) {
     const bool large = c.name.find("x200") != std::string::npos;
     for (const std::uint32_t depth : c.depths) {
         for (const std::uint32_t destinationDepth : destinationsOf(c, depth)) {
-            for (int variant = 0; variant < 6; ++variant) {
+            for (int variant = 0; variant < 7; ++variant) {
                 Shape shape;
                 shape.depth = depth;
                 shape.channels = variant >= 3 && depth != ZYL_DEPTH_1U ? 3 : 1;
-                // Once longer than what is computed at a time.
+                // Once wider and once higher than what is computed at a time.
                 const bool wide = variant == 3;
-                shape.width = large ? 6 : wide ? 347 : 41;
-                shape.height = large ? 4 : wide ? 5 : 17;
+                const bool high = variant == 6;
+                shape.width = large ? 6 : wide ? 347 : high ? 5 : 41;
+                shape.height = large ? 4 : wide ? 5 : high ? 71 : 17;
                 shape.order = variant == 4 ? ZYL_DATA_ORDER_PLANE : ZYL_DATA_ORDER_PIXEL;
                 TestImage source(shape);
                 source.randomise(++seed);
@@ -454,6 +455,21 @@ TEST(Blur, WorkedCases) {
                                    "(nRows<0||nCols<0)", "(anchorX<0||anchorY<0)",
                                    "(nRows==0||nCols==0)", "(nRows==0||nCols==0)"}));
     EXPECT_EQ(result.at(4, 4), 1);
+}
+
+// All sums of boxes of many areas: each box has one value more than the one before.
+TEST(Blur, RoundsEverySumAsItsFactorDoes) {
+    for (const int area : {2, 3, 7, 9, 25, 121, 225, 257, 3969, 8191, 8192, 8193}) {
+        const int width = 256 * area;
+        TestImage source(gray(width, 1));
+        for (int x = 0; x < width; ++x) source.set(x, 0, 1, x / area);
+        TestImage result(gray(width, 1));
+        zylBlur(source, result, 1, area, 0, 0, nullptr);
+        const double factor = static_cast<float>(1.0 / area);
+        for (int sum = 0; sum <= 255 * area; ++sum) {
+            ASSERT_EQ(result.at(sum, 0), static_cast<int>(sum * factor)) << area << ", " << sum;
+        }
+    }
 }
 
 TEST(Rank, ReportsAndChannels) {
