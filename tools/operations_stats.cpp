@@ -58,20 +58,20 @@ void computeHisto(Step &step) {
     constexpr int HEIGHT = 200;
     Luts luts = histogram(step, BINS);
     const Shape shape = step.shape();
+    const int colours = shape.color() ? 3 : 1;
     const int only = static_cast<int>(step.integer("channel"));
-    std::int32_t highest = 1;
+    std::int32_t highest = 1; // of those drawn, which alpha is not
     for (int c = 0; c < shape.channels; ++c) {
         if (only != 0 && c + 1 != only) continue;
         for (int i = 0; i < BINS; ++i) {
             const std::int32_t count = luts[c].value[i];
-            highest = std::max(highest, count);
+            if (c < colours) highest = std::max(highest, count);
             if (count == 0) continue;
             step.print("channel " + std::to_string(c + 1) + ", from " +
                        std::to_string(luts[c].key[i]) + ": " + std::to_string(count));
         }
     }
     if (!step.flag("draw")) return;
-    const int colours = shape.color() ? 3 : 1;
     ZylImage *drawing = step.result(makeShape(BINS, HEIGHT, colours, ZYL_DEPTH_8U));
     ZylROI bar = {};
     drawing->roi = &bar;
@@ -154,14 +154,19 @@ void norm(Step &step) {
     step.print(text);
 }
 
-// A picture without an alpha channel is opaque.
+// Whether colours are divided by the resulting alpha.
+enum Division { NO, YES, AUTO };
+
+// A picture without an alpha channel is opaque. Pictures in files are not
+// pre-multiplied, so a result with alpha is divided unless told otherwise.
 void alphaComposite(Step &step) {
     ZylImage *overlay = step.secondWithAlpha("with");
     ZylImage *source = step.source();
     const int rule = step.choice("rule");
     const int preMultiplied = step.flag("pre-multiplied");
-    const int divide = step.flag("divide");
+    const int division = step.choice("divide");
     if (source->alphaChannel != 0 && !step.given("alpha") && !step.given("backdrop-alpha")) {
+        const int divide = division == AUTO ? preMultiplied == 0 : division;
         zylAlphaComposite(overlay, source, step.result(), rule, nullptr, nullptr, nullptr,
                           preMultiplied, divide, nullptr);
         return;
@@ -170,8 +175,8 @@ void alphaComposite(Step &step) {
     auto backdrop = static_cast<int>(step.integer("backdrop-alpha"));
     if (backdrop < 0 && source->alphaChannel == 0) backdrop = OPAQUE;
     zylAlphaCompositeC(overlay, source, step.result(), rule,
-                       static_cast<int>(step.integer("alpha")), backdrop, preMultiplied, divide,
-                       nullptr);
+                       static_cast<int>(step.integer("alpha")), backdrop, preMultiplied,
+                       division == YES, nullptr);
 }
 
 const std::vector<std::pair<std::string_view, int>> RULES = {
@@ -248,7 +253,10 @@ std::span<const Operation> statsOperations() {
                   65535),
           integer("backdrop-alpha", "-1", "the same for this picture", -1, 65535),
           flag("pre-multiplied", "the colours have been multiplied by their alphas already"),
-          flag("divide", "divide the colours by the resulting alpha")},
+          choice("divide", "auto",
+                 "divide the colours by the resulting alpha; auto: where that is stored and "
+                 "the colours are not pre-multiplied",
+                 {{"auto", AUTO}, {"no", NO}, {"yes", YES}})},
          alphaComposite,
          regional},
     };

@@ -252,6 +252,32 @@ class Families(Zyl):
                          [[0, 127, 128, 255]])
         self.assertIn("channel 1", self.good(source, "compute-histo"))
 
+    def test_alpha(self):
+        def picture(name, *pixels):
+            row = bytes(sample for pixel in pixels for sample in pixel)
+            return self.write(name, make_png(len(pixels), 1, 8, 6, [row]))
+
+        def pixels(*words):
+            self.good(*words, self.path("out.png"))
+            width, height, bits, colour, rows = read_png(self.path("out.png"))
+            self.assertEqual((height, bits, colour), (1, 8, 6))
+            return [tuple(rows[0][4 * x:4 * x + 4]) for x in range(width)]
+
+        over = picture("over.png", (200, 100, 0, 128), (200, 100, 50, 0), (1, 2, 3, 255))
+        back = picture("back.png", (0, 100, 200, 128), (10, 20, 30, 40), (40, 50, 60, 255))
+        self.assertEqual(pixels(over, "pre-multiply-alpha"),
+                         [(100, 50, 0, 128), (0, 0, 0, 0), (1, 2, 3, 255)])
+        # Colours as files have them, and multiplied by the resulting alpha.
+        self.assertEqual(pixels(back, "alpha-composite:with=" + over),
+                         [(134, 100, 66, 192), (10, 20, 30, 40), (1, 2, 3, 255)])
+        self.assertEqual(pixels(back, "alpha-composite:divide=no,with=" + over),
+                         [(100, 75, 50, 192), (1, 3, 4, 40), (1, 2, 3, 255)])
+        self.assertEqual(pixels(back, "alpha-composite:rule=in,with=" + over),
+                         [(200, 100, 0, 64), (0, 0, 0, 0), (1, 2, 3, 255)])
+        # Alpha does not set the scale of a histogram's picture.
+        opaque = picture("opaque.png", (1, 2, 3, 255), (4, 5, 6, 255))
+        self.assertEqual(max(self.result(opaque, "compute-histo:draw")[0]), 255)
+
     def test_bitmaps(self):
         self.good("chart", self.path("chart.png"))
         for words in ((), ("--colors", "16", "--palette", "median-cut")):
