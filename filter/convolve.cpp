@@ -160,7 +160,7 @@ bool convolvePiece(const Piece &piece, const Box &box, const Passes &passes, con
         rows.select(passes, pass);
         for (std::int64_t y = 0; y < piece.height; ++y) {
             for (int k = 0; k < c.count; ++k) {
-                c.parts[k].taps.placeAt(rows.source, piece.boxY + y, passes.step());
+                c.parts[k].taps.placeAt(rows.source, piece.boxY + y);
             }
             auto *d = static_cast<unsigned char *>(rows.destination.row(piece.dstY + y));
             for (std::int64_t x = 0; x < rows.samples; x += STRIP) {
@@ -290,13 +290,14 @@ void zylConvolve2D(ZylImage *srcImage, ZylImage *dstImage, ZylConvKernel *const 
     }
     if (source.count == 0) return;
 
+    const Passes passes({source.source, destination.source, source.count}, *srcImage, *dstImage);
     const Box box = boxOf(kernel, nKernels);
     Part parts[100];
     for (int k = 0; k < nKernels; ++k) {
         const ZylConvKernel &one = *kernel[k];
         parts[k] = {TapList(one.values, one.nRows, one.nCols, box.anchorX - one.anchorX,
                             box.anchorY - one.anchorY, rangeOf(srcImage->depth),
-                            rowSampleBytes(srcImage->depth)),
+                            passes.step() * rowSampleBytes(srcImage->depth)),
                     one.nShiftR & 31};
         if (!parts[k].taps) {
             CONVOLVE.report(ZYL_StsNoMem, "Allocation failure");
@@ -309,7 +310,6 @@ void zylConvolve2D(ZylImage *srcImage, ZylImage *dstImage, ZylConvKernel *const 
                                      sampleOf(depthIndex(srcImage->depth)),
                                      sampleOf(depthIndex(dstImage->depth)),
                                      path};
-    const Passes passes({source.source, destination.source, source.count}, *srcImage, *dstImage);
     auto visit = [&](const Piece &piece) { return convolvePiece(piece, box, passes, convolution); };
     const Walked walked = walkNeighbourhoods(
         *srcImage, *dstImage, clippedPair(*srcImage, *dstImage), box, mapping, visit);

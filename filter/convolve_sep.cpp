@@ -63,11 +63,11 @@ bool convolvePiece(const Piece &piece, const Box &box, const Passes &passes, con
     if (!rows || !scratch) return false;
     auto *sums = reinterpret_cast<unsigned char *>(scratch.data());
     alignas(64) unsigned char strip[STRIP * sizeof(std::int32_t)];
-    s.horizontal.placeAt(sums, passes.step());
+    s.horizontal.placeAt(sums);
     for (int pass = 0; pass < passes.count(); ++pass) {
         rows.select(passes, pass);
         for (std::int64_t y = 0; y < piece.height; ++y) {
-            s.vertical.placeAt(rows.source, piece.boxY + y, passes.step());
+            s.vertical.placeAt(rows.source, piece.boxY + y);
             for (std::int64_t x = 0; x < columns; x += STRIP) {
                 down(s.vertical.taps(), s.vertical.count(), x, sums + x * sumBytes,
                      std::min<std::ptrdiff_t>(STRIP, columns - x));
@@ -89,13 +89,21 @@ bool convolvePiece(const Piece &piece, const Box &box, const Passes &passes, con
 void zylConvolveSep2D(ZylImage *srcImage, ZylImage *dstImage, const ZylConvKernel *Xkernel,
                       const ZylConvKernel *Ykernel) {
     if (badArguments(srcImage, dstImage, Xkernel, Ykernel)) return;
+    const int srcCoi = channelOfInterest(*srcImage);
+    const int dstCoi = channelOfInterest(*dstImage);
+    Channels channels = {1, 1, srcImage->nChannels};
+    if (srcCoi != 0 || dstCoi != 0) {
+        channels = {srcCoi != 0 ? srcCoi : dstCoi, dstCoi != 0 ? dstCoi : srcCoi, 1};
+    }
+    const Passes passes(channels, *srcImage, *dstImage);
     const Box box = {Xkernel->nCols, Ykernel->nRows, Xkernel->anchorX, Ykernel->anchorY};
     Separable separable;
     separable.vertical = TapList(Ykernel->values, box.rows, 1, 0, 0, rangeOf(srcImage->depth),
-                                 rowSampleBytes(srcImage->depth));
+                                 passes.step() * rowSampleBytes(srcImage->depth));
     const Sum sum = separable.vertical.sum();
-    separable.horizontal = TapList(Xkernel->values, 1, box.columns, 0, 0,
-                                   separable.vertical.range(), sum == Sum::S32 ? 4 : 2);
+    separable.horizontal =
+        TapList(Xkernel->values, 1, box.columns, 0, 0, separable.vertical.range(),
+                passes.step() * (sum == Sum::S32 ? 4 : 2));
     if (!separable.vertical || !separable.horizontal) return;
     separable.source = zylqx::sampleOf(depthIndex(srcImage->depth));
     separable.destination = zylqx::sampleOf(depthIndex(dstImage->depth));
@@ -106,13 +114,6 @@ void zylConvolveSep2D(ZylImage *srcImage, ZylImage *dstImage, const ZylConvKerne
                                         static_cast<std::uint32_t>(Ykernel->nShiftR)) &
                                        31u);
 
-    const int srcCoi = channelOfInterest(*srcImage);
-    const int dstCoi = channelOfInterest(*dstImage);
-    Channels channels = {1, 1, srcImage->nChannels};
-    if (srcCoi != 0 || dstCoi != 0) {
-        channels = {srcCoi != 0 ? srcCoi : dstCoi, dstCoi != 0 ? dstCoi : srcCoi, 1};
-    }
-    const Passes passes(channels, *srcImage, *dstImage);
     auto visit = [&](const Piece &piece) { return convolvePiece(piece, box, passes, separable); };
     reportTiles(CALL, walkNeighbourhoods(*srcImage, *dstImage, uncutPair(*srcImage, *dstImage), box,
                                          nullptr, visit));

@@ -15,7 +15,7 @@ Range rangeOf(std::uint32_t depth) {
 
 TapList::TapList(const std::int8_t *values, std::int64_t rows, std::int64_t columns,
                  std::int64_t left, std::int64_t top, const Range &range, std::ptrdiff_t bytes)
-    : top_(top), rows_(rows), bytes_(bytes) {
+    : top_(top), rows_(rows) {
     const std::int64_t most = rows * columns;
     std::int64_t starts[256] = {}; // of the taps of a coefficient
     for (std::int64_t i = 0; i < most; ++i) ++starts[values[i] + 128];
@@ -32,7 +32,7 @@ TapList::TapList(const std::int8_t *values, std::int64_t rows, std::int64_t colu
         const std::int64_t value = values[i];
         if (value == 0) continue;
         const std::int64_t at = starts[value + 128]++;
-        cells_[at] = {i / columns, left + i % columns};
+        cells_[at] = {i / columns, static_cast<std::ptrdiff_t>(left + i % columns) * bytes};
         taps_[at] = {nullptr, static_cast<std::int32_t>(value)};
         range_.low += value * (value > 0 ? range.low : range.high);
         range_.high += value * (value > 0 ? range.high : range.low);
@@ -45,20 +45,18 @@ Sum TapList::sum() const {
     return Sum::S32;
 }
 
-void TapList::placeAt(SourceRows &rows, std::int64_t y, std::int64_t step) const {
+void TapList::placeAt(SourceRows &rows, std::int64_t y) const {
     for (std::int64_t r = 0; r < rows_; ++r) {
         rowPointers_[r] = static_cast<const unsigned char *>(rows.row(y + top_ + r));
     }
     for (std::ptrdiff_t i = 0; i < count_; ++i) {
-        const Cell &cell = cells_[i];
-        taps_[i].samples = rowPointers_[cell.row] + cell.column * step * bytes_;
+        taps_[i].samples = rowPointers_[cells_[i].row] + cells_[i].offset;
     }
 }
 
-void TapList::placeAt(const void *row, std::ptrdiff_t step) const {
+void TapList::placeAt(const void *row) const {
     for (std::ptrdiff_t i = 0; i < count_; ++i) {
-        taps_[i].samples =
-            static_cast<const unsigned char *>(row) + cells_[i].column * step * bytes_;
+        taps_[i].samples = static_cast<const unsigned char *>(row) + cells_[i].offset;
     }
 }
 

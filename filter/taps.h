@@ -30,8 +30,9 @@ class TapList {
   public:
     TapList() = default;
     // The cells of a kernel of `columns` columns, whose first one lies over cell
-    // (left, top) of the box that rows are read for, and samples of a range and a
-    // size. Zeros are left out; taps of one coefficient follow each other.
+    // (left, top) of the box that rows are read for, and samples of a range, in
+    // pixels of so many bytes. Zeros are left out; taps of one coefficient follow
+    // each other.
     TapList(const std::int8_t *values, std::int64_t rows, std::int64_t columns, std::int64_t left,
             std::int64_t top, const Range &range, std::ptrdiff_t bytes);
 
@@ -44,14 +45,14 @@ class TapList {
 
     const Tap *taps() const { return taps_.data(); }
 
-    // Points the taps to the rows of the box at row y, or to one row alone. Pixels
-    // are `step` samples apart.
-    void placeAt(SourceRows &rows, std::int64_t y, std::int64_t step) const;
-    void placeAt(const void *row, std::ptrdiff_t step) const;
+    // Points the taps to the rows of the box at row y, or to one row alone.
+    void placeAt(SourceRows &rows, std::int64_t y) const;
+    void placeAt(const void *row) const;
 
   private:
     struct Cell {
-        std::int64_t row, column;
+        std::int64_t row;
+        std::ptrdiff_t offset; // bytes
     };
 
     std::int64_t top_ = 0;
@@ -60,7 +61,6 @@ class TapList {
     Scratch<Cell> cells_;
     Scratch<Tap> taps_;
     std::ptrdiff_t count_ = 0;
-    std::ptrdiff_t bytes_ = 1;
     Range range_ = {0, 0};
 };
 
