@@ -98,13 +98,14 @@ bool takesPixels(const Piece &piece, const Channels &channels) {
 
 void count8(const Piece &piece, const Channels &channels, std::uint32_t *counts) {
     const StatsKernels &kernels = currentStatsKernels();
-    const bool pixels = takesPixels(piece, channels);
-    for (int i = 0; i < (pixels ? 1 : channels.count); ++i) {
+    // How many channels a row has side by side.
+    const int together = takesPixels(piece, channels) ? channels.count : 1;
+    for (int i = 0; i < channels.count; i += together) {
         const View<std::uint8_t> samples = channelView<std::uint8_t>(piece, channels.channel(i));
         std::uint32_t *own = counts + std::ptrdiff_t{i} * TABLES_8 * 256;
         for (std::ptrdiff_t y = 0; y < samples.rows; ++y) {
-            if (pixels) {
-                kernels.countPixels8(samples.row(y), channels.count, samples.columns, counts);
+            if (samples.step == together) {
+                kernels.countPixels8(samples.row(y), together, samples.columns, own);
             } else {
                 kernels.count8(samples.row(y), samples.step, samples.columns, own);
             }
@@ -143,7 +144,7 @@ void lookUp(const T *s, std::ptrdiff_t sStep, T *d, std::ptrdiff_t dStep, std::p
 template <class T>
 void mapPiece(const Piece &src, const Channels &srcChannels, const Piece &dst,
               const Channels &dstChannels, const T *tables, std::int32_t histSize) {
-    // Tables of 16 bits leave the cache when they take turns.
+    // 16-bit tables take no turns: they would throw each other out of the cache.
     const bool pixels =
         sizeof(T) == 1 && takesPixels(src, srcChannels) && takesPixels(dst, dstChannels);
     for (int i = 0; i < (pixels ? 1 : srcChannels.count); ++i) {

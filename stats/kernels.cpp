@@ -30,11 +30,16 @@ void thresholdRow(const void *s, std::ptrdiff_t sStep, void *d, std::ptrdiff_t d
 
 void count8Row(const std::uint8_t *s, std::ptrdiff_t step, std::ptrdiff_t n,
                std::uint32_t *counts) {
-    for (std::ptrdiff_t i = 0; i < n; ++i) ++counts[i % TABLES_8 * 256 + s[i * step]];
+    std::ptrdiff_t i = 0;
+    for (; i + TABLES_8 <= n; i += TABLES_8, s += TABLES_8 * step) {
+        for (int k = 0; k < TABLES_8; ++k) ++counts[k * 256 + s[k * step]];
+    }
+    for (; i < n; ++i, s += step) ++counts[*s];
 }
 
 void count16Row(const std::uint16_t *s, std::ptrdiff_t step, std::ptrdiff_t n,
                 std::uint32_t *counts) {
+#pragma GCC unroll 4
     for (std::ptrdiff_t i = 0; i < n; ++i) ++counts[s[i * step]];
 }
 
@@ -72,6 +77,7 @@ void countPixelsRow(const std::uint8_t *s, int channels, std::ptrdiff_t n, std::
 template <class T>
 void lookUpRow(const T *s, std::ptrdiff_t sStep, T *d, std::ptrdiff_t dStep, std::ptrdiff_t n,
                const T *table) {
+#pragma GCC unroll 4
     for (std::ptrdiff_t i = 0; i < n; ++i) d[i * dStep] = table[s[i * sStep]];
 }
 
