@@ -36,32 +36,42 @@ struct Gather {
 // Interpolations, as indices of the tables below.
 enum Interpolation { LINEAR, CUBIC };
 
-// Pixels of a turned row that are processed at a time; what they need stays in the
-// nearest cache.
+// Pixels of a turned row that are processed at a time at most; what they need stays
+// in the nearest cache.
 constexpr std::ptrdiff_t TURN_BLOCK = 256;
 
 // One image row of a rotation: column x lies at source position
 // (c * x - sY + x0, s * x + cY + y0).
 struct TurnedRow {
-    double c, s;
     double sY, cY; // s and c times the row
     double x0, y0;
 };
 
-// A channel of the source of a rotation.
+// A channel of the source of a rotation. Steps are in bytes, in bits for 1-bit
+// samples.
 struct TurnSource {
     const void *data; // the sample at (left, top)
     std::int32_t left, top;
-    std::ptrdiff_t step;        // samples from one column to the next
-    std::ptrdiff_t stride;      // bytes from one row to the next
+    std::int32_t columnStep;
+    std::ptrdiff_t rowStep;
     std::int32_t width, height; // of the whole image
 };
 
-// Base pixel and remainder of the positions of up to TURN_BLOCK columns.
+// Where up to TURN_BLOCK columns come from: the first of the samples that an
+// interpolation needs, in steps from column src.left of a row, and the remainders of
+// the position.
 struct TurnBlock {
-    std::int32_t x[TURN_BLOCK], y[TURN_BLOCK];
+    std::int32_t row;
+    std::int32_t offset[TURN_BLOCK];
     double fx[TURN_BLOCK], fy[TURN_BLOCK];
 };
+
+// As many columns as have offsets within 31 bits: from one to the next, positions
+// move on by a row at most.
+constexpr std::ptrdiff_t turnBlockColumns(std::ptrdiff_t rowStep) {
+    const std::ptrdiff_t rows = INT32_MAX / rowStep - 2;
+    return rows > TURN_BLOCK ? TURN_BLOCK : rows < 1 ? 1 : rows;
+}
 
 // Moving samples. Rectangles have strides in bytes, of any sign; what moves within
 // a rectangle does not overlap where it goes.
@@ -106,10 +116,12 @@ struct ResampleKernels {
 };
 
 struct TurnKernels {
-    // Positions of columns first .. first + n, all inside the source.
-    using Positions = void (*)(const TurnedRow &row, const TurnSource &src, double first,
-                               std::ptrdiff_t n, TurnBlock &block);
-    Positions nearest, between;
+    // Positions of n columns, all inside the source, from c and s times their
+    // coordinates.
+    using Positions = void (*)(const TurnedRow &row, const TurnSource &src, const double *cx,
+                               const double *sx, std::ptrdiff_t n, TurnBlock &block);
+    Positions nearest;
+    Positions between[2];
     // Samples at these positions. Nearest: 8U, 16U and 1U; the others: 8U and 16U.
     // 1-bit samples come out one per byte.
     using Sample = void (*)(const TurnSource &src, const TurnBlock &block, void *out,

@@ -101,11 +101,13 @@ class Writer {
 
 TurnSource turnSource(const Source &source, const Turn &turn, int channel) {
     const ZylImage &image = source.image();
+    const bool bits = image.depth == ZYL_DEPTH_1U;
+    const std::ptrdiff_t pixel = pixelStep(image) * sampleBytes(image.depth);
     return {source.row(source.top(), channel),
             source.left(),
             source.top(),
-            pixelStep(image),
-            image.widthStep,
+            static_cast<std::int32_t>(bits ? 1 : pixel),
+            std::ptrdiff_t{image.widthStep} * (bits ? 8 : 1),
             turn.width,
             turn.height};
 }
@@ -137,7 +139,9 @@ class FreeTurn {
         y0_ = ys - s_ * xs - c_ * ys;
         const TurnKernels &kernels = ZYLQX_KERNELS(turnKernels);
         nearest_ = turn.interpolate == ZYL_INTER_NN;
-        positions_ = nearest_ ? kernels.nearest : kernels.between;
+        positions_ = nearest_                               ? kernels.nearest
+                     : turn.interpolate == ZYL_INTER_LINEAR ? kernels.between[LINEAR]
+                                                            : kernels.between[CUBIC];
     }
 
     // The source rectangle around the part's four corners and what interpolation
@@ -175,10 +179,16 @@ class FreeTurn {
                                 ? kernels.sampleBetween[LINEAR][size]
                                 : kernels.sampleBetween[CUBIC][size];
         const TurnSource image = turnSource(source, turn_, turn_.pairs.srcFirst);
+        const std::ptrdiff_t columns = turnBlockColumns(image.rowStep);
         const Writer writer(piece, turn_.pairs);
         TurnBlock block;
-        for (std::int64_t i = 0; i < piece.area.width; i += TURN_BLOCK) {
-            const std::int64_t end = std::min<std::int64_t>(i + TURN_BLOCK, piece.area.width);
+        double cx[TURN_BLOCK], sx[TURN_BLOCK]; // c and s times the columns
+        for (std::int64_t i = 0; i < piece.area.width; i += columns) {
+            const std::int64_t end = std::min<std::int64_t>(i + columns, piece.area.width);
+            for (std::int64_t k = i; k < end; ++k) {
+                cx[k - i] = c_ * coordinate(piece.dx + k);
+                sx[k - i] = s_ * coordinate(piece.dx + k);
+            }
             for (std::int32_t j = 0; j < piece.area.height; ++j) {
                 const TurnedRow row = turnedRow(piece.dy + j);
                 Range inside = insideOf(row, {piece.dx + i, piece.dx + end});
@@ -186,8 +196,8 @@ class FreeTurn {
                 writer.clear({j, j + 1}, {i, inside.begin});
                 writer.clear({j, j + 1}, {inside.end, end});
                 if (inside.empty()) continue;
-                const std::ptrdiff_t n = inside.end - inside.begin;
-                positions_(row, image, coordinate(piece.dx + inside.begin), n, block);
+                const std::ptrdiff_t n = inside.end - inside.begin, skipped = inside.begin - i;
+                positions_(row, image, cx + skipped, sx + skipped, n, block);
                 putBlock(source, turn_, sample, block, writer, inside.begin, j, n);
             }
         }
@@ -199,44 +209,53 @@ class FreeTurn {
 
     TurnedRow turnedRow(std::int64_t j) const {
         const auto y = static_cast<double>(turn_.y + j);
-        return {c_, s_, s_ * y, c_ * y, x0_, y0_};
+        return {s_ * y, c_ * y, x0_, y0_};
     }
     double columnAt(const TurnedRow &row, std::int64_t i) const {
-        return row.c * coordinate(i) - row.sY + row.x0;
+        return c_ * coordinate(i) - row.sY + row.x0;
     }
     double rowAt(const TurnedRow &row, std::int64_t i) const {
-        return row.s * coordinate(i) + row.cY + row.y0;
+        return s_ * coordinate(i) + row.cY + row.y0;
     }
 
     bool above(double position) const {
         return nearest_ ? position >= -0.5 - TOLERANCE : position > -TOLERANCE;
     }
     bool below(double position, std::int32_t size) const {
-        return nearest_ ? std::nearbyint(position + TOLERANCE) <= size - 1 : position <= size - 1;
+        return nearest_ ? roundedPosition(position + TOLERANCE) <= size - 1 : position <= size - 1;
     }
 
     // The columns whose positions lie in the source. Along a row, each of the four
     // conditions begins or ends to hold once at most.
     Range insideOf(const TurnedRow &row, Range columns) const {
-        narrow(columns, [&](std::int64_t i) { return above(columnAt(row, i)); });
-        narrow(columns, [&](std::int64_t i) { return below(columnAt(row, i), turn_.width); });
-        narrow(columns, [&](std::int64_t i) { return above(rowAt(row, i)); });
-        narrow(columns, [&](std::int64_t i) { return below(rowAt(row, i), turn_.height); });
+        auto atX = [&](std::int64_t i) { return columnAt(row, i); };
+        auto atY = [&](std::int64_t i) { return rowAt(row, i); };
+        narrow(columns, atX, 0, [&](double x) { return above(x); });
+        narrow(columns, atX, turn_.width, [&](double x) { return below(x, turn_.width); });
+        narrow(columns, atY, 0, [&](double y) { return above(y); });
+        narrow(columns, atY, turn_.height, [&](double y) { return below(y, turn_.height); });
         return columns;
     }
-    template <class Condition>
-    static void narrow(Range &range, Condition holds) {
+    // To where a condition on positions holds, which changes near `limit`. That is
+    // found by going there in a straight line, and by halving what is left.
+    template <class Position, class Condition>
+    static void narrow(Range &range, Position position, double limit, Condition holds) {
         if (range.empty()) return;
-        const bool first = holds(range.begin), last = holds(range.end - 1);
+        std::int64_t low = range.begin, high = range.end - 1;
+        const double lowest = position(low), highest = position(high);
+        const bool first = holds(lowest), last = holds(highest);
         if (first && last) return;
         if (!first && !last) {
             range.end = range.begin;
             return;
         }
-        std::int64_t low = range.begin, high = range.end - 1; // they differ in `holds`
-        while (high - low > 1) {
-            const std::int64_t half = low + (high - low) / 2;
-            (holds(half) == first ? low : high) = half;
+        const double way = (limit - lowest) / (highest - lowest);
+        auto next = low + static_cast<std::int64_t>(way * static_cast<double>(high - low));
+        for (int step = 0; high - low > 1; ++step) {
+            next = std::clamp(next, low + 1, high - 1);
+            const bool before = holds(position(next)) == first;
+            (before ? low : high) = next;
+            next = step > 3 ? low + (high - low) / 2 : before ? next + 1 : next - 1;
         }
         (first ? range.end : range.begin) = high;
     }
@@ -397,15 +416,17 @@ class QuarterTurn {
     bool transposeBits(const Source &source, const DstPiece &part, const Area &from) const {
         const Writer writer(part, turn_.pairs);
         const auto sample = ZYLQX_KERNELS(turnKernels).sampleNearest[2];
+        const auto bits = std::int64_t{source.image().widthStep} * 8;
+        const auto columns = static_cast<std::int32_t>(turnBlockColumns(bits));
         TurnBlock block;
         for (std::int32_t j = 0; j < part.area.height; ++j) {
             const std::int32_t x = column_.y > 0 ? from.x + j : from.x + from.width - 1 - j;
-            for (std::int32_t i = 0; i < part.area.width; i += TURN_BLOCK) {
-                const auto n = static_cast<std::int32_t>(
-                    std::min<std::ptrdiff_t>(TURN_BLOCK, part.area.width - i));
+            for (std::int32_t i = 0; i < part.area.width; i += columns) {
+                const std::int32_t n = std::min(columns, part.area.width - i);
+                block.row = row_.x > 0 ? from.y + i : from.y + from.height - 1 - i;
                 for (std::int32_t k = 0; k < n; ++k) {
-                    block.x[k] = x;
-                    block.y[k] = row_.x > 0 ? from.y + i + k : from.y + from.height - 1 - i - k;
+                    block.offset[k] =
+                        static_cast<std::int32_t>(x - source.left() + (row_.x > 0 ? k : -k) * bits);
                 }
                 putBlock(source, turn_, sample, block, writer, i, j, n);
             }

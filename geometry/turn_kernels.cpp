@@ -6,14 +6,19 @@ namespace zylqx::ZYLQX_LEVEL {
 
 namespace {
 
-// --- rotation ---
+// Before a loop that fetches samples one by one: counting would take as long.
+#if defined(__clang__)
+#define UNROLLED_LOOP _Pragma("unroll 8")
+#else
+#define UNROLLED_LOOP _Pragma("GCC unroll 8")
+#endif
 
-// Source positions of column i of a turned row.
-double turnedX(const TurnedRow &row, double i) {
-    return row.c * i - row.sY + row.x0;
+// Source positions, from c and s times the column.
+double turnedX(const TurnedRow &row, double cx) {
+    return cx - row.sY + row.x0;
 }
-double turnedY(const TurnedRow &row, double i) {
-    return row.s * i + row.cY + row.y0;
+double turnedY(const TurnedRow &row, double sx) {
+    return sx + row.cY + row.y0;
 }
 
 int atMost(int value, int high) {
@@ -24,110 +29,128 @@ int between(int value, int low, int high) {
 }
 
 // Positions are inside the source, so that truncation rounds down.
-void turnNearest(const TurnedRow &row, const TurnSource &src, double first, std::ptrdiff_t n,
-                 TurnBlock &block) {
-    const int lastX = src.width - 1, lastY = src.height - 1;
+void turnNearest(const TurnedRow &row, const TurnSource &src, const double *cx, const double *sx,
+                 std::ptrdiff_t n, TurnBlock &block) {
+    auto columnOf = [&](std::ptrdiff_t k) {
+        return atMost(static_cast<int>(turnedX(row, cx[k]) + (TOLERANCE + 0.5)), src.width - 1);
+    };
+    auto rowOf = [&](std::ptrdiff_t k) {
+        return atMost(static_cast<int>(turnedY(row, sx[k]) + (TOLERANCE + 0.5)), src.height - 1);
+    };
+    const int rowStep = static_cast<int>(src.rowStep);
+    const int first = rowOf(0);
+    block.row = first;
     ZYLQX_VECTOR_LOOP
-    for (int k = 0; k < static_cast<int>(n); ++k) {
-        const double i = first + k;
-        block.x[k] = atMost(static_cast<int>(turnedX(row, i) + (TOLERANCE + 0.5)), lastX);
-        block.y[k] = atMost(static_cast<int>(turnedY(row, i) + (TOLERANCE + 0.5)), lastY);
+    for (std::ptrdiff_t k = 0; k < n; ++k) {
+        block.offset[k] = (rowOf(k) - first) * rowStep + (columnOf(k) - src.left) * src.columnStep;
     }
 }
 
-// The base pixel is never the last one, so that there is one behind it.
-void turnBetween(const TurnedRow &row, const TurnSource &src, double first, std::ptrdiff_t n,
-                 TurnBlock &block) {
-    const int lastX = src.width - 2, lastY = src.height - 2;
+// The first of the samples that a base pixel is interpolated from: two of them, the
+// base and the one behind it, or the four that begin one before the base and end
+// inside the image.
+template <int INTERPOLATION>
+int firstSample(int base, int size) {
+    return INTERPOLATION == LINEAR ? base : between(base - 1, 0, size - 4);
+}
+
+// The base pixel is never the last one. Remainders count from the base, for cubics
+// from the second of the four samples.
+template <int INTERPOLATION>
+void turnBetween(const TurnedRow &row, const TurnSource &src, const double *cx, const double *sx,
+                 std::ptrdiff_t n, TurnBlock &block) {
+    auto baseOf = [](double position, int size) {
+        return atMost(static_cast<int>(position + TOLERANCE), size - 2);
+    };
+    constexpr int SECOND = INTERPOLATION == LINEAR ? 0 : 1;
+    const int width = src.width, height = src.height;
+    const int rowStep = static_cast<int>(src.rowStep);
+    const int first = firstSample<INTERPOLATION>(baseOf(turnedY(row, sx[0]), height), height);
+    block.row = first;
     ZYLQX_VECTOR_LOOP
-    for (int k = 0; k < static_cast<int>(n); ++k) {
-        const double i = first + k;
-        const double sx = turnedX(row, i), sy = turnedY(row, i);
-        const int x = atMost(static_cast<int>(sx + TOLERANCE), lastX);
-        const int y = atMost(static_cast<int>(sy + TOLERANCE), lastY);
-        block.x[k] = x;
-        block.y[k] = y;
-        block.fx[k] = sx - x;
-        block.fy[k] = sy - y;
+    for (std::ptrdiff_t k = 0; k < n; ++k) {
+        const double atX = turnedX(row, cx[k]), atY = turnedY(row, sx[k]);
+        const int x = firstSample<INTERPOLATION>(baseOf(atX, width), width);
+        const int y = firstSample<INTERPOLATION>(baseOf(atY, height), height);
+        block.offset[k] = (y - first) * rowStep + (x - src.left) * src.columnStep;
+        block.fx[k] = atX - (x + SECOND);
+        block.fy[k] = atY - (y + SECOND);
     }
 }
 
-// Addresses of samples, as numbers: that of sample (0, 0) may lie outside the
-// memory. With the step as a constant for dense samples.
-template <class T, bool DENSE>
-class Samples {
-  public:
-    explicit Samples(const TurnSource &src)
-        : step_(src.step * static_cast<std::ptrdiff_t>(sizeof(T))), stride_(src.stride),
-          origin_(reinterpret_cast<std::uintptr_t>(src.data) -
-                  static_cast<std::uintptr_t>(src.top * stride_ + src.left * step_)) {}
-
-    const T *at(std::int32_t x, std::int32_t y) const {
-        const std::ptrdiff_t step = DENSE ? static_cast<std::ptrdiff_t>(sizeof(T)) : step_;
-        return reinterpret_cast<const T *>(origin_ +
-                                           static_cast<std::uintptr_t>(y * stride_ + x * step));
-    }
-
-  private:
-    std::ptrdiff_t step_, stride_;
-    std::uintptr_t origin_;
-};
-
-template <class T>
-const T *nextRow(const T *sample, std::ptrdiff_t stride) {
-    return reinterpret_cast<const T *>(reinterpret_cast<const char *>(sample) + stride);
+// The sample that offsets count from.
+const char *originOf(const TurnSource &src, const TurnBlock &block) {
+    return static_cast<const char *>(src.data) + (block.row - src.top) * src.rowStep;
 }
 
 template <class T>
 void sampleNearest(const TurnSource &src, const TurnBlock &block, void *out, std::ptrdiff_t n) {
-    const Samples<T, false> samples(src);
+    const char *origin = originOf(src, block);
     T *d = static_cast<T *>(out);
-    for (std::ptrdiff_t k = 0; k < n; ++k) d[k] = *samples.at(block.x[k], block.y[k]);
+    UNROLLED_LOOP
+    for (std::ptrdiff_t k = 0; k < n; ++k) {
+        d[k] = *reinterpret_cast<const T *>(origin + block.offset[k]);
+    }
 }
 
 void sampleNearestBits(const TurnSource &src, const TurnBlock &block, void *out, std::ptrdiff_t n) {
+    const std::uint8_t *origin =
+        static_cast<const std::uint8_t *>(src.data) + (block.row - src.top) * (src.rowStep / 8);
     std::uint8_t *d = static_cast<std::uint8_t *>(out);
     for (std::ptrdiff_t k = 0; k < n; ++k) {
-        const std::int32_t x = block.x[k] - src.left;
-        const std::uint8_t *row = static_cast<const std::uint8_t *>(src.data) +
-                                  (std::ptrdiff_t{block.y[k]} - src.top) * src.stride;
-        d[k] = static_cast<std::uint8_t>(row[x >> 3] >> (7 - (x & 7)) & 1);
+        const std::int32_t bit = block.offset[k];
+        d[k] = static_cast<std::uint8_t>(origin[bit >> 3] >> (7 - (bit & 7)) & 1);
     }
 }
 
 // Two neighbours in a row, the left one in the low bits.
 template <class T>
-std::uint32_t pairAt(const T *sample, std::ptrdiff_t step) {
-    return sample[0] | std::uint32_t{sample[step]} << (8 * sizeof(T));
-}
-template <class T>
-int leftOf(std::uint32_t pair) {
-    return static_cast<int>(pair & HIGHEST<T>);
-}
-template <class T>
-int rightOf(std::uint32_t pair) {
-    return static_cast<int>(pair >> (8 * sizeof(T)));
+std::uint64_t pairAt(const char *sample, std::ptrdiff_t step) {
+    const T left = *reinterpret_cast<const T *>(sample);
+    const T right = *reinterpret_cast<const T *>(sample + step);
+    return left | std::uint32_t{right} << (8 * sizeof(T));
 }
 
+// Everything that is interpolated has 64 bits, so that the compiler needs no more
+// vectors than there are registers; samples are made of the results afterwards.
+template <class T>
+void toSamples(const double *values, void *out, std::ptrdiff_t n) {
+    T *d = static_cast<T *>(out);
+    ZYLQX_VECTOR_LOOP
+    for (std::ptrdiff_t k = 0; k < n; ++k) d[k] = nearestSample<T>(values[k]);
+}
+
+// Sample i of those that are packed into 64 bits, the first in the lowest. Put into
+// the bits of 2^52, a number is that much too great; this takes less time than the
+// instructions that convert one.
+template <class T>
+double unpacked(std::uint64_t samples, int i) {
+    const std::uint64_t sample = samples >> (8 * static_cast<int>(sizeof(T)) * i) & HIGHEST<T>;
+    return __builtin_bit_cast(double, sample | 0x4330000000000000u) - 0x1p52;
+}
+
+// Steps are constants for dense samples, so that a pair is read at once.
 template <class T, bool DENSE>
 void sampleLinear(const TurnSource &src, const TurnBlock &block, void *out, std::ptrdiff_t n) {
-    std::uint32_t above[TURN_BLOCK], below[TURN_BLOCK];
-    const Samples<T, DENSE> samples(src);
-    const std::ptrdiff_t step = DENSE ? 1 : src.step, stride = src.stride;
+    std::uint64_t packed[TURN_BLOCK];
+    double values[TURN_BLOCK];
+    const char *origin = originOf(src, block);
+    const std::ptrdiff_t step = DENSE ? std::ptrdiff_t{sizeof(T)} : src.columnStep;
+    const std::ptrdiff_t rowStep = src.rowStep;
+    UNROLLED_LOOP
     for (std::ptrdiff_t k = 0; k < n; ++k) {
-        const T *p = samples.at(block.x[k], block.y[k]);
-        above[k] = pairAt(p, step);
-        below[k] = pairAt(nextRow(p, stride), step);
+        const char *p = origin + block.offset[k];
+        packed[k] = pairAt<T>(p, step) | pairAt<T>(p + rowStep, step) << (16 * sizeof(T));
     }
-    T *result = static_cast<T *>(out);
     ZYLQX_VECTOR_LOOP
     for (std::ptrdiff_t k = 0; k < n; ++k) {
-        const int a = leftOf<T>(above[k]), b = rightOf<T>(above[k]);
-        const int c = leftOf<T>(below[k]), d = rightOf<T>(below[k]);
+        const double a = unpacked<T>(packed[k], 0), b = unpacked<T>(packed[k], 1);
+        const double c = unpacked<T>(packed[k], 2), d = unpacked<T>(packed[k], 3);
         const double top = a + (b - a) * block.fx[k];
         const double bottom = c + (d - c) * block.fx[k];
-        result[k] = nearestSample<T>(top + block.fy[k] * (bottom - top));
+        values[k] = top + block.fy[k] * (bottom - top);
     }
+    toSamples<T>(values, out, n);
 }
 
 // Weights of the samples at -1, 0, 1 and 2 for the cubic through them at t.
@@ -141,52 +164,44 @@ CubicWeights cubicWeights(double t) {
              t3 * (1.0 / 6) - t * (1.0 / 6)}};
 }
 
-// The four samples that the cubic goes through begin one before the base, and end
-// inside the image.
-int cubicStart(int base, int size) {
-    return between(base - 1, 0, size - 4);
-}
-
 template <class T, bool DENSE>
 void sampleCubic(const TurnSource &src, const TurnBlock &block, void *out, std::ptrdiff_t n) {
-    std::uint32_t left[4][TURN_BLOCK], right[4][TURN_BLOCK];
-    const Samples<T, DENSE> samples(src);
-    const std::ptrdiff_t step = DENSE ? 1 : src.step, stride = src.stride;
+    std::uint64_t packed[4][TURN_BLOCK];
+    double values[TURN_BLOCK];
+    const char *origin = originOf(src, block);
+    const std::ptrdiff_t step = DENSE ? std::ptrdiff_t{sizeof(T)} : src.columnStep;
+    const std::ptrdiff_t rowStep = src.rowStep;
+    UNROLLED_LOOP
     for (std::ptrdiff_t k = 0; k < n; ++k) {
-        const T *p =
-            samples.at(cubicStart(block.x[k], src.width), cubicStart(block.y[k], src.height));
-        for (int row = 0; row < 4; ++row, p = nextRow(p, stride)) {
-            left[row][k] = pairAt(p, step);
-            right[row][k] = pairAt(p + 2 * step, step);
+        const char *p = origin + block.offset[k];
+        for (int row = 0; row < 4; ++row, p += rowStep) {
+            packed[row][k] = pairAt<T>(p, step) | pairAt<T>(p + 2 * step, step) << (16 * sizeof(T));
         }
     }
-    T *result = static_cast<T *>(out);
-    const int width = src.width, height = src.height;
     ZYLQX_VECTOR_LOOP
     for (std::ptrdiff_t k = 0; k < n; ++k) {
-        const int x = block.x[k], y = block.y[k];
-        const CubicWeights across = cubicWeights(block.fx[k] + (x - 1 - cubicStart(x, width)));
-        const CubicWeights down = cubicWeights(block.fy[k] + (y - 1 - cubicStart(y, height)));
+        const CubicWeights across = cubicWeights(block.fx[k]);
+        const CubicWeights down = cubicWeights(block.fy[k]);
         double value = 0;
         for (int row = 0; row < 4; ++row) {
-            const double h =
-                leftOf<T>(left[row][k]) * across.w[0] + rightOf<T>(left[row][k]) * across.w[1] +
-                leftOf<T>(right[row][k]) * across.w[2] + rightOf<T>(right[row][k]) * across.w[3];
+            double h = 0;
+            for (int i = 0; i < 4; ++i) h += unpacked<T>(packed[row][k], i) * across.w[i];
             value += h * down.w[row];
         }
-        result[k] = nearestSample<T>(value);
+        values[k] = value;
     }
+    toSamples<T>(values, out, n);
 }
 
 template <class T>
 void linearSamples(const TurnSource &src, const TurnBlock &block, void *out, std::ptrdiff_t n) {
-    src.step == 1 ? sampleLinear<T, true>(src, block, out, n)
-                  : sampleLinear<T, false>(src, block, out, n);
+    src.columnStep == sizeof(T) ? sampleLinear<T, true>(src, block, out, n)
+                                : sampleLinear<T, false>(src, block, out, n);
 }
 template <class T>
 void cubicSamples(const TurnSource &src, const TurnBlock &block, void *out, std::ptrdiff_t n) {
-    src.step == 1 ? sampleCubic<T, true>(src, block, out, n)
-                  : sampleCubic<T, false>(src, block, out, n);
+    src.columnStep == sizeof(T) ? sampleCubic<T, true>(src, block, out, n)
+                                : sampleCubic<T, false>(src, block, out, n);
 }
 
 } // namespace
@@ -196,7 +211,7 @@ using U16 = std::uint16_t;
 
 const TurnKernels turnKernels = {
     turnNearest,
-    turnBetween,
+    {turnBetween<LINEAR>, turnBetween<CUBIC>},
     {sampleNearest<U8>, sampleNearest<U16>, sampleNearestBits},
     {{linearSamples<U8>, linearSamples<U16>}, {cubicSamples<U8>, cubicSamples<U16>}}};
 
