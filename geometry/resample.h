@@ -114,16 +114,20 @@ bool resampleBetween(const Source &source, const DstPiece &piece, const ChannelP
     const int taps = kernels.taps;
 
     GatherTable columns[4];
-    Scratch<Weight> weights(static_cast<std::size_t>(n * kernels.weights));
-    // Rows of gathered samples, and behind them rows of intermediate values.
+    // Rows of intermediate values, the weights, rows of gathered samples: what comes
+    // first has the larger elements.
     const std::ptrdiff_t valueStride = n * kernels.valueBytes, sampleStride = n * bytes;
-    Scratch<unsigned char> rows(static_cast<std::size_t>((valueStride + sampleStride) * taps));
+    const std::ptrdiff_t weightBytes = n * kernels.weights * std::ptrdiff_t{sizeof(Weight)};
+    Scratch<unsigned char> rows(
+        static_cast<std::size_t>((valueStride + sampleStride) * taps + weightBytes));
     RowOutput output(piece, pairs);
-    if (!weights || !rows || !output) return false;
+    if (!rows || !output) return false;
     for (int t = 0; t < taps; ++t) {
         columns[t] = GatherTable(n);
         if (!columns[t]) return false;
     }
+    auto *const weights = reinterpret_cast<Weight *>(&rows[valueStride * taps]);
+    unsigned char *const gathered = &rows[valueStride * taps + weightBytes];
     for (std::int32_t i = 0; i < width; ++i) {
         const Taps<Weight> at = columnTaps(piece.dx + i);
         for (int t = 0; t < taps; ++t) columns[t].put(i, at.index[t] - source.left(), pairs);
@@ -134,12 +138,11 @@ bool resampleBetween(const Source &source, const DstPiece &piece, const ChannelP
         }
     }
 
-    unsigned char *const gathered = &rows[valueStride * taps];
     const void *samples[4];
     for (int t = 0; t < taps; ++t) samples[t] = gathered + t * sampleStride;
     auto combineColumns = [&](const unsigned char *row, void *value) {
         for (int t = 0; t < taps; ++t) columns[t].run(row, gathered + t * sampleStride);
-        kernels.set.columns(samples, weights.data(), value, n);
+        kernels.set.columns(samples, weights, value, n);
     };
     for (int plane = 0; plane < pairs.planes; ++plane) {
         const int channel = pairs.srcFirst + plane;

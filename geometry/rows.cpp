@@ -10,8 +10,7 @@ namespace zylqx {
 // --- gathering ---
 
 GatherTable::GatherTable(std::ptrdiff_t n)
-    : index_(static_cast<std::size_t>(n)), blocks_(static_cast<std::size_t>(n / 8 + 1)), count_(n) {
-}
+    : index_(static_cast<std::size_t>(n + (n / 8 + 1) * BLOCK_WORDS)), count_(n) {}
 
 void GatherTable::finish(std::ptrdiff_t bytes, std::ptrdiff_t rowBytes) {
     kernel_ = ZYLQX_KERNELS(moveKernels).gather[sizeIndex(bytes)];
@@ -20,7 +19,7 @@ void GatherTable::finish(std::ptrdiff_t bytes, std::ptrdiff_t rowBytes) {
     const std::ptrdiff_t halves = count_ / (2 * step) * 2;
     for (std::ptrdiff_t i = 0; i < halves && inBlocks_; ++i) {
         inBlocks_ =
-            makeHalf(&index_[i * step], bytes, rowBytes, static_cast<int>(i % 2), blocks_[i / 2]);
+            makeHalf(&index_[i * step], bytes, rowBytes, static_cast<int>(i % 2), blocks()[i / 2]);
     }
 }
 

@@ -43,7 +43,7 @@ class GatherTable {
     GatherTable() = default;
     explicit GatherTable(std::ptrdiff_t n);
 
-    explicit operator bool() const { return index_ && blocks_; }
+    explicit operator bool() const { return static_cast<bool>(index_); }
     const std::int32_t *index() const { return index_.data(); }
 
     // Pixel i of the row comes from pixel `column` of a source row.
@@ -59,7 +59,7 @@ class GatherTable {
     void finish(std::ptrdiff_t bytes, std::ptrdiff_t rowBytes);
 
     void run(const void *row, void *out) const {
-        kernel_(row, {index_.data(), inBlocks_ ? blocks_.data() : nullptr, count_}, out);
+        kernel_(row, {index_.data(), inBlocks_ ? blocks() : nullptr, count_}, out);
     }
 
   private:
@@ -67,8 +67,10 @@ class GatherTable {
     static bool makeHalf(const std::int32_t *index, std::ptrdiff_t bytes, std::ptrdiff_t rowBytes,
                          int half, GatherBlock &block);
 
-    Scratch<std::int32_t> index_;
-    Scratch<GatherBlock> blocks_;
+    GatherBlock *blocks() const { return reinterpret_cast<GatherBlock *>(&index_[count_]); }
+
+    static constexpr std::ptrdiff_t BLOCK_WORDS = sizeof(GatherBlock) / sizeof(std::int32_t);
+    Scratch<std::int32_t> index_; // and behind it the blocks
     std::ptrdiff_t count_ = 0;
     bool inBlocks_ = false;
     MoveKernels::GatherRow kernel_ = nullptr;
