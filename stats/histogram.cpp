@@ -60,7 +60,7 @@ bool badLuts(const Call &call, ZylLUT *const *lut, const Channels &channels,
 // What a LUT receives: the count of each of its intervals, of 32 bits. The counts
 // become sums, so that narrow intervals cost no loop of their own.
 template <class Count>
-void storeIntervals(Count *counts, ZylLUT &lut) {
+void storeIntervals(Count *counts, const ZylLUT &lut) {
     const std::int32_t first = lut.key[0];
     const std::int32_t last = lut.key[lut.num - 1];
     Count total = 0;
@@ -203,9 +203,10 @@ bool badMapping(const Call &call, const ZylImage *srcImage, const ZylImage *dstI
 // --- contrast stretching ---
 
 // A table of all samples from the intervals of a LUT. A sample moves on by one
-// interval at most, so after a repeated key the interval before it goes on.
+// interval at most, so after a repeated key the interval before it goes on. The
+// LUT is a copy, which storing bytes cannot change: its fields stay in registers.
 template <class T>
-void fillStretchTable(const ZylLUT &lut, std::int32_t histSize, T *table) {
+void fillStretchTable(const ZylLUT lut, std::int32_t histSize, T *table) {
     for (std::int32_t v = 0; v < lut.key[0]; ++v) table[v] = static_cast<T>(v);
     std::int32_t next = 0;
     std::uint32_t value = 0;
