@@ -182,13 +182,13 @@ void sampleCubic(const TurnSource &src, const TurnBlock &block, void *out, std::
     for (std::ptrdiff_t k = 0; k < n; ++k) {
         const CubicWeights across = cubicWeights(block.fx[k]);
         const CubicWeights down = cubicWeights(block.fy[k]);
-        double value = 0;
-        for (int row = 0; row < 4; ++row) {
-            double h = 0;
-            for (int i = 0; i < 4; ++i) h += unpacked<T>(packed[row][k], i) * across.w[i];
-            value += h * down.w[row];
-        }
-        values[k] = value;
+        auto rowAt = [&](int row) {
+            const std::uint64_t samples = packed[row][k];
+            return unpacked<T>(samples, 0) * across.w[0] + unpacked<T>(samples, 1) * across.w[1] +
+                   unpacked<T>(samples, 2) * across.w[2] + unpacked<T>(samples, 3) * across.w[3];
+        };
+        values[k] = rowAt(0) * down.w[0] + rowAt(1) * down.w[1] + rowAt(2) * down.w[2] +
+                    rowAt(3) * down.w[3];
     }
     toSamples<T>(values, out, n);
 }
