@@ -23,7 +23,7 @@ struct Kernels {
     ResampleKernels::Set set;
 };
 
-// Bytes of intermediate values that are kept at a time, half of the nearest cache;
+// Bytes of intermediate values that are kept at a time, as many as stay in near caches;
 // but with many channels not those of fewer pixels than LEAST_STRIP.
 constexpr std::ptrdiff_t STRIP_BYTES = 32768;
 constexpr std::int32_t LEAST_STRIP = 16;
