@@ -1,6 +1,7 @@
 #include "arith/kernels.h"
 
-#include "core/kernel.h"
+#define ZYLQX_NARROW_VECTORS
+#include "core/vectors.h"
 
 namespace zylqx::ZYLQX_LEVEL {
 
@@ -38,15 +39,6 @@ template <>
 struct Wide<std::int32_t> {
     using Type = std::int64_t;
 };
-
-template <class T>
-T smaller(T a, T b) {
-    return a < b ? a : b;
-}
-template <class T>
-T larger(T a, T b) {
-    return a > b ? a : b;
-}
 
 // Sums and differences stay in the sample's own type: one operand is limited
 // first so that the result cannot leave the range.
@@ -184,15 +176,13 @@ void multiplyConstantRow(const void *s, void *d, std::ptrdiff_t n, const UnaryCo
 #define ZYLQX_INTERLEAVED                                                                          \
     0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15, 16, 24, 17, 25, 18, 26, 19, 27, 20, 28,  \
         21, 29, 22, 30, 23, 31
-constexpr std::ptrdiff_t VECTOR = 32;
 #else
 #define ZYLQX_PACK(name) __builtin_ia32_pack##name##wb128
 #define ZYLQX_INTERLEAVED 0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15
-constexpr std::ptrdiff_t VECTOR = 16;
 #endif
-using Chars = char __attribute__((vector_size(VECTOR)));
-using Shorts = short __attribute__((vector_size(VECTOR)));
-using Words = std::uint16_t __attribute__((vector_size(VECTOR)));
+using Chars = Vector<char>;
+using Shorts = Vector<short>;
+using Words = Vector<std::uint16_t>;
 
 // The limit must not be known to the compiler: it would compare with 254 instead
 // and not see the minimum.
@@ -217,20 +207,13 @@ Chars multiplyBytes(Words a, Words b) {
     return __builtin_shufflevector(packed, packed, ZYLQX_INTERLEAVED);
 }
 
-Words loadWords(const void *p) {
-    Words v;
-    __builtin_memcpy(&v, p, sizeof v);
-    return v;
-}
-
 // As many bytes as whole vectors hold; gives their number. `other` gives the
 // second factors of a vector from a position on.
 template <class T, class F>
 std::ptrdiff_t multiplyVectors(const T *in, T *out, std::ptrdiff_t n, F other) {
     std::ptrdiff_t i = 0;
-    for (; i + VECTOR <= n; i += VECTOR) {
-        const Chars products = multiplyBytes<T>(loadWords(in + i), other(i));
-        __builtin_memcpy(out + i, &products, sizeof products);
+    for (; i + VECTOR_BYTES <= n; i += VECTOR_BYTES) {
+        store(out + i, multiplyBytes<T>(load<Words>(in + i), other(i)));
     }
     return i;
 }
@@ -243,7 +226,7 @@ void multiplyBytesRow(const void *a, const void *b, void *d, std::ptrdiff_t n) {
     T *out = static_cast<T *>(d);
     std::ptrdiff_t i = 0;
 #if defined(__SSE2__)
-    i = multiplyVectors(first, out, n, [=](std::ptrdiff_t at) { return loadWords(second + at); });
+    i = multiplyVectors(first, out, n, [=](std::ptrdiff_t at) { return load<Words>(second + at); });
 #endif
     for (; i < n; ++i) out[i] = Multiply::of(first[i], second[i]);
 }
@@ -348,20 +331,17 @@ void absoluteRow(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &
 // few bytes apart modulo 4096, as those of shifted regions often are. Loading far
 // ahead of the stores avoids that.
 void copyRow(const void *s, void *d, std::ptrdiff_t bytes) {
-    typedef std::uint8_t Vector __attribute__((vector_size(32)));
-    constexpr std::ptrdiff_t SIZE = sizeof(Vector);
+    using V = Vector<std::uint8_t>;
+    constexpr std::ptrdiff_t SIZE = sizeof(V);
     const auto *in = static_cast<const std::uint8_t *>(s);
     auto *out = static_cast<std::uint8_t *>(d);
     for (; bytes >= 4 * SIZE; bytes -= 4 * SIZE, in += 4 * SIZE, out += 4 * SIZE) {
-        Vector v0, v1, v2, v3;
-        __builtin_memcpy(&v0, in, SIZE);
-        __builtin_memcpy(&v1, in + SIZE, SIZE);
-        __builtin_memcpy(&v2, in + 2 * SIZE, SIZE);
-        __builtin_memcpy(&v3, in + 3 * SIZE, SIZE);
-        __builtin_memcpy(out, &v0, SIZE);
-        __builtin_memcpy(out + SIZE, &v1, SIZE);
-        __builtin_memcpy(out + 2 * SIZE, &v2, SIZE);
-        __builtin_memcpy(out + 3 * SIZE, &v3, SIZE);
+        const V v0 = load<V>(in), v1 = load<V>(in + SIZE);
+        const V v2 = load<V>(in + 2 * SIZE), v3 = load<V>(in + 3 * SIZE);
+        store(out, v0);
+        store(out + SIZE, v1);
+        store(out + 2 * SIZE, v2);
+        store(out + 3 * SIZE, v3);
     }
     __builtin_memmove(out, in, static_cast<std::size_t>(bytes));
 }

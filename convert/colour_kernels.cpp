@@ -6,15 +6,6 @@ namespace {
 
 // ---- hue ------------------------------------------------------------------------
 
-template <class T>
-T smaller(T a, T b) {
-    return a < b ? a : b;
-}
-template <class T>
-T larger(T a, T b) {
-    return a > b ? a : b;
-}
-
 // A choice without a branch: compilers vectorise long chains of these only.
 inline S32 select(bool condition, S32 a, S32 b) {
     const S32 mask = -static_cast<S32>(condition);

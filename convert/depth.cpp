@@ -6,6 +6,7 @@
 #include "convert/blocks.h"
 #include "convert/kernels.h"
 #include "core/image.h"
+#include "core/region.h"
 
 using namespace zylqx;
 
@@ -27,15 +28,20 @@ BlockRegion wholeImage(const ZylImage &src, const ZylImage &dst, const ZylTileMa
     return region;
 }
 
-// Calls row(s, d) with the first byte of channel `srcChannel` (from 1) of every
-// row of the block, and of channel `dstChannel` of the row that it goes to.
+// Calls row(s, d, pixels) with the first byte of channel `srcChannel` (from 1) of
+// every row of the block, and of channel `dstChannel` of the row that it goes to.
+// Rows without gaps are one row.
 template <class F>
 void forEachRow(const Block &block, int srcChannel, int dstChannel, F row) {
     const BlockRegion &at = block.at;
     const unsigned char *s = sampleAt(*block.src, at.srcX, at.srcY, srcChannel);
     unsigned char *d = sampleAt(*block.dst, at.dstX, at.dstY, dstChannel);
+    if (!at.flipped && isContiguous(*block.src, {at.srcX, at.srcY, at.width, at.height, 0}) &&
+        isContiguous(*block.dst, {at.dstX, at.dstY, at.width, at.height, 0})) {
+        return row(s, d, std::ptrdiff_t{at.width} * at.height);
+    }
     for (std::int32_t y = 0; y < at.height; ++y) {
-        row(s, d);
+        row(s, d, at.width);
         s += block.srcStride();
         d += block.dst->widthStep;
     }
@@ -44,19 +50,20 @@ void forEachRow(const Block &block, int srcChannel, int dstChannel, F row) {
 void convertBlock(const Block &block, DepthKernels::Row convert) {
     const int channels = block.src->nChannels;
     const bool interleaved = !isPlanar(*block.src) && !isPlanar(*block.dst);
-    const std::ptrdiff_t width = block.at.width;
     if (interleaved || channels == 1) {
-        forEachRow(block, 1, 1, [&](const unsigned char *s, unsigned char *d) {
-            convert(s, 1, d, 1, width * channels);
-        });
+        forEachRow(block, 1, 1,
+                   [&](const unsigned char *s, unsigned char *d, std::ptrdiff_t width) {
+                       convert(s, 1, d, 1, width * channels);
+                   });
         return;
     }
     const std::ptrdiff_t srcStep = pixelStep(*block.src);
     const std::ptrdiff_t dstStep = pixelStep(*block.dst);
     for (int c = 1; c <= channels; ++c) {
-        forEachRow(block, c, c, [&](const unsigned char *s, unsigned char *d) {
-            convert(s, srcStep, d, dstStep, width);
-        });
+        forEachRow(block, c, c,
+                   [&](const unsigned char *s, unsigned char *d, std::ptrdiff_t width) {
+                       convert(s, srcStep, d, dstStep, width);
+                   });
     }
 }
 
@@ -65,9 +72,10 @@ void toBitonal(const Call &call, ZylImage &src, ZylImage &dst, const ZylTileMapp
     const auto toBits = currentDepthKernels().toBits[kernelIndex(src.depth)];
     auto kernel = [&](const Block &block) {
         const std::ptrdiff_t step = pixelStep(*block.src);
-        forEachRow(block, channel, 1, [&](const unsigned char *s, unsigned char *d) {
-            toBits(s, step, d, block.at.width);
-        });
+        forEachRow(block, channel, 1,
+                   [&](const unsigned char *s, unsigned char *d, std::ptrdiff_t width) {
+                       toBits(s, step, d, width);
+                   });
     };
     walkBlocks(call, src, dst, wholeImage(src, dst, tilePoint), kernel);
 }
@@ -75,9 +83,10 @@ void toBitonal(const Call &call, ZylImage &src, ZylImage &dst, const ZylTileMapp
 // Whole bytes, with the bits past the last pixel.
 void copyBits(const Call &call, ZylImage &src, ZylImage &dst, const ZylTileMapping *tilePoint) {
     auto kernel = [](const Block &block) {
-        forEachRow(block, 1, 1, [&](const unsigned char *s, unsigned char *d) {
-            std::memmove(d, s, (static_cast<std::size_t>(block.at.width) + 7) / 8);
-        });
+        forEachRow(block, 1, 1,
+                   [&](const unsigned char *s, unsigned char *d, std::ptrdiff_t width) {
+                       std::memmove(d, s, (static_cast<std::size_t>(width) + 7) / 8);
+                   });
     };
     walkBlocks(call, src, dst, wholeImage(src, dst, tilePoint), kernel);
 }
@@ -176,9 +185,10 @@ void zylBitonalToGray(ZylImage *srcImage, ZylImage *dstImage, std::int32_t ZeroS
     auto kernel = [&](const Block &block) {
         const std::ptrdiff_t step = pixelStep(*block.dst);
         for (int c = 1; c <= block.dst->nChannels; ++c) {
-            forEachRow(block, 1, c, [&](const unsigned char *s, unsigned char *d) {
-                fromBits(s, ZeroScale, OneScale, d, step, block.at.width);
-            });
+            forEachRow(block, 1, c,
+                       [&](const unsigned char *s, unsigned char *d, std::ptrdiff_t width) {
+                           fromBits(s, ZeroScale, OneScale, d, step, width);
+                       });
         }
     };
     walkBlocks(call, src, dst, wholeImage(src, dst, tilePoint), kernel);

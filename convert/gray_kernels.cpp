@@ -1,4 +1,5 @@
 #include "convert/channels.h"
+#include "core/vectors.h"
 
 namespace zylqx::ZYLQX_LEVEL {
 
@@ -52,24 +53,21 @@ struct Gray<S32, Flag> : Gray<S32, U8> {
 };
 
 #if defined(__AVX2__)
-using Bytes16 = U8 __attribute__((vector_size(16)));
-using Bytes32 = U8 __attribute__((vector_size(32)));
-using Chars32 = char __attribute__((vector_size(32)));
-using Words16 = U16 __attribute__((vector_size(32)));
-using Shorts16 = short __attribute__((vector_size(32)));
-using Pixels8 = S32 __attribute__((vector_size(32)));
+using Bytes16 = Vector<U8, 16>;
+using Bytes32 = Vector<U8, 32>;
+using Chars32 = Vector<char, 32>;
+using Words16 = Vector<U16, 32>;
+using Shorts16 = Vector<short, 32>;
+using Pixels8 = Vector<S32, 32>;
 
 // Eight pixels, each in four bytes; of three channels 28 bytes are read.
 template <int STEP>
 Bytes32 loadPixels(const U8 *s) {
     if constexpr (STEP == 4) {
-        Bytes32 v;
-        __builtin_memcpy(&v, s, sizeof v);
-        return v;
+        return load<Bytes32>(s);
     } else {
-        Bytes16 a, b;
-        __builtin_memcpy(&a, s, sizeof a);
-        __builtin_memcpy(&b, s + 12, sizeof b);
+        const auto a = load<Bytes16>(s);
+        const auto b = load<Bytes16>(s + 12);
         return __builtin_shufflevector(a, b, 0, 1, 2, 2, 3, 4, 5, 5, 6, 7, 8, 8, 9, 10, 11, 11, 16,
                                        17, 18, 18, 19, 20, 21, 21, 22, 23, 24, 24, 25, 26, 27, 27);
     }
@@ -101,9 +99,7 @@ std::ptrdiff_t grayVectors(const U8 *s, S32 first, S32 second, S32 third, D *d, 
         const auto gray = __builtin_ia32_packuswb256(
             graySums<STEP, Gray<U8, D>::SHIFT>(pixels, weights),
             graySums<STEP, Gray<U8, D>::SHIFT>(pixels + 16 * STEP, weights));
-        const Pixels8 inOrder =
-            __builtin_shufflevector(Pixels8(gray), Pixels8(gray), 0, 4, 1, 5, 2, 6, 3, 7);
-        __builtin_memcpy(d + i, &inOrder, sizeof inOrder);
+        store(d + i, __builtin_shufflevector(Pixels8(gray), Pixels8(gray), 0, 4, 1, 5, 2, 6, 3, 7));
         if (i == last) return last + 32;
     }
 }

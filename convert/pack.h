@@ -2,7 +2,7 @@
 #ifndef ZYLQX_CONVERT_PACK_H
 #define ZYLQX_CONVERT_PACK_H
 
-#include "core/kernel.h"
+#include "core/vectors.h"
 
 namespace zylqx::ZYLQX_LEVEL {
 
@@ -39,27 +39,24 @@ inline std::uint8_t packByte(const std::uint8_t *flags) {
 }
 
 #if defined(__AVX2__)
-using Flags = char __attribute__((vector_size(32)));
-using FlagWords = std::uint32_t __attribute__((vector_size(32)));
+using Flags = Vector<char, 32>;
+using FlagWords = Vector<std::uint32_t, 32>;
 
-// The top bits of vector elements are gathered from the last one on: in each
-// group of eight the flags change places before.
-inline std::uint32_t packWord(const std::uint8_t *flags) {
-    Flags v;
-    __builtin_memcpy(&v, flags, sizeof v);
+// The top bits of 32 bytes as bits of a row. They are gathered from the last
+// element on: in each group of eight the bytes change places before.
+inline void packTops(Flags v, std::uint8_t *bits) {
     v = __builtin_shufflevector(v, v, 7, 6, 5, 4, 3, 2, 1, 0, 15, 14, 13, 12, 11, 10, 9, 8, 23, 22,
                                 21, 20, 19, 18, 17, 16, 31, 30, 29, 28, 27, 26, 25, 24);
-    return static_cast<std::uint32_t>(__builtin_ia32_pmovmskb256(Flags(FlagWords(v) << 7)));
+    store(bits, __builtin_ia32_pmovmskb256(v));
 }
 
-inline void unpackWord(std::uint32_t word, std::uint8_t *flags) {
-    const Flags v = Flags(FlagWords{} + word);
+// 32 bits of a row as bytes that are zero or not.
+inline Flags unpacked(const std::uint8_t *bits) {
+    const Flags v = Flags(FlagWords{} + load<std::uint32_t>(bits));
     const Flags copies =
         __builtin_shufflevector(v, v, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1, 18, 18, 18,
                                 18, 18, 18, 18, 18, 19, 19, 19, 19, 19, 19, 19, 19);
-    using Groups = std::uint64_t __attribute__((vector_size(32)));
-    const Groups kept = Groups(copies) & 0x0102040810204080u;
-    __builtin_memcpy(flags, &kept, sizeof kept);
+    return Flags(Vector<std::uint64_t, 32>(copies) & 0x0102040810204080u);
 }
 #endif
 
@@ -69,8 +66,7 @@ inline void packBits(const std::uint8_t *flags, std::uint8_t *bits, std::ptrdiff
     std::ptrdiff_t i = 0;
 #if defined(__AVX2__)
     for (; i + 32 <= n; i += 32) {
-        const std::uint32_t word = packWord(flags + i);
-        __builtin_memcpy(bits + i / 8, &word, sizeof word);
+        packTops(Flags(load<FlagWords>(flags + i) << 7), bits + i / 8);
     }
 #endif
     for (; i + 8 <= n; i += 8) bits[i / 8] = packByte(flags + i);
@@ -86,11 +82,7 @@ inline void packBits(const std::uint8_t *flags, std::uint8_t *bits, std::ptrdiff
 inline void unpackBits(const std::uint8_t *bits, std::uint8_t *flags, std::ptrdiff_t n) {
     std::ptrdiff_t i = 0;
 #if defined(__AVX2__)
-    for (; i + 32 <= n; i += 32) {
-        std::uint32_t word;
-        __builtin_memcpy(&word, bits + i / 8, sizeof word);
-        unpackWord(word, flags + i);
-    }
+    for (; i + 32 <= n; i += 32) store(flags + i, unpacked(bits + i / 8));
 #endif
     for (; i < n; i += 8) {
         const std::uint64_t copies = bits[i / 8] * 0x0101010101010101u;

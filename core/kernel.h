@@ -15,4 +15,23 @@
 #define ZYLQX_VECTOR_LOOP _Pragma("GCC ivdep")
 #endif
 
+namespace zylqx::ZYLQX_LEVEL {
+
+namespace {
+
+// Of numbers or of vectors, lane by lane. Not all levels have a vector minimum and
+// maximum of every type; the compiler finds those that there are.
+template <class T>
+constexpr T smaller(T a, T b) {
+    return a < b ? a : b;
+}
+template <class T>
+constexpr T larger(T a, T b) {
+    return a > b ? a : b;
+}
+
+} // namespace
+
+} // namespace zylqx::ZYLQX_LEVEL
+
 #endif

@@ -56,7 +56,10 @@ Area clippedArea(const ZylImage &image) {
 }
 
 bool isContiguous(const ZylImage &image, const Area &area) {
-    return area.width * pixelStep(image) * sampleBytes(image.depth) == image.widthStep;
+    const std::int64_t rowBits =
+        area.width * std::int64_t{pixelStep(image)} * depthBits(image.depth);
+    const bool countable = std::int64_t{area.width} * area.height <= INT32_MAX;
+    return rowBits == std::int64_t{image.widthStep} * 8 && countable;
 }
 
 void ownCommonSize(Area &a, Area &b) {

@@ -56,7 +56,8 @@ Area clippedArea(const ZylImage &image);
 void ownCommonSize(Area &a, Area &b);
 
 // Whether the rows of an area of an image in memory follow each other without a
-// gap. If so in all images of an operation, the rows can be joined to one.
+// gap, and its pixels can be counted as one width. If so in all images of an
+// operation, the rows can be joined to one.
 bool isContiguous(const ZylImage &image, const Area &area);
 inline void joinRows(Area &area) {
     area.width *= area.height;

@@ -1,9 +1,8 @@
-// What the kernels of this folder share: sample types, vectors of a level's
-// natural width, the larger and the smaller of two.
+// What the kernels of this folder share: sample types and the order of lanes.
 #ifndef ZYLQX_FILTER_VECTORS_H
 #define ZYLQX_FILTER_VECTORS_H
 
-#include "core/kernel.h"
+#include "core/vectors.h"
 
 namespace zylqx::ZYLQX_LEVEL {
 
@@ -18,42 +17,6 @@ using u32 = std::uint32_t;
 using s64 = std::int64_t;
 using u64 = std::uint64_t;
 
-#if defined(__AVX512BW__)
-constexpr int VECTOR_BYTES = 64;
-#elif defined(__AVX2__)
-constexpr int VECTOR_BYTES = 32;
-#else
-constexpr int VECTOR_BYTES = 16;
-#endif
-
-template <class T, int BYTES = VECTOR_BYTES>
-struct VectorOf {
-    typedef T Type __attribute__((vector_size(BYTES)));
-};
-template <class T>
-using Vector = typename VectorOf<T>::Type;
-template <class T>
-constexpr std::ptrdiff_t LANES = VECTOR_BYTES / static_cast<std::ptrdiff_t>(sizeof(T));
-
-template <class V>
-inline V load(const void *p) {
-    V v;
-    __builtin_memcpy(&v, p, sizeof v);
-    return v;
-}
-template <class V>
-inline void store(void *p, V v) {
-    __builtin_memcpy(p, &v, sizeof v);
-}
-
-template <class T>
-constexpr T smaller(T a, T b) {
-    return a < b ? a : b;
-}
-template <class T>
-constexpr T larger(T a, T b) {
-    return a > b ? a : b;
-}
 template <class T>
 T clamp(T value, T low, T high) {
     return smaller(larger(value, low), high);

@@ -1,6 +1,8 @@
 #include "core/kernel.h"
 #include "geometry/kernels.h"
-#include "geometry/vectors.h"
+// Instructions that move bytes across more than 32 gain nothing.
+#define ZYLQX_NARROW_VECTORS
+#include "core/vectors.h"
 
 namespace zylqx::ZYLQX_LEVEL {
 

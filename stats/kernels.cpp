@@ -83,10 +83,10 @@ void lookUpRow(const T *s, std::ptrdiff_t sStep, T *d, std::ptrdiff_t dStep, std
 
 #if defined(__AVX2__)
 
-using Bytes16 = std::uint8_t __attribute__((vector_size(16)));
-using Bytes32 = std::uint8_t __attribute__((vector_size(32)));
-using SignedBytes32 = std::int8_t __attribute__((vector_size(32)));
-using Chars32 = char __attribute__((vector_size(32)));
+using Bytes16 = Vector<std::uint8_t, 16>;
+using Bytes32 = Vector<std::uint8_t, 32>;
+using SignedBytes32 = Vector<std::int8_t, 32>;
+using Chars32 = Vector<char, 32>;
 
 // A look-up in 256 bytes, 32 samples at once. An instruction looks up 16 bytes by
 // the low half of a sample and gives zero where the sample's top bit is set. The
@@ -371,7 +371,7 @@ inline V distance(Samples a, Samples b) {
 
 template <class T, class Samples, class V, NormPart PART>
 void addNorm(const T *a, const T *b, std::ptrdiff_t n, NormSums &sums) {
-    constexpr std::ptrdiff_t PER_VECTOR = VECTOR_BYTES / std::ptrdiff_t{sizeof(T)};
+    constexpr std::ptrdiff_t PER_VECTOR = LANES<T>;
     Total<PART, V> total;
     std::ptrdiff_t i = 0;
     if (b == nullptr) {

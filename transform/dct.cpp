@@ -105,7 +105,7 @@ struct Block {
 };
 
 std::int64_t raised(std::int64_t n) {
-    return (n + LANES - 1) / LANES * LANES;
+    return (n + LINES - 1) / LINES * LINES;
 }
 
 // The transforms of blocks of one size.
@@ -124,7 +124,7 @@ class Transform {
     bool prepare(Tables &tables) {
         const auto columns = static_cast<std::uint64_t>(raised(columns_));
         const auto rows = static_cast<std::uint64_t>(raised(rows_));
-        lines_ = allocate<float>(columns * LANES);
+        lines_ = allocate<float>(columns * LINES);
         block_ = allocate<float>(columns * rows);
         work_ = allocate<unsigned char>(std::max(columns, rows) * DIRECT_WORK);
         if (!lines_ || !block_ || !work_ || !tables.prepare(columns_, rows_)) return false;
@@ -136,15 +136,15 @@ class Transform {
     void run(const Samples &from, const Samples &to) const {
         const auto transformLines = forward_ ? k_.forwardLines : k_.inverseLines;
         const std::ptrdiff_t panelRows = raised(rows_);
-        for (std::ptrdiff_t y = 0; y < rows_; y += LANES) {
-            const std::ptrdiff_t rows = std::min<std::ptrdiff_t>(LANES, rows_ - y);
+        for (std::ptrdiff_t y = 0; y < rows_; y += LINES) {
+            const std::ptrdiff_t rows = std::min<std::ptrdiff_t>(LINES, rows_ - y);
             k_.loadRows(at(from, 0, y), rows, columns_, lines_.data());
             if (!forward_) k_.scale(lines_.data(), columns_, factors(y == 0));
             transformLines(lines_.data(), alongRows_, work_.data());
             k_.rowsToColumns(lines_.data(), columns_, y, block_.data(), panelRows);
         }
-        for (std::ptrdiff_t x = 0; x < columns_; x += LANES) {
-            const std::ptrdiff_t columns = std::min<std::ptrdiff_t>(LANES, columns_ - x);
+        for (std::ptrdiff_t x = 0; x < columns_; x += LINES) {
+            const std::ptrdiff_t columns = std::min<std::ptrdiff_t>(LINES, columns_ - x);
             float *panel = block_.data() + x * panelRows;
             transformLines(panel, alongColumns_, work_.data());
             if (forward_) k_.scale(panel, rows_, factors(x == 0));
@@ -157,8 +157,8 @@ class Transform {
     // the frequency 0, or for another.
     DctScale factors(bool firstPanel) const {
         DctScale scale;
-        std::fill_n(scale.first, LANES, edge_);
-        std::fill_n(scale.others, LANES, inside_);
+        std::fill_n(scale.first, LINES, edge_);
+        std::fill_n(scale.others, LINES, inside_);
         if (firstPanel) {
             scale.first[0] = mean_;
             scale.others[0] = edge_;

@@ -65,25 +65,25 @@ template <int N, class V, class F>
 inline void inRegisters(float *rows, std::ptrdiff_t lanes, F small) {
     for (std::ptrdiff_t lane = 0; lane < lanes; lane += std::ptrdiff_t{sizeof(V) / sizeof(float)}) {
         V x[N];
-        for (int j = 0; j < N; ++j) x[j] = loadVector<V>(rows + j * lanes + lane);
+        for (int j = 0; j < N; ++j) x[j] = load<V>(rows + j * lanes + lane);
         small(x);
-        for (int j = 0; j < N; ++j) storeVector(rows + j * lanes + lane, x[j]);
+        for (int j = 0; j < N; ++j) store(rows + j * lanes + lane, x[j]);
     }
 }
 
 template <int N>
 inline void forwardRows(float *rows) {
-    inRegisters<N, Vector<float>>(rows, LANES, [](auto &x) { forwardSmall(x); });
+    inRegisters<N, Vector<float>>(rows, LINES, [](auto &x) { forwardSmall(x); });
 }
 template <int N>
 inline void inverseRows(float *rows) {
-    inRegisters<N, Vector<float>>(rows, LANES, [](auto &x) { inverseSmall(x); });
+    inRegisters<N, Vector<float>>(rows, LINES, [](auto &x) { inverseSmall(x); });
 }
 
 // Calls body(lane) for every vector of lines.
 template <class F>
 inline void eachVector(F body) {
-    for (int lane = 0; lane < LANES; lane += WIDTH<float>) body(lane);
+    for (int lane = 0; lane < LINES; lane += LANES<float>) body(lane);
 }
 
 // In place, with as much spare memory.
@@ -93,25 +93,25 @@ void forwardHalves(float *rows, std::ptrdiff_t n, const float *secants, float *s
     if (n == 4) return forwardRows<4>(rows);
     if (n == 8) return forwardRows<8>(rows);
     const std::ptrdiff_t h = n / 2;
-    float *odd = spare + h * LANES;
+    float *odd = spare + h * LINES;
     for (std::ptrdiff_t j = 0; j < h; ++j) {
         const float secant = secants[h - 8 + j];
         eachVector([&](int lane) {
-            const V a = loadVector<V>(rows + j * LANES + lane);
-            const V b = loadVector<V>(rows + (n - 1 - j) * LANES + lane);
-            storeVector(spare + j * LANES + lane, a + b);
-            storeVector(odd + j * LANES + lane, (a - b) * secant);
+            const V a = load<V>(rows + j * LINES + lane);
+            const V b = load<V>(rows + (n - 1 - j) * LINES + lane);
+            store(spare + j * LINES + lane, a + b);
+            store(odd + j * LINES + lane, (a - b) * secant);
         });
     }
     forwardHalves(spare, h, secants, rows);
     forwardHalves(odd, h, secants, rows);
     for (std::ptrdiff_t j = 0; j < h; ++j) {
         eachVector([&](int lane) {
-            const V term = loadVector<V>(odd + j * LANES + lane);
-            const V next = j + 1 < h ? loadVector<V>(odd + (j + 1) * LANES + lane) : V{};
-            float *to = rows + 2 * j * LANES + lane;
-            storeVector(to, loadVector<V>(spare + j * LANES + lane));
-            storeVector(to + LANES, term + next);
+            const V term = load<V>(odd + j * LINES + lane);
+            const V next = j + 1 < h ? load<V>(odd + (j + 1) * LINES + lane) : V{};
+            float *to = rows + 2 * j * LINES + lane;
+            store(to, load<V>(spare + j * LINES + lane));
+            store(to + LINES, term + next);
         });
     }
 }
@@ -122,13 +122,13 @@ void inverseHalves(float *rows, std::ptrdiff_t n, const float *secants, float *s
     if (n == 4) return inverseRows<4>(rows);
     if (n == 8) return inverseRows<8>(rows);
     const std::ptrdiff_t h = n / 2;
-    float *odd = spare + h * LANES;
+    float *odd = spare + h * LINES;
     for (std::ptrdiff_t j = 0; j < h; ++j) {
         eachVector([&](int lane) {
-            const float *from = rows + 2 * j * LANES + lane;
-            const V before = j > 0 ? loadVector<V>(from - LANES) : V{};
-            storeVector(spare + j * LANES + lane, loadVector<V>(from));
-            storeVector(odd + j * LANES + lane, loadVector<V>(from + LANES) + before);
+            const float *from = rows + 2 * j * LINES + lane;
+            const V before = j > 0 ? load<V>(from - LINES) : V{};
+            store(spare + j * LINES + lane, load<V>(from));
+            store(odd + j * LINES + lane, load<V>(from + LINES) + before);
         });
     }
     inverseHalves(spare, h, secants, rows);
@@ -136,10 +136,10 @@ void inverseHalves(float *rows, std::ptrdiff_t n, const float *secants, float *s
     for (std::ptrdiff_t j = 0; j < h; ++j) {
         const float secant = secants[h - 8 + j];
         eachVector([&](int lane) {
-            const V even = loadVector<V>(spare + j * LANES + lane);
-            const V turned = loadVector<V>(odd + j * LANES + lane) * secant;
-            storeVector(rows + j * LANES + lane, even + turned);
-            storeVector(rows + (n - 1 - j) * LANES + lane, even - turned);
+            const V even = load<V>(spare + j * LINES + lane);
+            const V turned = load<V>(odd + j * LINES + lane) * secant;
+            store(rows + j * LINES + lane, even + turned);
+            store(rows + (n - 1 - j) * LINES + lane, even - turned);
         });
     }
 }
@@ -152,7 +152,7 @@ inline void sumRows(const double *rows, std::ptrdiff_t count, const DctTables &t
                     double *out) {
     Angle angles[SUMS];
     for (int s = 0; s < SUMS; ++s) angles[s] = angleOf(s);
-    cosineSums(rows, count, LANES, tables.cosines, 1, 4 * tables.length, angles, out);
+    cosineSums(rows, count, LINES, tables.cosines, 1, 4 * tables.length, angles, out);
 }
 
 // Even terms see sums of a sample and its mirror image, odd terms differences.
@@ -160,18 +160,18 @@ void forwardDirectly(float *panel, const DctTables &tables, void *work) {
     const std::ptrdiff_t n = tables.length;
     const std::ptrdiff_t pairs = n / 2;
     double *sums = static_cast<double *>(work);
-    double *differences = sums + (pairs + 1) * LANES;
+    double *differences = sums + (pairs + 1) * LINES;
     for (std::ptrdiff_t j = 0; j < pairs; ++j) {
-        for (int i = 0; i < LANES; ++i) {
-            const double a = panel[j * LANES + i];
-            const double b = panel[(n - 1 - j) * LANES + i];
-            sums[j * LANES + i] = a + b;
-            differences[j * LANES + i] = a - b;
+        for (int i = 0; i < LINES; ++i) {
+            const double a = panel[j * LINES + i];
+            const double b = panel[(n - 1 - j) * LINES + i];
+            sums[j * LINES + i] = a + b;
+            differences[j * LINES + i] = a - b;
         }
     }
-    for (int i = 0; i < LANES; ++i) sums[pairs * LANES + i] = panel[pairs * LANES + i];
+    for (int i = 0; i < LINES; ++i) sums[pairs * LINES + i] = panel[pairs * LINES + i];
 
-    alignas(64) double out[SUMS * LANES];
+    alignas(64) double out[SUMS * LINES];
     for (int parity = 0; parity < 2; ++parity) {
         const double *rows = parity == 0 ? sums : differences;
         const std::ptrdiff_t count = parity == 0 ? n - pairs : pairs;
@@ -184,8 +184,8 @@ void forwardDirectly(float *panel, const DctTables &tables, void *work) {
                 },
                 out);
             for (int s = 0; s < SUMS && term(s) < n; ++s) {
-                float *to = panel + term(s) * LANES;
-                for (int i = 0; i < LANES; ++i) to[i] = float(out[s * LANES + i]);
+                float *to = panel + term(s) * LINES;
+                for (int i = 0; i < LINES; ++i) to[i] = float(out[s * LINES + i]);
             }
         }
     }
@@ -195,13 +195,13 @@ void inverseDirectly(float *panel, const DctTables &tables, void *work) {
     const std::ptrdiff_t n = tables.length;
     const std::ptrdiff_t samples = n - n / 2; // the others are mirror images
     double *even = static_cast<double *>(work);
-    double *odd = even + samples * LANES;
+    double *odd = even + samples * LINES;
     for (std::ptrdiff_t u = 0; u < n; ++u) {
-        double *to = (u % 2 == 0 ? even : odd) + u / 2 * LANES;
-        for (int i = 0; i < LANES; ++i) to[i] = panel[u * LANES + i];
+        double *to = (u % 2 == 0 ? even : odd) + u / 2 * LINES;
+        for (int i = 0; i < LINES; ++i) to[i] = panel[u * LINES + i];
     }
-    alignas(64) double evenSums[SUMS * LANES];
-    alignas(64) double oddSums[SUMS * LANES];
+    alignas(64) double evenSums[SUMS * LINES];
+    alignas(64) double oddSums[SUMS * LINES];
     for (std::ptrdiff_t first = 0; first < samples; first += SUMS) {
         const auto frequency = [&](int s) { return first + s < samples ? 2 * (first + s) + 1 : 0; };
         sumRows(
@@ -217,11 +217,11 @@ void inverseDirectly(float *panel, const DctTables &tables, void *work) {
             },
             oddSums);
         for (int s = 0; s < SUMS && first + s < samples; ++s) {
-            float *to = panel + (first + s) * LANES;
-            float *mirrored = panel + (n - 1 - first - s) * LANES;
-            for (int i = 0; i < LANES; ++i) {
-                const double a = evenSums[s * LANES + i];
-                const double b = oddSums[s * LANES + i];
+            float *to = panel + (first + s) * LINES;
+            float *mirrored = panel + (n - 1 - first - s) * LINES;
+            for (int i = 0; i < LINES; ++i) {
+                const double a = evenSums[s * LINES + i];
+                const double b = oddSums[s * LINES + i];
                 mirrored[i] = float(a - b);
                 to[i] = float(a + b);
             }
@@ -244,25 +244,25 @@ void inverseLines(float *panel, const DctTables &tables, void *work) {
 }
 
 void scalePanel(float *panel, std::ptrdiff_t rows, const DctScale &factors) {
-    for (int i = 0; i < LANES; ++i) panel[i] *= factors.first[i];
+    for (int i = 0; i < LINES; ++i) panel[i] *= factors.first[i];
     for (std::ptrdiff_t y = 1; y < rows; ++y) {
-        for (int i = 0; i < LANES; ++i) panel[y * LANES + i] *= factors.others[i];
+        for (int i = 0; i < LINES; ++i) panel[y * LINES + i] *= factors.others[i];
     }
 }
 
 void rowsToColumns(const float *panel, std::ptrdiff_t columns, std::ptrdiff_t y, float *block,
                    std::ptrdiff_t panelRows) {
-    for (std::ptrdiff_t x = 0; x < columns; x += LANES) {
-        const float *lines[LANES];
-        for (int i = 0; i < LANES; ++i) lines[i] = panel + (x + i) * LANES;
-        transpose(lines, block + (x * panelRows + y * LANES), LANES);
+    for (std::ptrdiff_t x = 0; x < columns; x += LINES) {
+        const float *lines[LINES];
+        for (int i = 0; i < LINES; ++i) lines[i] = panel + (x + i) * LINES;
+        transpose(lines, block + (x * panelRows + y * LINES), LINES);
     }
 }
 
 void storeColumns(const float *panel, std::ptrdiff_t rows, std::ptrdiff_t columns,
                   const Samples &to) {
     for (std::ptrdiff_t y = 0; y < rows; ++y) {
-        STORE_ROUNDED[to.depth](panel + y * LANES, columns, to.data + y * to.stride, to.step);
+        STORE_ROUNDED[to.depth](panel + y * LINES, columns, to.data + y * to.stride, to.step);
     }
 }
 

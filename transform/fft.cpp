@@ -150,7 +150,7 @@ const FftKernels<std::int32_t> &kernels(std::int32_t) {
 }
 
 std::int64_t raised(std::int64_t n) {
-    return (n + LANES - 1) / LANES * LANES;
+    return (n + LINES - 1) / LINES * LINES;
 }
 
 // The transforms of one region. S is float, or int32_t for fixed point.
@@ -169,14 +169,14 @@ class Transform {
 
         const auto buffer = [&](FftCache::Slot slot, std::int64_t values) {
             return static_cast<S *>(
-                cache.buffer(slot, static_cast<std::uint64_t>(values) * LANES * sizeof(S)));
+                cache.buffer(slot, static_cast<std::uint64_t>(values) * LINES * sizeof(S)));
         };
         const std::int64_t longer = std::max(columns_, rows_);
         const std::int64_t pairs = (columns_ - 1) / 2;
         lines_ = buffer(FftCache::Lines, raised(columns_));
         packed_ = buffer(FftCache::Packed, longer + PACKED_SLACK);
         edges_ = buffer(FftCache::Edges, raised(rows_));
-        block_.data = buffer(FftCache::Columns, raised(pairs) / LANES * raised(rows_) * 2);
+        block_.data = buffer(FftCache::Columns, raised(pairs) / LINES * raised(rows_) * 2);
         block_.columns = static_cast<std::ptrdiff_t>(pairs);
         block_.panelRows = static_cast<std::ptrdiff_t>(raised(rows_));
         work_ =
@@ -186,7 +186,7 @@ class Transform {
 
     void realToPacked(int channel) const {
         const int sign = setUp_.sign;
-        for (std::ptrdiff_t y = 0; y < rows_; y += LANES) {
+        for (std::ptrdiff_t y = 0; y < rows_; y += LINES) {
             k_.loadRows(from(channel, 0, y), rowsAt(y), columns_, lines_);
             k_.realLines(lines_, packed_, *rowTables_, sign, work_);
             k_.rowsToColumns(packed_, columns_, y, block_, edges_);
@@ -199,21 +199,21 @@ class Transform {
         for (std::ptrdiff_t p = 0; p < block_.panels(); ++p) {
             k_.complexLines(block_.panel(p), *columnTables_, sign, work_);
             k_.storePairs(block_.panel(p), columnTables_->order, rows_, pairsAt(p), finish_,
-                          to(channel, 1 + 2 * LANES * p, 0));
+                          to(channel, 1 + 2 * LINES * p, 0));
         }
     }
 
     void packedToReal(int channel) const {
         const int sign = setUp_.sign;
-        std::fill_n(packed_, rows_ * LANES, S());
+        std::fill_n(packed_, rows_ * LINES, S());
         k_.loadColumn(from(channel, 0, 0), rows_, packed_);
         if (hasMiddle()) k_.loadColumn(from(channel, columns_ - 1, 0), rows_, packed_ + 1);
         k_.packedLines(packed_, edges_, *columnTables_, sign, work_);
         for (std::ptrdiff_t p = 0; p < block_.panels(); ++p) {
-            k_.loadPairs(from(channel, 1 + 2 * LANES * p, 0), rows_, pairsAt(p), block_.panel(p));
+            k_.loadPairs(from(channel, 1 + 2 * LINES * p, 0), rows_, pairsAt(p), block_.panel(p));
             k_.complexLines(block_.panel(p), *columnTables_, sign, work_);
         }
-        for (std::ptrdiff_t y = 0; y < rows_; y += LANES) {
+        for (std::ptrdiff_t y = 0; y < rows_; y += LINES) {
             k_.columnsToRows(block_, edges_, columnTables_->order, y, rows_, packed_, columns_);
             k_.packedLines(packed_, lines_, *rowTables_, sign, work_);
             k_.storeRows(lines_, rowTables_->order, rowsAt(y), columns_, finish_,
@@ -227,10 +227,10 @@ class Transform {
     bool hasMiddle() const { return columns_ % 2 == 0; }
 
     std::ptrdiff_t rowsAt(std::ptrdiff_t y) const {
-        return std::min<std::ptrdiff_t>(LANES, rows_ - y);
+        return std::min<std::ptrdiff_t>(LINES, rows_ - y);
     }
     std::ptrdiff_t pairsAt(std::ptrdiff_t panel) const {
-        return std::min<std::ptrdiff_t>(LANES, block_.columns - panel * LANES);
+        return std::min<std::ptrdiff_t>(LINES, block_.columns - panel * LINES);
     }
     // The longer of the lengths that are summed directly.
     std::ptrdiff_t directLength() const {

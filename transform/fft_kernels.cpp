@@ -78,13 +78,13 @@ inline Complex<Math> timesEighth(Complex<Math> a) {
 template <class Math, bool CONJUGATE>
 inline Complex<Math> load(const typename Math::Value *row) {
     using Lanes = typename Math::Lanes;
-    const auto im = loadVector<Lanes>(row + LANES);
-    return {loadVector<Lanes>(row), CONJUGATE ? -im : im};
+    const auto im = load<Lanes>(row + LINES);
+    return {load<Lanes>(row), CONJUGATE ? -im : im};
 }
 template <class Math, bool CONJUGATE>
 inline void store(typename Math::Value *row, Complex<Math> v) {
-    storeVector(row, v.re);
-    storeVector(row + LANES, CONJUGATE ? -v.im : v.im);
+    store(row, v.re);
+    store(row + LINES, CONJUGATE ? -v.im : v.im);
 }
 
 enum class Twiddle { None, Eighth, Any };
@@ -93,7 +93,7 @@ enum class Twiddle { None, Eighth, Any };
 template <class Math, bool FIRST, bool LAST, Twiddle TWIDDLE>
 inline void butterfly4(typename Math::Value *row, std::ptrdiff_t quarter,
                        const Root<typename Math::Value> (&w)[3]) {
-    for (int lane = 0; lane < LANES; lane += STEP<Math>) {
+    for (int lane = 0; lane < LINES; lane += STEP<Math>) {
         typename Math::Value *at = row + lane;
         const auto a0 = load<Math, FIRST>(at);
         const auto a1 = load<Math, FIRST>(at + quarter);
@@ -124,12 +124,12 @@ inline void butterfly4(typename Math::Value *row, std::ptrdiff_t quarter,
 
 template <class Math, bool FIRST, bool LAST>
 inline void butterfly2(typename Math::Value *row) {
-    for (int lane = 0; lane < LANES; lane += STEP<Math>) {
+    for (int lane = 0; lane < LINES; lane += STEP<Math>) {
         typename Math::Value *at = row + lane;
         const auto a0 = load<Math, FIRST>(at);
-        const auto a1 = load<Math, FIRST>(at + 2 * LANES);
+        const auto a1 = load<Math, FIRST>(at + 2 * LINES);
         store<Math, LAST>(at, a0 + a1);
-        store<Math, LAST>(at + 2 * LANES, a0 - a1);
+        store<Math, LAST>(at + 2 * LINES, a0 - a1);
     }
 }
 
@@ -141,12 +141,12 @@ template <class Math, bool FIRST, bool LAST>
 void decimate(typename Math::Value *panel, std::ptrdiff_t n,
               const Root<typename Math::Value> *roots, std::ptrdiff_t rootStep) {
     if (n == 2) return butterfly2<Math, FIRST, LAST>(panel);
-    const std::ptrdiff_t quarter = n / 4 * 2 * LANES;
+    const std::ptrdiff_t quarter = n / 4 * 2 * LINES;
     if (n == 4) return butterfly4<Math, FIRST, LAST, Twiddle::None>(panel, quarter, {});
 
     butterfly4<Math, FIRST, false, Twiddle::None>(panel, quarter, {});
     for (std::ptrdiff_t k = 1; k < n / 4; ++k) {
-        typename Math::Value *row = panel + k * 2 * LANES;
+        typename Math::Value *row = panel + k * 2 * LINES;
         if (k == n / 8) {
             butterfly4<Math, FIRST, false, Twiddle::Eighth>(row, quarter, {});
         } else {
@@ -212,14 +212,14 @@ template <class Math>
 inline Complex<Math> loadTerm(const typename Math::Value *packed, std::ptrdiff_t k,
                               bool conjugate) {
     using Lanes = typename Math::Lanes;
-    const auto im = loadVector<Lanes>(packed + 2 * k * LANES);
-    return {loadVector<Lanes>(packed + (2 * k - 1) * LANES), conjugate ? -im : im};
+    const auto im = load<Lanes>(packed + 2 * k * LINES);
+    return {load<Lanes>(packed + (2 * k - 1) * LINES), conjugate ? -im : im};
 }
 template <class Math>
 inline void storeTerm(typename Math::Value *packed, std::ptrdiff_t k, bool conjugate,
                       Complex<Math> v) {
-    storeVector(packed + (2 * k - 1) * LANES, v.re);
-    storeVector(packed + 2 * k * LANES, conjugate ? -v.im : v.im);
+    store(packed + (2 * k - 1) * LINES, v.re);
+    store(packed + 2 * k * LINES, conjugate ? -v.im : v.im);
 }
 
 // Powers of two of at least 4: a complex transform of half the length, and the
@@ -230,17 +230,17 @@ void realByHalves(typename Math::Value *panel, typename Math::Value *packed,
     const std::ptrdiff_t n = tables.length / 2;
     const bool conjugate = sign > 0;
     decimate<Math, false, false>(panel, n, tables.roots, 2);
-    // Bit reversal of n rows is that of 2 n rows, halved; a row has 2 LANES values.
-    const auto rowOf = [&](std::ptrdiff_t k) { return panel + tables.order[k] * LANES; };
-    for (int lane = 0; lane < LANES; lane += STEP<Math>) {
+    // Bit reversal of n rows is that of 2 n rows, halved; a row has 2 LINES values.
+    const auto rowOf = [&](std::ptrdiff_t k) { return panel + tables.order[k] * LINES; };
+    for (int lane = 0; lane < LINES; lane += STEP<Math>) {
         const auto z = load<Math, false>(panel + lane);
-        storeVector(packed + lane, z.re + z.im);
-        storeVector(packed + (2 * n - 1) * LANES + lane, z.re - z.im);
+        store(packed + lane, z.re + z.im);
+        store(packed + (2 * n - 1) * LINES + lane, z.re - z.im);
         storeTerm(packed + lane, n / 2, conjugate, load<Math, true>(rowOf(n / 2) + lane));
     }
     for (std::ptrdiff_t k = 1; k < n / 2; ++k) {
         const auto root = splitRoot(tables, k);
-        for (int lane = 0; lane < LANES; lane += STEP<Math>) {
+        for (int lane = 0; lane < LINES; lane += STEP<Math>) {
             Complex<Math> term, mirrored;
             splitTerm(load<Math, false>(rowOf(k) + lane), load<Math, false>(rowOf(n - k) + lane),
                       root, term, mirrored);
@@ -256,17 +256,17 @@ void packedByHalves(const typename Math::Value *packed, typename Math::Value *pa
     using Lanes = typename Math::Lanes;
     const std::ptrdiff_t n = tables.length / 2;
     const bool conjugate = sign < 0;
-    const auto rowOf = [&](std::ptrdiff_t k) { return panel + k * 2 * LANES; };
-    for (int lane = 0; lane < LANES; lane += STEP<Math>) {
-        const auto zero = loadVector<Lanes>(packed + lane);
-        const auto last = loadVector<Lanes>(packed + (2 * n - 1) * LANES + lane);
+    const auto rowOf = [&](std::ptrdiff_t k) { return panel + k * 2 * LINES; };
+    for (int lane = 0; lane < LINES; lane += STEP<Math>) {
+        const auto zero = load<Lanes>(packed + lane);
+        const auto last = load<Lanes>(packed + (2 * n - 1) * LINES + lane);
         store<Math, false>(rowOf(0) + lane, {zero + last, zero - last});
         const auto middle = loadTerm<Math>(packed + lane, n / 2, conjugate);
         store<Math, true>(rowOf(n / 2) + lane, middle + middle);
     }
     for (std::ptrdiff_t k = 1; k < n / 2; ++k) {
         const auto root = splitRoot(tables, k);
-        for (int lane = 0; lane < LANES; lane += STEP<Math>) {
+        for (int lane = 0; lane < LINES; lane += STEP<Math>) {
             Complex<Math> term, mirrored;
             joinTerm(loadTerm<Math>(packed + lane, k, conjugate),
                      loadTerm<Math>(packed + lane, n - k, conjugate), root, term, mirrored);
@@ -338,20 +338,20 @@ struct Folded {
 
 void complexDirectly(float *panel, const FftTables<float> &tables, int sign, void *work) {
     const std::ptrdiff_t length = tables.length;
-    const Folded<2 * LANES> folded(panel, length, work);
-    foldedSums<2 * LANES>(folded.sums, folded.differences, folded.zero, folded.middle, tables,
+    const Folded<2 * LINES> folded(panel, length, work);
+    foldedSums<2 * LINES>(folded.sums, folded.differences, folded.zero, folded.middle, tables,
                           [=](std::ptrdiff_t k, const double *cosineSum, const double *sineSum) {
-                              float *row = panel + k * 2 * LANES;
-                              float *mirrored = panel + (k == 0 ? 0 : length - k) * 2 * LANES;
+                              float *row = panel + k * 2 * LINES;
+                              float *mirrored = panel + (k == 0 ? 0 : length - k) * 2 * LINES;
                               // The mirrored term first: it is this one for k = 0 and length / 2,
                               // where the sine sums count with the right sign.
-                              for (int i = 0; i < LANES; ++i) {
-                                  const double turnedRe = -sign * sineSum[LANES + i];
+                              for (int i = 0; i < LINES; ++i) {
+                                  const double turnedRe = -sign * sineSum[LINES + i];
                                   const double turnedIm = sign * sineSum[i];
                                   mirrored[i] = float(cosineSum[i] - turnedRe);
-                                  mirrored[LANES + i] = float(cosineSum[LANES + i] - turnedIm);
+                                  mirrored[LINES + i] = float(cosineSum[LINES + i] - turnedIm);
                                   row[i] = float(cosineSum[i] + turnedRe);
-                                  row[LANES + i] = float(cosineSum[LANES + i] + turnedIm);
+                                  row[LINES + i] = float(cosineSum[LINES + i] + turnedIm);
                               }
                           });
 }
@@ -359,14 +359,14 @@ void complexDirectly(float *panel, const FftTables<float> &tables, int sign, voi
 void realDirectly(const float *panel, float *packed, const FftTables<float> &tables, int sign,
                   void *work) {
     const std::ptrdiff_t length = tables.length;
-    const Folded<LANES> folded(panel, length, work);
-    foldedSums<LANES>(folded.sums, folded.differences, folded.zero, folded.middle, tables,
+    const Folded<LINES> folded(panel, length, work);
+    foldedSums<LINES>(folded.sums, folded.differences, folded.zero, folded.middle, tables,
                       [=](std::ptrdiff_t k, const double *cosineSum, const double *sineSum) {
-                          float *re = packed + (k == 0 ? 0 : 2 * k - 1) * LANES;
-                          for (int i = 0; i < LANES; ++i) re[i] = float(cosineSum[i]);
+                          float *re = packed + (k == 0 ? 0 : 2 * k - 1) * LINES;
+                          for (int i = 0; i < LINES; ++i) re[i] = float(cosineSum[i]);
                           if (k == 0 || 2 * k == length) return;
-                          float *im = packed + 2 * k * LANES;
-                          for (int i = 0; i < LANES; ++i) im[i] = float(sign * sineSum[i]);
+                          float *im = packed + 2 * k * LINES;
+                          for (int i = 0; i < LINES; ++i) im[i] = float(sign * sineSum[i]);
                       });
 }
 
@@ -375,24 +375,24 @@ void packedDirectly(const float *packed, float *panel, const FftTables<float> &t
     const std::ptrdiff_t length = tables.length;
     const std::ptrdiff_t pairs = (length - 1) / 2;
     double *re = static_cast<double *>(work);
-    double *im = re + pairs * LANES;
+    double *im = re + pairs * LINES;
     for (std::ptrdiff_t k = 1; k <= pairs; ++k) {
-        for (int i = 0; i < LANES; ++i) {
-            re[(k - 1) * LANES + i] = 2.0 * packed[(2 * k - 1) * LANES + i];
-            im[(k - 1) * LANES + i] = 2.0 * packed[2 * k * LANES + i];
+        for (int i = 0; i < LINES; ++i) {
+            re[(k - 1) * LINES + i] = 2.0 * packed[(2 * k - 1) * LINES + i];
+            im[(k - 1) * LINES + i] = 2.0 * packed[2 * k * LINES + i];
         }
     }
-    double zero[LANES];
-    double middle[LANES];
-    for (int i = 0; i < LANES; ++i) {
+    double zero[LINES];
+    double middle[LINES];
+    for (int i = 0; i < LINES; ++i) {
         zero[i] = packed[i];
-        middle[i] = length % 2 == 0 ? double{packed[(length - 1) * LANES + i]} : 0.0;
+        middle[i] = length % 2 == 0 ? double{packed[(length - 1) * LINES + i]} : 0.0;
     }
-    foldedSums<LANES>(re, im, zero, middle, tables,
+    foldedSums<LINES>(re, im, zero, middle, tables,
                       [=](std::ptrdiff_t j, const double *cosineSum, const double *sineSum) {
-                          float *row = panel + j * LANES;
-                          float *mirrored = panel + (j == 0 ? 0 : length - j) * LANES;
-                          for (int i = 0; i < LANES; ++i) {
+                          float *row = panel + j * LINES;
+                          float *mirrored = panel + (j == 0 ? 0 : length - j) * LINES;
+                          for (int i = 0; i < LINES; ++i) {
                               mirrored[i] = float(cosineSum[i] + sign * sineSum[i]);
                               row[i] = float(cosineSum[i] - sign * sineSum[i]);
                           }
@@ -417,7 +417,7 @@ inline FixedSums fixedSums(const std::int32_t *rows, std::ptrdiff_t count, std::
     for (std::ptrdiff_t j = 0; j < count; ++j, at += k) {
         at -= at >= tables.length ? tables.length : 0;
         const auto root = tables.direct[at];
-        const auto v = loadVector<FixedLanes>(rows + j * stride);
+        const auto v = load<FixedLanes>(rows + j * stride);
         sums.cosine += FixedMath::timesExactly(v, root.c);
         sums.sine += FixedMath::timesExactly(v, sineSign * root.s);
     }
@@ -428,14 +428,14 @@ void complexDirectly(std::int32_t *panel, const FftTables<std::int32_t> &tables,
                      void *work) {
     const std::ptrdiff_t length = tables.length;
     auto *copy = static_cast<std::int32_t *>(work);
-    __builtin_memcpy(copy, panel, std::size_t(length) * 2 * LANES * sizeof *copy);
+    __builtin_memcpy(copy, panel, std::size_t(length) * 2 * LINES * sizeof *copy);
     for (std::ptrdiff_t k = 0; k < length; ++k) {
-        for (int lane = 0; lane < LANES; lane += STEP<FixedMath>) {
-            const auto re = fixedSums(copy + lane, length, 2 * LANES, tables, 0, k, sign);
-            const auto im = fixedSums(copy + lane + LANES, length, 2 * LANES, tables, 0, k, -sign);
-            std::int32_t *row = panel + k * 2 * LANES + lane;
-            storeVector(row, re.cosine + im.sine);
-            storeVector(row + LANES, im.cosine + re.sine);
+        for (int lane = 0; lane < LINES; lane += STEP<FixedMath>) {
+            const auto re = fixedSums(copy + lane, length, 2 * LINES, tables, 0, k, sign);
+            const auto im = fixedSums(copy + lane + LINES, length, 2 * LINES, tables, 0, k, -sign);
+            std::int32_t *row = panel + k * 2 * LINES + lane;
+            store(row, re.cosine + im.sine);
+            store(row + LINES, im.cosine + re.sine);
         }
     }
 }
@@ -444,11 +444,11 @@ void realDirectly(const std::int32_t *panel, std::int32_t *packed,
                   const FftTables<std::int32_t> &tables, int sign, void *) {
     const std::ptrdiff_t length = tables.length;
     for (std::ptrdiff_t k = 0; k <= length / 2; ++k) {
-        for (int lane = 0; lane < LANES; lane += STEP<FixedMath>) {
-            const auto sums = fixedSums(panel + lane, length, LANES, tables, 0, k, sign);
-            storeVector(packed + (k == 0 ? 0 : 2 * k - 1) * LANES + lane, sums.cosine);
+        for (int lane = 0; lane < LINES; lane += STEP<FixedMath>) {
+            const auto sums = fixedSums(panel + lane, length, LINES, tables, 0, k, sign);
+            store(packed + (k == 0 ? 0 : 2 * k - 1) * LINES + lane, sums.cosine);
             if (k == 0 || 2 * k == length) continue;
-            storeVector(packed + 2 * k * LANES + lane, sums.sine);
+            store(packed + 2 * k * LINES + lane, sums.sine);
         }
     }
 }
@@ -458,16 +458,16 @@ void packedDirectly(const std::int32_t *packed, std::int32_t *panel,
     const std::ptrdiff_t length = tables.length;
     const std::ptrdiff_t pairs = (length - 1) / 2;
     for (std::ptrdiff_t j = 0; j < length; ++j) {
-        for (int lane = 0; lane < LANES; lane += STEP<FixedMath>) {
+        for (int lane = 0; lane < LINES; lane += STEP<FixedMath>) {
             const std::int32_t *at = packed + lane;
-            const auto re = fixedSums(at + LANES, pairs, 2 * LANES, tables, 1, j, sign);
-            const auto im = fixedSums(at + 2 * LANES, pairs, 2 * LANES, tables, 1, j, -sign);
-            auto sum = loadVector<FixedLanes>(at) + 2 * (re.cosine + im.sine);
+            const auto re = fixedSums(at + LINES, pairs, 2 * LINES, tables, 1, j, sign);
+            const auto im = fixedSums(at + 2 * LINES, pairs, 2 * LINES, tables, 1, j, -sign);
+            auto sum = load<FixedLanes>(at) + 2 * (re.cosine + im.sine);
             if (length % 2 == 0) {
-                const auto last = loadVector<FixedLanes>(at + (length - 1) * LANES);
+                const auto last = load<FixedLanes>(at + (length - 1) * LINES);
                 sum = j % 2 == 0 ? sum + last : sum - last;
             }
-            storeVector(panel + j * LANES + lane, sum);
+            store(panel + j * LINES + lane, sum);
         }
     }
 }
@@ -501,13 +501,13 @@ void packedLines(const typename Math::Value *packed, typename Math::Value *panel
 template <class S>
 void storeRows(const S *panel, const std::int32_t *order, std::ptrdiff_t rows,
                std::ptrdiff_t columns, const FftFinish &finish, const Samples &to) {
-    alignas(64) S tile[LANES][TILE_COLUMNS];
+    alignas(64) S tile[LINES][TILE_COLUMNS];
     for (std::ptrdiff_t x = 0; x < columns; x += TILE_COLUMNS) {
         const std::ptrdiff_t n = smaller(columns - x, TILE_COLUMNS);
-        for (std::ptrdiff_t i = 0; i < n; i += LANES) {
-            const S *lines[LANES];
-            for (int j = 0; j < LANES; ++j) {
-                lines[j] = panel + sampleRow(order, smaller(x + i + j, columns - 1)) * LANES;
+        for (std::ptrdiff_t i = 0; i < n; i += LINES) {
+            const S *lines[LINES];
+            for (int j = 0; j < LINES; ++j) {
+                lines[j] = panel + sampleRow(order, smaller(x + i + j, columns - 1)) * LINES;
             }
             transpose(lines, tile[0] + i, TILE_COLUMNS);
         }
@@ -520,13 +520,13 @@ void storeRows(const S *panel, const std::int32_t *order, std::ptrdiff_t rows,
 
 template <class S>
 void loadPairs(const Samples &from, std::ptrdiff_t rows, std::ptrdiff_t pairs, S *panel) {
-    alignas(64) S pair[2 * LANES] = {};
+    alignas(64) S pair[2 * LINES] = {};
     for (std::ptrdiff_t y = 0; y < rows; ++y) {
         LOAD_ROW<S>[from.depth](from.data + y * from.stride, from.step, 2 * pairs, pair);
-        S *row = panel + y * 2 * LANES;
-        for (int i = 0; i < LANES; ++i) {
+        S *row = panel + y * 2 * LINES;
+        for (int i = 0; i < LINES; ++i) {
             row[i] = pair[2 * i];
-            row[LANES + i] = pair[2 * i + 1];
+            row[LINES + i] = pair[2 * i + 1];
         }
     }
 }
@@ -534,12 +534,12 @@ void loadPairs(const Samples &from, std::ptrdiff_t rows, std::ptrdiff_t pairs, S
 template <class S>
 void storePairs(const S *panel, const std::int32_t *order, std::ptrdiff_t rows,
                 std::ptrdiff_t pairs, const FftFinish &finish, const Samples &to) {
-    alignas(64) S pair[2 * LANES];
+    alignas(64) S pair[2 * LINES];
     for (std::ptrdiff_t y = 0; y < rows; ++y) {
-        const S *row = panel + termRow(order, y) * 2 * LANES;
-        for (int i = 0; i < LANES; ++i) {
+        const S *row = panel + termRow(order, y) * 2 * LINES;
+        for (int i = 0; i < LINES; ++i) {
             pair[2 * i] = row[i];
-            pair[2 * i + 1] = row[LANES + i];
+            pair[2 * i + 1] = row[LINES + i];
         }
         STORE_ROW<S>[to.depth](pair, 2 * pairs, finish, to.data + y * to.stride, to.step);
     }
@@ -548,36 +548,36 @@ void storePairs(const S *panel, const std::int32_t *order, std::ptrdiff_t rows,
 template <class S>
 void loadColumn(const Samples &from, std::ptrdiff_t rows, S *lane) {
     for (std::ptrdiff_t y = 0; y < rows; ++y) {
-        LOAD_ROW<S>[from.depth](from.data + y * from.stride, 1, 1, lane + y * LANES);
+        LOAD_ROW<S>[from.depth](from.data + y * from.stride, 1, 1, lane + y * LINES);
     }
 }
 
 template <class S>
 void storeColumn(const S *lane, std::ptrdiff_t rows, const FftFinish &finish, const Samples &to) {
     for (std::ptrdiff_t y = 0; y < rows; ++y) {
-        STORE_ROW<S>[to.depth](lane + y * LANES, 1, finish, to.data + y * to.stride, 1);
+        STORE_ROW<S>[to.depth](lane + y * LINES, 1, finish, to.data + y * to.stride, 1);
     }
 }
 
 template <class S>
 void rowsToColumns(const S *packed, std::ptrdiff_t length, std::ptrdiff_t y,
                    const SpectrumBlock<S> &block, S *edges) {
-    alignas(64) static constexpr S ZEROS[LANES] = {};
-    for (int i = 0; i < LANES; ++i) {
-        S *edge = edges + (y + i) * LANES;
-        for (int line = 0; line < LANES; ++line) edge[line] = 0;
+    alignas(64) static constexpr S ZEROS[LINES] = {};
+    for (int i = 0; i < LINES; ++i) {
+        S *edge = edges + (y + i) * LINES;
+        for (int line = 0; line < LINES; ++line) edge[line] = 0;
         edge[0] = packed[i];
-        if (length % 2 == 0) edge[1] = packed[(length - 1) * LANES + i];
+        if (length % 2 == 0) edge[1] = packed[(length - 1) * LINES + i];
     }
     for (std::ptrdiff_t p = 0; p < block.panels(); ++p) {
         for (int part = 0; part < 2; ++part) {
-            const S *lines[LANES];
-            for (int i = 0; i < LANES; ++i) {
-                const std::ptrdiff_t column = p * LANES + i;
+            const S *lines[LINES];
+            for (int i = 0; i < LINES; ++i) {
+                const std::ptrdiff_t column = p * LINES + i;
                 lines[i] =
-                    column < block.columns ? packed + (1 + 2 * column + part) * LANES : ZEROS;
+                    column < block.columns ? packed + (1 + 2 * column + part) * LINES : ZEROS;
             }
-            transpose(lines, block.panel(p) + y * 2 * LANES + part * LANES, 2 * LANES);
+            transpose(lines, block.panel(p) + y * 2 * LINES + part * LINES, 2 * LINES);
         }
     }
 }
@@ -585,21 +585,21 @@ void rowsToColumns(const S *packed, std::ptrdiff_t length, std::ptrdiff_t y,
 template <class S>
 void columnsToRows(const SpectrumBlock<S> &block, const S *edges, const std::int32_t *order,
                    std::ptrdiff_t y, std::ptrdiff_t rows, S *packed, std::ptrdiff_t length) {
-    std::ptrdiff_t at[LANES];
-    for (int i = 0; i < LANES; ++i) at[i] = smaller(y + i, rows - 1);
+    std::ptrdiff_t at[LINES];
+    for (int i = 0; i < LINES; ++i) at[i] = smaller(y + i, rows - 1);
     for (std::ptrdiff_t p = 0; p < block.panels(); ++p) {
         for (int part = 0; part < 2; ++part) {
-            const S *lines[LANES];
-            for (int i = 0; i < LANES; ++i) {
-                lines[i] = block.panel(p) + (termRow(order, at[i]) * 2 + part) * LANES;
+            const S *lines[LINES];
+            for (int i = 0; i < LINES; ++i) {
+                lines[i] = block.panel(p) + (termRow(order, at[i]) * 2 + part) * LINES;
             }
-            transpose(lines, packed + (1 + 2 * p * LANES + part) * LANES, 2 * LANES);
+            transpose(lines, packed + (1 + 2 * p * LINES + part) * LINES, 2 * LINES);
         }
     }
-    for (int i = 0; i < LANES; ++i) {
-        const S *edge = edges + sampleRow(order, at[i]) * LANES;
+    for (int i = 0; i < LINES; ++i) {
+        const S *edge = edges + sampleRow(order, at[i]) * LINES;
         packed[i] = edge[0];
-        if (length % 2 == 0) packed[(length - 1) * LANES + i] = edge[1];
+        if (length % 2 == 0) packed[(length - 1) * LINES + i] = edge[1];
     }
 }
 

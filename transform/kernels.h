@@ -2,12 +2,12 @@
 // them.
 //
 // A *line* is the row or column that a one-dimensional transform runs along. A
-// *panel* holds LANES lines side by side: row k of it is term (or sample) k of
+// *panel* holds LINES lines side by side: row k of it is term (or sample) k of
 // all its lines, so that one vector instruction serves several lines and every
 // line sees the same order of operations whatever the vector width.
 //
-//   real panel      rows of LANES values
-//   complex panel   rows of LANES real parts, then LANES imaginary parts
+//   real panel      rows of LINES values
+//   complex panel   rows of LINES real parts, then LINES imaginary parts
 //   packed panel    a real panel with the 1-D packing of a spectrum: row 0 is
 //                   the term 0, rows 2k - 1 and 2k are the term k, and for an
 //                   even length the last row is the term length / 2
@@ -24,7 +24,7 @@
 
 namespace zylqx {
 
-constexpr int LANES = 16;
+constexpr int LINES = 16;
 
 // Row by row, the samples of one channel of a rectangle.
 struct Samples {
@@ -83,16 +83,16 @@ struct FftFinish {
     int shift = 0;   // fixed point: right, toward zero for what comes out as 0
 };
 
-// The complex columns of a spectrum, LANES to a panel. Panels have the rows of
-// the region, raised to a multiple of LANES.
+// The complex columns of a spectrum, LINES to a panel. Panels have the rows of
+// the region, raised to a multiple of LINES.
 template <class S>
 struct SpectrumBlock {
     S *data;
     std::ptrdiff_t columns;
     std::ptrdiff_t panelRows;
 
-    S *panel(std::ptrdiff_t p) const { return data + p * panelRows * 2 * LANES; }
-    std::ptrdiff_t panels() const { return (columns + LANES - 1) / LANES; }
+    S *panel(std::ptrdiff_t p) const { return data + p * panelRows * 2 * LINES; }
+    std::ptrdiff_t panels() const { return (columns + LINES - 1) / LINES; }
 };
 
 template <class S>
@@ -121,7 +121,7 @@ struct FftKernels {
     void (*storeColumn)(const S *lane, std::ptrdiff_t rows, const FftFinish &finish,
                         const Samples &to);
 
-    // Lines that are LANES rows from row y on, packed, against lines that are
+    // Lines that are LINES rows from row y on, packed, against lines that are
     // columns. `edges` is a real panel whose lines 0 and 1 are the columns of the
     // terms 0 and length / 2.
     void (*rowsToColumns)(const S *packed, std::ptrdiff_t length, std::ptrdiff_t y,
@@ -132,10 +132,10 @@ struct FftKernels {
 
 // Bytes of work for direct summation, per sample of a line: sums and differences
 // of two real parts, in double precision.
-constexpr std::ptrdiff_t DIRECT_WORK = 2 * LANES * sizeof(double);
+constexpr std::ptrdiff_t DIRECT_WORK = 2 * LINES * sizeof(double);
 
 // Rows that a packed panel needs beyond its length.
-constexpr std::ptrdiff_t PACKED_SLACK = 2 * LANES;
+constexpr std::ptrdiff_t PACKED_SLACK = 2 * LINES;
 
 // What the cosine transforms of one length need.
 struct DctTables {
@@ -146,8 +146,8 @@ struct DctTables {
 
 // Factors of the values of a panel: those of its row 0, and those of the others.
 struct DctScale {
-    float first[LANES];
-    float others[LANES];
+    float first[LINES];
+    float others[LINES];
 };
 
 struct DctKernels {
@@ -160,7 +160,7 @@ struct DctKernels {
                      float *panel);
     void (*scale)(float *panel, std::ptrdiff_t rows, const DctScale &factors);
 
-    // Lines that are LANES rows from row y on into panels of LANES columns, each
+    // Lines that are LINES rows from row y on into panels of LINES columns, each
     // with `panelRows` rows.
     void (*rowsToColumns)(const float *panel, std::ptrdiff_t columns, std::ptrdiff_t y,
                           float *block, std::ptrdiff_t panelRows);

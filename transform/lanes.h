@@ -3,40 +3,12 @@
 #ifndef ZYLQX_TRANSFORM_LANES_H
 #define ZYLQX_TRANSFORM_LANES_H
 
-#include "core/kernel.h"
+#include "core/vectors.h"
 #include "transform/kernels.h"
 
 namespace zylqx::ZYLQX_LEVEL {
 
 namespace {
-
-#if defined(__AVX512F__)
-constexpr int VECTOR_BYTES = 64;
-#elif defined(__AVX2__)
-constexpr int VECTOR_BYTES = 32;
-#else
-constexpr int VECTOR_BYTES = 16;
-#endif
-
-template <class T, int BYTES = VECTOR_BYTES>
-struct VectorOf {
-    typedef T Type __attribute__((vector_size(BYTES)));
-};
-template <class T>
-using Vector = typename VectorOf<T>::Type;
-template <class T>
-constexpr int WIDTH = VECTOR_BYTES / sizeof(T);
-
-template <class V, class T>
-inline V loadVector(const T *from) {
-    V v;
-    __builtin_memcpy(&v, from, sizeof v);
-    return v;
-}
-template <class V, class T>
-inline void storeVector(T *to, V v) {
-    __builtin_memcpy(to, &v, sizeof v);
-}
 
 // Row i of the result is at to + i * stride: entry i of each of N rows, which have
 // N values of four bytes.
@@ -45,19 +17,19 @@ inline void transpose(const T *const (&rows)[N], T *to, std::ptrdiff_t stride) {
     using Quad = typename VectorOf<std::uint32_t, 16>::Type;
     for (int i = 0; i < N; i += 4) {
         for (int j = 0; j < N; j += 4) {
-            const Quad a = loadVector<Quad>(rows[i] + j);
-            const Quad b = loadVector<Quad>(rows[i + 1] + j);
-            const Quad c = loadVector<Quad>(rows[i + 2] + j);
-            const Quad d = loadVector<Quad>(rows[i + 3] + j);
+            const Quad a = load<Quad>(rows[i] + j);
+            const Quad b = load<Quad>(rows[i + 1] + j);
+            const Quad c = load<Quad>(rows[i + 2] + j);
+            const Quad d = load<Quad>(rows[i + 3] + j);
             const Quad ab = __builtin_shufflevector(a, b, 0, 4, 1, 5);
             const Quad cd = __builtin_shufflevector(c, d, 0, 4, 1, 5);
             const Quad abHigh = __builtin_shufflevector(a, b, 2, 6, 3, 7);
             const Quad cdHigh = __builtin_shufflevector(c, d, 2, 6, 3, 7);
             T *out = to + j * stride + i;
-            storeVector(out, __builtin_shufflevector(ab, cd, 0, 1, 4, 5));
-            storeVector(out + stride, __builtin_shufflevector(ab, cd, 2, 3, 6, 7));
-            storeVector(out + 2 * stride, __builtin_shufflevector(abHigh, cdHigh, 0, 1, 4, 5));
-            storeVector(out + 3 * stride, __builtin_shufflevector(abHigh, cdHigh, 2, 3, 6, 7));
+            store(out, __builtin_shufflevector(ab, cd, 0, 1, 4, 5));
+            store(out + stride, __builtin_shufflevector(ab, cd, 2, 3, 6, 7));
+            store(out + 2 * stride, __builtin_shufflevector(abHigh, cdHigh, 0, 1, 4, 5));
+            store(out + 3 * stride, __builtin_shufflevector(abHigh, cdHigh, 2, 3, 6, 7));
         }
     }
 }
@@ -72,20 +44,20 @@ struct Angle {
 constexpr int SUMS = 4;
 
 // out[s * width + lane] = the sum over `count` rows of row[lane] * table[angles[s]].
-// A row has `width` values, a multiple of LANES; an entry of the table is `spread`
+// A row has `width` values, a multiple of LINES; an entry of the table is `spread`
 // doubles, of which the first counts.
 void cosineSums(const double *rows, std::ptrdiff_t count, int width, const double *table,
                 int spread, std::ptrdiff_t period, const Angle (&angles)[SUMS], double *out) {
     using V = Vector<double>;
-    for (int lane = 0; lane < width; lane += 2 * WIDTH<double>) {
+    for (int lane = 0; lane < width; lane += 2 * LANES<double>) {
         V low[SUMS] = {};
         V high[SUMS] = {};
         std::ptrdiff_t at[SUMS];
         for (int s = 0; s < SUMS; ++s) at[s] = angles[s].start;
         for (std::ptrdiff_t j = 0; j < count; ++j) {
             const double *row = rows + j * width + lane;
-            const V a = loadVector<V>(row);
-            const V b = loadVector<V>(row + WIDTH<double>);
+            const V a = load<V>(row);
+            const V b = load<V>(row + LANES<double>);
             for (int s = 0; s < SUMS; ++s) {
                 const double factor = table[at[s] * spread];
                 low[s] += a * factor;
@@ -95,8 +67,8 @@ void cosineSums(const double *rows, std::ptrdiff_t count, int width, const doubl
             }
         }
         for (int s = 0; s < SUMS; ++s) {
-            storeVector(out + s * width + lane, low[s]);
-            storeVector(out + s * width + lane + WIDTH<double>, high[s]);
+            store(out + s * width + lane, low[s]);
+            store(out + s * width + lane + LANES<double>, high[s]);
         }
     }
 }

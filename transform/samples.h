@@ -138,28 +138,24 @@ constexpr void (*STORE_ROUNDED[])(const float *from, std::ptrdiff_t n, unsigned 
                                                           storeRounded<std::int16_t>,
                                                           storeRounded<std::int32_t>};
 
-constexpr std::ptrdiff_t smaller(std::ptrdiff_t a, std::ptrdiff_t b) {
-    return a < b ? a : b;
-}
-
 // Columns that pass between rows and lines at once.
 constexpr std::ptrdiff_t TILE_COLUMNS = 256;
 
-// Rows of an image, at most LANES, as the lines of a real panel. Missing rows are
-// read as 0. The panel has a multiple of LANES rows.
+// Rows of an image, at most LINES, as the lines of a real panel. Missing rows are
+// read as 0. The panel has a multiple of LINES rows.
 template <class S>
 void loadRows(const Samples &from, std::ptrdiff_t rows, std::ptrdiff_t columns, S *panel) {
-    alignas(64) S tile[LANES][TILE_COLUMNS] = {};
+    alignas(64) S tile[LINES][TILE_COLUMNS] = {};
     for (std::ptrdiff_t x = 0; x < columns; x += TILE_COLUMNS) {
         const std::ptrdiff_t n = smaller(columns - x, TILE_COLUMNS);
         const unsigned char *in = from.data + x * columnBytes(from);
         for (std::ptrdiff_t y = 0; y < rows; ++y) {
             LOAD_ROW<S>[from.depth](in + y * from.stride, from.step, n, tile[y]);
         }
-        for (std::ptrdiff_t i = 0; i < n; i += LANES) {
-            const S *lines[LANES];
-            for (int y = 0; y < LANES; ++y) lines[y] = tile[y] + i;
-            transpose(lines, panel + (x + i) * LANES, LANES);
+        for (std::ptrdiff_t i = 0; i < n; i += LINES) {
+            const S *lines[LINES];
+            for (int y = 0; y < LINES; ++y) lines[y] = tile[y] + i;
+            transpose(lines, panel + (x + i) * LINES, LINES);
         }
     }
 }
