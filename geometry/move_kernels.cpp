@@ -47,11 +47,13 @@ void forEachRow(const void *src, std::ptrdiff_t srcStride, void *dst, std::ptrdi
     for (std::ptrdiff_t r = 0; r < rows; ++r) row(s + r * srcStride, d + r * dstStride);
 }
 
-// Turns a row of n samples round, vector by vector; the last vector overlaps the one
-// before it. Rows shorter than a vector go sample by sample.
+// Turns a row of n samples round, vector by vector, the source `forward` or from its
+// end; the last vector overlaps the one before it. Reading in the direction in which
+// the rows follow each other makes the reads one stream, which the processor fetches
+// ahead. Rows shorter than a vector go sample by sample.
 template <class T, class ReverseVector, class ReverseSample>
-void reverseRow(const char *src, char *dst, std::ptrdiff_t n, ReverseVector reverseVector,
-                ReverseSample reverseSample) {
+void reverseRow(const char *src, char *dst, std::ptrdiff_t n, bool forward,
+                ReverseVector reverseVector, ReverseSample reverseSample) {
     constexpr std::ptrdiff_t N = LANES<T>, SIZE = sizeof(T);
     using V = Vector<T>;
     if (n < N) {
@@ -61,10 +63,10 @@ void reverseRow(const char *src, char *dst, std::ptrdiff_t n, ReverseVector reve
         return;
     }
     auto vector = [&](std::ptrdiff_t i) {
-        store(dst + i * SIZE, reverseVector(load<V>(src + (n - N - i) * SIZE)));
+        store(dst + (n - N - i) * SIZE, reverseVector(load<V>(src + i * SIZE)));
     };
-    for (std::ptrdiff_t i = 0; i < n - N; i += N) vector(i);
-    vector(n - N);
+    for (std::ptrdiff_t i = 0; i < n - N; i += N) vector(forward ? i : n - N - i);
+    vector(forward ? n - N : 0);
 }
 
 Vector<std::uint8_t> reversed(Vector<std::uint8_t> v) {
@@ -93,11 +95,12 @@ Vector<std::uint32_t> reversed(Vector<std::uint32_t> v) {
 template <class T>
 void reverseRows(const void *src, std::ptrdiff_t srcStride, void *dst, std::ptrdiff_t dstStride,
                  std::ptrdiff_t columns, std::ptrdiff_t rows) {
-    forEachRow(src, srcStride, dst, dstStride, rows, [columns](const char *s, char *d) {
-        reverseRow<T>(
-            s, d, columns, [](Vector<T> v) { return reversed(v); },
-            [](T sample) { return sample; });
-    });
+    forEachRow(src, srcStride, dst, dstStride, rows,
+               [columns, forward = srcStride >= 0](const char *s, char *d) {
+                   reverseRow<T>(
+                       s, d, columns, forward, [](Vector<T> v) { return reversed(v); },
+                       [](T sample) { return sample; });
+               });
 }
 
 // The bits of every byte in reverse order.
@@ -112,27 +115,31 @@ Bytes reversedBits(Bytes b) {
 template <>
 Vector<std::uint8_t> reversedBits(Vector<std::uint8_t> b) {
     using Chars = Vector<char>;
-    constexpr Chars HALVES = {0,    -0x80, 0x40, -0x40, 0x20, -0x60, 0x60, -0x20,
-                              0x10, -0x70, 0x50, -0x30, 0x30, -0x50, 0x70, -0x10,
-                              0,    -0x80, 0x40, -0x40, 0x20, -0x60, 0x60, -0x20,
-                              0x10, -0x70, 0x50, -0x30, 0x30, -0x50, 0x70, -0x10};
     using Bytes = Vector<std::uint8_t>;
-    auto lookUp = [&](Bytes half) {
+    constexpr Chars LOW = {0,    -0x80, 0x40, -0x40, 0x20, -0x60, 0x60, -0x20,
+                           0x10, -0x70, 0x50, -0x30, 0x30, -0x50, 0x70, -0x10,
+                           0,    -0x80, 0x40, -0x40, 0x20, -0x60, 0x60, -0x20,
+                           0x10, -0x70, 0x50, -0x30, 0x30, -0x50, 0x70, -0x10};
+    constexpr Chars HIGH = {0, 8, 4, 12, 2, 10, 6, 14, 1, 9, 5, 13, 3, 11, 7, 15,
+                            0, 8, 4, 12, 2, 10, 6, 14, 1, 9, 5, 13, 3, 11, 7, 15};
+    auto lookUp = [](Chars table, Bytes half) {
         return reinterpret_cast<Bytes>(
-            __builtin_ia32_pshufb256(HALVES, reinterpret_cast<Chars>(half)));
+            __builtin_ia32_pshufb256(table, reinterpret_cast<Chars>(half)));
     };
-    return lookUp(b & 0x0F) | lookUp(b >> 4 & 0x0F) >> 4;
+    return lookUp(LOW, b & 0x0F) | lookUp(HIGH, b >> 4 & 0x0F);
 }
 #endif
 
 void reverseBits(const void *src, std::ptrdiff_t srcStride, void *dst, std::ptrdiff_t dstStride,
                  std::ptrdiff_t columns, std::ptrdiff_t rows) {
     using Byte = std::uint8_t;
-    forEachRow(src, srcStride, dst, dstStride, rows, [columns](const char *s, char *d) {
-        reverseRow<Byte>(
-            s, d, columns, [](Vector<Byte> v) { return reversedBits(reversed(v)); },
-            [](Byte b) { return static_cast<Byte>(reversedBits(unsigned{b})); });
-    });
+    forEachRow(src, srcStride, dst, dstStride, rows,
+               [columns, forward = srcStride >= 0](const char *s, char *d) {
+                   reverseRow<Byte>(
+                       s, d, columns, forward,
+                       [](Vector<Byte> v) { return reversedBits(reversed(v)); },
+                       [](Byte b) { return static_cast<Byte>(reversedBits(unsigned{b})); });
+               });
 }
 
 // Short rows are not worth a call each.
