@@ -244,15 +244,14 @@ void transposeRows(const void *src, std::ptrdiff_t srcStride, void *dst, std::pt
         }
         return;
     }
-    auto least = [](std::ptrdiff_t a, std::ptrdiff_t b) { return a < b ? a : b; };
     for (std::ptrdiff_t left = 0; left < columns; left += TILE) {
-        const std::ptrdiff_t right = least(left + TILE, columns);
+        const std::ptrdiff_t right = smaller(left + TILE, columns);
         for (std::ptrdiff_t top = 0; top < rows; top += TILE) {
-            const std::ptrdiff_t bottom = least(top + TILE, rows);
-            for (std::ptrdiff_t row = top; row < bottom; row += N) {
-                const std::ptrdiff_t r = least(row, rows - N);
-                for (std::ptrdiff_t column = left; column < right; column += N) {
-                    const std::ptrdiff_t c = least(column, columns - N);
+            const std::ptrdiff_t bottom = smaller(top + TILE, rows);
+            for (std::ptrdiff_t column = left; column < right; column += N) {
+                const std::ptrdiff_t c = smaller(column, columns - N);
+                for (std::ptrdiff_t row = top; row < bottom; row += N) {
+                    const std::ptrdiff_t r = smaller(row, rows - N);
                     transposeSquare<T>(from + r * srcStride + c * SIZE, srcStride,
                                        to + c * dstStride + r * SIZE, dstStride);
                 }
