@@ -88,11 +88,6 @@ inline const ArithKernels &currentArithKernels() {
     return ZYLQX_KERNELS(arithKernels);
 }
 
-// Index into gather, scatter and fill.
-constexpr int sizeIndex(std::ptrdiff_t bytes) {
-    return bytes == 1 ? 0 : bytes == 2 ? 1 : 2;
-}
-
 } // namespace zylqx
 
 #endif

@@ -1,69 +1,65 @@
 #include "convert/kernels.h"
-#include "convert/pack.h"
+#include "core/pack.h"
 
 namespace zylqx::ZYLQX_LEVEL {
 
 namespace {
 
-using U8 = std::uint8_t;
-using U16 = std::uint16_t;
-using U32 = std::uint32_t;
-
 // Bit positions of the bytes of a working pixel.
 constexpr int BLUE = 0, GREEN = 8, RED = 16, ALPHA = 24;
 
-inline U32 byteAt(U32 pixel, int at) {
+inline u32 byteAt(u32 pixel, int at) {
     return (pixel >> at) & 255u;
 }
 
 // ---- reading a bitmap -----------------------------------------------------------
 
-void read1(const U8 *row, std::ptrdiff_t x, const U32 *table, U32 *pixels, std::ptrdiff_t n) {
+void read1(const u8 *row, std::ptrdiff_t x, const u32 *table, u32 *pixels, std::ptrdiff_t n) {
     for (std::ptrdiff_t i = 0; i < n; ++i) pixels[i] = table[bitAt(row, x + i)];
 }
 
-void read4(const U8 *row, std::ptrdiff_t x, const U32 *table, U32 *pixels, std::ptrdiff_t n) {
+void read4(const u8 *row, std::ptrdiff_t x, const u32 *table, u32 *pixels, std::ptrdiff_t n) {
     for (std::ptrdiff_t i = 0; i < n; ++i) {
         const unsigned byte = row[(x + i) >> 1];
         pixels[i] = table[((x + i) & 1) == 0 ? byte >> 4 : byte & 15u];
     }
 }
 
-void read8(const U8 *row, std::ptrdiff_t x, const U32 *table, U32 *pixels, std::ptrdiff_t n) {
+void read8(const u8 *row, std::ptrdiff_t x, const u32 *table, u32 *pixels, std::ptrdiff_t n) {
     for (std::ptrdiff_t i = 0; i < n; ++i) pixels[i] = table[row[x + i]];
 }
 
 // A field scaled to 8 bits; its low bits are 0 where it has fewer.
-inline U32 fieldTo8(U32 word, const BitField &field) {
-    const U32 value = (word & field.mask) >> field.shift;
+inline u32 fieldTo8(u32 word, const BitField &field) {
+    const u32 value = (word & field.mask) >> field.shift;
     return (field.width < 8 ? value << (8 - field.width) : value >> (field.width - 8)) & 255u;
 }
 
-void read16(const U8 *row, std::ptrdiff_t x, const BitField *fields, U32 *pixels,
+void read16(const u8 *row, std::ptrdiff_t x, const BitField *fields, u32 *pixels,
             std::ptrdiff_t n) {
     const BitField blue = fields[0], green = fields[1], red = fields[2];
-    const U8 *s = row + 2 * x;
+    const u8 *s = row + 2 * x;
     for (std::ptrdiff_t i = 0; i < n; ++i) {
-        const U32 word = s[2 * i] | U32{s[2 * i + 1]} << 8;
+        const u32 word = s[2 * i] | u32{s[2 * i + 1]} << 8;
         pixels[i] = fieldTo8(word, blue) << BLUE | fieldTo8(word, green) << GREEN |
                     fieldTo8(word, red) << RED;
     }
 }
 
-void read24(const U8 *row, std::ptrdiff_t x, const BitField *, U32 *pixels, std::ptrdiff_t n) {
-    const U8 *s = row + 3 * x;
+void read24(const u8 *row, std::ptrdiff_t x, const BitField *, u32 *pixels, std::ptrdiff_t n) {
+    const u8 *s = row + 3 * x;
     for (std::ptrdiff_t i = 0; i < n; ++i) {
-        pixels[i] = U32{s[3 * i]} << BLUE | U32{s[3 * i + 1]} << GREEN | U32{s[3 * i + 2]} << RED;
+        pixels[i] = u32{s[3 * i]} << BLUE | u32{s[3 * i + 1]} << GREEN | u32{s[3 * i + 2]} << RED;
     }
 }
 
-void read32(const U8 *row, std::ptrdiff_t x, const BitField *fields, U32 *pixels,
+void read32(const u8 *row, std::ptrdiff_t x, const BitField *fields, u32 *pixels,
             std::ptrdiff_t n) {
     const BitField blue = fields[0], green = fields[1], red = fields[2], alpha = fields[3];
-    const U8 *s = row + 4 * x;
+    const u8 *s = row + 4 * x;
     for (std::ptrdiff_t i = 0; i < n; ++i) {
-        const U32 word =
-            s[4 * i] | U32{s[4 * i + 1]} << 8 | U32{s[4 * i + 2]} << 16 | U32{s[4 * i + 3]} << 24;
+        const u32 word =
+            s[4 * i] | u32{s[4 * i + 1]} << 8 | u32{s[4 * i + 2]} << 16 | u32{s[4 * i + 3]} << 24;
         pixels[i] = fieldTo8(word, blue) << BLUE | fieldTo8(word, green) << GREEN |
                     fieldTo8(word, red) << RED | fieldTo8(word, alpha) << ALPHA;
     }
@@ -71,66 +67,66 @@ void read32(const U8 *row, std::ptrdiff_t x, const BitField *fields, U32 *pixels
 
 // ---- writing a bitmap -----------------------------------------------------------
 
-inline U32 fieldFrom8(U32 value, const BitField &field) {
-    const U32 scaled = field.width < 8 ? value >> (8 - field.width) : value << (field.width - 8);
+inline u32 fieldFrom8(u32 value, const BitField &field) {
+    const u32 scaled = field.width < 8 ? value >> (8 - field.width) : value << (field.width - 8);
     return (scaled << field.shift) & field.mask;
 }
 
-void write16(U8 *row, std::ptrdiff_t x, const BitField *fields, const U32 *pixels,
+void write16(u8 *row, std::ptrdiff_t x, const BitField *fields, const u32 *pixels,
              std::ptrdiff_t n) {
     const BitField blue = fields[0], green = fields[1], red = fields[2];
-    U8 *d = row + 2 * x;
+    u8 *d = row + 2 * x;
     for (std::ptrdiff_t i = 0; i < n; ++i) {
-        const U32 word = fieldFrom8(byteAt(pixels[i], BLUE), blue) |
+        const u32 word = fieldFrom8(byteAt(pixels[i], BLUE), blue) |
                          fieldFrom8(byteAt(pixels[i], GREEN), green) |
                          fieldFrom8(byteAt(pixels[i], RED), red);
-        d[2 * i] = U8(word);
-        d[2 * i + 1] = U8(word >> 8);
+        d[2 * i] = u8(word);
+        d[2 * i + 1] = u8(word >> 8);
     }
 }
 
-void write24(U8 *row, std::ptrdiff_t x, const BitField *, const U32 *pixels, std::ptrdiff_t n) {
-    U8 *d = row + 3 * x;
+void write24(u8 *row, std::ptrdiff_t x, const BitField *, const u32 *pixels, std::ptrdiff_t n) {
+    u8 *d = row + 3 * x;
     for (std::ptrdiff_t i = 0; i < n; ++i) {
-        d[3 * i] = U8(pixels[i] >> BLUE);
-        d[3 * i + 1] = U8(pixels[i] >> GREEN);
-        d[3 * i + 2] = U8(pixels[i] >> RED);
+        d[3 * i] = u8(pixels[i] >> BLUE);
+        d[3 * i + 1] = u8(pixels[i] >> GREEN);
+        d[3 * i + 2] = u8(pixels[i] >> RED);
     }
 }
 
 // Fields are taken to have 8 bits here.
-void write32(U8 *row, std::ptrdiff_t x, const BitField *fields, const U32 *pixels,
+void write32(u8 *row, std::ptrdiff_t x, const BitField *fields, const u32 *pixels,
              std::ptrdiff_t n) {
     const BitField blue = fields[0], green = fields[1], red = fields[2], alpha = fields[3];
-    U8 *d = row + 4 * x;
+    u8 *d = row + 4 * x;
     for (std::ptrdiff_t i = 0; i < n; ++i) {
-        const U32 pixel = pixels[i];
-        const U32 word = ((byteAt(pixel, BLUE) << blue.shift) & blue.mask) |
+        const u32 pixel = pixels[i];
+        const u32 word = ((byteAt(pixel, BLUE) << blue.shift) & blue.mask) |
                          ((byteAt(pixel, GREEN) << green.shift) & green.mask) |
                          ((byteAt(pixel, RED) << red.shift) & red.mask) |
                          ((byteAt(pixel, ALPHA) << alpha.shift) & alpha.mask);
-        for (int k = 0; k < 4; ++k) d[4 * i + k] = U8(word >> (8 * k));
+        for (int k = 0; k < 4; ++k) d[4 * i + k] = u8(word >> (8 * k));
     }
 }
 
 // ---- working pixels -------------------------------------------------------------
 
-void redFromColours(U32 *pixels, std::ptrdiff_t n) {
+void redFromColours(u32 *pixels, std::ptrdiff_t n) {
     for (std::ptrdiff_t i = 0; i < n; ++i) {
-        const U32 pixel = pixels[i];
-        const U32 gray =
+        const u32 pixel = pixels[i];
+        const u32 gray =
             (28 * byteAt(pixel, BLUE) + 151 * byteAt(pixel, GREEN) + 77 * byteAt(pixel, RED)) >> 8;
         pixels[i] = (pixel & 0xFF00FFFFu) | gray << RED;
     }
 }
 
-void coloursFromRed(U32 *pixels, std::ptrdiff_t n) {
+void coloursFromRed(u32 *pixels, std::ptrdiff_t n) {
     for (std::ptrdiff_t i = 0; i < n; ++i) pixels[i] = byteAt(pixels[i], RED) * 0x010101u;
 }
 
-void swapBlueAndRed(U32 *pixels, std::ptrdiff_t n) {
+void swapBlueAndRed(u32 *pixels, std::ptrdiff_t n) {
     for (std::ptrdiff_t i = 0; i < n; ++i) {
-        const U32 pixel = pixels[i];
+        const u32 pixel = pixels[i];
         pixels[i] = (pixel & 0xFF00FF00u) | byteAt(pixel, RED) << BLUE | byteAt(pixel, BLUE) << RED;
     }
 }
@@ -142,7 +138,7 @@ template <class T>
 constexpr int SHIFT = 8 * (static_cast<int>(sizeof(T)) - 1);
 
 template <class T>
-void putChannel(const U32 *pixels, int at, void *d, std::ptrdiff_t dStep, std::ptrdiff_t n) {
+void putChannel(const u32 *pixels, int at, void *d, std::ptrdiff_t dStep, std::ptrdiff_t n) {
     T *out = static_cast<T *>(d);
     for (std::ptrdiff_t i = 0; i < n; ++i) {
         out[i * dStep] = T(byteAt(pixels[i], at) << SHIFT<T>);
@@ -150,15 +146,15 @@ void putChannel(const U32 *pixels, int at, void *d, std::ptrdiff_t dStep, std::p
 }
 
 template <class T>
-void getChannel(const void *s, std::ptrdiff_t sStep, int at, U32 *pixels, std::ptrdiff_t n) {
+void getChannel(const void *s, std::ptrdiff_t sStep, int at, u32 *pixels, std::ptrdiff_t n) {
     const T *in = static_cast<const T *>(s);
     for (std::ptrdiff_t i = 0; i < n; ++i) {
-        pixels[i] |= U32(in[i * sStep] >> SHIFT<T>) << at;
+        pixels[i] |= u32(in[i * sStep] >> SHIFT<T>) << at;
     }
 }
 
-void putBits(const U32 *pixels, U8 *d, std::ptrdiff_t n) {
-    U8 flags[CHUNK];
+void putBits(const u32 *pixels, u8 *d, std::ptrdiff_t n) {
+    u8 flags[CHUNK];
     for (std::ptrdiff_t i = 0; i < n; i += CHUNK) {
         const std::ptrdiff_t count = chunkFrom(i, n);
         for (std::ptrdiff_t k = 0; k < count; ++k) flags[k] = byteAt(pixels[i + k], RED) > 127;
@@ -166,7 +162,7 @@ void putBits(const U32 *pixels, U8 *d, std::ptrdiff_t n) {
     }
 }
 
-void getBits(const U8 *s, U32 *pixels, std::ptrdiff_t n) {
+void getBits(const u8 *s, u32 *pixels, std::ptrdiff_t n) {
     for (std::ptrdiff_t i = 0; i < n; ++i) pixels[i] = bitAt(s, i) * 0xFFFFFFu;
 }
 
@@ -185,8 +181,8 @@ const BitmapKernels bitmapKernels = {
     redFromColours,
     coloursFromRed,
     swapBlueAndRed,
-    {putChannel<U8>, putChannel<U16>},
-    {getChannel<U8>, getChannel<U16>},
+    {putChannel<u8>, putChannel<u16>},
+    {getChannel<u8>, getChannel<u16>},
     putBits,
     getBits,
 };

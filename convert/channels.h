@@ -4,18 +4,14 @@
 #define ZYLQX_CONVERT_CHANNELS_H
 
 #include "convert/kernels.h"
-#include "convert/pack.h"
+#include "core/pack.h"
 
 namespace zylqx::ZYLQX_LEVEL {
 
 namespace {
 
-using U8 = std::uint8_t;
-using U16 = std::uint16_t;
-using S32 = std::int32_t;
-
 template <class T>
-constexpr S32 HIGHEST = sizeof(T) == 4   ? 0x7FFFFFFF
+constexpr s32 HIGHEST = sizeof(T) == 4   ? 0x7FFFFFFF
                         : sizeof(T) == 2 ? 0xFFFF
                                          : 0xFF;
 

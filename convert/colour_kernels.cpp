@@ -7,8 +7,8 @@ namespace {
 // ---- hue ------------------------------------------------------------------------
 
 // A choice without a branch: compilers vectorise long chains of these only.
-inline S32 select(bool condition, S32 a, S32 b) {
-    const S32 mask = -static_cast<S32>(condition);
+inline s32 select(bool condition, s32 a, s32 b) {
+    const s32 mask = -static_cast<s32>(condition);
     return (a & mask) | (b & ~mask);
 }
 
@@ -16,22 +16,22 @@ inline S32 select(bool condition, S32 a, S32 b) {
 template <class T>
 T sample(double v) {
     const double low = v < 0.0 ? 0.0 : v;
-    return T(static_cast<S32>(low > HIGHEST<T> ? HIGHEST<T> : low));
+    return T(static_cast<s32>(low > HIGHEST<T> ? HIGHEST<T> : low));
 }
 
 // The hue in degrees times `delta`, in whole numbers; 8-bit samples.
-inline S32 hueTimesDelta(S32 r, S32 g, S32 b, S32 high, S32 delta) {
-    const S32 fromRed = 60 * (g - b);
-    const S32 fromGreen = 60 * (b - r) + 120 * delta;
-    const S32 fromBlue = 60 * (r - g) + 240 * delta;
-    const S32 hue = r == high ? fromRed : g == high ? fromGreen : fromBlue;
+inline s32 hueTimesDelta(s32 r, s32 g, s32 b, s32 high, s32 delta) {
+    const s32 fromRed = 60 * (g - b);
+    const s32 fromGreen = 60 * (b - r) + 120 * delta;
+    const s32 fromBlue = 60 * (r - g) + 240 * delta;
+    const s32 hue = r == high ? fromRed : g == high ? fromGreen : fromBlue;
     return hue < 0 ? hue + 360 * delta : hue;
 }
 
 // Truncated quotients of small whole numbers: the nearest float never reaches
 // the next whole number, since all quotients keep a 510th away from it.
-inline S32 quotient(S32 a, S32 b) {
-    return static_cast<S32>(static_cast<float>(a) / static_cast<float>(b));
+inline s32 quotient(s32 a, s32 b) {
+    return static_cast<s32>(static_cast<float>(a) / static_cast<float>(b));
 }
 
 // The hue in degrees, for delta > 0.
@@ -47,15 +47,15 @@ inline double hueDegrees(double r, double g, double b, double high, double delta
 // loops have no branches, so that they are vectorised.
 
 struct RgbToHsv {
-    static void run(Chunk<U8> &chunk, std::ptrdiff_t n) {
+    static void run(Chunk<u8> &chunk, std::ptrdiff_t n) {
         for (std::ptrdiff_t i = 0; i < n; ++i) {
-            const S32 r = chunk.a[i], g = chunk.b[i], b = chunk.c[i];
-            const S32 high = larger(larger(r, g), b);
-            const S32 delta = high - smaller(smaller(r, g), b);
-            const S32 hue = quotient(hueTimesDelta(r, g, b, high, delta), larger(delta, 1));
-            chunk.a[i] = U8(hue >> 1);
-            chunk.b[i] = U8(quotient(255 * delta, larger(high, 1)));
-            chunk.c[i] = U8(high);
+            const s32 r = chunk.a[i], g = chunk.b[i], b = chunk.c[i];
+            const s32 high = larger(larger(r, g), b);
+            const s32 delta = high - smaller(smaller(r, g), b);
+            const s32 hue = quotient(hueTimesDelta(r, g, b, high, delta), larger(delta, 1));
+            chunk.a[i] = u8(hue >> 1);
+            chunk.b[i] = u8(quotient(255 * delta, larger(high, 1)));
+            chunk.c[i] = u8(high);
         }
     }
 
@@ -68,7 +68,7 @@ struct RgbToHsv {
             const double hue = hueDegrees(r, g, b, high, delta == 0.0 ? 1.0 : delta);
             const double ratio = HIGHEST<T> * delta / (high == 0.0 ? 1.0 : high);
             const T saturation = sample<T>(high == 0.0 ? 0.0 : ratio);
-            chunk.a[i] = T(saturation == 0 ? 0 : static_cast<S32>(hue));
+            chunk.a[i] = T(saturation == 0 ? 0 : static_cast<s32>(hue));
             chunk.b[i] = saturation;
             chunk.c[i] = T(high);
         }
@@ -77,25 +77,25 @@ struct RgbToHsv {
 
 struct HsvToRgb {
     // One value of a column of the table of sectors.
-    static S32 pick(S32 sector, S32 s0, S32 s1, S32 s2, S32 s3, S32 s4, S32 s5) {
-        const S32 low = select(sector <= 0, s0, select(sector == 1, s1, s2));
-        const S32 high = select(sector == 3, s3, select(sector == 4, s4, s5));
+    static s32 pick(s32 sector, s32 s0, s32 s1, s32 s2, s32 s3, s32 s4, s32 s5) {
+        const s32 low = select(sector <= 0, s0, select(sector == 1, s1, s2));
+        const s32 high = select(sector == 3, s3, select(sector == 4, s4, s5));
         return select(sector < 3, low, high);
     }
 
     // Division by 60 is * 34 >> 11 here and division by 255 is >> 8.
-    static void run(Chunk<U8> &chunk, std::ptrdiff_t n) {
+    static void run(Chunk<u8> &chunk, std::ptrdiff_t n) {
         for (std::ptrdiff_t i = 0; i < n; ++i) {
-            const S32 hue = chunk.a[i], v = chunk.c[i];
-            const S32 sector = (hue * 2185) >> 16; // hue / 30
-            const S32 f = 2 * hue - 60 * sector;
-            const S32 k = (v * chunk.b[i]) >> 8;
-            const S32 p = v - k;
-            const S32 q = v - ((k * f * 34) >> 11);
-            const S32 t = v - ((k * (60 - f) * 34) >> 11);
-            chunk.a[i] = U8(pick(sector, v, q, p, p, t, v));
-            chunk.b[i] = U8(pick(sector, t, v, v, q, p, p));
-            chunk.c[i] = U8(pick(sector, p, p, t, v, v, q));
+            const s32 hue = chunk.a[i], v = chunk.c[i];
+            const s32 sector = (hue * 2185) >> 16; // hue / 30
+            const s32 f = 2 * hue - 60 * sector;
+            const s32 k = (v * chunk.b[i]) >> 8;
+            const s32 p = v - k;
+            const s32 q = v - ((k * f * 34) >> 11);
+            const s32 t = v - ((k * (60 - f) * 34) >> 11);
+            chunk.a[i] = u8(pick(sector, v, q, p, p, t, v));
+            chunk.b[i] = u8(pick(sector, t, v, v, q, p, p));
+            chunk.c[i] = u8(pick(sector, p, p, t, v, v, q));
         }
     }
 
@@ -105,13 +105,13 @@ struct HsvToRgb {
         for (std::ptrdiff_t i = 0; i < n; ++i) {
             const double degrees = chunk.a[i], s = chunk.b[i], v = chunk.c[i];
             const double h = (degrees == 360.0 ? 0.0 : degrees) * (1.0 / 60.0);
-            const S32 sector = static_cast<S32>(h);
+            const s32 sector = static_cast<s32>(h);
             const double f = h - sector;
             const bool gray = chunk.b[i] == 0;
-            const S32 value = chunk.c[i];
-            const S32 p = select(gray, value, sample<T>(v * (MAX - s) / MAX));
-            const S32 q = select(gray, value, sample<T>(v * (MAX - s * f) / MAX));
-            const S32 t = select(gray, value, sample<T>(v * (MAX - s * (1.0 - f)) / MAX));
+            const s32 value = chunk.c[i];
+            const s32 p = select(gray, value, sample<T>(v * (MAX - s) / MAX));
+            const s32 q = select(gray, value, sample<T>(v * (MAX - s * f) / MAX));
+            const s32 t = select(gray, value, sample<T>(v * (MAX - s * (1.0 - f)) / MAX));
             chunk.a[i] = T(pick(sector, value, q, p, p, t, value));
             chunk.b[i] = T(pick(sector, t, value, value, q, p, p));
             chunk.c[i] = T(pick(sector, p, p, t, value, value, q));
@@ -120,18 +120,18 @@ struct HsvToRgb {
 };
 
 struct RgbToHls {
-    static void run(Chunk<U8> &chunk, std::ptrdiff_t n) {
+    static void run(Chunk<u8> &chunk, std::ptrdiff_t n) {
         for (std::ptrdiff_t i = 0; i < n; ++i) {
-            const S32 r = chunk.a[i], g = chunk.b[i], b = chunk.c[i];
-            const S32 high = larger(larger(r, g), b);
-            const S32 low = smaller(smaller(r, g), b);
-            const S32 delta = high - low;
-            const S32 sum = high + low;
-            const S32 span = sum <= 255 ? sum : 510 - sum;
-            const S32 hue = quotient(hueTimesDelta(r, g, b, high, delta), larger(delta, 1));
-            chunk.a[i] = U8(hue >> 1);
-            chunk.b[i] = U8(sum >> 1);
-            chunk.c[i] = U8(quotient(255 * delta, larger(span, 1)));
+            const s32 r = chunk.a[i], g = chunk.b[i], b = chunk.c[i];
+            const s32 high = larger(larger(r, g), b);
+            const s32 low = smaller(smaller(r, g), b);
+            const s32 delta = high - low;
+            const s32 sum = high + low;
+            const s32 span = sum <= 255 ? sum : 510 - sum;
+            const s32 hue = quotient(hueTimesDelta(r, g, b, high, delta), larger(delta, 1));
+            chunk.a[i] = u8(hue >> 1);
+            chunk.b[i] = u8(sum >> 1);
+            chunk.c[i] = u8(quotient(255 * delta, larger(span, 1)));
         }
     }
 
@@ -147,8 +147,8 @@ struct RgbToHls {
             const double span = sum <= MAX ? sum : 2.0 * MAX - sum;
             const double hue = hueDegrees(r, g, b, high, delta == 0.0 ? 1.0 : delta);
             const double ratio = MAX * delta / (span == 0.0 ? 1.0 : span);
-            chunk.a[i] = T(delta == 0.0 ? 0 : static_cast<S32>(hue));
-            chunk.b[i] = T(static_cast<S32>(sum * 0.5));
+            chunk.a[i] = T(delta == 0.0 ? 0 : static_cast<s32>(hue));
+            chunk.b[i] = T(static_cast<s32>(sum * 0.5));
             chunk.c[i] = sample<T>(delta == 0.0 ? 0.0 : ratio);
         }
     }
@@ -157,22 +157,22 @@ struct RgbToHls {
 struct HlsToRgb {
     // The value of one colour, for its hue in 0 to 360. Division by 60 and 255
     // is * 274 >> 13, * 258 >> 16.
-    static S32 value(S32 h, S32 m1, S32 m2, S32 spread) {
-        const S32 rising = m1 + ((spread * 274 * h) >> 13);
-        const S32 falling = m1 + ((spread * 274 * (240 - h)) >> 13);
+    static s32 value(s32 h, s32 m1, s32 m2, s32 spread) {
+        const s32 rising = m1 + ((spread * 274 * h) >> 13);
+        const s32 falling = m1 + ((spread * 274 * (240 - h)) >> 13);
         return select(h < 60, rising, select(h < 180, m2, select(h >= 240, m1, falling)));
     }
 
-    static void run(Chunk<U8> &chunk, std::ptrdiff_t n) {
+    static void run(Chunk<u8> &chunk, std::ptrdiff_t n) {
         for (std::ptrdiff_t i = 0; i < n; ++i) {
-            const S32 hue = 2 * chunk.a[i], l = chunk.b[i], s = chunk.c[i];
-            const S32 k = (s * l * 258) >> 16;
-            const S32 m2 = select(l < 128, l + k, l + s - k);
-            const S32 m1 = 2 * l - m2;
-            const S32 spread = m2 - l;
-            chunk.a[i] = U8(value(select(hue >= 241, hue - 240, hue + 120), m1, m2, spread));
-            chunk.b[i] = U8(value(hue, m1, m2, spread));
-            chunk.c[i] = U8(value(select(hue < 120, hue + 240, hue - 120), m1, m2, spread));
+            const s32 hue = 2 * chunk.a[i], l = chunk.b[i], s = chunk.c[i];
+            const s32 k = (s * l * 258) >> 16;
+            const s32 m2 = select(l < 128, l + k, l + s - k);
+            const s32 m1 = 2 * l - m2;
+            const s32 spread = m2 - l;
+            chunk.a[i] = u8(value(select(hue >= 241, hue - 240, hue + 120), m1, m2, spread));
+            chunk.b[i] = u8(value(hue, m1, m2, spread));
+            chunk.c[i] = u8(value(select(hue < 120, hue + 240, hue - 120), m1, m2, spread));
         }
     }
 
@@ -215,10 +215,10 @@ void modelRow(const ColourSource &s, const ColourRow &d, std::ptrdiff_t n) {
 // Limited to 0 and MAX, `offset` added, and limited again: all at once after the
 // addition.
 struct Limits {
-    S32 low, high;
-    Limits(S32 offset, S32 max)
+    s32 low, high;
+    Limits(s32 offset, s32 max)
         : low(offset > 0 ? offset : 0), high(offset < 0 ? max + offset : max) {}
-    S32 of(S32 v) const { return v < low ? low : v > high ? high : v; }
+    s32 of(s32 v) const { return v < low ? low : v > high ? high : v; }
 };
 
 // A sum may need more than 31 bits: then the low LOW_BITS bits of the factors are
@@ -226,24 +226,24 @@ struct Limits {
 template <int LOW_BITS>
 void twistWholeRow(const ColourSource &s, const Twist &twist, const ColourRow &d,
                    std::ptrdiff_t n) {
-    forEachChunk<U8>(s, d, n, [&twist](Chunk<U8> &chunk, std::ptrdiff_t count) {
-        S32 high[12], low[12];
+    forEachChunk<u8>(s, d, n, [&twist](Chunk<u8> &chunk, std::ptrdiff_t count) {
+        s32 high[12], low[12];
         for (int k = 0; k < 12; ++k) {
             high[k] = twist.data[k] >> LOW_BITS;
             low[k] = twist.data[k] & ((1 << LOW_BITS) - 1);
         }
         const int scale = twist.scale - LOW_BITS;
-        const S32 offset = twist.offset;
+        const s32 offset = twist.offset;
         const Limits limits(offset, 255);
         // A negative sum is limited, so that the shift need not go toward zero.
-        const auto channel = [&](int row, S32 a, S32 b, S32 c) {
-            const auto sum = [=](const S32 *m) { return m[0] * a + m[1] * b + m[2] * c + m[3]; };
-            S32 total = sum(high + row);
+        const auto channel = [&](int row, s32 a, s32 b, s32 c) {
+            const auto sum = [=](const s32 *m) { return m[0] * a + m[1] * b + m[2] * c + m[3]; };
+            s32 total = sum(high + row);
             if constexpr (LOW_BITS > 0) total += sum(low + row) >> LOW_BITS;
-            return U8(limits.of((total >> scale) + offset));
+            return u8(limits.of((total >> scale) + offset));
         };
         for (std::ptrdiff_t i = 0; i < count; ++i) {
-            const S32 a = chunk.a[i], b = chunk.b[i], c = chunk.c[i];
+            const s32 a = chunk.a[i], b = chunk.b[i], c = chunk.c[i];
             chunk.a[i] = channel(0, a, b, c);
             chunk.b[i] = channel(4, a, b, c);
             chunk.c[i] = channel(8, a, b, c);
@@ -258,12 +258,12 @@ void twistDoubleRow(const ColourSource &s, const Twist &twist, const ColourRow &
         const Limits limits(twist.offset, HIGHEST<T>);
         double m[12];
         for (int k = 0; k < 12; ++k) m[k] = twist.matrix[k];
-        const S32 offset = twist.offset;
+        const s32 offset = twist.offset;
         for (std::ptrdiff_t i = 0; i < count; ++i) {
             const double a = chunk.a[i], b = chunk.b[i], c = chunk.c[i];
-            const S32 x = sample<T>(m[0] * a + m[1] * b + m[2] * c + m[3]);
-            const S32 y = sample<T>(m[4] * a + m[5] * b + m[6] * c + m[7]);
-            const S32 z = sample<T>(m[8] * a + m[9] * b + m[10] * c + m[11]);
+            const s32 x = sample<T>(m[0] * a + m[1] * b + m[2] * c + m[3]);
+            const s32 y = sample<T>(m[4] * a + m[5] * b + m[6] * c + m[7]);
+            const s32 z = sample<T>(m[8] * a + m[9] * b + m[10] * c + m[11]);
             chunk.a[i] = T(limits.of(x + offset));
             chunk.b[i] = T(limits.of(y + offset));
             chunk.c[i] = T(limits.of(z + offset));
@@ -280,27 +280,27 @@ void reduceRow(const void *s, std::ptrdiff_t sStep, void *d, std::ptrdiff_t dSte
     D *out = static_cast<D *>(d);
     if (sStep == 1 && dStep == 1) {
         ZYLQX_VECTOR_LOOP
-        for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = D(larger<S32>(in[i], 0) >> SHIFT);
+        for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = D(larger<s32>(in[i], 0) >> SHIFT);
         return;
     }
     for (std::ptrdiff_t i = 0; i < n; ++i) {
-        out[i * dStep] = D(larger<S32>(in[i * sStep], 0) >> SHIFT);
+        out[i * dStep] = D(larger<s32>(in[i * sStep], 0) >> SHIFT);
     }
 }
 
 void reduceToBitsRow(const void *s, std::ptrdiff_t sStep, void *d, std::ptrdiff_t,
                      std::ptrdiff_t n) {
-    const U8 *in = static_cast<const U8 *>(s);
-    U8 flags[CHUNK];
+    const u8 *in = static_cast<const u8 *>(s);
+    u8 flags[CHUNK];
     for (std::ptrdiff_t i = 0; i < n; i += CHUNK) {
         const std::ptrdiff_t count = chunkFrom(i, n);
         for (std::ptrdiff_t k = 0; k < count; ++k) flags[k] = in[(i + k) * sStep] >> 7;
-        packBits(flags, static_cast<U8 *>(d) + i / 8, count);
+        packBits(flags, static_cast<u8 *>(d) + i / 8, count);
     }
 }
 
 #define ZYLQX_MODEL(Operation)                                                                     \
-    { modelRow<Operation, U8>, modelRow<Operation, U16>, modelRow<Operation, S32> }
+    { modelRow<Operation, u8>, modelRow<Operation, u16>, modelRow<Operation, s32> }
 
 } // namespace
 
@@ -308,13 +308,13 @@ const ColourKernels colourKernels = {
     {ZYLQX_MODEL(RgbToHsv), ZYLQX_MODEL(HsvToRgb), ZYLQX_MODEL(RgbToHls), ZYLQX_MODEL(HlsToRgb)},
     twistWholeRow<0>,
     twistWholeRow<TWIST_LOW_BITS>,
-    {twistDoubleRow<U8>, twistDoubleRow<U16>},
+    {twistDoubleRow<u8>, twistDoubleRow<u16>},
 };
 
 const ReduceKernels reduceKernels = {
-    reduceRow<S32, U16, 15>,
-    reduceRow<S32, U8, 23>,
-    reduceRow<U16, U8, 8>,
+    reduceRow<s32, u16, 15>,
+    reduceRow<s32, u8, 23>,
+    reduceRow<u16, u8, 8>,
     reduceToBitsRow,
 };
 

@@ -1,15 +1,9 @@
 #include "convert/kernels.h"
-#include "convert/pack.h"
+#include "core/pack.h"
 
 namespace zylqx::ZYLQX_LEVEL {
 
 namespace {
-
-using U8 = std::uint8_t;
-using S8 = std::int8_t;
-using U16 = std::uint16_t;
-using S16 = std::int16_t;
-using S32 = std::int32_t;
 
 template <class T>
 constexpr bool SIGNED = T(-1) < T(0);
@@ -21,14 +15,14 @@ constexpr std::int32_t HALF = std::int32_t{1} << (BITS<T> - 1);
 
 // A signed sample cut to D's bits, still signed.
 template <class S, class D, bool SCALE>
-S32 narrowed(S v) {
+s32 narrowed(S v) {
     if constexpr (SCALE) {
         // Toward zero, in the sample's own width.
         constexpr int SHIFT = BITS<S> - BITS<D>;
-        const S remainder = S(S(v >> (BITS<S> - 1)) & ((S32{1} << SHIFT) - 1));
+        const S remainder = S(S(v >> (BITS<S> - 1)) & ((s32{1} << SHIFT) - 1));
         return S(v + remainder) >> SHIFT;
     } else {
-        constexpr S32 LOW = HALF<D> - 1;
+        constexpr s32 LOW = HALF<D> - 1;
         return v >= 0 ? v & LOW : v | ~LOW;
     }
 }
@@ -64,14 +58,14 @@ void convertRow(const void *s, std::ptrdiff_t sStep, void *d, std::ptrdiff_t dSt
 #if defined(__AVX2__)
 // Bytes go straight to and from bits, as many as come in 32: in memory's speed.
 template <class S>
-std::ptrdiff_t bytesToBits(const S *in, U8 *d, std::ptrdiff_t n) {
+std::ptrdiff_t bytesToBits(const S *in, u8 *d, std::ptrdiff_t n) {
     std::ptrdiff_t i = 0;
     for (; i + 32 <= n; i += 32) packTops(Flags(load<Vector<S, 32>>(in + i) > 0), d + i / 8);
     return i;
 }
 
 template <class D>
-std::ptrdiff_t bitsToBytes(const U8 *s, D low, D high, D *out, std::ptrdiff_t n) {
+std::ptrdiff_t bitsToBytes(const u8 *s, D low, D high, D *out, std::ptrdiff_t n) {
     const Flags lows = Flags{} + char(low), highs = Flags{} + char(high);
     std::ptrdiff_t i = 0;
     for (; i + 32 <= n; i += 32) store(out + i, unpacked(s + i / 8) != 0 ? highs : lows);
@@ -80,9 +74,9 @@ std::ptrdiff_t bitsToBytes(const U8 *s, D low, D high, D *out, std::ptrdiff_t n)
 #endif
 
 template <class S>
-void toBitsRow(const void *s, std::ptrdiff_t sStep, U8 *d, std::ptrdiff_t n) {
+void toBitsRow(const void *s, std::ptrdiff_t sStep, u8 *d, std::ptrdiff_t n) {
     const S *in = static_cast<const S *>(s);
-    U8 flags[CHUNK];
+    u8 flags[CHUNK];
     std::ptrdiff_t i = 0;
 #if defined(__AVX2__)
     if constexpr (sizeof(S) == 1) i = sStep == 1 ? bytesToBits(in, d, n) : 0;
@@ -100,10 +94,10 @@ void toBitsRow(const void *s, std::ptrdiff_t sStep, U8 *d, std::ptrdiff_t n) {
 }
 
 template <class D>
-void fromBitsRow(const U8 *s, S32 zero, S32 one, void *d, std::ptrdiff_t dStep, std::ptrdiff_t n) {
+void fromBitsRow(const u8 *s, s32 zero, s32 one, void *d, std::ptrdiff_t dStep, std::ptrdiff_t n) {
     D *out = static_cast<D *>(d);
     const D low = D(zero), high = D(one);
-    U8 flags[CHUNK];
+    u8 flags[CHUNK];
     std::ptrdiff_t i = 0;
 #if defined(__AVX2__)
     if constexpr (sizeof(D) == 1) i = dStep == 1 ? bitsToBytes(s, low, high, out, n) : 0;
@@ -125,17 +119,17 @@ void fromBitsRow(const U8 *s, S32 zero, S32 one, void *d, std::ptrdiff_t dStep, 
     { convertRow<S, D, false>, convertRow<S, D, true> }
 #define ZYLQX_CONVERT_FROM(S)                                                                      \
     {                                                                                              \
-        ZYLQX_CONVERT_PAIR(S, U8), ZYLQX_CONVERT_PAIR(S, S8), ZYLQX_CONVERT_PAIR(S, U16),          \
-            ZYLQX_CONVERT_PAIR(S, S16), ZYLQX_CONVERT_PAIR(S, S32)                                 \
+        ZYLQX_CONVERT_PAIR(S, u8), ZYLQX_CONVERT_PAIR(S, s8), ZYLQX_CONVERT_PAIR(S, u16),          \
+            ZYLQX_CONVERT_PAIR(S, s16), ZYLQX_CONVERT_PAIR(S, s32)                                 \
     }
 
 } // namespace
 
 const DepthKernels depthKernels = {
-    {ZYLQX_CONVERT_FROM(U8), ZYLQX_CONVERT_FROM(S8), ZYLQX_CONVERT_FROM(U16),
-     ZYLQX_CONVERT_FROM(S16), ZYLQX_CONVERT_FROM(S32)},
-    {toBitsRow<U8>, toBitsRow<S8>, toBitsRow<U16>, toBitsRow<S16>, toBitsRow<S32>},
-    {fromBitsRow<U8>, fromBitsRow<S8>, fromBitsRow<U16>, fromBitsRow<S16>, fromBitsRow<S32>},
+    {ZYLQX_CONVERT_FROM(u8), ZYLQX_CONVERT_FROM(s8), ZYLQX_CONVERT_FROM(u16),
+     ZYLQX_CONVERT_FROM(s16), ZYLQX_CONVERT_FROM(s32)},
+    {toBitsRow<u8>, toBitsRow<s8>, toBitsRow<u16>, toBitsRow<s16>, toBitsRow<s32>},
+    {fromBitsRow<u8>, fromBitsRow<s8>, fromBitsRow<u16>, fromBitsRow<s16>, fromBitsRow<s32>},
 };
 
 } // namespace zylqx::ZYLQX_LEVEL

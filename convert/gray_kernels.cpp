@@ -12,57 +12,57 @@ namespace {
 // that sums stay within 31 bits.
 template <class S, class D>
 struct Gray {
-    static constexpr S32 RED = 54, GREEN = 183, BLUE = 18;
+    static constexpr s32 RED = 54, GREEN = 183, BLUE = 18;
     static constexpr int SHIFT = sizeof(D) == 1 ? 8 : 0;
-    using Sum = U16;
+    using Sum = u16;
     static Sum weighted(S v, Sum weight) { return Sum(v * weight); }
     static D of(Sum sum) { return D(sum >> SHIFT); }
 };
 template <class D>
-struct Gray<U16, D> {
-    static constexpr S32 RED = 54, GREEN = 183, BLUE = 18;
+struct Gray<u16, D> {
+    static constexpr s32 RED = 54, GREEN = 183, BLUE = 18;
     using Sum = std::uint32_t;
-    static Sum weighted(U16 v, Sum weight) { return v * weight; }
+    static Sum weighted(u16 v, Sum weight) { return v * weight; }
     static D of(Sum sum) { return D(sum >> (sizeof(D) == 1 ? 16 : 8)); }
 };
 template <class D>
-struct Gray<S32, D> {
-    static constexpr S32 RED = 109, GREEN = 366, BLUE = 37;
-    using Sum = S32;
-    static Sum weighted(S32 v, Sum weight) { return (v >> 11) * weight; }
+struct Gray<s32, D> {
+    static constexpr s32 RED = 109, GREEN = 366, BLUE = 37;
+    using Sum = s32;
+    static Sum weighted(s32 v, Sum weight) { return (v >> 11) * weight; }
     static D of(Sum sum) { return D(sum < 0 ? 0 : sum >> (sizeof(D) == 1 ? 21 : 13)); }
 };
 
 // Flags of a 1-bit destination.
 struct Flag {
-    U8 value;
+    u8 value;
 };
 template <>
-struct Gray<U8, Flag> : Gray<U8, U8> {
+struct Gray<u8, Flag> : Gray<u8, u8> {
     static constexpr int SHIFT = 15; // set from 128 * 256 on
-    static Flag of(Sum sum) { return {U8(sum >> SHIFT)}; }
+    static Flag of(Sum sum) { return {u8(sum >> SHIFT)}; }
 };
 template <>
-struct Gray<U16, Flag> : Gray<U16, U8> {
-    static Flag of(Sum sum) { return {U8((sum >> 8) > 32767)}; }
+struct Gray<u16, Flag> : Gray<u16, u8> {
+    static Flag of(Sum sum) { return {u8((sum >> 8) > 32767)}; }
 };
 template <>
-struct Gray<S32, Flag> : Gray<S32, U8> {
-    static Sum weighted(S32 v, Sum weight) { return (v >> 10) * weight; }
-    static Flag of(Sum sum) { return {U8(sum > (1 << 29) - 1)}; }
+struct Gray<s32, Flag> : Gray<s32, u8> {
+    static Sum weighted(s32 v, Sum weight) { return (v >> 10) * weight; }
+    static Flag of(Sum sum) { return {u8(sum > (1 << 29) - 1)}; }
 };
 
 #if defined(__AVX2__)
-using Bytes16 = Vector<U8, 16>;
-using Bytes32 = Vector<U8, 32>;
+using Bytes16 = Vector<u8, 16>;
+using Bytes32 = Vector<u8, 32>;
 using Chars32 = Vector<char, 32>;
-using Words16 = Vector<U16, 32>;
+using Words16 = Vector<u16, 32>;
 using Shorts16 = Vector<short, 32>;
-using Pixels8 = Vector<S32, 32>;
+using Pixels8 = Vector<s32, 32>;
 
 // Eight pixels, each in four bytes; of three channels 28 bytes are read.
 template <int STEP>
-Bytes32 loadPixels(const U8 *s) {
+Bytes32 loadPixels(const u8 *s) {
     if constexpr (STEP == 4) {
         return load<Bytes32>(s);
     } else {
@@ -77,42 +77,42 @@ Bytes32 loadPixels(const U8 *s) {
 // The instruction for sums of products wants signed samples, so 128 is taken from
 // each and 128 * 255 given back; all sums fit in 16 bits.
 template <int STEP, int SHIFT>
-Shorts16 graySums(const U8 *s, Chars32 weights) {
+Shorts16 graySums(const u8 *s, Chars32 weights) {
     const auto products = [weights](Bytes32 v) {
         return __builtin_ia32_pmaddubsw256(weights, Chars32(v ^ 0x80));
     };
     const auto sums = __builtin_ia32_phaddw256(products(loadPixels<STEP>(s)),
                                                products(loadPixels<STEP>(s + 8 * STEP)));
-    return Shorts16((Words16(sums) + U16(128 * 255)) >> SHIFT);
+    return Shorts16((Words16(sums) + u16(128 * 255)) >> SHIFT);
 }
 
 // The first pixels of a row, if it is not short; gives their number. Of three
 // channels the last two pixels are too near the end to be read with their vector.
 // The last vector of a row does some pixels again.
 template <int STEP, class D>
-std::ptrdiff_t grayVectors(const U8 *s, S32 first, S32 second, S32 third, D *d, std::ptrdiff_t n) {
+std::ptrdiff_t grayVectors(const u8 *s, s32 first, s32 second, s32 third, D *d, std::ptrdiff_t n) {
     const Chars32 weights = Chars32(Pixels8{} + (first | second << 8 | third << 16));
     const std::ptrdiff_t last = n - (STEP == 3 ? 34 : 32);
     if (last < 0) return 0;
     for (std::ptrdiff_t i = 0;; i = i + 32 < last ? i + 32 : last) {
-        const U8 *pixels = s + STEP * i;
+        const u8 *pixels = s + STEP * i;
         const auto gray = __builtin_ia32_packuswb256(
-            graySums<STEP, Gray<U8, D>::SHIFT>(pixels, weights),
-            graySums<STEP, Gray<U8, D>::SHIFT>(pixels + 16 * STEP, weights));
+            graySums<STEP, Gray<u8, D>::SHIFT>(pixels, weights),
+            graySums<STEP, Gray<u8, D>::SHIFT>(pixels + 16 * STEP, weights));
         store(d + i, __builtin_shufflevector(Pixels8(gray), Pixels8(gray), 0, 4, 1, 5, 2, 6, 3, 7));
         if (i == last) return last + 32;
     }
 }
 #else
 template <int STEP, class D>
-std::ptrdiff_t grayVectors(const U8 *, S32, S32, S32, D *, std::ptrdiff_t) {
+std::ptrdiff_t grayVectors(const u8 *, s32, s32, s32, D *, std::ptrdiff_t) {
     return 0;
 }
 #endif
 
 // Not inlined, or GCC 12 warns of writes past the flags of toGrayBitsRow().
 template <int STEP, class S, class D>
-__attribute__((noinline)) void graySteps(const S *__restrict s, S32 first, S32 second, S32 third,
+__attribute__((noinline)) void graySteps(const S *__restrict s, s32 first, s32 second, s32 third,
                                          D *__restrict d, std::ptrdiff_t n) {
     using G = Gray<S, D>;
     using Sum = typename G::Sum;
@@ -144,8 +144,8 @@ void grayRow(const ColourSource &s, std::ptrdiff_t at, D *d, std::ptrdiff_t n) {
     for (int k = 0; k < 3; ++k) c[k] = static_cast<const S *>(s.channel[k]) + at * s.step;
     const bool reversed = c[2] < c[0];
     const S *first = reversed ? c[2] : c[0];
-    const S32 w0 = reversed ? G::BLUE : G::RED;
-    const S32 w2 = reversed ? G::RED : G::BLUE;
+    const s32 w0 = reversed ? G::BLUE : G::RED;
+    const s32 w2 = reversed ? G::RED : G::BLUE;
     if (s.step == 3) return graySteps<3>(first, w0, G::GREEN, w2, d, n);
     if (s.step == 4) return graySteps<4>(first, w0, G::GREEN, w2, d, n);
     if (s.step == 1) return grayChannels(c[0], c[1], c[2], 1, d, n);
@@ -163,7 +163,7 @@ void toGrayBitsRow(const ColourSource &s, void *d, std::ptrdiff_t n) {
     for (std::ptrdiff_t i = 0; i < n; i += CHUNK) {
         const std::ptrdiff_t count = chunkFrom(i, n);
         grayRow<S>(s, i, flags, count);
-        packBits(&flags[0].value, static_cast<U8 *>(d) + i / 8, count);
+        packBits(&flags[0].value, static_cast<u8 *>(d) + i / 8, count);
     }
 }
 
@@ -190,21 +190,21 @@ void fromGrayRow(const void *s, const GrayWeights &weights, const ColourRow &d, 
 }
 
 // Truncated, and saturated to the range of a signed 32-bit sample.
-inline S32 saturated(double v) {
+inline s32 saturated(double v) {
     const double low = v < -2147483648.0 ? -2147483648.0 : v;
-    return static_cast<S32>(low > 2147483647.0 ? 2147483647.0 : low);
+    return static_cast<s32>(low > 2147483647.0 ? 2147483647.0 : low);
 }
 
 void fromGrayRow32(const void *s, const GrayWeights &weights, const ColourRow &d,
                    std::ptrdiff_t n) {
-    const S32 *in = static_cast<const S32 *>(s);
-    Chunk<S32> chunk;
-    S32 *out[3] = {chunk.a, chunk.b, chunk.c};
+    const s32 *in = static_cast<const s32 *>(s);
+    Chunk<s32> chunk;
+    s32 *out[3] = {chunk.a, chunk.b, chunk.c};
     for (std::ptrdiff_t i = 0; i < n; i += CHUNK) {
         const std::ptrdiff_t count = chunkFrom(i, n);
         for (int k = 0; k < 3; ++k) {
             const double fraction = weights.fraction[k];
-            S32 *channel = out[k];
+            s32 *channel = out[k];
             for (std::ptrdiff_t x = 0; x < count; ++x) channel[x] = saturated(in[i + x] * fraction);
         }
         join(chunk, d, i, count);
@@ -212,13 +212,13 @@ void fromGrayRow32(const void *s, const GrayWeights &weights, const ColourRow &d
 }
 
 #define ZYLQX_GRAY_FROM(S)                                                                         \
-    { toGrayBitsRow<S>, toGrayRow<S, U8>, toGrayRow<S, U16> }
+    { toGrayBitsRow<S>, toGrayRow<S, u8>, toGrayRow<S, u16> }
 
 } // namespace
 
 const GrayKernels grayKernels = {
-    {ZYLQX_GRAY_FROM(U8), ZYLQX_GRAY_FROM(U16), ZYLQX_GRAY_FROM(S32)},
-    {fromGrayRow<U8>, fromGrayRow<U16>, fromGrayRow32},
+    {ZYLQX_GRAY_FROM(u8), ZYLQX_GRAY_FROM(u16), ZYLQX_GRAY_FROM(s32)},
+    {fromGrayRow<u8>, fromGrayRow<u16>, fromGrayRow32},
 };
 
 } // namespace zylqx::ZYLQX_LEVEL

@@ -48,6 +48,11 @@ constexpr std::ptrdiff_t sampleBytes(std::uint32_t depth) {
     return depthBits(depth) / 8;
 }
 
+// Index of kernels that differ only by the bytes of a sample.
+constexpr int sizeIndex(std::ptrdiff_t bytes) {
+    return bytes == 1 ? 0 : bytes == 2 ? 1 : 2;
+}
+
 inline bool isTiled(const ZylImage &image) {
     return image.tileInfo != nullptr;
 }

@@ -19,6 +19,15 @@ namespace zylqx::ZYLQX_LEVEL {
 
 namespace {
 
+using s8 = std::int8_t;
+using u8 = std::uint8_t;
+using s16 = std::int16_t;
+using u16 = std::uint16_t;
+using s32 = std::int32_t;
+using u32 = std::uint32_t;
+using s64 = std::int64_t;
+using u64 = std::uint64_t;
+
 // Of numbers or of vectors, lane by lane. Not all levels have a vector minimum and
 // maximum of every type; the compiler finds those that there are.
 template <class T>

@@ -1,4 +1,5 @@
-// What the kernels of this folder share: sample types and the order of lanes.
+// What the kernels of this folder share: the order of lanes, and rows of narrow
+// results.
 #ifndef ZYLQX_FILTER_VECTORS_H
 #define ZYLQX_FILTER_VECTORS_H
 
@@ -7,15 +8,6 @@
 namespace zylqx::ZYLQX_LEVEL {
 
 namespace {
-
-using s8 = std::int8_t;
-using u8 = std::uint8_t;
-using s16 = std::int16_t;
-using u16 = std::uint16_t;
-using s32 = std::int32_t;
-using u32 = std::uint32_t;
-using s64 = std::int64_t;
-using u64 = std::uint64_t;
 
 template <class T>
 T clamp(T value, T low, T high) {

@@ -139,11 +139,6 @@ ZYLQX_DECLARE_KERNELS(MoveKernels, moveKernels)
 ZYLQX_DECLARE_KERNELS(ResampleKernels, resampleKernels)
 ZYLQX_DECLARE_KERNELS(TurnKernels, turnKernels)
 
-// Index of the tables by sample size.
-constexpr int sizeIndex(std::ptrdiff_t bytes) {
-    return bytes == 1 ? 0 : bytes == 2 ? 1 : 2;
-}
-
 } // namespace zylqx
 
 #endif

@@ -1,7 +1,7 @@
-#include "core/kernel.h"
 #include "geometry/kernels.h"
 // Instructions that move bytes across more than 32 gain nothing.
 #define ZYLQX_NARROW_VECTORS
+#include "core/pack.h"
 #include "core/vectors.h"
 
 namespace zylqx::ZYLQX_LEVEL {
@@ -164,23 +164,6 @@ void gatherBits(const std::uint8_t *row, const std::int32_t *index, std::uint8_t
     }
 }
 
-// Eight flags of 0 or 1, the first into the top bit: the product puts flag i at
-// bit 63 - i, and no two of its terms meet.
-std::uint8_t packByte(const std::uint8_t *flags) {
-    std::uint64_t word = 0;
-    for (int i = 0; i < 8; ++i) word |= std::uint64_t{flags[i]} << (8 * i);
-    return static_cast<std::uint8_t>((word * 0x8040201008040201u) >> 56);
-}
-
-void packBits(const std::uint8_t *flags, std::uint8_t *bits, std::ptrdiff_t n) {
-    std::ptrdiff_t k = 0;
-    for (; k + 8 <= n; k += 8) *bits++ = packByte(flags + k);
-    if (k == n) return;
-    std::uint8_t rest[8] = {};
-    for (std::ptrdiff_t i = 0; k + i < n; ++i) rest[i] = flags[k + i];
-    *bits = packByte(rest);
-}
-
 // --- transposing ---
 
 using Lanes8 = Vector<std::uint8_t, 16>;
@@ -262,13 +245,9 @@ void transposeRows(const void *src, std::ptrdiff_t srcStride, void *dst, std::pt
 
 } // namespace
 
-using U8 = std::uint8_t;
-using U16 = std::uint16_t;
-using U32 = std::uint32_t;
-
-const MoveKernels moveKernels = {{gatherRow<U8>, gatherRow<U16>, gatherRow<U32>},
-                                 {reverseRows<U8>, reverseRows<U16>, reverseRows<U32>},
-                                 {transposeRows<U8>, transposeRows<U16>, transposeRows<U32>},
+const MoveKernels moveKernels = {{gatherRow<u8>, gatherRow<u16>, gatherRow<u32>},
+                                 {reverseRows<u8>, reverseRows<u16>, reverseRows<u32>},
+                                 {transposeRows<u8>, transposeRows<u16>, transposeRows<u32>},
                                  copyRows,
                                  reverseBits,
                                  gatherBits,

@@ -368,12 +368,9 @@ constexpr ResampleKernels::Set DECIMATE_CUBIC = {decimateColumnsCubic<T>, decima
 
 } // namespace
 
-using U8 = std::uint8_t;
-using U16 = std::uint16_t;
-
 const ResampleKernels resampleKernels = {
-    {{ZOOM_LINEAR<U8>, ZOOM_LINEAR<U16>}, {ZOOM_CUBIC<U8>, ZOOM_CUBIC<U16>}},
-    {ZOOM_EXACT<U8>, ZOOM_EXACT<U16>},
-    {{DECIMATE_LINEAR<U8>, DECIMATE_LINEAR<U16>}, {DECIMATE_CUBIC<U8>, DECIMATE_CUBIC<U16>}}};
+    {{ZOOM_LINEAR<u8>, ZOOM_LINEAR<u16>}, {ZOOM_CUBIC<u8>, ZOOM_CUBIC<u16>}},
+    {ZOOM_EXACT<u8>, ZOOM_EXACT<u16>},
+    {{DECIMATE_LINEAR<u8>, DECIMATE_LINEAR<u16>}, {DECIMATE_CUBIC<u8>, DECIMATE_CUBIC<u16>}}};
 
 } // namespace zylqx::ZYLQX_LEVEL

@@ -206,13 +206,10 @@ void cubicSamples(const TurnSource &src, const TurnBlock &block, void *out, std:
 
 } // namespace
 
-using U8 = std::uint8_t;
-using U16 = std::uint16_t;
-
 const TurnKernels turnKernels = {
     turnNearest,
     {turnBetween<LINEAR>, turnBetween<CUBIC>},
-    {sampleNearest<U8>, sampleNearest<U16>, sampleNearestBits},
-    {{linearSamples<U8>, linearSamples<U16>}, {cubicSamples<U8>, cubicSamples<U16>}}};
+    {sampleNearest<u8>, sampleNearest<u16>, sampleNearestBits},
+    {{linearSamples<u8>, linearSamples<u16>}, {cubicSamples<u8>, cubicSamples<u16>}}};
 
 } // namespace zylqx::ZYLQX_LEVEL
