@@ -103,8 +103,9 @@ struct HsvToRgb {
     static void run(Chunk<T> &chunk, std::ptrdiff_t n) {
         constexpr double MAX = HIGHEST<T>;
         for (std::ptrdiff_t i = 0; i < n; ++i) {
-            const double degrees = chunk.a[i], s = chunk.b[i], v = chunk.c[i];
-            const double h = (degrees == 360.0 ? 0.0 : degrees) * (1.0 / 60.0);
+            const double s = chunk.b[i], v = chunk.c[i];
+            const s32 hue = chunk.a[i];
+            const double h = select(hue == 360, 0, hue) * (1.0 / 60.0);
             const s32 sector = static_cast<s32>(h);
             const double f = h - sector;
             const bool gray = chunk.b[i] == 0;
