@@ -203,7 +203,8 @@ bool badArguments(const ZylImage *srcImage, const ZylImage *dstImage, ZylConvKer
     }
     for (int i = 0; i < nKernels; ++i) {
         if (CONVOLVE.fails(kernel[i] == nullptr, "kernel[i]==0") ||
-            CONVOLVE.fails(ownBadKernel(kernel[i]), "ownBadKernel(kernel[i])")) {
+            CONVOLVE.fails(ownBadKernel(kernel[i]), "ownBadKernel(kernel[i])") ||
+            CONVOLVE.fails(kernel[i]->values == nullptr, "kernel[i]->values==0")) {
             return true;
         }
     }

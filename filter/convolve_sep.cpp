@@ -34,6 +34,8 @@ bool badArguments(const ZylImage *srcImage, const ZylImage *dstImage, const ZylC
          "nChannels in srcImage ROI != nChannels in dstImage ROI");
     test(Xkernel->nCols <= 0, "Xkernel->nCols <= 0");
     test(Ykernel->nRows <= 0, "Ykernel->nRows <= 0");
+    test(Xkernel->values == nullptr, "Xkernel->values==0");
+    test(Ykernel->values == nullptr, "Ykernel->values==0");
     return bad || zylGetErrStatus() < 0;
 }
 

@@ -728,7 +728,7 @@ ZYL_API void ZYL_CALL zylDeleteConvKernel(ZylConvKernel *kernel);
  *
  * Reports: "srcImage==0", "dstImage==0", the fault of a header, "kernel==0",
  * "(nKernels<=0 || nKernels>100)", a combine method outside 0..4, "kernel[i]==0",
- * "ownBadKernel(kernel[i])", a mapping outside the destination,
+ * "ownBadKernel(kernel[i])", "kernel[i]->values==0", a mapping outside the destination,
  * "Uncompatible images" for different numbers of channels,
  * "Inadmissible images depths", and ZYL_StsNoMem "Allocation failure". */
 ZYL_API void ZYL_CALL zylConvolve2D(ZylImage *srcImage, ZylImage *dstImage,
@@ -748,8 +748,9 @@ ZYL_API void ZYL_CALL zylConvolve2D(ZylImage *srcImage, ZylImage *dstImage,
  * them before the call ends, "srcImage->depth != dstImage->depth", the same for
  * origin, dataOrder and nChannels,
  * "nChannels in srcImage ROI != nChannels in dstImage ROI",
- * "Xkernel->nCols <= 0" and "Ykernel->nRows <= 0". A lack of memory is not
- * reported, here and in the functions below unless they say so. */
+ * "Xkernel->nCols <= 0", "Ykernel->nRows <= 0", "Xkernel->values==0" and
+ * "Ykernel->values==0". A lack of memory is not reported, here and in the
+ * functions below unless they say so. */
 ZYL_API void ZYL_CALL zylConvolveSep2D(ZylImage *srcImage, ZylImage *dstImage,
                                        const ZylConvKernel *Xkernel, const ZylConvKernel *Ykernel);
 

@@ -355,6 +355,9 @@ TEST(Convolve2D, ReportsAndWritesNothing) {
     many[1] = &bad;
     EXPECT_EQ(text([&] { zylConvolve2D(source, destination, many.data(), 2, 0, nullptr); }),
               (Texts{"ownBadKernel(kernel[i])"}));
+    bad.anchorX = 0;
+    EXPECT_EQ(text([&] { zylConvolve2D(source, destination, many.data(), 2, 0, nullptr); }),
+              (Texts{"kernel[i]->values==0"}));
     const ZylTileMapping outside = {9, 0};
     EXPECT_EQ(text([&] { zylConvolve2D(source, destination, many.data(), 1, 0, &outside); }),
               (Texts{"( mapping->xDst < 0 || mapping->xDst > dstImage->width-1 || "
@@ -419,6 +422,12 @@ TEST(ConvolveSep2D, ReportsAllFaults) {
                                         "srcImage->dataOrder != dstImage->dataOrder",
                                         "srcImage->nChannels != dstImage->nChannels",
                                         "nChannels in srcImage ROI != nChannels in dstImage ROI"}));
+    reports.clear();
+    const ZylConvKernel none = {0, 0, 0, 0, 0, nullptr};
+    zylConvolveSep2D(source, source, &none, &none);
+    EXPECT_EQ(reports.texts(),
+              (std::vector<std::string>{"Xkernel->nCols <= 0", "Ykernel->nRows <= 0",
+                                        "Xkernel->values==0", "Ykernel->values==0"}));
     reports.clear();
     // A region past the edge: the block is not cut to the source.
     TestImage result(gray());
