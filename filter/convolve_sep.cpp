@@ -102,7 +102,8 @@ void zylConvolveSep2D(ZylImage *srcImage, ZylImage *dstImage, const ZylConvKerne
     Separable separable;
     separable.vertical = TapList(Ykernel->values, box.rows, 1, 0, 0, rangeOf(srcImage->depth),
                                  passes.step() * rowSampleBytes(srcImage->depth));
-    const Sum sum = separable.vertical.sum();
+    // Samples of 32 bits have no narrow sums, not even where all coefficients are 0.
+    const Sum sum = srcImage->depth == ZYL_DEPTH_32S ? Sum::S32 : separable.vertical.sum();
     separable.horizontal =
         TapList(Xkernel->values, 1, box.columns, 0, 0, separable.vertical.range(),
                 passes.step() * (sum == Sum::S32 ? 4 : 2));

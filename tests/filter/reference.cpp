@@ -231,6 +231,7 @@ void addSeparable(std::vector<Case> &cases) {
          {1, 9, 0, 0, 8, {9, 8, 7, 6, 5, 4, 3, 2, 1}},
          {7, 1, 0, 6, 3, {1, 2, 3, 4, 5, 6, 7}}},
         {"Negative", {1, 1, 0, 0, 0, {-1}}, {1, 1, 0, 0, 0, {1}}},
+        {"Nothing", {1, 2, 0, 0, 0, {3, 1}}, {2, 1, 0, 0, 0, {0, 0}}},
     };
     for (const Pair &pair : pairs) {
         const KernelPointer across = make(pair.across);
