@@ -46,17 +46,17 @@ Sample sampleOf(Sum sum) {
 
 struct Separable {
     TapList vertical, horizontal;
-    Sample source, sums, destination;
-    Sum result;
+    Sample source, destination;
+    Sum sum, result; // of the column, and of the row of such sums
     int shift;
 };
 
 bool convolvePiece(const Piece &piece, const Box &box, const Passes &passes, const Separable &s) {
     const ConvolutionKernels &kernels = currentConvolutionKernels();
-    const auto down = kernels.accumulate[static_cast<int>(s.source)][sumWidth(s.vertical.sum())];
-    const auto across = kernels.accumulate[static_cast<int>(s.sums)][sumWidth(s.result)];
+    const auto down = kernels.accumulate[static_cast<int>(s.source)][sumWidth(s.sum)];
+    const auto across = kernels.accumulate[static_cast<int>(sampleOf(s.sum))][sumWidth(s.result)];
     const auto finish = kernels.finish[static_cast<int>(s.result)][static_cast<int>(s.destination)];
-    const std::ptrdiff_t sumBytes = s.sums == Sample::S32 ? 4 : 2;
+    const std::ptrdiff_t sumBytes = s.sum == Sum::S32 ? 4 : 2;
     const std::ptrdiff_t bytes = rowSampleBytes(piece.destination.depth);
 
     PieceRows rows(piece, box, passes, box.rows, 1);
@@ -103,16 +103,15 @@ void zylConvolveSep2D(ZylImage *srcImage, ZylImage *dstImage, const ZylConvKerne
     separable.vertical = TapList(Ykernel->values, box.rows, 1, 0, 0, rangeOf(srcImage->depth),
                                  passes.step() * rowSampleBytes(srcImage->depth));
     // Samples of 32 bits have no narrow sums, not even where all coefficients are 0.
-    const Sum sum = srcImage->depth == ZYL_DEPTH_32S ? Sum::S32 : separable.vertical.sum();
+    separable.sum = srcImage->depth == ZYL_DEPTH_32S ? Sum::S32 : separable.vertical.sum();
     separable.horizontal =
         TapList(Xkernel->values, 1, box.columns, 0, 0, separable.vertical.range(),
-                passes.step() * (sum == Sum::S32 ? 4 : 2));
+                passes.step() * (separable.sum == Sum::S32 ? 4 : 2));
     if (!separable.vertical || !separable.horizontal) return;
     separable.source = zylqx::sampleOf(depthIndex(srcImage->depth));
     separable.destination = zylqx::sampleOf(depthIndex(dstImage->depth));
-    separable.sums = sampleOf(sum);
     // Sums of 32 bits may have wrapped; what they are multiplied by wraps too.
-    separable.result = sum == Sum::S32 ? Sum::S32 : separable.horizontal.sum();
+    separable.result = separable.sum == Sum::S32 ? Sum::S32 : separable.horizontal.sum();
     separable.shift = static_cast<int>((static_cast<std::uint32_t>(Xkernel->nShiftR) +
                                         static_cast<std::uint32_t>(Ykernel->nShiftR)) &
                                        31u);
