@@ -200,10 +200,13 @@ struct Resampling {
 
     void nearest() const {
         const ChannelPairs pairs = pairChannels(src, dst);
+        // Tiles that are made from one copy of the source each start at their exact
+        // position, and none goes on further than the exact positions do.
+        const bool exact = isTiled(dst) && sharePixels(src, dst);
         auto needed = [&](const PartOfBlock &part) {
             return neededNearest(
-                part, [&](std::int32_t i) { return columns.nearest(part.dx, i); },
-                [&](std::int32_t j) { return rows.nearest(part.dy, j); });
+                part, [&](std::int32_t i) { return columns.nearest(exact ? i : part.dx, i); },
+                [&](std::int32_t j) { return rows.nearest(exact ? j : part.dy, j); });
         };
         auto process = [&](const Source &source, const DstPiece &piece) {
             return resampleNearest(

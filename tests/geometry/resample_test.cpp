@@ -311,6 +311,14 @@ TEST(Zoom, NearestPositionsStartAnewInEveryTile) {
     EXPECT_EQ(tiled.at(24, 0), 8);  // 24 / 3
     EXPECT_EQ(memory.at(23, 0), 7);
     EXPECT_EQ(tiled.at(23, 0), 7);
+
+    // The same in place, where pixel 8 is the last one that any tile needs.
+    Row wide(25, 99);
+    for (int i = 0; i < 9; ++i) wide[static_cast<std::size_t>(i)] = i;
+    TestImage same = rowImage(wide, 1);
+    same.tiles(24, 8);
+    zylZoom(same, same, 3, 1, 1, 1, ZYL_INTER_NN, nullptr);
+    EXPECT_EQ(same.at(24, 0), 8);
 }
 
 TEST(Zoom, CubicReadsAroundTheRegionAndLinearDoesNot) {
