@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 
 #include "core/memory.h"
 #include "stats/kernels.h"
@@ -29,6 +30,16 @@ struct Channels {
 // How many values a sample has.
 std::int32_t histogramSize(std::uint32_t depth) {
     return std::int32_t{1} << depthBits(depth);
+}
+
+// Tables of `size` entries for all channels; false when memory is exhausted, also
+// where size_t cannot count the entries.
+template <class T>
+Scratch<T> allocateTables(const Channels &channels, std::ptrdiff_t size) {
+    const std::uint64_t count =
+        static_cast<std::uint64_t>(channels.count) * static_cast<std::uint64_t>(size);
+    if (count > std::numeric_limits<std::size_t>::max()) return {};
+    return Scratch<T>(static_cast<std::size_t>(count));
 }
 
 bool badLut(const Call &call, ZylLUT *const *lut, int k, std::int32_t histSize) {
@@ -227,8 +238,7 @@ void stretch(const Call &call, ZylImage &src, ZylImage &dst, ZylLUT *const *lut,
              const std::int32_t *tile) {
     const Channels channels(src);
     const std::int32_t histSize = histogramSize(src.depth);
-    const Scratch<T> tables(static_cast<std::size_t>(channels.count) *
-                            static_cast<std::size_t>(histSize));
+    const auto tables = allocateTables<T>(channels, histSize);
     if (!tables) return call.report(ZYL_StsNoMem, "");
     for (int i = 0; i < channels.count; ++i) {
         fillStretchTable(*lut[channels.entry(i)], histSize,
@@ -292,10 +302,9 @@ void equaliseImage(const Call &call, ZylImage &src, ZylImage &dst, ZylLUT *const
                    const std::int32_t *tile) {
     const Channels channels(src);
     const std::int32_t histSize = histogramSize(src.depth);
-    const auto size = static_cast<std::size_t>(channels.count) * static_cast<std::size_t>(histSize);
-    const Scratch<std::int64_t> histograms(size);
-    const Scratch<std::int64_t> outputs(size);
-    const Scratch<T> tables(size);
+    const auto histograms = allocateTables<std::int64_t>(channels, histSize);
+    const auto outputs = allocateTables<std::int64_t>(channels, histSize);
+    const auto tables = allocateTables<T>(channels, histSize);
     if (!histograms || !outputs || !tables) return call.report(ZYL_StsNoMem, "");
 
     for (int i = 0; i < channels.count; ++i) {
@@ -330,11 +339,9 @@ void ZYL_CALL zylComputeHisto(ZylImage *srcImage, ZylLUT *const *lut, const std:
 
     const std::ptrdiff_t tables = tablesPerChannel(depth);
     const std::ptrdiff_t perChannel = tables * histSize;
-    const auto size =
-        static_cast<std::size_t>(channels.count) * static_cast<std::size_t>(perChannel);
-    const Scratch<std::uint32_t> counts(size);
+    const auto counts = allocateTables<std::uint32_t>(channels, perChannel);
     if (!counts) return call.report(ZYL_StsNoMem, "");
-    std::fill(counts.data(), counts.data() + size, 0u);
+    std::fill_n(counts.data(), channels.count * perChannel, 0u);
 
     const auto count = [&](Piece piece) {
         joinRows(piece);

@@ -407,6 +407,26 @@ TEST(Histogram, ReportsFailuresInTheMiddle) {
     }
 }
 
+// 2^16 tables of 2^16 entries: as many as 32 bits cannot count.
+TEST(Histogram, ReportsMoreTablesThanCanBeCounted) {
+    if (sizeof(std::size_t) > 4) GTEST_SKIP() << "they can be counted";
+    Reports reports;
+    TestImage image({.depth = ZYL_DEPTH_16U, .channels = 65536});
+    TestLut lut({0, 65536}, {1, 1});
+    const std::vector<ZylLUT *> luts(65536, lut);
+    zylComputeHisto(image, luts.data(), nullptr);
+    EXPECT_EQ(reports.all(),
+              (std::vector<Report>{{ZYL_StsNoMem, "zylComputeHisto", "", "zylHist"}}));
+    reports.clear();
+    zylContrastStretch(image, image, luts.data(), nullptr);
+    EXPECT_EQ(reports.all(),
+              (std::vector<Report>{{ZYL_StsNoMem, "zylContrastStretch", "", "zylHist"}}));
+    reports.clear();
+    zylHistoEqualize(image, image, luts.data(), nullptr);
+    EXPECT_EQ(reports.all(),
+              (std::vector<Report>{{ZYL_StsNoMem, "zylHistoEqualize", "", "zylHist"}}));
+}
+
 // Only the source is tiled: `dstTile` names one of its tiles.
 TEST(Histogram, ATileOfTheSource) {
     const Reports reports;
