@@ -369,12 +369,17 @@ void geometry(Call &c) {
     }
 }
 
+// ZYL_FFT_REPEAT wants the images of the call before.
 void transform(Call &c) {
+    const auto twice = [&c](auto operation) {
+        operation(c.source, c.destination, c.in.byte() & ~ZYL_FFT_REPEAT, c.point);
+        if (c.in.flag()) operation(c.source, c.destination, ZYL_FFT_REPEAT, nullptr);
+    };
     switch (c.in.below(3)) {
     case 0:
-        return zylRealFft2D(c.source, c.destination, c.in.byte(), c.point);
+        return twice(zylRealFft2D);
     case 1:
-        return zylCcsFft2D(c.source, c.destination, c.in.byte(), c.point);
+        return twice(zylCcsFft2D);
     default:
         return zylDCT2D(c.source, c.destination, c.in.byte());
     }
