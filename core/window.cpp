@@ -50,7 +50,7 @@ class Window {
     Window(ZylImage &image, std::int64_t x, std::int64_t y, std::int64_t columns, std::int64_t rows,
            std::int64_t held)
         : image_(image), x_(x), first_(y), next_(y), end_(y + rows),
-          pixels_(image, columns, std::min(rows, held + readAhead(image))) {}
+          pixels_(image, columns, std::min(rows, capacity(image, held))) {}
 
     // Reads what lies below the image, while that which it is made of is unchanged.
     Walked readBottom() {
@@ -63,20 +63,22 @@ class Window {
 
     explicit operator bool() const { return static_cast<bool>(pixels_); }
 
-    // Makes rows [y, y + count) available and lets go of those above.
+    // Makes rows [y, y + count) available, and lets go of those above if others need
+    // their place. Tiles are read whole, so that each is asked for once.
     bool slideTo(std::int64_t y, std::int64_t count) {
+        if (next_ >= y + count) return true;
         ZylImage &held = pixels_.image();
-        if (y > first_) {
+        std::int64_t end = y + count;
+        if (isTiled(image_) && end < image_.height) {
+            const std::int64_t tile = image_.tileInfo->height;
+            end = std::min((end + tile - 1) / tile * tile, end_);
+        }
+        if (end > first_ + held.height) {
             const std::int64_t kept = std::max<std::int64_t>(next_ - y, 0);
             if (kept > 0) moveRows(held, 0, held, y - first_, kept);
             first_ = y;
             next_ = y + kept;
-        }
-        if (next_ >= y + count) return true;
-        std::int64_t end = y + count;
-        if (isTiled(image_) && end < image_.height) {
-            const std::int64_t tile = image_.tileInfo->height;
-            end = std::min({(end + tile - 1) / tile * tile, end_, first_ + held.height});
+            end = std::min(end, first_ + held.height);
         }
         const std::int64_t inside =
             bottom_ ? std::clamp<std::int64_t>(image_.height, next_, end) : end;
@@ -93,8 +95,10 @@ class Window {
     std::int64_t first() const { return first_; }
 
   private:
-    static std::int64_t readAhead(const ZylImage &image) {
-        return isTiled(image) ? image.tileInfo->height : 0;
+    // Of tiles, twice as many rows as are needed with those read ahead: then few rows
+    // are moved.
+    static std::int64_t capacity(const ZylImage &image, std::int64_t held) {
+        return isTiled(image) ? 2 * (held + image.tileInfo->height) : held;
     }
 
     ZylImage &image_;

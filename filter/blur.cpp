@@ -56,13 +56,13 @@ float factorOf(const Box &box) {
                               (static_cast<double>(box.rows) * static_cast<double>(box.columns)));
 }
 
-// Whether columns of the box fit in 16 bits and single precision gives the same
+// Whether columns of the box fit in 15 bits and single precision gives the same
 // means. The factor of a box of A samples is a little above or below 1 / A, so
 // a mean is floor(sum / A) or floor((sum - 1) / A), as long as sum < 2^24. That is
 // floor((sum + h) / A) with h = 1/2 or -1/2, a number that is 1 / 2A away from an
 // integer, or further. Single precision errs by less than 256 * 2^-22.
 bool isNarrow(std::uint32_t depth, const Box &box, const Passes &passes) {
-    return depth == ZYL_DEPTH_8U && passes.step() == 1 && box.rows <= 257 &&
+    return depth == ZYL_DEPTH_8U && passes.step() == 1 && box.rows <= 128 &&
            box.columns <= 8192 / box.rows;
 }
 

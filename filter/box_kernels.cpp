@@ -26,16 +26,14 @@ void slideRow(const void *entering, const void *leaving, void *d, std::ptrdiff_t
 }
 
 // Adds the last lane of every other group of K lanes to those of the next group.
-// Moves within 16 bytes and of whole 16 bytes are the quick ones.
 template <int K, int... I>
 inline Vector<u32> addToNext(Vector<u32> v, Indices<I...>) {
-    const auto last = __builtin_shufflevector(v, v, (I / K * K + K - 1)...);
-    return v + __builtin_shufflevector(last, Vector<u32>{}, (I / K % 2 ? I - K : LANES<u32>)...);
+    const auto last = __builtin_shufflevector(v, v, (I / (2 * K) * 2 * K + K - 1)...);
+    return v + (last & Vector<u32>{(I / K % 2 ? ~u32{0} : 0)...});
 }
 template <int... I>
 inline Vector<u32> lastOf(Vector<u32> v, Indices<I...>) {
-    const auto last = __builtin_shufflevector(v, v, (I / 4 * 4 + 3)...);
-    return __builtin_shufflevector(last, last, (LANES<u32> - 4 + I % 4)...);
+    return __builtin_shufflevector(v, v, (LANES<u32> - 1 + 0 * I)...);
 }
 
 // Each lane with all those before it.
@@ -144,36 +142,36 @@ void slideRowNarrow(const void *entering, const void *leaving, void *d, std::ptr
     slideRow<u8, u16>(in + i, out + i, sums + i, n - i);
 }
 
-// Boxes of 16-bit columns, two to a lane: their changes are summed up together,
+// Boxes of columns below 2^15, two to a lane: their changes are summed up together,
 // and the first box of the two is the second without its change.
 void meanNarrow(const u16 *columns, std::ptrdiff_t count, float factor, float half, u8 *d,
                 std::ptrdiff_t n) {
     using V = Vector<u32>;
+    using Signed = Vector<s32>;
     const auto meanOf = [factor, half](V sum) {
-        const auto value = __builtin_convertvector((Vector<s32>)sum, Vector<float>);
-        return (V) __builtin_convertvector((value + half) * factor, Vector<s32>);
+        const auto value = __builtin_convertvector((Signed)sum, Vector<float>);
+        return (V) __builtin_convertvector((value + half) * factor, Signed);
     };
-    V before = {};
-    for (std::ptrdiff_t k = 0; k < count - 1; ++k) before += u32{columns[k]};
-    for (std::ptrdiff_t i = 0; i < n; i += LANES<u8>) {
+    u32 first = 0;
+    for (std::ptrdiff_t k = 0; k < count - 1; ++k) first += columns[k];
+    V before = V{} + first;
+    const auto meansAt = [=, &before](std::ptrdiff_t i) {
         V means[2];
         for (int k = 0; k < 2; ++k) {
-            const u16 *first = columns + i + k * LANES<u16>;
-            const V entering = load<V>(first + count - 1);
-            const V leaving = load<V>(first - 1);
-            const V second = (entering >> 16) - (leaving >> 16);
-            const V change = runningSum(second + (entering & 0xFFFF) - (leaving & 0xFFFF));
+            const u16 *from = columns + i + k * LANES<u16>;
+            const auto changes =
+                (Signed)(load<Vector<u16>>(from + count - 1) - load<Vector<u16>>(from - 1));
+            const Signed second = changes >> 16;
+            const V change = runningSum((V)(second + (changes << 16 >> 16)));
             const V sum = before + change;
             before += lastOf(change, typename IndicesTo<LANES<u32>>::Type());
-            means[k] = meanOf(sum - second) | meanOf(sum) << 16;
+            means[k] = meanOf(sum - (V)second) | meanOf(sum) << 16;
         }
-        const Vector<u8> result = unzip<u8>((Vector<u8>)means[0], (Vector<u8>)means[1]);
-        if (n - i >= LANES<u8>) {
-            store(d + i, result);
-        } else {
-            __builtin_memcpy(d + i, &result, static_cast<std::size_t>(n - i));
-        }
-    }
+        return unzip<u8>((Vector<u8>)means[0], (Vector<u8>)means[1]);
+    };
+    std::ptrdiff_t i = 0;
+    for (; i + LANES<u8> <= n; i += LANES<u8>) store(d + i, meansAt(i));
+    if (i < n) storePart(d + i, meansAt(i), n - i);
 }
 
 void atLeast(const u32 *boxes, u32 least, u8 *d, std::ptrdiff_t n) {

@@ -23,7 +23,7 @@ class ExtremeRows {
           smallest_(extreme == Extreme::Smallest), stride_((count_ * bytes_ + 63) / 64 * 64),
           two_(currentRankKernels().extreme2[smallest_][checkedDepthIndex(piece.source.depth)]),
           three_(currentRankKernels().extreme3[smallest_][checkedDepthIndex(piece.source.depth)]),
-          work_(static_cast<std::size_t>(workSize())), reduced_(reducedSize()) {}
+          work_(static_cast<std::size_t>(2 * workSize())), reduced_(reducedSize()) {}
 
     explicit operator bool() const { return rows_ && work_ && reduced_; }
     void run(const Piece &piece, const Passes &passes);
@@ -74,9 +74,11 @@ void ExtremeRows::reduce(std::int64_t y, void *d) {
         return;
     }
     std::int64_t run = 1;
+    unsigned char *work = work_.data();
     for (; 2 * run <= box_.columns && run < box_.columns - run; run *= 2) {
-        two_(s, s + run * pixel, work_.data(), count_ + (box_.columns - 2 * run) * step_);
-        s = work_.data();
+        two_(s, s + run * pixel, work, count_ + (box_.columns - 2 * run) * step_);
+        s = work;
+        work = work_.data() + (work == work_.data() ? workSize() : 0);
     }
     two_(s, s + (box_.columns - run) * pixel, d, count_);
 }

@@ -6,19 +6,39 @@ namespace zylqx::ZYLQX_LEVEL {
 namespace {
 
 struct OrOf {
-    static u64 of(u64 a, u64 b) { return a | b; }
+    template <class T>
+    static T of(T a, T b) {
+        return a | b;
+    }
 };
 struct AndOf {
-    static u64 of(u64 a, u64 b) { return a & b; }
+    template <class T>
+    static T of(T a, T b) {
+        return a & b;
+    }
 };
+
+// out[i] = f(i) for a vector of results at a time: the last one overlaps the one
+// before it, so results must not depend on those that are there already. What is
+// too short for a vector goes sample by sample.
+template <class T, class F>
+inline void extremeRow(T *out, std::ptrdiff_t n, F f) {
+    if (n < LANES<T>) {
+        for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = f(T(), i);
+        return;
+    }
+    for (std::ptrdiff_t i = 0; i < n - LANES<T>; i += LANES<T>) store(out + i, f(Vector<T>(), i));
+    store(out + n - LANES<T>, f(Vector<T>(), n - LANES<T>));
+}
 
 template <class T, class F>
 void extreme2(const void *a, const void *b, void *d, std::ptrdiff_t n) {
     const T *first = static_cast<const T *>(a);
     const T *second = static_cast<const T *>(b);
-    T *out = static_cast<T *>(d);
-    ZYLQX_VECTOR_LOOP
-    for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = F::of(first[i], second[i]);
+    extremeRow(static_cast<T *>(d), n, [=](auto like, std::ptrdiff_t i) {
+        using V = decltype(like);
+        return F::of(load<V>(first + i), load<V>(second + i));
+    });
 }
 
 template <class T, class F>
@@ -26,9 +46,10 @@ void extreme3(const void *a, const void *b, const void *c, void *d, std::ptrdiff
     const T *first = static_cast<const T *>(a);
     const T *second = static_cast<const T *>(b);
     const T *third = static_cast<const T *>(c);
-    T *out = static_cast<T *>(d);
-    ZYLQX_VECTOR_LOOP
-    for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = F::of(F::of(first[i], second[i]), third[i]);
+    extremeRow(static_cast<T *>(d), n, [=](auto like, std::ptrdiff_t i) {
+        using V = decltype(like);
+        return F::of(F::of(load<V>(first + i), load<V>(second + i)), load<V>(third + i));
+    });
 }
 
 // The bits that enter the last word are unspecified, as are those after the row.

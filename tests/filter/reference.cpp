@@ -257,7 +257,7 @@ void addBoxes(std::vector<Case> &cases) {
                                            {3, 3, 1, 1},
                                            {5, 5, 2, 2},
                                            {2, 7, 0, 1},
-                                           {63, 40, 10, 31},
+                                           {128, 40, 10, 31},
                                            {1, 4, 9, 12},
                                            {300, 200, 100, 100}}) {
         cases.push_back({"Blur" + boxName(box), "zylBlur",
