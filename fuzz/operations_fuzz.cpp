@@ -369,11 +369,16 @@ void geometry(Call &c) {
     }
 }
 
-// ZYL_FFT_REPEAT wants the images of the call before.
+// ZYL_FFT_REPEAT wants the images of the call before, which must have got as far as
+// to them.
 void transform(Call &c) {
     const auto twice = [&c](auto operation) {
-        operation(c.source, c.destination, c.in.byte() & ~ZYL_FFT_REPEAT, c.point);
-        if (c.in.flag()) operation(c.source, c.destination, ZYL_FFT_REPEAT, nullptr);
+        const int flags = c.in.byte() & ~ZYL_FFT_REPEAT;
+        if (c.source->tileInfo != nullptr || c.destination->tileInfo != nullptr || c.in.flag()) {
+            return operation(c.source, c.destination, flags, c.point);
+        }
+        operation(c.source, c.destination, flags & ~ZYL_FFT_RELEASE, nullptr);
+        operation(c.source, c.destination, ZYL_FFT_REPEAT, nullptr);
     };
     switch (c.in.below(3)) {
     case 0:
