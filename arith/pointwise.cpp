@@ -144,11 +144,12 @@ void processUnary(const Call &call, ZylImage *srcImage, ZylImage *dstImage,
     const std::uint32_t depth = dstImage->depth;
     const ArithKernels &kernels = currentArithKernels();
     const auto row = kernels.unary[static_cast<int>(operation.operation)][depthIndex(depth)];
+    const bool wholeBuffer =
+        operation.rows == Rows::LogicWholeBuffer && !isTiled(*srcImage) && !isTiled(*dstImage);
     auto kernel = [&](const ZylImage *const *images) {
         Frame frame;
-        const bool some = operation.rows == Rows::Kernel
-                              ? kernelFrame(images, 2, frame)
-                              : logicFrame(images, operation.rows == Rows::LogicWholeBuffer, frame);
+        const bool some = operation.rows == Rows::Kernel ? kernelFrame(images, 2, frame)
+                                                         : logicFrame(images, wholeBuffer, frame);
         if (!some) return;
         if (depth == ZYL_DEPTH_1U) {
             const FrameImage *image = frame.image;

@@ -20,7 +20,8 @@ void processBinary(const Call &call, ZylImage *srcImageA, ZylImage *srcImageB, Z
                    const std::int32_t *dstTile, Binary operation, BitBinary bits,
                    bool reverse = false);
 
-// How a one-source operation makes rows of its images (core/frame.h).
+// How a one-source operation makes rows of its images (core/frame.h). Logic takes
+// whole buffers of images in memory alone, not of tiles.
 enum class Rows { Kernel, Logic, LogicWholeBuffer };
 
 struct UnaryOperation {

@@ -354,7 +354,8 @@ ZYL_API void ZYL_CALL zylFree(void *p);
  * own region, and the smallest region decides. An alpha channel is a channel
  * like any other. Images of equal size, without regions, are processed as flat
  * buffers, padding of the rows included. A mix of images with and without a
- * channel of interest writes nothing.
+ * channel of interest writes nothing. Rows are widthStep apart; the first row of
+ * a region is found by the stride that zylCreateImageHeader() gives.
  *
  * Reports: the fault of a header; "(srcImageA->depth != dstImage->depth)",
  * "(srcImageA->dataOrder != dstImage->dataOrder)", "(nChSrcA != nChDst)" and the
@@ -420,7 +421,8 @@ ZYL_API void ZYL_CALL zylXor(ZylImage *srcImageA, ZylImage *srcImageB, ZylImage 
                              const int32_t *dstTile);
 
 /* With the low bits of a constant. Here a source with a channel of interest may
- * go into a destination of one channel, and the other way round. */
+ * go into a destination of one channel, and the other way round, and the padding
+ * of tiles is left as it is. */
 ZYL_API void ZYL_CALL zylAndS(ZylImage *srcImage, ZylImage *dstImage, uint32_t value,
                               const int32_t *dstTile);
 ZYL_API void ZYL_CALL zylOrS(ZylImage *srcImage, ZylImage *dstImage, uint32_t value,

@@ -311,6 +311,28 @@ TEST(ArithRegions, WholeBuffersIncludePadding) {
     EXPECT_EQ(d.header()->imageData[7], 3);
 }
 
+// A tile that is covered whole is a whole buffer to arithmetic, but not to logic
+// with a constant.
+TEST(ArithRegions, LogicWithAConstantKeepsThePaddingOfTiles) {
+    static unsigned char pixels[8 * 4]; // rows of 8 bits and 24 bits of padding
+    std::fill(std::begin(pixels), std::end(pixels), 0);
+    ZylTileInfo tiles{[](ZylImage *image, std::int32_t, std::int32_t, std::int32_t mode) {
+                          image->tileInfo->tileData = mode == ZYL_RELEASE_TILE ? nullptr : pixels;
+                      },
+                      nullptr, nullptr, 8, 8};
+    TestImage s({.depth = ZYL_DEPTH_1U, .width = 8, .height = 8});
+    s.fill(1);
+    ZylImage d = *s.header();
+    d.imageData = nullptr;
+    d.tileInfo = &tiles;
+    zylOrS(s, &d, 1, nullptr);
+    EXPECT_EQ(pixels[4], 0xFF);
+    EXPECT_EQ(pixels[5], 0);
+    zylNot(&d, &d, nullptr);
+    EXPECT_EQ(pixels[4], 0);
+    EXPECT_EQ(pixels[5], 0);
+}
+
 TEST(ArithRegions, ChannelsOfInterest) {
     Reports reports;
     const Shape colour{.channels = 3, .width = 2, .height = 1};
