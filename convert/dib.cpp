@@ -34,8 +34,10 @@ bool badBlock(const Call &call, const Bitmap &bitmap) {
                       "(dib->biCompression != 0) && (dib->biCompression != 3)");
 }
 
+// Nothing fits the bitmap or the image; no news where the status tells of a
+// failure already.
 void reportInternal(const Call &call) {
-    call.report(ZYL_StsInternal, "");
+    if (zylGetErrStatus() >= 0) call.report(ZYL_StsInternal, "");
 }
 
 // ---- the image side ---------------------------------------------------------------

@@ -526,7 +526,8 @@ ZYL_API ZylImage *ZYL_CALL zylTranslateDIB(const void *dib, int32_t *cloneData);
  *
  * Reports: "image size is too small", "image->channelSeq unsupport",
  * "image->imageData==0" for a tiled image, and ZYL_StsInternal with an empty text
- * for a bit count or an image that is not supported. */
+ * for a bit count or an image that is not supported, unless the thread's status
+ * is negative already. */
 ZYL_API void ZYL_CALL zylConvertFromDIB(const void *dib, ZylImage *image);
 
 /* Converts an image into a bitmap of its size whose header, table or masks, and

@@ -736,6 +736,18 @@ TEST(Dib, ReportsInOrderAndWritesNothing) {
           [](void *dib, ZylImage &image, A a) { zylConvertToDIB(&image, dib, a[0], a[1]); });
 }
 
+// An image or bit count without a stage is no news to a thread whose status
+// already tells of a failure.
+TEST(Dib, InternalFailuresDoNotFollowAnotherFailure) {
+    Reports reports;
+    BitmapBlock bitmap(16, 4, 9);
+    TestImage image({.channels = 3, .width = 16, .height = 4, .sequence = "BGR"});
+    zylSetErrStatus(ZYL_StsNoMem);
+    zylConvertFromDIB(bitmap, image);
+    EXPECT_EQ(zylGetErrStatus(), ZYL_StsNoMem);
+    EXPECT_TRUE(reports.all().empty());
+}
+
 // The n-th allocation fails: a report, or a search without lists; never a leak.
 TEST(ConvertToDib, SurvivesFailedAllocations) {
     Reports reports;
