@@ -38,7 +38,9 @@ std::uint64_t entryCount(const ZylBitmapInfoHeader &header) {
 
 Bitmap::Bitmap(const void *block)
     : block_(const_cast<std::uint8_t *>(static_cast<const std::uint8_t *>(block))) {
-    std::memcpy(&header, block, sizeof header);
+    constexpr std::size_t SHORTEST = 12;
+    std::memcpy(&header, block, SHORTEST);
+    if (header.biSize == sizeof header) std::memcpy(&header, block, sizeof header);
     table = block_ + sizeof header;
     setEntries(entryCount(header));
     const std::int64_t bits = std::int64_t{header.biWidth} * header.biBitCount;

@@ -15,7 +15,8 @@ constexpr std::uint32_t BITMAP_PLAIN = 0;
 constexpr std::uint32_t BITMAP_FIELDS = 3;
 
 struct Bitmap {
-    // Reads the header; the block need not be aligned.
+    // Reads the header; the block need not be aligned. Of a header with another
+    // biSize, only as much as every header has, up to biHeight.
     explicit Bitmap(const void *block);
 
     bool knownBitCount() const;
@@ -30,7 +31,7 @@ struct Bitmap {
         return pixels + (header.biHeight > 0 ? rows - 1 - y : y) * stride;
     }
 
-    ZylBitmapInfoHeader header;
+    ZylBitmapInfoHeader header{};
     std::uint8_t *table; // the colour table; the masks of bit fields
     std::uint64_t entries;
     std::uint8_t *pixels;

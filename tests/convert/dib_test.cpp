@@ -748,6 +748,22 @@ TEST(Dib, InternalFailuresDoNotFollowAnotherFailure) {
     EXPECT_TRUE(reports.all().empty());
 }
 
+// The oldest kind of header has twelve bytes: no more of it is read.
+TEST(Dib, ShortHeadersAreReadAsFarAsTheyGo) {
+    Reports reports;
+    const auto block = std::make_unique<std::uint32_t[]>(3);
+    block[0] = 12;
+    block[1] = 4; // where the long header has its width and height
+    block[2] = 4;
+    TestImage image({.channels = 3, .width = 4, .height = 4, .sequence = "BGR"});
+    std::int32_t shared = 0;
+    EXPECT_EQ(zylTranslateDIB(block.get(), &shared), nullptr);
+    zylConvertFromDIB(block.get(), image);
+    zylConvertToDIB(image, block.get(), 1, 0);
+    EXPECT_EQ(reports.texts(),
+              std::vector<std::string>(3, "(dib->biSize != sizeof(BITMAPINFOHEADER))"));
+}
+
 // The n-th allocation fails: a report, or a search without lists; never a leak.
 TEST(ConvertToDib, SurvivesFailedAllocations) {
     Reports reports;
