@@ -229,6 +229,16 @@ void orderSamples(const void *samples, std::ptrdiff_t n, u32 flip, u32 *places, 
     }
 }
 
+// Where the bit of a word is that has n others below it.
+inline int nthBit(u64 bits, std::ptrdiff_t n) {
+#if defined(__BMI2__) && defined(__x86_64__)
+    return __builtin_ctzll(__builtin_ia32_pdep_di(u64{1} << n, bits));
+#else
+    for (; n > 0; --n) bits &= bits - 1;
+    return __builtin_ctzll(bits);
+#endif
+}
+
 // The box is a set of places. It is known how many of them lie in the words below
 // the one that the median was in last, which is never far away.
 template <class T>
@@ -252,9 +262,7 @@ void medianOfPlaces(const u32 *places, std::ptrdiff_t height, std::ptrdiff_t row
             for (int here; below + (here = __builtin_popcountll(set[word])) <= rank; ++word) {
                 below += here;
             }
-            u64 rest = set[word];
-            for (std::ptrdiff_t i = below; i < rank; ++i) rest &= rest - 1;
-            out[x] = values[word * 64 + __builtin_ctzll(rest)];
+            out[x] = values[word * 64 + nthBit(set[word], rank - below)];
             if (x + step >= n) break;
             const u32 *leaving = places + x * height;
             const u32 *entering = leaving + count * step * height;
