@@ -3,6 +3,7 @@
 #define ZYLQX_CORE_MEMORY_H
 
 #include <cstddef>
+#include <cstdint>
 
 namespace zylqx {
 
@@ -16,14 +17,16 @@ void freeBlock(void *block);
 void refuseAllocations(bool (*refuse)(std::size_t bytes));
 
 // Scratch memory for one call: freed on every path. `count` elements that are
-// not initialised; false when they could not be had.
+// not initialised; false when they could not be had, which includes counts that
+// size_t has no room for.
 template <class T>
 class Scratch {
   public:
     Scratch() = default;
-    explicit Scratch(std::size_t count)
-        : data_(count <= SIZE_LIMIT / sizeof(T) ? static_cast<T *>(allocateBlock(count * sizeof(T)))
-                                                : nullptr) {}
+    explicit Scratch(std::uint64_t count) {
+        if (count > SIZE_LIMIT / sizeof(T)) return;
+        data_ = static_cast<T *>(allocateBlock(static_cast<std::size_t>(count) * sizeof(T)));
+    }
     Scratch(Scratch &&other) noexcept : data_(other.data_) { other.data_ = nullptr; }
     Scratch &operator=(Scratch &&other) noexcept {
         T *data = data_;

@@ -79,7 +79,7 @@ RowRing::RowRing(std::int64_t rows, std::int64_t bytes)
     if (rows <= 0 || stride_ <= 0 || rows > MOST / 2 || stride_ > MOST / (2 * rows)) return;
     const auto slots = static_cast<std::ptrdiff_t>(std::bit_ceil(static_cast<std::size_t>(rows)));
     mask_ = slots - 1;
-    data_ = Scratch<unsigned char>(static_cast<std::size_t>(slots * stride_));
+    data_ = Scratch<unsigned char>(static_cast<std::uint64_t>(slots * stride_));
 }
 
 SourceRows::SourceRows(ZylImage &image, std::int64_t x, std::int64_t columns, std::int64_t y,

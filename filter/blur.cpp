@@ -70,7 +70,7 @@ bool blurNarrow(const Piece &piece, const Box &box, const Passes &passes) {
     constexpr std::int64_t PAD = 64; // samples before and behind the columns
     PieceRows rows(piece, box, passes, box.rows + 1, 1);
     const std::int64_t count = rows.samples + box.columns - 1;
-    const Scratch<std::uint16_t> scratch(static_cast<std::size_t>(count + 2 * PAD));
+    const Scratch<std::uint16_t> scratch(static_cast<std::uint64_t>(count + 2 * PAD));
     if (!rows || !scratch) return false;
     std::uint16_t *columns = scratch.data() + PAD;
     const BoxKernels &kernels = currentBoxKernels();

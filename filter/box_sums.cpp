@@ -20,8 +20,8 @@ BoxSums::BoxSums(PieceRows &rows, const Piece &piece, const Box &box, const Pass
       wide_(wide), count_(rows.samples + (box.columns - 1) * passes.step()) {
     // Narrow sums are half as long.
     const std::int64_t share = wide ? 1 : 2;
-    columns_ = Scratch<std::int64_t>(static_cast<std::size_t>((count_ + share - 1) / share));
-    boxes_ = Scratch<std::int64_t>(static_cast<std::size_t>((rows.samples + share - 1) / share));
+    columns_ = Scratch<std::int64_t>(static_cast<std::uint64_t>((count_ + share - 1) / share));
+    boxes_ = Scratch<std::int64_t>(static_cast<std::uint64_t>((rows.samples + share - 1) / share));
 }
 
 const void *BoxSums::row(std::int64_t y) {

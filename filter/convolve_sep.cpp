@@ -61,7 +61,7 @@ bool convolvePiece(const Piece &piece, const Box &box, const Passes &passes, con
 
     PieceRows rows(piece, box, passes, box.rows, 1);
     const std::int64_t columns = rows.samples + (box.columns - 1) * passes.step();
-    const Scratch<std::int32_t> scratch(static_cast<std::size_t>(columns));
+    const Scratch<std::int32_t> scratch(static_cast<std::uint64_t>(columns));
     if (!rows || !scratch) return false;
     auto *sums = reinterpret_cast<unsigned char *>(scratch.data());
     alignas(64) unsigned char strip[STRIP * sizeof(std::int32_t)];

@@ -23,7 +23,7 @@ class ExtremeRows {
           smallest_(extreme == Extreme::Smallest), stride_((count_ * bytes_ + 63) / 64 * 64),
           two_(currentRankKernels().extreme2[smallest_][checkedDepthIndex(piece.source.depth)]),
           three_(currentRankKernels().extreme3[smallest_][checkedDepthIndex(piece.source.depth)]),
-          work_(static_cast<std::size_t>(2 * workSize())), reduced_(reducedSize()) {}
+          work_(static_cast<std::uint64_t>(2 * workSize())), reduced_(reducedSize()) {}
 
     explicit operator bool() const { return rows_ && work_ && reduced_; }
     void run(const Piece &piece, const Passes &passes);
@@ -34,10 +34,10 @@ class ExtremeRows {
         const std::int64_t pixels = (box_.columns - 1) * step_;
         return bits_ ? (rows_.samples + pixels + 63) / 64 * 8 : (rows_.samples + pixels) * bytes_;
     }
-    std::size_t reducedSize() const {
+    std::uint64_t reducedSize() const {
         const std::int64_t rows = box_.rows <= 3 ? box_.rows : 2 * box_.rows + 1;
-        constexpr std::int64_t MOST = PTRDIFF_MAX / 2;
-        return static_cast<std::size_t>(rows > MOST / stride_ ? MOST : rows * stride_);
+        constexpr std::int64_t MOST = INT64_MAX;
+        return static_cast<std::uint64_t>(rows > MOST / stride_ ? MOST : rows * stride_);
     }
 
     unsigned char *reduced(std::int64_t i) const { return reduced_.data() + i * stride_; }

@@ -55,8 +55,8 @@ bool medianByComparing(const Piece &piece, const Box &box, const Passes &passes)
     const auto median = currentRankKernels().median[checkedDepthIndex(depth)];
     const std::ptrdiff_t count = static_cast<std::ptrdiff_t>(box.rows * box.columns);
     PieceRows rows(piece, box, passes, box.rows, 1);
-    const Scratch<const void *> samples(static_cast<std::size_t>(count));
-    const Scratch<unsigned char> work(static_cast<std::size_t>(medianWorkBytes(count)));
+    const Scratch<const void *> samples(static_cast<std::uint64_t>(count));
+    const Scratch<unsigned char> work(static_cast<std::uint64_t>(medianWorkBytes(count)));
     if (!rows || !samples || !work) return false;
     const std::ptrdiff_t pixel = passes.step() * sampleBytes(depth);
     for (int pass = 0; pass < passes.count(); ++pass) {
@@ -90,7 +90,7 @@ bool medianStrip(const Piece &piece, const Box &box, const Passes &passes) {
     const auto values = static_cast<std::uint32_t>(box.rows * box.columns);
     PieceRows rows(piece, box, passes, box.rows + 1, 1);
     const std::int64_t columns = rows.samples + (box.columns - 1) * passes.step();
-    const Scratch<std::uint16_t> histograms(static_cast<std::size_t>(columns * HISTOGRAM));
+    const Scratch<std::uint16_t> histograms(static_cast<std::uint64_t>(columns * HISTOGRAM));
     if (!rows || !histograms) return false;
     const auto add = [&](std::int64_t r, std::uint16_t change) {
         count(histograms.data(), rows.source.row(piece.boxY + r), columns, flip, change);
@@ -142,9 +142,9 @@ class OrderedBlock {
         if (height_ > MOST / 16 / width) return;
         const std::int64_t n = width * height_;
         for (Scratch<std::uint32_t> *scratch : {&samples_, &ordered_, &places_, &work_}) {
-            *scratch = Scratch<std::uint32_t>(static_cast<std::size_t>(n));
+            *scratch = Scratch<std::uint32_t>(static_cast<std::uint64_t>(n));
         }
-        set_ = Scratch<std::uint64_t>(static_cast<std::size_t>(setWords(n)));
+        set_ = Scratch<std::uint64_t>(static_cast<std::uint64_t>(setWords(n)));
     }
 
     explicit operator bool() const { return samples_ && ordered_ && places_ && work_ && set_; }

@@ -23,9 +23,9 @@ TapList::TapList(const std::int8_t *values, std::int64_t rows, std::int64_t colu
     starts[128] = 0;
     std::exclusive_scan(starts, starts + 256, starts, std::int64_t{0});
 
-    rowPointers_ = Scratch<const unsigned char *>(static_cast<std::size_t>(rows));
-    cells_ = Scratch<Cell>(static_cast<std::size_t>(std::max<std::int64_t>(count, 1)));
-    taps_ = Scratch<Tap>(static_cast<std::size_t>(std::max<std::int64_t>(count, 1)));
+    rowPointers_ = Scratch<const unsigned char *>(static_cast<std::uint64_t>(rows));
+    cells_ = Scratch<Cell>(static_cast<std::uint64_t>(std::max<std::int64_t>(count, 1)));
+    taps_ = Scratch<Tap>(static_cast<std::uint64_t>(std::max<std::int64_t>(count, 1)));
     if (!*this) return;
     count_ = static_cast<std::ptrdiff_t>(count);
     for (std::int64_t i = 0; i < most; ++i) {

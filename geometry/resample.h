@@ -109,17 +109,17 @@ template <class Weight, class ColumnTaps, class RowTaps>
 bool resampleBetween(const Source &source, const DstPiece &piece, const ChannelPairs &pairs,
                      const Kernels &kernels, ColumnTaps columnTaps, RowTaps rowTaps) {
     const std::int32_t width = piece.area.width;
-    const std::ptrdiff_t n = width * pairs.count;
-    const std::ptrdiff_t bytes = sampleBytes(piece.image.depth);
+    const std::int64_t n = std::int64_t{width} * pairs.count;
+    const std::int64_t bytes = sampleBytes(piece.image.depth);
     const int taps = kernels.taps;
 
     GatherTable columns[4];
     // Rows of intermediate values, the weights, rows of gathered samples: what comes
     // first has the larger elements.
-    const std::ptrdiff_t valueStride = n * kernels.valueBytes, sampleStride = n * bytes;
-    const std::ptrdiff_t weightBytes = n * kernels.weights * std::ptrdiff_t{sizeof(Weight)};
+    const std::int64_t valueStride = n * kernels.valueBytes, sampleStride = n * bytes;
+    const std::int64_t weightBytes = n * kernels.weights * std::int64_t{sizeof(Weight)};
     Scratch<unsigned char> rows(
-        static_cast<std::size_t>((valueStride + sampleStride) * taps + weightBytes));
+        static_cast<std::uint64_t>((valueStride + sampleStride) * taps + weightBytes));
     RowOutput output(piece, pairs);
     if (!rows || !output) return false;
     for (int t = 0; t < taps; ++t) {

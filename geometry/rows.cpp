@@ -9,8 +9,8 @@ namespace zylqx {
 
 // --- gathering ---
 
-GatherTable::GatherTable(std::ptrdiff_t n)
-    : index_(static_cast<std::size_t>(n + (n / 8 + 1) * BLOCK_WORDS)), count_(n) {}
+GatherTable::GatherTable(std::int64_t n)
+    : index_(static_cast<std::uint64_t>(n + (n / 8 + 1) * BLOCK_WORDS)), count_(n) {}
 
 void GatherTable::finish(std::ptrdiff_t bytes, std::ptrdiff_t rowBytes) {
     kernel_ = ZYLQX_KERNELS(moveKernels).gather[sizeIndex(bytes)];
@@ -60,8 +60,8 @@ RowOutput::RowOutput(const DstPiece &piece, const ChannelPairs &pairs)
       direct_(bytes_ != 0 && pairs.count == pairs.dstStep) {
     if (direct_) return;
     // Bits are made one per byte, and packed behind those.
-    const std::ptrdiff_t width = piece.area.width;
-    made_ = Scratch<unsigned char>(static_cast<std::size_t>(
+    const std::int64_t width = piece.area.width;
+    made_ = Scratch<unsigned char>(static_cast<std::uint64_t>(
         bytes_ == 0 ? width + (width + 7) / 8 : width * pairs.count * bytes_));
 }
 
@@ -93,12 +93,12 @@ RowFlip::RowFlip(const Source &source, std::int32_t left, const DstPiece &piece,
     chooseRectangle();
     if (rectangle_ != nullptr) return;
     if (bytes_ == 0) {
-        turned_ = Scratch<unsigned char>(static_cast<std::size_t>(rowBytes()));
+        turned_ = Scratch<unsigned char>(static_cast<std::uint64_t>(rowBytes()));
         ready_ = static_cast<bool>(turned_);
         return;
     }
     const std::int32_t width = piece.area.width;
-    gather_ = GatherTable(width * pairs.count);
+    gather_ = GatherTable(std::int64_t{width} * pairs.count);
     ready_ = static_cast<bool>(gather_);
     if (!ready_) return;
     for (std::int32_t i = 0; i < width; ++i) {

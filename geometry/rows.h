@@ -41,7 +41,7 @@ void spreadSamples(const unsigned char *src, unsigned char *dst, std::ptrdiff_t 
 class GatherTable {
   public:
     GatherTable() = default;
-    explicit GatherTable(std::ptrdiff_t n);
+    explicit GatherTable(std::int64_t n);
 
     explicit operator bool() const { return static_cast<bool>(index_); }
     const std::int32_t *index() const { return index_.data(); }

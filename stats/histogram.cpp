@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <limits>
 
 #include "core/memory.h"
 #include "stats/kernels.h"
@@ -32,14 +31,11 @@ std::int32_t histogramSize(std::uint32_t depth) {
     return std::int32_t{1} << depthBits(depth);
 }
 
-// Tables of `size` entries for all channels; false when memory is exhausted, also
-// where size_t cannot count the entries.
+// Tables of `size` entries for all channels; false when memory is exhausted.
 template <class T>
 Scratch<T> allocateTables(const Channels &channels, std::ptrdiff_t size) {
-    const std::uint64_t count =
-        static_cast<std::uint64_t>(channels.count) * static_cast<std::uint64_t>(size);
-    if (count > std::numeric_limits<std::size_t>::max()) return {};
-    return Scratch<T>(static_cast<std::size_t>(count));
+    return Scratch<T>(static_cast<std::uint64_t>(channels.count) *
+                      static_cast<std::uint64_t>(size));
 }
 
 bool badLut(const Call &call, ZylLUT *const *lut, int k, std::int32_t histSize) {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 #include <numbers>
 #include <utility>
 
@@ -17,13 +16,6 @@
 using namespace zylqx;
 
 namespace {
-
-// Memory for `bytes`, also where size_t is the narrower type.
-template <class T>
-Scratch<T> allocate(std::uint64_t count) {
-    if (count > std::numeric_limits<std::size_t>::max()) return {};
-    return Scratch<T>(static_cast<std::size_t>(count));
-}
 
 bool isPowerOfTwo(std::ptrdiff_t n) {
     return (n & (n - 1)) == 0;
@@ -59,7 +51,7 @@ class Tables {
         if (half <= half_) return true;
         half_ = 0;
         secants_ = {}; // the old ones first: both may not fit
-        secants_ = allocate<float>(2 * static_cast<std::uint64_t>(half));
+        secants_ = Scratch<float>(2 * static_cast<std::uint64_t>(half));
         if (!secants_) return false;
         for (std::ptrdiff_t h = 8; h <= half; h *= 2) {
             for (std::ptrdiff_t j = 0; j < h; ++j) {
@@ -75,7 +67,7 @@ class Tables {
     static bool prepareCosines(Cosines &cosines, std::ptrdiff_t length) {
         if (isPowerOfTwo(length) || cosines.length == length) return true;
         cosines = {};
-        cosines.values = allocate<double>(4 * static_cast<std::uint64_t>(length));
+        cosines.values = Scratch<double>(4 * static_cast<std::uint64_t>(length));
         if (!cosines.values) return false;
         for (std::ptrdiff_t k = 0; k < 4 * length; ++k) {
             cosines.values[k] = unitRoot(k, 4 * static_cast<std::int64_t>(length)).c;
@@ -124,9 +116,9 @@ class Transform {
     bool prepare(Tables &tables) {
         const auto columns = static_cast<std::uint64_t>(raised(columns_));
         const auto rows = static_cast<std::uint64_t>(raised(rows_));
-        lines_ = allocate<float>(columns * LINES);
-        block_ = allocate<float>(columns * rows);
-        work_ = allocate<unsigned char>(std::max(columns, rows) * DIRECT_WORK);
+        lines_ = Scratch<float>(columns * LINES);
+        block_ = Scratch<float>(columns * rows);
+        work_ = Scratch<unsigned char>(std::max(columns, rows) * DIRECT_WORK);
         if (!lines_ || !block_ || !work_ || !tables.prepare(columns_, rows_)) return false;
         alongRows_ = tables.ofColumns(columns_);
         alongColumns_ = tables.ofRows(rows_);

@@ -1,6 +1,5 @@
 #include "transform/fft_cache.h"
 
-#include <limits>
 #include <utility>
 
 #include "transform/roots.h"
@@ -8,12 +7,6 @@
 namespace zylqx {
 
 namespace {
-
-// Memory for `bytes`, also where size_t is the narrower type.
-Scratch<unsigned char> allocate(std::uint64_t bytes) {
-    if (bytes > std::numeric_limits<std::size_t>::max()) return {};
-    return Scratch<unsigned char>(static_cast<std::size_t>(bytes));
-}
 
 bool isFast(std::ptrdiff_t length) {
     return length >= 4 && (length & (length - 1)) == 0;
@@ -113,7 +106,7 @@ const FftTables<S> *FftCache::tables(std::ptrdiff_t length) {
         if (all.tables[i].length == length) return &all.tables[i];
     }
     if (all.count == MAX_LENGTHS) return nullptr;
-    Scratch<unsigned char> memory = allocate(tableBytes<S>(length));
+    Scratch<unsigned char> memory = Scratch<unsigned char>(tableBytes<S>(length));
     if (!memory) return nullptr;
     const int i = all.count++;
     all.tables[i] = fill(length, memory.data(), S());
@@ -128,7 +121,7 @@ void *FftCache::buffer(Slot slot, std::uint64_t bytes) {
     Buffer &kept = buffers_[slot];
     if (kept.memory && kept.bytes >= bytes) return kept.memory.data();
     kept.memory = {}; // the old one first: both may not fit
-    kept.memory = allocate(bytes);
+    kept.memory = Scratch<unsigned char>(bytes);
     kept.bytes = bytes;
     return kept.memory.data();
 }
