@@ -86,8 +86,9 @@ void cutToTile(BlockRegion &region, const ZylImage &dst, const ZylTileMapping *p
 
 void walkBlocks(const Call &call, ZylImage &src, ZylImage &dst, const BlockRegion &region,
                 BlockKernel kernel) {
-    Side destination(dst, ZYL_GET_TILE_TO_WRITE);
+    // The destination's last tile is given back before the source's.
     Side otherSource(src, ZYL_GET_TILE_TO_READ);
+    Side destination(dst, ZYL_GET_TILE_TO_WRITE);
     // An image that is changed in place is not asked for a tile twice.
     Side &source = &src == &dst ? destination : otherSource;
     std::int64_t width = 0;
