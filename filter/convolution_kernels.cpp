@@ -97,7 +97,8 @@ void sumVectors(const Tap *taps, std::ptrdiff_t count, std::ptrdiff_t x, U *sums
 template <class T, class U>
 void accumulate(const Tap *taps, std::ptrdiff_t count, std::ptrdiff_t x, void *d,
                 std::ptrdiff_t n) {
-    constexpr int BLOCK = 4 / PARTS<T, U>;
+    // Three vectors of bytes with their sums are as many as registers hold.
+    constexpr int BLOCK = sizeof(T) < sizeof(U) && sizeof(U) == 2 ? 3 : 4 / PARTS<T, U>;
     U *sums = static_cast<U *>(d);
     if (n < LANES<T>) {
         for (std::ptrdiff_t i = 0; i < n; ++i) {

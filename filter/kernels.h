@@ -97,8 +97,9 @@ struct BoxKernels {
 };
 
 struct RankKernels {
-    // Extremes: index 0 the larger, 1 the smaller. d may be a or b; in bits, or
-    // and and of words.
+    // Extremes: index 0 the larger, 1 the smaller. d may be a or b, as some results
+    // may be made twice, but not a part of them that is moved; in bits, or and and
+    // of words.
     using Extreme2 = void (*)(const void *a, const void *b, void *d, std::ptrdiff_t n);
     using Extreme3 = void (*)(const void *a, const void *b, const void *c, void *d,
                               std::ptrdiff_t n);
