@@ -33,28 +33,36 @@ int eightBits(const Image &image, int x, int y, int channel) {
     }
 }
 
-// The mean of the block of size x size pixels, cut to the picture.
-unsigned char meanSample(const Image &image, int left, int top, int size, int channel) {
-    int right = std::min(left + size, image.header()->width);
-    int bottom = std::min(top + size, image.header()->height);
+struct Block {
+    int left, top, right, bottom; // the last two are outside
+};
+
+unsigned char meanSample(const Image &image, const Block &block, int channel) {
     std::int64_t sum = 0;
-    for (int y = top; y < bottom; ++y)
-        for (int x = left; x < right; ++x) sum += eightBits(image, x, y, channel);
-    std::int64_t count = std::int64_t{right - left} * (bottom - top);
+    for (int y = block.top; y < block.bottom; ++y)
+        for (int x = block.left; x < block.right; ++x) sum += eightBits(image, x, y, channel);
+    std::int64_t count = std::int64_t{block.right - block.left} * (block.bottom - block.top);
     return static_cast<unsigned char>((sum + count / 2) / count);
 }
 
-// Draws a picture, made smaller by a whole factor so that it fits a cell.
+// Draws a picture, made smaller so that it fits a cell: each pixel is the mean of
+// those that it stands for.
 void drawPicture(const Image &image, const Image &sheet, int left, int top) {
     Shape shape = image.shape();
-    int size = std::max({1, (shape.width + cellWidth - 1) / cellWidth,
-                         (shape.height + cellHeight - 1) / cellHeight});
+    double factor =
+        std::min({1.0, double{cellWidth} / shape.width, double{cellHeight} / shape.height});
+    int width = std::max(1, static_cast<int>(shape.width * factor));
+    int height = std::max(1, static_cast<int>(shape.height * factor));
+    const auto place = [](int i, int count, int of) {
+        return static_cast<int>(std::int64_t{i} * of / count);
+    };
     bool color = shape.color();
-    for (int y = 0; y * size < shape.height; ++y) {
+    for (int y = 0; y < height; ++y) {
         unsigned char *pixel = sheet.row(top + y) + std::ptrdiff_t{left} * 3;
-        for (int x = 0; x * size < shape.width; ++x) {
-            for (int c = 0; c < 3; ++c)
-                *pixel++ = meanSample(image, x * size, y * size, size, color ? c : 0);
+        for (int x = 0; x < width; ++x) {
+            Block block = {place(x, width, shape.width), place(y, height, shape.height),
+                           place(x + 1, width, shape.width), place(y + 1, height, shape.height)};
+            for (int c = 0; c < 3; ++c) *pixel++ = meanSample(image, block, color ? c : 0);
         }
     }
 }
