@@ -207,5 +207,7 @@ void zylReduceBits(ZylImage *srcImage, ZylImage *dstImage, std::int32_t jitterTy
         }
         if (ditherType != DITHER_NONE) ditherImage(d, width, height, ditherType, ditherBits);
     };
-    walkColour(call, src, dst, dstTile, kernel);
+    // A dither, and jitter, see the whole destination.
+    const bool plain = jitterType == 0 && ditherType == DITHER_NONE;
+    walkColour(call, src, dst, dstTile, kernel, plain ? InMemory::CommonPart : InMemory::OneTile);
 }

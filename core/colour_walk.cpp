@@ -53,8 +53,8 @@ class Source {
 } // namespace
 
 void walkColour(const Call &call, ZylImage &src, ZylImage &dst, const std::int32_t *dstTile,
-                ColourKernel kernel) {
-    if (!isTiled(src) && !isTiled(dst)) {
+                ColourKernel kernel, InMemory inMemory) {
+    if (!isTiled(src) && !isTiled(dst) && inMemory == InMemory::CommonPart) {
         kernel(src, dst, std::min(src.width, dst.width), std::min(src.height, dst.height));
         return;
     }

@@ -28,7 +28,11 @@ class ColourKernel {
     void (*call_)(void *, const ZylImage &, const ZylImage &, std::int32_t, std::int32_t);
 };
 
-// Images in memory: one call, for the columns and rows that both have.
+// How the walk takes two images in memory: for the columns and rows that both
+// have, or the destination as one tile, which may be larger than the source.
+enum class InMemory { CommonPart, OneTile };
+
+// Images in memory with InMemory::CommonPart: one call.
 //
 // Otherwise one call for every destination tile, row by row, or for `dstTile`
 // alone; a destination in memory is one tile. The source is the rectangle at the
@@ -37,7 +41,7 @@ class ColourKernel {
 // tiles quietly, and the walk when it is the first of its row. No memory and a
 // source tile that is not delivered are reported and end the walk.
 void walkColour(const Call &call, ZylImage &src, ZylImage &dst, const std::int32_t *dstTile,
-                ColourKernel kernel);
+                ColourKernel kernel, InMemory inMemory = InMemory::CommonPart);
 
 } // namespace zylqx
 

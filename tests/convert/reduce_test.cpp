@@ -149,16 +149,67 @@ TEST(ReduceBits, DithersEachTileByItself) {
     }
 }
 
-// Images in memory: the smaller size decides.
+// Images in memory: without jitter and dither the smaller size decides.
 TEST(ReduceBits, LeavesTheRestOfALargerImageAlone) {
-    for (const int type : {1, 2}) {
-        TestImage source(shapeOf(ZYL_DEPTH_16U, "GRAY", 10, 6, ZYL_DATA_ORDER_PIXEL));
-        source.fill(0xABCD);
-        TestImage result(shapeOf(ZYL_DEPTH_8U, "GRAY", 12, 5, ZYL_DATA_ORDER_PIXEL));
+    TestImage source(shapeOf(ZYL_DEPTH_16U, "GRAY", 10, 6, ZYL_DATA_ORDER_PIXEL));
+    source.fill(0xABCD);
+    TestImage result(shapeOf(ZYL_DEPTH_8U, "GRAY", 12, 5, ZYL_DATA_ORDER_PIXEL));
+    result.fill(9);
+    zylReduceBits(source, result, 0, 1, 7, nullptr);
+    EXPECT_EQ(result.at(9, 4), 0xAB);
+    EXPECT_EQ(result.at(10, 4), 9);
+}
+
+// With a dither the source's borders fill a larger destination, and their errors
+// spread like those of the other samples.
+TEST(ReduceBits, DithersTheWholeOfALargerImage) {
+    constexpr int CONSTANT = 0x4321;
+    const auto padded = [](const TestImage &source, int mode) {
+        const Shape &shape = source.shape();
+        Shape larger = shape;
+        larger.width += 8;
+        larger.height += 5;
+        TestImage image(larger);
+        for (int y = 0; y < larger.height; ++y) {
+            for (int x = 0; x < larger.width; ++x) {
+                const bool outside = x >= shape.width || y >= shape.height;
+                const bool wrap = mode == ZYL_BORDER_WRAP;
+                const int fromX = wrap ? x % shape.width : std::min(x, shape.width - 1);
+                const int fromY = wrap ? y % shape.height : std::min(y, shape.height - 1);
+                for (int c = 1; c <= shape.channels; ++c) {
+                    const bool constant = outside && mode == ZYL_BORDER_CONSTANT;
+                    image.set(x, y, c, constant ? CONSTANT : source.at(fromX, fromY, c));
+                }
+            }
+        }
+        return image;
+    };
+    unsigned seed = 0;
+    for (const int mode : {ZYL_BORDER_CONSTANT, ZYL_BORDER_REPLICATE, ZYL_BORDER_WRAP}) {
+        for (const int type : {2, 4, 8, 16}) {
+            for (const int order : {ZYL_DATA_ORDER_PIXEL, ZYL_DATA_ORDER_PLANE}) {
+                TestImage source(shapeOf(ZYL_DEPTH_16U, "RGB ", 11, 7, order));
+                source.randomise(++seed);
+                source.border(mode, CONSTANT);
+                TestImage larger = padded(source, mode);
+                TestImage expected(shapeOf(ZYL_DEPTH_8U, "RGB ", 19, 12, order));
+                TestImage result(expected);
+                zylReduceBits(larger, expected, 0, type, 2, nullptr);
+                zylReduceBits(source, result, 0, type, 2, nullptr);
+                EXPECT_EQ(difference(expected, result), "") << "type " << type << ", mode " << mode;
+            }
+        }
+    }
+    // Jitter leaves samples alone that are this large.
+    TestImage source(shapeOf(ZYL_DEPTH_16U, "GRAY", 10, 6, ZYL_DATA_ORDER_PIXEL));
+    source.fill(0xFFFF);
+    source.border(ZYL_BORDER_REPLICATE);
+    for (const int jitter : {0, 3}) {
+        TestImage result(shapeOf(ZYL_DEPTH_8U, "GRAY", 12, 8, ZYL_DATA_ORDER_PIXEL));
         result.fill(9);
-        zylReduceBits(source, result, 0, type, 7, nullptr);
-        EXPECT_EQ(result.at(9, 4), 0xAB);
-        EXPECT_EQ(result.at(10, 4), 9);
+        zylReduceBits(source, result, jitter, 1, 0, nullptr);
+        EXPECT_EQ(result.at(9, 5), 0xFF);
+        EXPECT_EQ(result.at(11, 7), jitter == 0 ? 9 : 0xFF);
     }
 }
 
