@@ -59,7 +59,8 @@ function(zylqx_room name)
 endfunction()
 
 # The two libraries, from the objects of every room. The shared one exports the
-# interface alone and asks for no library that it does not use.
+# interface alone and needs the C library alone: the compiler's own routines, which
+# some processors ask for, are linked in.
 function(zylqx_library)
   get_property(objects GLOBAL PROPERTY ZYLQX_OBJECTS)
   add_library(zylqx SHARED ${objects})
@@ -77,7 +78,7 @@ function(zylqx_library)
   set_target_properties(zylqx PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
   if(UNIX AND NOT APPLE)
     set(exports ${PROJECT_SOURCE_DIR}/cmake/exports.map)
-    target_link_options(zylqx PRIVATE LINKER:--as-needed LINKER:--version-script=${exports})
+    target_link_options(zylqx PRIVATE -static-libgcc LINKER:--as-needed LINKER:--version-script=${exports})
     set_target_properties(zylqx PROPERTIES LINK_DEPENDS ${exports})
   endif()
 endfunction()
