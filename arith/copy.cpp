@@ -7,6 +7,7 @@
 #include "arith/pointwise.h"
 #include "core/image.h"
 #include "core/memory.h"
+#include "core/step_kernels.h"
 
 using namespace zylqx;
 
@@ -110,7 +111,8 @@ void load(const Samples &s, const unsigned char *row, std::ptrdiff_t x, std::ptr
     } else if (s.step == 1) {
         std::memcpy(block.samples, row + x * bytes, static_cast<std::size_t>(n * bytes));
     } else {
-        kernels.gather[sizeIndex(bytes)](row + x * s.step * bytes, s.step, block.samples, n);
+        ZYLQX_KERNELS(stepKernels)
+            .gather[sizeIndex(bytes)](row + x * s.step * bytes, s.step, block.samples, n);
     }
 }
 
@@ -124,7 +126,8 @@ void store(const Samples &d, unsigned char *row, std::ptrdiff_t x, std::ptrdiff_
     } else if (d.step == 1) {
         std::memcpy(row + x * bytes, block.samples, static_cast<std::size_t>(n * bytes));
     } else {
-        kernels.scatter[sizeIndex(bytes)](block.samples, row + x * d.step * bytes, d.step, n);
+        ZYLQX_KERNELS(stepKernels)
+            .scatter[sizeIndex(bytes)](block.samples, row + x * d.step * bytes, d.step, n);
     }
 }
 
@@ -145,11 +148,11 @@ void copyRow(const Samples &s, const unsigned char *from, const Samples &d, unsi
         return;
     }
     if (d.step == 1) {
-        kernels.gather[sizeIndex(bytes)](from, s.step, to, n);
+        ZYLQX_KERNELS(stepKernels).gather[sizeIndex(bytes)](from, s.step, to, n);
         return;
     }
     if (s.step == 1) {
-        kernels.scatter[sizeIndex(bytes)](from, to, d.step, n);
+        ZYLQX_KERNELS(stepKernels).scatter[sizeIndex(bytes)](from, to, d.step, n);
         return;
     }
     Block block;

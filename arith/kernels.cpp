@@ -357,29 +357,6 @@ void exchangeRow(void *a, void *b, std::ptrdiff_t bytes) {
     }
 }
 
-template <class T, int STEP>
-void gatherEvery(const T *in, T *out, std::ptrdiff_t n) {
-    for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = in[i * STEP];
-}
-
-// Images of two, three and four channels have loops of their own.
-template <class T>
-void gatherRow(const void *s, std::ptrdiff_t step, void *d, std::ptrdiff_t n) {
-    const T *in = static_cast<const T *>(s);
-    T *out = static_cast<T *>(d);
-    if (step == 2) return gatherEvery<T, 2>(in, out, n);
-    if (step == 3) return gatherEvery<T, 3>(in, out, n);
-    if (step == 4) return gatherEvery<T, 4>(in, out, n);
-    for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = in[i * step];
-}
-
-template <class T>
-void scatterRow(const void *s, void *d, std::ptrdiff_t step, std::ptrdiff_t n) {
-    const T *in = static_cast<const T *>(s);
-    T *out = static_cast<T *>(d);
-    for (std::ptrdiff_t i = 0; i < n; ++i) out[i * step] = in[i];
-}
-
 template <class T>
 void fillRow(void *d, std::ptrdiff_t step, std::ptrdiff_t n, std::uint32_t value) {
     T *out = static_cast<T *>(d);
@@ -392,36 +369,10 @@ void fillRow(void *d, std::ptrdiff_t step, std::ptrdiff_t n, std::uint32_t value
 
 // --- rows of bits ---
 
-// `count` bits (1 to 8) from a bit on, at the left of the byte. Reads no byte
-// that holds none of them.
-unsigned loadBits(const std::uint8_t *data, std::ptrdiff_t bit, int count) {
-    const std::uint8_t *byte = data + bit / 8;
-    const int offset = static_cast<int>(bit % 8);
-    unsigned bits = unsigned{byte[0]} << offset;
-    if (offset + count > 8) bits |= unsigned{byte[1]} >> (8 - offset);
-    return bits & 0xFFu;
-}
-
-// 64 bits from a bit on, the leftmost at the top.
-std::uint64_t loadWord(const std::uint8_t *data, std::ptrdiff_t bit) {
-    const std::uint8_t *byte = data + bit / 8;
-    const int offset = static_cast<int>(bit % 8);
-    std::uint64_t word;
-    __builtin_memcpy(&word, byte, 8);
-    word = __builtin_bswap64(word);
-    if (offset == 0) return word;
-    return word << offset | std::uint64_t{byte[8]} >> (8 - offset);
-}
-
-void storeWord(std::uint8_t *data, std::uint64_t word) {
-    word = __builtin_bswap64(word);
-    __builtin_memcpy(data, &word, 8);
-}
-
 // Runs `operation` (from a word of each source to a word) over n bits. Sources
 // give 1 to 8 bits through `load`, 64 through `word`, from a position on.
-template <class Load, class LoadWord, class F>
-void mapBits(Bits d, std::ptrdiff_t n, Load load, LoadWord word, F operation) {
+template <class Load, class Word, class F>
+void mapBits(Bits d, std::ptrdiff_t n, Load load, Word word, F operation) {
     std::uint8_t *out = d.data;
     std::ptrdiff_t at = 0;
     const auto partial = [&](int offset, int count) {
@@ -434,7 +385,7 @@ void mapBits(Bits d, std::ptrdiff_t n, Load load, LoadWord word, F operation) {
         partial(d.bit, static_cast<int>(smaller<std::ptrdiff_t>(8 - d.bit, n)));
         ++out;
     }
-    for (; n - at >= 64; at += 64, out += 8) storeWord(out, operation(word(at)));
+    for (; n - at >= 64; at += 64, out += 8) storeHighestFirst(out, operation(word(at)));
     while (at < n) {
         partial(0, static_cast<int>(smaller<std::ptrdiff_t>(8, n - at)));
         ++out;
@@ -461,7 +412,7 @@ void bitBinaryRow(ConstBits a, ConstBits b, Bits d, std::ptrdiff_t n) {
             return Pair{loadBits(a.data, a.bit + at, count), loadBits(b.data, b.bit + at, count)};
         },
         [=](std::ptrdiff_t at) {
-            return Pair{loadWord(a.data, a.bit + at), loadWord(b.data, b.bit + at)};
+            return Pair{loadBitWord(a.data, a.bit + at), loadBitWord(b.data, b.bit + at)};
         },
         [](Pair pair) { return Operation::of(pair.a, pair.b); });
 }
@@ -483,7 +434,7 @@ void bitUnaryRow(ConstBits s, Bits d, std::ptrdiff_t n, const BitConstant &c) {
         [=](std::ptrdiff_t at, int count) -> std::uint64_t {
             return loadBits(s.data, s.bit + at, count);
         },
-        [=](std::ptrdiff_t at) { return loadWord(s.data, s.bit + at); },
+        [=](std::ptrdiff_t at) { return loadBitWord(s.data, s.bit + at); },
         [=](std::uint64_t bits) { return (bits & constant.mask) ^ constant.flip; });
 }
 
@@ -536,8 +487,6 @@ const ArithKernels arithKernels = {
     },
     copyRow,
     exchangeRow,
-    {gatherRow<std::uint8_t>, gatherRow<std::uint16_t>, gatherRow<std::uint32_t>},
-    {scatterRow<std::uint8_t>, scatterRow<std::uint16_t>, scatterRow<std::uint32_t>},
     {fillRow<std::uint8_t>, fillRow<std::uint16_t>, fillRow<std::uint32_t>},
     {bitBinaryRow<And>, bitBinaryRow<Or>, bitBinaryRow<Xor>, bitBinaryRow<AndNot>},
     bitUnaryRow};

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "core/bits.h"
 #include "core/levels.h"
 
 namespace zylqx {
@@ -44,21 +45,9 @@ struct BitConstant {
 enum class BitBinary { And, Or, Xor, AndNot };
 constexpr int BIT_BINARY_COUNT = 4;
 
-// 1-bit samples from a byte and a bit of it on, bit 0 being the leftmost.
-struct ConstBits {
-    const std::uint8_t *data;
-    int bit;
-};
-struct Bits {
-    std::uint8_t *data;
-    int bit;
-};
-
 struct ArithKernels {
     using BinaryRow = void (*)(const void *a, const void *b, void *d, std::ptrdiff_t n);
     using UnaryRow = void (*)(const void *s, void *d, std::ptrdiff_t n, const UnaryConstant &c);
-    using GatherRow = void (*)(const void *s, std::ptrdiff_t step, void *d, std::ptrdiff_t n);
-    using ScatterRow = void (*)(const void *s, void *d, std::ptrdiff_t step, std::ptrdiff_t n);
     using FillRow = void (*)(void *d, std::ptrdiff_t step, std::ptrdiff_t n, std::uint32_t value);
 
     // By operation and core/image.h's depthIndex(); null where there is none.
@@ -70,11 +59,8 @@ struct ArithKernels {
     void (*copy)(const void *s, void *d, std::ptrdiff_t bytes);
     void (*exchange)(void *a, void *b, std::ptrdiff_t bytes);
 
-    // Every step-th sample from or into a row, for samples of 1, 2 and 4 bytes.
-    GatherRow gather[3];
-    ScatterRow scatter[3];
-
-    // The low bits of a value into every step-th sample of a row, by the same sizes.
+    // The low bits of a value into every step-th sample of a row, for samples of 1, 2
+    // and 4 bytes.
     FillRow fill[3];
 
     // Rows of bits at any offset. Bits of d outside the row keep their values.

@@ -5,6 +5,7 @@
 
 #include "core/frame.h"
 #include "core/image.h"
+#include "core/step_kernels.h"
 
 namespace zylqx {
 
@@ -66,7 +67,7 @@ void forEachRow(const Frame &frame, int count, F row) {
 template <class F>
 void steppedRow(const Frame &frame, int count, unsigned char *const *data, std::ptrdiff_t bytes,
                 F process) {
-    const ArithKernels &kernels = currentArithKernels();
+    const StepKernels &kernels = ZYLQX_KERNELS(stepKernels);
     const int size = sizeIndex(bytes);
     Block blocks[MAX_OPERANDS];
     const void *sources[MAX_OPERANDS];

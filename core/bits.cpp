@@ -16,25 +16,6 @@ void mergeByte(unsigned char &byte, unsigned bits, unsigned mask) {
     byte = static_cast<unsigned char>((byte & ~mask) | (bits & mask));
 }
 
-// `count` bits (1 to 8) from a bit on, at the left of the result.
-unsigned loadBits(const unsigned char *src, std::int64_t bit, int count) {
-    const unsigned char *byte = src + bit / 8;
-    const int offset = static_cast<int>(bit % 8);
-    unsigned bits = unsigned{byte[0]} << offset;
-    if (offset + count > 8) bits |= unsigned{byte[1]} >> (8 - offset);
-    return bits & 0xFFu;
-}
-
-// Sixty-four bits from the first one of a byte on, that one at the top.
-std::uint64_t loadBits64(const unsigned char *src) {
-    std::uint64_t bits = 0;
-    for (int i = 0; i < 8; ++i) bits = bits << 8 | src[i];
-    return bits;
-}
-void storeBits64(unsigned char *dst, std::uint64_t bits) {
-    for (int i = 0; i < 8; ++i) dst[i] = static_cast<unsigned char>(bits >> (56 - 8 * i));
-}
-
 } // namespace
 
 void copyBits(const unsigned char *src, std::int64_t srcBit, unsigned char *dst,
@@ -56,7 +37,7 @@ void copyBits(const unsigned char *src, std::int64_t srcBit, unsigned char *dst,
     } else {
         std::int64_t i = 0;
         for (; i + 8 <= bytes; i += 8) {
-            storeBits64(dst + i, loadBits64(from + i) << shift | from[i + 8] >> (8 - shift));
+            storeHighestFirst(dst + i, loadBitWord(from + i, shift));
         }
         for (; i < bytes; ++i) {
             dst[i] = static_cast<unsigned char>(from[i] << shift | from[i + 1] >> (8 - shift));

@@ -6,6 +6,7 @@
 
 #include "core/bits.h"
 #include "core/image.h"
+#include "core/step_kernels.h"
 #include "core/tiles.h"
 
 namespace zylqx {
@@ -38,24 +39,12 @@ int planesOf(const ZylImage &image, int channel) {
     return channel == ALL_CHANNELS && isPlanar(image) ? image.nChannels : 1;
 }
 
-template <class T>
-void copyStepped(unsigned char *dst, const unsigned char *src, std::ptrdiff_t step,
-                 std::ptrdiff_t count) {
-    T *out = reinterpret_cast<T *>(dst);
-    for (std::ptrdiff_t i = 0; i < count; ++i)
-        out[i] = *reinterpret_cast<const T *>(src + i * step);
-}
-
 void copyItems(unsigned char *dst, const unsigned char *src, std::ptrdiff_t step,
                std::ptrdiff_t count, std::ptrdiff_t bytes) {
     if (step == bytes) {
         std::memcpy(dst, src, static_cast<std::size_t>(count * bytes));
-    } else if (bytes == 1) {
-        copyStepped<std::uint8_t>(dst, src, step, count);
-    } else if (bytes == 2) {
-        copyStepped<std::uint16_t>(dst, src, step, count);
-    } else if (bytes == 4) {
-        copyStepped<std::uint32_t>(dst, src, step, count);
+    } else if (bytes == 1 || bytes == 2 || bytes == 4) {
+        ZYLQX_KERNELS(stepKernels).gather[sizeIndex(bytes)](src, step / bytes, dst, count);
     } else {
         for (std::ptrdiff_t i = 0; i < count; ++i) {
             std::memcpy(dst + i * bytes, src + i * step, static_cast<std::size_t>(bytes));
@@ -66,12 +55,12 @@ void copyItems(unsigned char *dst, const unsigned char *src, std::ptrdiff_t step
 void copyBitRun(unsigned char *dst, std::int64_t at, const unsigned char *src,
                 const BorderRun &run) {
     if (run.step == 0) {
-        fillBits(dst, at, run.count, bitAt(src, run.position));
+        fillBits(dst, at, run.count, bitAt(src, run.position) != 0);
     } else if (run.step > 0) {
         copyBits(src, run.position, dst, at, run.count);
     } else {
         for (std::int64_t i = 0; i < run.count; ++i) {
-            setBit(dst, at + i, bitAt(src, run.position - i));
+            setBit(dst, at + i, bitAt(src, run.position - i) != 0);
         }
     }
 }

@@ -2,6 +2,7 @@
 #ifndef ZYLQX_CORE_PACK_H
 #define ZYLQX_CORE_PACK_H
 
+#include "core/bits.h"
 #include "core/vectors.h"
 
 namespace zylqx::ZYLQX_LEVEL {
@@ -13,29 +14,6 @@ constexpr std::ptrdiff_t CHUNK = 512;
 
 inline std::ptrdiff_t chunkFrom(std::ptrdiff_t i, std::ptrdiff_t n) {
     return n - i < CHUNK ? n - i : CHUNK;
-}
-
-// Eight bytes in one word, the first one lowest.
-inline u64 loadBytes(const u8 *bytes) {
-    u64 word;
-    __builtin_memcpy(&word, bytes, sizeof word);
-#if __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
-    word = __builtin_bswap64(word);
-#endif
-    return word;
-}
-
-inline void storeBytes(u8 *bytes, u64 word) {
-#if __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
-    word = __builtin_bswap64(word);
-#endif
-    __builtin_memcpy(bytes, &word, sizeof word);
-}
-
-// Eight flags of 0 or 1, the first into the top bit. The product puts flag i at
-// bit 63 - i, and no two of its terms meet.
-inline u8 packByte(const u8 *flags) {
-    return static_cast<u8>((loadBytes(flags) * 0x8040201008040201u) >> 56);
 }
 
 #if defined(__AVX2__)
@@ -69,12 +47,8 @@ inline void packBits(const u8 *flags, u8 *bits, std::ptrdiff_t n) {
         packTops(Flags(load<FlagWords>(flags + i) << 7), bits + i / 8);
     }
 #endif
-    for (; i + 8 <= n; i += 8) bits[i / 8] = packByte(flags + i);
-    for (; i < n; ++i) {
-        const unsigned bit = 0x80u >> (i % 8);
-        const unsigned byte = bits[i / 8];
-        bits[i / 8] = static_cast<u8>(flags[i] != 0 ? byte | bit : byte & ~bit);
-    }
+    for (; i + 8 <= n; i += 8) bits[i / 8] = packFlags(loadLowestFirst(flags + i));
+    for (; i < n; ++i) setBit(bits, i, flags[i] != 0);
 }
 
 // Bits from the first of a byte on into flags, which are 0 or not. All bits of
@@ -85,14 +59,8 @@ inline void unpackBits(const u8 *bits, u8 *flags, std::ptrdiff_t n) {
     for (; i + 32 <= n; i += 32) store(flags + i, unpacked(bits + i / 8));
 #endif
     for (; i < n; i += 8) {
-        const u64 copies = bits[i / 8] * 0x0101010101010101u;
-        storeBytes(flags + i, copies & 0x0102040810204080u);
+        storeLowestFirst(flags + i, unpackFlags(bits[i / 8]));
     }
-}
-
-// Bit i of a row, 0 or 1.
-inline unsigned bitAt(const u8 *bits, std::ptrdiff_t i) {
-    return (unsigned{bits[i >> 3]} >> (7 - (i & 7))) & 1u;
 }
 
 } // namespace

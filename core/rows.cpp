@@ -7,6 +7,7 @@
 
 #include "core/bits.h"
 #include "core/image.h"
+#include "core/step_kernels.h"
 
 namespace zylqx {
 
@@ -35,41 +36,21 @@ bool sideBySide(const ZylImage &image, int channel) {
     return image.depth != ZYL_DEPTH_1U && (channel == ALL_CHANNELS || pixelStep(image) == 1);
 }
 
-std::uint64_t loadWord(const unsigned char *bytes) {
-    std::uint64_t word = 0;
-    std::memcpy(&word, bytes, sizeof word);
-    return __builtin_bswap64(word);
-}
+constexpr std::uint64_t ONES = 0x0101010101010101u; // one in each byte
 
-void storeWord(unsigned char *bytes, std::uint64_t word) {
-    word = __builtin_bswap64(word);
-    std::memcpy(bytes, &word, sizeof word);
-}
-
-// Eight bits to eight bytes of 0 or 1 and back, the leftmost first. A
-// multiplication puts a copy of the byte under each byte of the word.
+// Bits to bytes of 0 or 1 and back, in whole bytes of bits. What the last of them
+// holds past the count comes from, and goes to, bytes that do not matter.
 void unpack(const unsigned char *bits, unsigned char *bytes, std::int64_t count) {
     for (std::int64_t i = 0; i < (count + 7) / 8; ++i) {
-        std::uint64_t word = std::uint64_t{bits[i]} * 0x0101010101010101u & 0x8040201008040201u;
-        word = (word + 0x007F7F7F7F7F7F7Fu) >> 7 & 0x0101010101010101u;
-        // The leftmost bit is in the highest byte.
-        storeWord(bytes + i * 8, (word & 0x0101010101010101u));
+        const std::uint64_t flags = unpackFlags(bits[i]);
+        storeLowestFirst(bytes + i * 8, (flags + ONES * 0x7F) >> 7 & ONES);
     }
 }
 
 void pack(const unsigned char *bytes, unsigned char *bits, std::int64_t count) {
     for (std::int64_t i = 0; i < (count + 7) / 8; ++i) {
-        const std::uint64_t word = loadWord(bytes + i * 8) & 0x0101010101010101u;
-        bits[i] = static_cast<unsigned char>(word * 0x0102040810204080u >> 56);
+        bits[i] = packFlags(loadLowestFirst(bytes + i * 8) & ONES);
     }
-}
-
-template <class T>
-void scatter(unsigned char *dst, std::ptrdiff_t step, const unsigned char *src,
-             std::int64_t count) {
-    const T *from = reinterpret_cast<const T *>(src);
-    T *to = reinterpret_cast<T *>(dst);
-    for (std::int64_t i = 0; i < count; ++i) to[i * step] = from[i];
 }
 
 } // namespace
@@ -132,7 +113,7 @@ void SourceRows::buildBits(unsigned char *slot, std::int64_t count) {
             continue;
         }
         auto *row = reinterpret_cast<std::uint64_t *>(slot);
-        for (std::int64_t w = 0; w < words; ++w) row[w] = loadWord(slot + w * 8);
+        for (std::int64_t w = 0; w < words; ++w) row[w] = loadHighestFirst(slot + w * 8);
     }
 }
 
@@ -157,23 +138,16 @@ void DestinationRows::finish(std::int64_t y) {
         storeBits(y, slot);
         return;
     }
-    unsigned char *to = sampleAt(image_, x_, y, channel_);
-    switch (sampleBytes(image_.depth)) {
-    case 1:
-        scatter<std::uint8_t>(to, pixelStep(image_), slot, columns_);
-        break;
-    case 2:
-        scatter<std::uint16_t>(to, pixelStep(image_), slot, columns_);
-        break;
-    default:
-        scatter<std::uint32_t>(to, pixelStep(image_), slot, columns_);
-    }
+    const auto scatter = ZYLQX_KERNELS(stepKernels).scatter[sizeIndex(sampleBytes(image_.depth))];
+    scatter(slot, sampleAt(image_, x_, y, channel_), pixelStep(image_),
+            static_cast<std::ptrdiff_t>(columns_));
 }
 
 void DestinationRows::storeBits(std::int64_t y, unsigned char *slot) {
     if (bits_ == BitRows::Words) {
         const auto *words = reinterpret_cast<const std::uint64_t *>(slot);
-        for (std::int64_t i = 0; i < wordsOf(columns_); ++i) storeWord(slot + i * 8, words[i]);
+        for (std::int64_t i = 0; i < wordsOf(columns_); ++i)
+            storeHighestFirst(slot + i * 8, words[i]);
     } else {
         pack(slot, slot, columns_);
     }

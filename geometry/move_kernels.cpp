@@ -160,7 +160,7 @@ void copyRows(const void *src, std::ptrdiff_t srcStride, void *dst, std::ptrdiff
 void gatherBits(const std::uint8_t *row, const std::int32_t *index, std::uint8_t *out,
                 std::ptrdiff_t n) {
     for (std::ptrdiff_t k = 0; k < n; ++k) {
-        out[k] = static_cast<std::uint8_t>(row[index[k] >> 3] >> (7 - (index[k] & 7)) & 1);
+        out[k] = static_cast<std::uint8_t>(bitAt(row, index[k]));
     }
 }
 

@@ -1,3 +1,4 @@
+#include "core/bits.h"
 #include "core/kernel.h"
 #include "geometry/kernels.h"
 #include "geometry/rounding.h"
@@ -98,8 +99,7 @@ void sampleNearestBits(const TurnSource &src, const TurnBlock &block, void *out,
         static_cast<const std::uint8_t *>(src.data) + (block.row - src.top) * (src.rowStep / 8);
     std::uint8_t *d = static_cast<std::uint8_t *>(out);
     for (std::ptrdiff_t k = 0; k < n; ++k) {
-        const std::int32_t bit = block.offset[k];
-        d[k] = static_cast<std::uint8_t>(origin[bit >> 3] >> (7 - (bit & 7)) & 1);
+        d[k] = static_cast<std::uint8_t>(bitAt(origin, block.offset[k]));
     }
 }
 

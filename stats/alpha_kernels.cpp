@@ -379,30 +379,6 @@ void resultAlphaDividedRow(const void *alphaA, const void *alphaB, void *d, std:
 // --- moving samples ---
 
 template <class T>
-inline void gatherSamples(const T *in, std::ptrdiff_t step, T *out, std::ptrdiff_t n) {
-    ZYLQX_VECTOR_LOOP
-    for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = in[i * step];
-}
-
-// A step that the compiler knows is gathered in vectors.
-template <class T>
-void gatherRow(const void *s, std::ptrdiff_t step, void *d, std::ptrdiff_t n) {
-    const T *in = static_cast<const T *>(s);
-    T *out = static_cast<T *>(d);
-    if (step == 1) return gatherSamples<T>(in, 1, out, n);
-    if (step == 2) return gatherSamples<T>(in, 2, out, n);
-    if (step == 4) return gatherSamples<T>(in, 4, out, n);
-    gatherSamples<T>(in, step, out, n);
-}
-
-template <class T>
-void scatterRow(const void *s, void *d, std::ptrdiff_t step, std::ptrdiff_t n) {
-    const T *in = static_cast<const T *>(s);
-    T *out = static_cast<T *>(d);
-    for (std::ptrdiff_t i = 0; i < n; ++i) out[i * step] = in[i];
-}
-
-template <class T>
 void spreadRow(const void *s, std::ptrdiff_t times, void *d, std::ptrdiff_t n) {
     const T *in = static_cast<const T *>(s);
     T *out = static_cast<T *>(d);
@@ -429,8 +405,7 @@ void spreadRow(const void *s, std::ptrdiff_t times, void *d, std::ptrdiff_t n) {
         multiplyRow<T>, multiplyConstantRow<T>, preMultiplyPixels<T>,                              \
             BY_PREMULTIPLIED(compositeRow, T), BY_PREMULTIPLIED(compositePixels, T),               \
             BY_PREMULTIPLIED(compositeDividedRow, T), BY_RULE(resultAlphaRow, T),                  \
-            BY_RULE(resultAlphaDividedRow, T), complementRow<T>, gatherRow<T>, scatterRow<T>,      \
-            spreadRow<T>                                                                           \
+            BY_RULE(resultAlphaDividedRow, T), complementRow<T>, spreadRow<T>                      \
     }
 
 const AlphaKernels alphaKernels = {DEPTH_KERNELS(std::uint8_t), DEPTH_KERNELS(std::uint16_t)};

@@ -51,8 +51,6 @@ struct AlphaKernels {
 
         // d = M - s
         void (*complement)(const void *s, void *d, std::ptrdiff_t n);
-        void (*gather)(const void *s, std::ptrdiff_t step, void *d, std::ptrdiff_t n);
-        void (*scatter)(const void *s, void *d, std::ptrdiff_t step, std::ptrdiff_t n);
         // Every sample `times` times.
         void (*spread)(const void *s, std::ptrdiff_t times, void *d, std::ptrdiff_t n);
     };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "core/step_kernels.h"
 #include "stats/alpha.h"
 #include "stats/alpha_kernels.h"
 #include "stats/blocks.h"
@@ -102,6 +103,7 @@ class Compositor {
   public:
     explicit Compositor(const Composition &composition)
         : composition_(composition), kernels_(currentAlphaKernels(sizeof(T))),
+          steps_(ZYLQX_KERNELS(stepKernels)),
           row_((composition.divided
                     ? kernels_.compositeDivided
                     : kernels_.composite)[composition.preMultiplied][composition.rule]),
@@ -140,7 +142,9 @@ class Compositor {
                  std::ptrdiff_t y, std::ptrdiff_t n, const T *alphaA, const T *alphaB);
 
     const Composition &composition_;
+    static constexpr int SIZE = sizeIndex(sizeof(T));
     const AlphaKernels::Depth &kernels_;
+    const StepKernels &steps_;
     const AlphaKernels::CompositeRow row_;
     const AlphaKernels::ResultAlphaRow alphaRow_;
 
@@ -215,7 +219,7 @@ const T *Compositor<T>::loadAlpha(const BlockPixels &pixels, const AlphaSource &
     const View<T> alpha = pixels.channel<T>(source.channel);
     const T *from = alpha.row(y) + x * alpha.step;
     if (alpha.step == 1 && !overwritten) return from;
-    kernels_.gather(from, alpha.step, block, n);
+    steps_.gather[SIZE](from, alpha.step, block, n);
     return block;
 }
 
@@ -226,7 +230,7 @@ void Compositor<T>::storeAlpha(const BlockPixels &pixels, std::ptrdiff_t x, std:
     T *to = alpha.row(y) + x * alpha.step;
     if (alpha.step == 1) return alphaRow_(alphaA, alphaB, to, n);
     alphaRow_(alphaA, alphaB, blockD_, n);
-    kernels_.scatter(blockD_, to, alpha.step, n);
+    steps_.scatter[SIZE](blockD_, to, alpha.step, n);
 }
 
 // n samples from column x on.
@@ -236,7 +240,7 @@ void Compositor<T>::channel(const View<T> &a, const View<T> &b, const View<T> &d
     const auto load = [&](const View<T> &view, T *block) {
         T *from = view.row(y) + x * view.step;
         if (view.step == 1) return from;
-        kernels_.gather(from, view.step, block, n);
+        steps_.gather[SIZE](from, view.step, block, n);
         return block;
     };
     const T *colourA = load(a, blockA_);
@@ -247,7 +251,7 @@ void Compositor<T>::channel(const View<T> &a, const View<T> &b, const View<T> &d
         return;
     }
     row_(colourA, colourB, alphaA, alphaB, blockD_, n);
-    kernels_.scatter(blockD_, out, d.step, n);
+    steps_.scatter[SIZE](blockD_, out, d.step, n);
 }
 
 template <class T>

@@ -90,7 +90,7 @@ std::ptrdiff_t tablesPerChannel(std::uint32_t depth) {
 void countBits(const Piece &piece, std::uint32_t *counts) {
     const Area &area = piece.area;
     for (std::int32_t y = 0; y < area.height; ++y) {
-        const BitRow row = {sampleAt(*piece.image, area.x, area.y + y, 1), area.x % 8};
+        const ConstBits row = {sampleAt(*piece.image, area.x, area.y + y, 1), area.x % 8};
         const auto set =
             static_cast<std::uint32_t>(currentStatsKernels().countBits(row, {}, area.width));
         counts[1] += set;

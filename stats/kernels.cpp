@@ -48,7 +48,7 @@ template <int CHANNELS, int K = 0>
 inline void countEight(const std::uint8_t *s, std::uint64_t word, std::uint32_t *counts) {
     if constexpr (K < 8 * CHANNELS) {
         constexpr int TABLE = K % CHANNELS * TABLES_8 + K / CHANNELS % TABLES_8;
-        if constexpr (K % 8 == 0) __builtin_memcpy(&word, s + K, 8);
+        if constexpr (K % 8 == 0) word = loadLowestFirst(s + K);
         ++counts[TABLE * 256 + static_cast<int>(word & 0xFF)];
         countEight<CHANNELS, K + 1>(s, word >> 8, counts);
     }
@@ -429,41 +429,24 @@ void normRow(const void *a, std::ptrdiff_t aStep, const void *b, std::ptrdiff_t 
 
 // --- bits ---
 
-// `count` bits (1 to 8) from a bit on, at the left of a byte; zeros behind them.
-// Reads no byte that holds none of them.
-unsigned loadBits(BitRow row, std::ptrdiff_t at, int count) {
-    if (row.data == nullptr) return 0;
-    const std::ptrdiff_t bit = row.bit + at;
-    const std::uint8_t *byte = row.data + bit / 8;
-    const int offset = static_cast<int>(bit % 8);
-    unsigned bits = unsigned{byte[0]} << offset;
-    if (offset + count > 8) bits |= unsigned{byte[1]} >> (8 - offset);
-    return bits & (0xFF00u >> count) & 0xFFu;
+// Of a row that is missing, zeros.
+std::uint64_t wordOf(ConstBits row, std::ptrdiff_t at) {
+    return row.data != nullptr ? loadBitWord(row.data, row.bit + at) : 0;
+}
+unsigned bitsOf(ConstBits row, std::ptrdiff_t at, int count) {
+    return row.data != nullptr ? loadBits(row.data, row.bit + at, count) : 0;
 }
 
-// 64 bits from a bit on, the leftmost at the top.
-std::uint64_t loadWord(BitRow row, std::ptrdiff_t at) {
-    if (row.data == nullptr) return 0;
-    const std::ptrdiff_t bit = row.bit + at;
-    const std::uint8_t *byte = row.data + bit / 8;
-    const int offset = static_cast<int>(bit % 8);
-    std::uint64_t word;
-    __builtin_memcpy(&word, byte, 8);
-    word = __builtin_bswap64(word);
-    return offset == 0 ? word : word << offset | std::uint64_t{byte[8]} >> (8 - offset);
-}
-
-std::uint64_t countBitsRow(BitRow a, BitRow b, std::ptrdiff_t n) {
+std::uint64_t countBitsRow(ConstBits a, ConstBits b, std::ptrdiff_t n) {
     std::uint64_t count = 0;
     std::ptrdiff_t at = 0;
     for (; n - at >= 64; at += 64) {
-        count +=
-            static_cast<std::uint64_t>(__builtin_popcountll(loadWord(a, at) ^ loadWord(b, at)));
+        count += static_cast<std::uint64_t>(__builtin_popcountll(wordOf(a, at) ^ wordOf(b, at)));
     }
     for (; at < n; at += 8) {
         const int bits = n - at < 8 ? static_cast<int>(n - at) : 8;
-        count += static_cast<std::uint64_t>(
-            __builtin_popcount(loadBits(a, at, bits) ^ loadBits(b, at, bits)));
+        const unsigned differ = (bitsOf(a, at, bits) ^ bitsOf(b, at, bits)) >> (8 - bits);
+        count += static_cast<std::uint64_t>(__builtin_popcount(differ));
     }
     return count;
 }

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "core/bits.h"
 #include "core/levels.h"
 
 namespace zylqx {
@@ -30,12 +31,6 @@ struct NormSums {
 };
 enum class NormPart { Largest, Sum, Squares };
 
-// 1-bit samples from a byte and a bit of it on, bit 0 being the leftmost.
-struct BitRow {
-    const std::uint8_t *data;
-    int bit;
-};
-
 struct StatsKernels {
     using ThresholdRow = void (*)(const void *s, std::ptrdiff_t sStep, void *d,
                                   std::ptrdiff_t dStep, std::ptrdiff_t n,
@@ -49,7 +44,7 @@ struct StatsKernels {
     NormRow norm[3][6]; // by NormPart first
 
     // Set bits of a, or, with b.data, bits that differ.
-    std::uint64_t (*countBits)(BitRow a, BitRow b, std::ptrdiff_t n);
+    std::uint64_t (*countBits)(ConstBits a, ConstBits b, std::ptrdiff_t n);
 
     // counts: TABLES_8 tables of 256, or one of 65536.
     void (*count8)(const std::uint8_t *s, std::ptrdiff_t step, std::ptrdiff_t n,

@@ -46,8 +46,8 @@ double valueOf(const NormSums &sums, NormPart part) {
 // Adds up what a norm needs, of a piece and of another one if there is one.
 void addBits(const Piece &a, const Piece *b, NormSums &sums) {
     for (std::int32_t y = 0; y < a.area.height; ++y) {
-        const BitRow rowA = {sampleAt(*a.image, a.area.x, a.area.y + y, 1), a.area.x % 8};
-        BitRow rowB = {};
+        const ConstBits rowA = {sampleAt(*a.image, a.area.x, a.area.y + y, 1), a.area.x % 8};
+        ConstBits rowB = {};
         if (b != nullptr) {
             rowB = {sampleAt(*b->image, b->area.x, b->area.y + y, 1), b->area.x % 8};
         }

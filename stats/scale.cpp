@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "core/step_kernels.h"
 #include "stats/alpha.h"
 #include "stats/alpha_kernels.h"
 #include "stats/blocks.h"
@@ -99,7 +100,8 @@ void forEachChannel(const BlockPixels &d, const BlockPixels &a, const BlockPixel
 // Runs row(a, b, d, n) over the rows of a channel.
 template <class T, class F>
 void forEachRow(const Channels<T> &c, F row) {
-    const AlphaKernels::Depth &kernels = currentAlphaKernels(sizeof(T));
+    const StepKernels &kernels = ZYLQX_KERNELS(stepKernels);
+    constexpr int SIZE = sizeIndex(sizeof(T));
     const bool stepped = c.a.step != 1 || c.b.step != 1 || c.d.step != 1;
     T blockA[ALPHA_BLOCK], blockB[ALPHA_BLOCK], blockD[ALPHA_BLOCK];
     for (std::ptrdiff_t y = 0; y < c.d.rows; ++y) {
@@ -109,10 +111,10 @@ void forEachRow(const Channels<T> &c, F row) {
         }
         for (std::ptrdiff_t x = 0; x < c.d.columns; x += ALPHA_BLOCK) {
             const std::ptrdiff_t n = std::min(ALPHA_BLOCK, c.d.columns - x);
-            kernels.gather(c.a.row(y) + x * c.a.step, c.a.step, blockA, n);
-            kernels.gather(c.b.row(y) + x * c.b.step, c.b.step, blockB, n);
+            kernels.gather[SIZE](c.a.row(y) + x * c.a.step, c.a.step, blockA, n);
+            kernels.gather[SIZE](c.b.row(y) + x * c.b.step, c.b.step, blockB, n);
             row(blockA, blockB, blockD, n);
-            kernels.scatter(blockD, c.d.row(y) + x * c.d.step, c.d.step, n);
+            kernels.scatter[SIZE](blockD, c.d.row(y) + x * c.d.step, c.d.step, n);
         }
     }
 }
