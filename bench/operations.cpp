@@ -10,7 +10,8 @@ int main(int count, char **arguments) {
     benchmark::Initialize(&count, arguments);
     if (benchmark::ReportUnrecognizedArguments(count, arguments)) return 1;
     for (const Row &row : allRows()) {
-        const std::string name = row.name + "/" + row.depth + "/" + std::to_string(row.side);
+        const std::string name =
+            row.name + "/" + depthName(row.depth) + "/" + std::to_string(row.side);
         benchmark::RegisterBenchmark(name.c_str(), [row](benchmark::State &state) {
             const Contest contest = row.prepare();
             for ([[maybe_unused]] const auto once : state) contest.ours();

@@ -1,59 +1,42 @@
-// A benchmark's pictures as other libraries see them. What stands here is for
-// the peers that were found when the build was configured.
+// The peers: libraries that do the work of some rows too. Each has a file of its
+// own in peers/, compiled when the library was found, with one function that
+// gives its call for a row, or none when it has nothing of the kind.
 #ifndef ZYLQX_BENCH_PEERS_H
 #define ZYLQX_BENCH_PEERS_H
 
-#include <memory>
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
 
-#include "picture.h"
-
-#if defined(ZYLQX_PEER_PIXMAN)
-#include <pixman.h>
-#endif
-#if defined(ZYLQX_PEER_LIBYUV)
-#include <libyuv.h>
-#endif
-#if defined(ZYLQX_PEER_LEPTONICA)
-#include <leptonica/allheaders.h>
-#endif
-#if defined(ZYLQX_PEER_VIPS)
-#include <vips/vips.h>
-#endif
+#include "rows.h"
 
 namespace bench {
 
-#if defined(ZYLQX_PEER_PIXMAN)
-using PixmanPointer = std::shared_ptr<pixman_image_t>;
+// Somebody else's call that does a row's work on equal pictures.
+struct Peer {
+    const char *name;
+    std::function<void()> call;
+};
 
-// On the picture's own samples, which must outlive it: 8u of 1 channel (as
-// alpha) or of 4.
-inline PixmanPointer pixmanImage(const PicturePointer &p) {
-    const pixman_format_code_t format = p->channels() == 1 ? PIXMAN_a8 : PIXMAN_a8r8g8b8;
-    return {pixman_image_create_bits_no_clear(format, p->width(), p->height(),
-                                              reinterpret_cast<std::uint32_t *>(p->data()),
-                                              p->stride()),
-            pixman_image_unref};
+// Those of all peers that were found, on the pictures of a prepared row; a row
+// without pictures has none.
+std::vector<Peer> peersOf(const Row &row, const Pictures &pictures);
+
+std::function<void()> fftwCall(const Row &row, const Pictures &pictures);
+std::function<void()> leptonicaCall(const Row &row, const Pictures &pictures);
+std::function<void()> libyuvCall(const Row &row, const Pictures &pictures);
+std::function<void()> pixmanCall(const Row &row, const Pictures &pictures);
+std::function<void()> vipsCall(const Row &row, const Pictures &pictures);
+
+// The entry of a name in a table of {name, call}; null when there is none.
+template <class Entry, std::size_t N>
+const Entry *find(const Entry (&table)[N], const std::string &name) {
+    for (const Entry &entry : table) {
+        if (name == entry.name) return &entry;
+    }
+    return nullptr;
 }
-#endif
-
-#if defined(ZYLQX_PEER_LEPTONICA)
-using PixPointer = std::shared_ptr<PIX>;
-
-// A copy of the picture, of 1, 8 or 16 bits and one channel. The order of bytes
-// in a word is leptonica's own, so the copy shows other samples.
-PixPointer leptonicaImage(const PicturePointer &p);
-#endif
-
-#if defined(ZYLQX_PEER_VIPS)
-using VipsPointer = std::shared_ptr<VipsImage>;
-
-// On the picture's own samples, which must outlive it. Rows must have no padding.
-VipsPointer vipsImage(const PicturePointer &p, VipsBandFormat format);
-
-// Computes all pixels of an image that an operation has promised, and drops it
-// and them: what a program that wants the result in memory has to do.
-void vipsCompute(VipsImage *image);
-#endif
 
 } // namespace bench
 

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "zylqx.h"
 
@@ -36,6 +37,7 @@ class Picture {
 
 // Shared by the calls of a row.
 using PicturePointer = std::shared_ptr<const Picture>;
+using Pictures = std::vector<PicturePointer>;
 
 inline PicturePointer picture(std::uint32_t depth, int channels, int side) {
     return std::make_shared<const Picture>(depth, channels, side, side);

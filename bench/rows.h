@@ -7,23 +7,20 @@
 #include <string>
 #include <vector>
 
+#include "picture.h"
+
 namespace bench {
 
-// Somebody else's call that does the same work on equal pictures.
-struct Peer {
-    const char *name;
-    std::function<void()> call;
-};
-
-// The calls of a row. They own the pictures that they work on.
+// A row's call, which owns the pictures that it works on, and these pictures, the
+// sources and then the destination, where other libraries may do the same.
 struct Contest {
     std::function<void()> ours;
-    std::vector<Peer> peers;
+    Pictures pictures = {};
 };
 
 struct Row {
     std::string name; // the operation and, where it matters, what it works on
-    const char *depth;
+    std::uint32_t depth;
     int side; // the picture has side x side pixels
 
     // Bytes that the operation must at least read and write: every sample of
@@ -31,7 +28,7 @@ struct Row {
     std::ptrdiff_t read;
     std::ptrdiff_t written;
 
-    // Makes the pictures and the calls, when the row's turn comes.
+    // Makes the pictures and the call, when the row's turn comes.
     std::function<Contest()> prepare;
 };
 

@@ -20,13 +20,7 @@
 #include <memory>
 #include <string>
 
-#if defined(ZYLQX_PEER_LEPTONICA)
-#include <leptonica/allheaders.h>
-#endif
-#if defined(ZYLQX_PEER_VIPS)
-#include <vips/vips.h>
-#endif
-
+#include "peers.h"
 #include "rows.h"
 #include "zylqx.h"
 
@@ -112,12 +106,13 @@ void measure(const Row &row) {
     std::vector<Runner> runners;
     runners.emplace_back(contest.ours);
     if (zylGetErrStatus() != ZYL_StsOk) {
-        std::printf("%-26s %-4s %5d  fails: %s\n", row.name.c_str(), row.depth, row.side,
+        std::printf("%-26s %-4s %5d  fails: %s\n", row.name.c_str(), depthName(row.depth), row.side,
                     zylErrorStr(zylGetErrStatus()));
         return;
     }
     runners.emplace_back(copyOf(row));
-    for (const Peer &peer : contest.peers) runners.emplace_back(peer.call);
+    const std::vector<Peer> peers = peersOf(row, contest.pictures);
+    for (const Peer &peer : peers) runners.emplace_back(peer.call);
 
     const Clock::time_point start = Clock::now();
     for (int turn = 0; turn < TURNS || Clock::now() - start < ROW_TIME; ++turn) {
@@ -126,18 +121,18 @@ void measure(const Row &row) {
 
     const double pixels = double(row.side) * row.side;
     const double ours = runners[0].best;
-    std::printf("%-26s %-4s %5d %11.0f %9.4f %6.2f", row.name.c_str(), row.depth, row.side, ours,
-                ours / pixels, ours / runners[1].best);
-    for (std::size_t i = 0; i < contest.peers.size(); ++i) {
+    std::printf("%-26s %-4s %5d %11.0f %9.4f %6.2f", row.name.c_str(), depthName(row.depth),
+                row.side, ours, ours / pixels, ours / runners[1].best);
+    for (std::size_t i = 0; i < peers.size(); ++i) {
         const double theirs = runners[i + 2].best;
-        std::printf("  %s %.4f (%.2f)", contest.peers[i].name, theirs / pixels, ours / theirs);
+        std::printf("  %s %.4f (%.2f)", peers[i].name, theirs / pixels, ours / theirs);
     }
     std::printf("\n");
     std::fflush(stdout);
 }
 
 bool wanted(const Row &row, int count, char **texts) {
-    const std::string line = row.name + " " + row.depth + " " + std::to_string(row.side);
+    const std::string line = row.name + " " + depthName(row.depth) + " " + std::to_string(row.side);
     return std::all_of(texts, texts + count,
                        [&line](const char *text) { return line.find(text) != std::string::npos; });
 }
@@ -145,14 +140,6 @@ bool wanted(const Row &row, int count, char **texts) {
 } // namespace
 
 int main(int count, char **arguments) {
-#if defined(ZYLQX_PEER_VIPS)
-    if (VIPS_INIT(arguments[0]) != 0) vips_error_exit(nullptr);
-    vips_concurrency_set(1);
-    vips_cache_set_max(0); // or it hands out the first result again
-#endif
-#if defined(ZYLQX_PEER_LEPTONICA)
-    setMsgSeverity(L_SEVERITY_ERROR); // it warns of every box that does not fit
-#endif
     zylRedirectError(zylStdErrReport);
     zylSetErrMode(ZYL_ErrModeParent);
 

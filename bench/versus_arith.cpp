@@ -1,6 +1,5 @@
 // Arithmetic, logic, copy, set and exchange.
 
-#include "peers.h"
 #include "rows.h"
 
 namespace bench {
@@ -48,61 +47,7 @@ constexpr std::uint32_t DEPTHS[] = {ZYL_DEPTH_1U,  ZYL_DEPTH_8U,  ZYL_DEPTH_8S,
 void addRow(std::vector<Row> &rows, const std::string &name, std::uint32_t depth, int channels,
             int side, int sources, int targets, std::function<Contest()> prepare) {
     const std::ptrdiff_t bytes = pictureBytes(depth, channels, side);
-    rows.push_back(
-        {name, depthName(depth), side, sources * bytes, targets * bytes, std::move(prepare)});
-}
-
-#if defined(ZYLQX_PEER_LEPTONICA)
-// The operations that it has, by our name.
-struct LeptonicaBinary {
-    std::string name;
-    std::uint32_t depth;
-    PIX *(*call)(PIX *d, PIX *a, PIX *b);
-};
-const LeptonicaBinary LEPTONICA_BINARY[] = {
-    {"add", ZYL_DEPTH_8U, pixAddGray}, {"subtract", ZYL_DEPTH_8U, pixSubtractGray},
-    {"and", ZYL_DEPTH_1U, pixAnd},     {"or", ZYL_DEPTH_1U, pixOr},
-    {"xor", ZYL_DEPTH_1U, pixXor},
-};
-#endif
-
-void addLeptonica([[maybe_unused]] Contest &contest, [[maybe_unused]] const char *name,
-                  [[maybe_unused]] std::uint32_t depth, [[maybe_unused]] const PicturePointer &a,
-                  [[maybe_unused]] const PicturePointer &b) {
-#if defined(ZYLQX_PEER_LEPTONICA)
-    for (const LeptonicaBinary &theirs : LEPTONICA_BINARY) {
-        if (theirs.name != name || theirs.depth != depth) continue;
-        const PixPointer first = leptonicaImage(a);
-        const PixPointer second = leptonicaImage(b);
-        // Its arithmetic works in place or into a new image; both are its fastest.
-        const bool inPlace = depth == ZYL_DEPTH_8U;
-        const PixPointer out = inPlace ? first : leptonicaImage(a);
-        contest.peers.push_back({"leptonica", [first, second, out, call = theirs.call] {
-                                     call(out.get(), first.get(), second.get());
-                                 }});
-    }
-#endif
-}
-
-void addVipsLogic([[maybe_unused]] Contest &contest, [[maybe_unused]] const std::string &name,
-                  [[maybe_unused]] std::uint32_t depth, [[maybe_unused]] const PicturePointer &a,
-                  [[maybe_unused]] const PicturePointer &b) {
-#if defined(ZYLQX_PEER_VIPS)
-    if (depth != ZYL_DEPTH_8U && depth != ZYL_DEPTH_16U) return;
-    const VipsBandFormat format = depth == ZYL_DEPTH_8U ? VIPS_FORMAT_UCHAR : VIPS_FORMAT_USHORT;
-    VipsOperationBoolean operation = VIPS_OPERATION_BOOLEAN_LAST;
-    if (name == "and") operation = VIPS_OPERATION_BOOLEAN_AND;
-    if (name == "or") operation = VIPS_OPERATION_BOOLEAN_OR;
-    if (name == "xor") operation = VIPS_OPERATION_BOOLEAN_EOR;
-    if (operation == VIPS_OPERATION_BOOLEAN_LAST) return;
-    const VipsPointer first = vipsImage(a, format);
-    const VipsPointer second = vipsImage(b, format);
-    contest.peers.push_back({"vips", [=] {
-                                 VipsImage *out = nullptr;
-                                 vips_boolean(first.get(), second.get(), &out, operation, nullptr);
-                                 vipsCompute(out);
-                             }});
-#endif
+    rows.push_back({name, depth, side, sources * bytes, targets * bytes, std::move(prepare)});
 }
 
 void addBinaryRows(std::vector<Row> &rows, int side) {
@@ -112,10 +57,7 @@ void addBinaryRows(std::vector<Row> &rows, int side) {
                 const PicturePointer a = picture(depth, 1, side);
                 const PicturePointer b = picture(depth, 1, side);
                 const PicturePointer d = picture(depth, 1, side);
-                Contest contest{[=] { operation.call(*a, *b, *d); }, {}};
-                addLeptonica(contest, operation.name, depth, a, b);
-                addVipsLogic(contest, operation.name, depth, a, b);
-                return contest;
+                return Contest{[=] { operation.call(*a, *b, *d); }, {a, b, d}};
             });
         }
     }
@@ -127,8 +69,7 @@ void addUnaryRows(std::vector<Row> &rows, int side) {
             addRow(rows, operation.name, depth, 1, side, 1, 1, [=] {
                 const PicturePointer s = picture(depth, 1, side);
                 const PicturePointer d = picture(depth, 1, side);
-                Contest contest{[=] { operation.call(*s, *d); }, {}};
-                return contest;
+                return Contest{[=] { operation.call(*s, *d); }, {s, d}};
             });
         }
     }
@@ -138,12 +79,12 @@ void addSetAndExchange(std::vector<Row> &rows, int side) {
     for (const std::uint32_t depth : DEPTHS) {
         addRow(rows, "set", depth, 1, side, 0, 1, [=] {
             const PicturePointer d = picture(depth, 1, side);
-            return Contest{[=] { zylSet(*d, 100, nullptr); }, {}};
+            return Contest{[=] { zylSet(*d, 100, nullptr); }};
         });
         addRow(rows, "exchange", depth, 1, side, 2, 2, [=] {
             const PicturePointer a = picture(depth, 1, side);
             const PicturePointer b = picture(depth, 1, side);
-            return Contest{[=] { zylExchange(*a, *b, nullptr); }, {}};
+            return Contest{[=] { zylExchange(*a, *b, nullptr); }};
         });
     }
 }
@@ -155,61 +96,23 @@ void addFourChannelRows(std::vector<Row> &rows, int side) {
         const PicturePointer a = picture(depth, 4, side);
         const PicturePointer b = picture(depth, 4, side);
         const PicturePointer d = picture(depth, 4, side);
-        Contest contest{[=] { zylAdd(*a, *b, *d, nullptr); }, {}};
-#if defined(ZYLQX_PEER_LIBYUV)
-        contest.peers.push_back({"libyuv", [=] {
-                                     libyuv::ARGBAdd(a->data(), a->stride(), b->data(), b->stride(),
-                                                     d->data(), d->stride(), side, side);
-                                 }});
-#endif
-        return contest;
+        return Contest{[=] { zylAdd(*a, *b, *d, nullptr); }, {a, b, d}};
     });
     addRow(rows, "add 4ch in place", depth, 4, side, 2, 1, [=] {
         const PicturePointer a = picture(depth, 4, side);
         const PicturePointer d = picture(depth, 4, side);
-        Contest contest{[=] { zylAdd(*d, *a, *d, nullptr); }, {}};
-#if defined(ZYLQX_PEER_PIXMAN)
-        const PixmanPointer from = pixmanImage(a);
-        const PixmanPointer to = pixmanImage(d);
-        contest.peers.push_back({"pixman", [=] {
-                                     pixman_image_composite32(PIXMAN_OP_ADD, from.get(), nullptr,
-                                                              to.get(), 0, 0, 0, 0, 0, 0, side,
-                                                              side);
-                                 }});
-#endif
-#if defined(ZYLQX_PEER_LIBYUV)
-        contest.peers.push_back({"libyuv", [=] {
-                                     libyuv::ARGBAdd(d->data(), d->stride(), a->data(), a->stride(),
-                                                     d->data(), d->stride(), side, side);
-                                 }});
-#endif
-        return contest;
+        return Contest{[=] { zylAdd(*d, *a, *d, nullptr); }, {a, d, d}};
     });
     addRow(rows, "subtract 4ch", depth, 4, side, 2, 1, [=] {
         const PicturePointer a = picture(depth, 4, side);
         const PicturePointer b = picture(depth, 4, side);
         const PicturePointer d = picture(depth, 4, side);
-        Contest contest{[=] { zylSubtract(*a, *b, *d, 0, nullptr); }, {}};
-#if defined(ZYLQX_PEER_LIBYUV)
-        contest.peers.push_back({"libyuv", [=] {
-                                     libyuv::ARGBSubtract(a->data(), a->stride(), b->data(),
-                                                          b->stride(), d->data(), d->stride(), side,
-                                                          side);
-                                 }});
-#endif
-        return contest;
+        return Contest{[=] { zylSubtract(*a, *b, *d, 0, nullptr); }, {a, b, d}};
     });
     addRow(rows, "copy 4ch", depth, 4, side, 1, 1, [=] {
         const PicturePointer s = picture(depth, 4, side);
         const PicturePointer d = picture(depth, 4, side);
-        Contest contest{[=] { zylCopy(*s, *d, nullptr); }, {}};
-#if defined(ZYLQX_PEER_LIBYUV)
-        contest.peers.push_back({"libyuv", [=] {
-                                     libyuv::ARGBCopy(s->data(), s->stride(), d->data(),
-                                                      d->stride(), side, side);
-                                 }});
-#endif
-        return contest;
+        return Contest{[=] { zylCopy(*s, *d, nullptr); }, {s, d}};
     });
 }
 

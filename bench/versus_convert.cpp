@@ -5,7 +5,6 @@
 #include <memory>
 #include <vector>
 
-#include "peers.h"
 #include "rows.h"
 
 namespace bench {
@@ -23,7 +22,7 @@ PicturePointer colourPicture(std::uint32_t depth, int channels, int side, const 
 
 void addRow(std::vector<Row> &rows, const std::string &name, std::uint32_t depth, int side,
             std::ptrdiff_t read, std::ptrdiff_t written, std::function<Contest()> prepare) {
-    rows.push_back({name, depthName(depth), side, read, written, std::move(prepare)});
+    rows.push_back({name, depth, side, read, written, std::move(prepare)});
 }
 
 void addDepthRows(std::vector<Row> &rows, int side) {
@@ -38,14 +37,14 @@ void addDepthRows(std::vector<Row> &rows, int side) {
                pictureBytes(pair.from, 1, side), pictureBytes(pair.to, 1, side), [=] {
                    const PicturePointer s = picture(pair.from, 1, side);
                    const PicturePointer d = picture(pair.to, 1, side);
-                   return Contest{[=] { zylConvert(*s, *d, 1, nullptr); }, {}};
+                   return Contest{[=] { zylConvert(*s, *d, 1, nullptr); }};
                });
     }
     addRow(rows, "bitonal-to-gray", ZYL_DEPTH_8U, side, pictureBytes(ZYL_DEPTH_1U, 1, side),
            pictureBytes(ZYL_DEPTH_8U, 1, side), [=] {
                const PicturePointer s = picture(ZYL_DEPTH_1U, 1, side);
                const PicturePointer d = picture(ZYL_DEPTH_8U, 1, side);
-               return Contest{[=] { zylBitonalToGray(*s, *d, 0, 255, nullptr); }, {}};
+               return Contest{[=] { zylBitonalToGray(*s, *d, 0, 255, nullptr); }};
            });
 }
 
@@ -56,17 +55,7 @@ void addGrayRows(std::vector<Row> &rows, int side) {
                    pictureBytes(depth, channels, side), pictureBytes(depth, 1, side), [=] {
                        const PicturePointer s = colourPicture(depth, channels, side, "RGBA");
                        const PicturePointer d = picture(depth, 1, side);
-                       Contest contest{[=] { zylColorToGray(*s, *d, nullptr); }, {}};
-#if defined(ZYLQX_PEER_LIBYUV)
-                       if (channels == 4 && depth == ZYL_DEPTH_8U) {
-                           contest.peers.push_back({"libyuv", [=] {
-                                                        libyuv::ARGBToJ400(s->data(), s->stride(),
-                                                                           d->data(), d->stride(),
-                                                                           s->width(), s->height());
-                                                    }});
-                       }
-#endif
-                       return contest;
+                       return Contest{[=] { zylColorToGray(*s, *d, nullptr); }, {s, d}};
                    });
         }
     }
@@ -74,7 +63,7 @@ void addGrayRows(std::vector<Row> &rows, int side) {
            pictureBytes(ZYL_DEPTH_8U, 3, side), [=] {
                const PicturePointer s = picture(ZYL_DEPTH_8U, 1, side);
                const PicturePointer d = colourPicture(ZYL_DEPTH_8U, 3, side, "RGB");
-               return Contest{[=] { zylGrayToColor(*s, *d, 1, 1, 1, nullptr); }, {}};
+               return Contest{[=] { zylGrayToColor(*s, *d, 1, 1, 1, nullptr); }};
            });
 }
 
@@ -91,7 +80,7 @@ void addModelRows(std::vector<Row> &rows, int side) {
             addRow(rows, model.name, depth, side, bytes, bytes, [=] {
                 const PicturePointer s = colourPicture(depth, 3, side, model.from);
                 const PicturePointer d = colourPicture(depth, 3, side, model.from);
-                return Contest{[=] { model.call(*s, *d, nullptr); }, {}};
+                return Contest{[=] { model.call(*s, *d, nullptr); }};
             });
         }
     }
@@ -112,7 +101,7 @@ void addTwistRows(std::vector<Row> &rows, int side) {
                                                one / 4, 5,       one / 9, 3, one,     -one};
                 const std::shared_ptr<ZylColorTwist> twist(zylCreateColorTwist(data, scale),
                                                            zylDeleteColorTwist);
-                return Contest{[=] { zylApplyColorTwist(*s, *d, twist.get(), 3, nullptr); }, {}};
+                return Contest{[=] { zylApplyColorTwist(*s, *d, twist.get(), 3, nullptr); }};
             });
         }
     }
@@ -128,7 +117,7 @@ void addDitherRows(std::vector<Row> &rows, int side) {
                        const char *model = channels == 1 ? "GRAY" : "RGB";
                        const PicturePointer s = colourPicture(ZYL_DEPTH_16U, channels, side, model);
                        const PicturePointer d = colourPicture(ZYL_DEPTH_8U, channels, side, model);
-                       return Contest{[=] { zylReduceBits(*s, *d, 0, type, 3, nullptr); }, {}};
+                       return Contest{[=] { zylReduceBits(*s, *d, 0, type, 3, nullptr); }};
                    });
         }
     }
@@ -169,10 +158,9 @@ void addBitmapRows(std::vector<Row> &rows, int side) {
                    const auto block = std::make_shared<std::vector<std::uint8_t>>(
                        sizeof header + 1024 + static_cast<std::size_t>(stride * side));
                    return Contest{[=] {
-                                      std::memcpy(block->data(), &header, sizeof header);
-                                      zylConvertToDIB(*s, block->data(), 1, kind.palette);
-                                  },
-                                  {}};
+                       std::memcpy(block->data(), &header, sizeof header);
+                       zylConvertToDIB(*s, block->data(), 1, kind.palette);
+                   }};
                });
     }
 }

@@ -4,7 +4,6 @@
 #include <memory>
 #include <vector>
 
-#include "peers.h"
 #include "rows.h"
 
 namespace bench {
@@ -102,79 +101,6 @@ class Tiles {
     int tile_, columns_;
 };
 
-#if defined(ZYLQX_PEER_VIPS)
-using VipsPointerOf = std::function<int(VipsImage *in, VipsImage **out)>;
-
-void addVips(Contest &contest, const std::string &name, std::uint32_t depth,
-             const PicturePointer &s) {
-    if (depth != ZYL_DEPTH_8U && depth != ZYL_DEPTH_16U) return;
-    const VipsPointer in =
-        vipsImage(s, depth == ZYL_DEPTH_8U ? VIPS_FORMAT_UCHAR : VIPS_FORMAT_USHORT);
-    const std::vector<double> gauss = {1, 4, 6, 4, 1};
-    const auto matrix = [](int width, int height, const std::vector<double> &values, double scale) {
-        VipsImage *image = vips_image_new_matrix_from_array(width, height, values.data(),
-                                                            static_cast<int>(values.size()));
-        vips_image_set_double(image, "scale", scale);
-        return VipsPointer(image, [](VipsImage *q) { g_object_unref(q); });
-    };
-    VipsPointerOf call;
-    if (name == "convolve-2d 3x3") {
-        const VipsPointer m = matrix(3, 3, {1, 2, 1, 2, 4, 2, 1, 2, 1}, 16);
-        call = [m](VipsImage *i, VipsImage **o) {
-            return vips_conv(i, o, m.get(), "precision", VIPS_PRECISION_INTEGER, nullptr);
-        };
-    } else if (name == "convolve-2d 5x5") {
-        std::vector<double> values;
-        for (const double a : gauss) {
-            for (const double b : gauss) values.push_back(a * b);
-        }
-        const VipsPointer m = matrix(5, 5, values, 256);
-        call = [m](VipsImage *i, VipsImage **o) {
-            return vips_conv(i, o, m.get(), "precision", VIPS_PRECISION_INTEGER, nullptr);
-        };
-    } else if (name == "convolve-sep-2d 5+5") {
-        const VipsPointer m = matrix(5, 1, gauss, 16);
-        call = [m](VipsImage *i, VipsImage **o) {
-            return vips_convsep(i, o, m.get(), "precision", VIPS_PRECISION_INTEGER, nullptr);
-        };
-    } else {
-        return;
-    }
-    contest.peers.push_back({"vips", [in, call] {
-                                 VipsImage *out = nullptr;
-                                 if (call(in.get(), &out) == 0) vipsCompute(out);
-                             }});
-}
-#endif
-
-#if defined(ZYLQX_PEER_LEPTONICA)
-PIX *leptonicaFilter(const std::string &name, std::uint32_t depth, PIX *s) {
-    if (depth == ZYL_DEPTH_1U) return name == "erode" ? pixErodeBrick(nullptr, s, 3, 3) : nullptr;
-    if (name == "blur 3x3") return pixBlockconv(s, 1, 1);
-    if (name == "blur 15x15") return pixBlockconv(s, 7, 7);
-    if (name == "blur 63x63") return pixBlockconv(s, 31, 31);
-    if (name == "max-filter 3x3") return pixDilateGray(s, 3, 3);
-    if (name == "max-filter 11x11") return pixDilateGray(s, 11, 11);
-    if (name == "min-filter 11x11") return pixErodeGray(s, 11, 11);
-    if (name == "median-filter 5x5") return pixMedianFilter(s, 5, 5);
-    if (name == "erode") return pixErodeGray(s, 3, 3);
-    return nullptr;
-}
-
-void addLeptonica(Contest &contest, const std::string &name, std::uint32_t depth,
-                  const PicturePointer &s) {
-    if (depth != ZYL_DEPTH_8U && depth != ZYL_DEPTH_1U) return;
-    const PixPointer in = leptonicaImage(s);
-    PIX *out = leptonicaFilter(name, depth, in.get());
-    if (out == nullptr) return;
-    pixDestroy(&out);
-    contest.peers.push_back({"leptonica", [in, name, depth] {
-                                 PIX *result = leptonicaFilter(name, depth, in.get());
-                                 pixDestroy(&result);
-                             }});
-}
-#endif
-
 } // namespace
 
 void addFilterRows(std::vector<Row> &rows, int side) {
@@ -182,26 +108,19 @@ void addFilterRows(std::vector<Row> &rows, int side) {
         for (const std::uint32_t depth : {ZYL_DEPTH_1U, ZYL_DEPTH_8U, ZYL_DEPTH_16U}) {
             if (depth == ZYL_DEPTH_1U && !filter.bits) continue;
             const std::ptrdiff_t bytes = pictureBytes(depth, 1, side);
-            rows.push_back({filter.name, depthName(depth), side, bytes, bytes, [=] {
+            rows.push_back({filter.name, depth, side, bytes, bytes, [=] {
                                 const PicturePointer s = picture(depth, 1, side);
                                 const PicturePointer d = picture(depth, 1, side);
-                                Contest contest{[=] { filter.call(*s, *d); }, {}};
-#if defined(ZYLQX_PEER_VIPS)
-                                addVips(contest, filter.name, depth, s);
-#endif
-#if defined(ZYLQX_PEER_LEPTONICA)
-                                addLeptonica(contest, filter.name, depth, s);
-#endif
-                                return contest;
+                                return Contest{[=] { filter.call(*s, *d); }, {s, d}};
                             }});
         }
         constexpr int TILE = 256;
         if (side % TILE != 0 || side == TILE) continue;
         const std::ptrdiff_t bytes = pictureBytes(ZYL_DEPTH_8U, 1, side);
-        rows.push_back({filter.name + " tiles", depthName(ZYL_DEPTH_8U), side, bytes, bytes, [=] {
+        rows.push_back({filter.name + " tiles", ZYL_DEPTH_8U, side, bytes, bytes, [=] {
                             const auto s = std::make_shared<const Tiles>(ZYL_DEPTH_8U, side, TILE);
                             const auto d = std::make_shared<const Tiles>(ZYL_DEPTH_8U, side, TILE);
-                            return Contest{[=] { filter.call(*s, *d); }, {}};
+                            return Contest{[=] { filter.call(*s, *d); }};
                         }});
     }
 }
