@@ -6,7 +6,7 @@
 
 #include "arith/pointwise.h"
 #include "core/image.h"
-#include "core/memory.h"
+#include "core/scratch_image.h"
 #include "core/step_kernels.h"
 
 using namespace zylqx;
@@ -48,8 +48,7 @@ Samples samplesOf(const ZylImage &image, const Area &area) {
     Samples s = {};
     s.depth = image.depth;
     s.step = 1;
-    s.stride =
-        ownRowStride(image.dataOrder, image.depth, image.align, image.nChannels, image.width);
+    s.stride = rowStride(image, image.width);
     s.planeStep = image.height * s.stride;
     s.count = area.width;
     s.rows = area.height;
@@ -234,32 +233,15 @@ bool statusIsGood() {
     return zylGetErrStatus() >= 0;
 }
 
-// Memory for the channels that an area of `image` has, in an image of `width` x
-// `height`.
-class Buffer {
-  public:
-    Buffer(const ZylImage &image, std::int32_t width, std::int32_t height) : header_(image) {
-        header_.tileInfo = nullptr;
-        header_.roi = nullptr;
-        header_.nChannels = effectiveChannels(image);
-        header_.width = width;
-        header_.height = height;
-        header_.widthStep =
-            ownRowStride(header_.dataOrder, header_.depth, header_.align, header_.nChannels, width);
-        header_.imageSize = ownImageSize(header_, header_.widthStep);
-        if (header_.imageSize == 0) return;
-        memory_ = Scratch<unsigned char>(static_cast<std::size_t>(header_.imageSize));
-        header_.imageData = memory_.data();
-    }
-
-    explicit operator bool() const { return static_cast<bool>(memory_); }
-    ZylImage &header() { return header_; }
-    Area area() const { return {0, 0, header_.width, header_.height, 0}; }
-
-  private:
-    ZylImage header_;
-    Scratch<unsigned char> memory_;
-};
+// An image for the channels that an area of `image` has.
+ScratchImage bufferFor(const ZylImage &image, const Area &area) {
+    ZylImage format = image;
+    format.nChannels = effectiveChannels(image);
+    return {format, area.width, area.height};
+}
+Area wholeOf(const ZylImage &buffer) {
+    return {0, 0, buffer.width, buffer.height, 0};
+}
 
 // Both areas have the same size, which is not empty. A tiled source's tiles are
 // requested with `readMode`. False when something ended the walk early.
@@ -286,12 +268,12 @@ bool copyAreas(const Call &call, ZylImage &src, const Area &srcArea, ZylImage &d
     }
     // No two tiles are held at a time: both images may share their tiles.
     return forEachTile(dst, dstArea, dstTile, [&](const TilePart &part) {
-        Buffer buffer(src, part.inTile.width, part.inTile.height);
-        return buffer &&
-               copyAreas(call, src, part.of(srcArea), buffer.header(), buffer.area(), nullptr,
-                         readMode) &&
+        ScratchImage buffer = bufferFor(src, part.inTile);
+        if (!buffer) return false;
+        ZylImage &held = buffer.image();
+        return copyAreas(call, src, part.of(srcArea), held, wholeOf(held), nullptr, readMode) &&
                statusIsGood() &&
-               copyAreas(call, buffer.header(), buffer.area(), dst, part.of(dstArea), nullptr);
+               copyAreas(call, held, wholeOf(held), dst, part.of(dstArea), nullptr);
     });
 }
 
@@ -322,11 +304,11 @@ void exchangeAreas(const Call &call, ZylImage &imageA, const Area &areaA, ZylIma
     // are requested for writing.
     const Call copyCall("zylCopy", FILE_NAME);
     forEachTile(imageB, areaB, tileB, [&](const TilePart &part) {
-        Buffer buffer(imageA, part.inTile.width, part.inTile.height);
+        ScratchImage buffer = bufferFor(imageA, part.inTile);
         if (!buffer) return false;
-        ZylImage &held = buffer.header();
+        ZylImage &held = buffer.image();
         const Area partOfA = part.of(areaA);
-        if (!copyAreas(call, imageA, partOfA, held, buffer.area(), nullptr,
+        if (!copyAreas(call, imageA, partOfA, held, wholeOf(held), nullptr,
                        ZYL_GET_TILE_TO_WRITE) ||
             !statusIsGood()) {
             return false;
@@ -334,10 +316,10 @@ void exchangeAreas(const Call &call, ZylImage &imageA, const Area &areaA, ZylIma
         bool exchanged = false;
         withTile(call, imageB, part, ZYL_GET_TILE_TO_WRITE, [&](const ZylImage &tile) {
             if (!statusIsGood()) return;
-            exchangePixels(held, buffer.area(), tile, part.inTile);
+            exchangePixels(held, wholeOf(held), tile, part.inTile);
             exchanged = true;
         });
-        return exchanged && copyAreas(copyCall, held, buffer.area(), imageA, partOfA, nullptr);
+        return exchanged && copyAreas(copyCall, held, wholeOf(held), imageA, partOfA, nullptr);
     });
 }
 
@@ -362,7 +344,7 @@ bool matchAreas(const ZylImage &imageA, Area &areaA, const ZylImage &imageB, Are
     if (effectiveChannels(imageA) != effectiveChannels(imageB)) return false;
     areaA = clippedArea(imageA);
     areaB = clippedArea(imageB);
-    ownCommonSize(areaA, areaB);
+    cutToCommonSize(areaA, areaB);
     return !areaA.empty();
 }
 

@@ -14,49 +14,44 @@ namespace {
 class Side {
   public:
     Side(ZylImage &image, std::int32_t mode) : image_(image), mode_(mode), header_(image) {
-        if (!isTiled(image)) endX_ = image.width, endY_ = image.height;
+        if (!isTiled(image)) held_ = {0, image.width, 0, image.height};
     }
 
     // Makes sure that the pixel is in memory; false when its tile was not delivered.
     bool hold(std::int32_t x, std::int32_t y) {
-        if (begX_ <= x && x < endX_ && begY_ <= y && y < endY_) return true;
+        if (held_.begX <= x && x < held_.endX && held_.begY <= y && y < held_.endY) return true;
         const ZylTileInfo &info = *image_.tileInfo;
-        const std::int32_t column = x / info.width;
-        const std::int32_t row = y / info.height;
-        lease_.emplace(image_, column, row, mode_); // gives the tile before back first
+        const TileIndex tile = tileAt(info, {x, y});
+        lease_.emplace(image_, tile.column, tile.row, mode_); // gives the tile before back first
         if (!*lease_) return false;
         header_ = tileHeader(image_, lease_->pixels());
-        begX_ = std::int64_t{column} * info.width;
-        begY_ = std::int64_t{row} * info.height;
-        endX_ = begX_ + info.width;
-        endY_ = begY_ + info.height;
+        held_ = tileBounds(info, tile);
         return true;
     }
 
     const ZylImage &header() const { return header_; }
     // Columns to the right, and rows below or above, up to the end of that part.
-    std::int64_t columnsFrom(std::int32_t x) const { return endX_ - x; }
-    std::int64_t rowsFrom(std::int32_t y) const { return endY_ - y; }
-    std::int64_t rowsBack(std::int32_t y) const { return y - begY_ + 1; }
-    std::int32_t localX(std::int32_t x) const { return static_cast<std::int32_t>(x - begX_); }
-    std::int32_t localY(std::int32_t y) const { return static_cast<std::int32_t>(y - begY_); }
+    std::int64_t columnsFrom(std::int32_t x) const { return held_.endX - x; }
+    std::int64_t rowsFrom(std::int32_t y) const { return held_.endY - y; }
+    std::int64_t rowsBack(std::int32_t y) const { return y - held_.begY + 1; }
+    std::int32_t localX(std::int32_t x) const { return static_cast<std::int32_t>(x - held_.begX); }
+    std::int32_t localY(std::int32_t y) const { return static_cast<std::int32_t>(y - held_.begY); }
 
   private:
     ZylImage &image_;
     std::int32_t mode_;
     std::optional<TileLease> lease_;
     ZylImage header_;
-    std::int64_t begX_ = 0, endX_ = 0, begY_ = 0, endY_ = 0;
+    TileBounds held_{};
 };
 
 } // namespace
 
-void cutRegion(BlockRegion &region, std::int64_t begX, std::int64_t endX, std::int64_t begY,
-               std::int64_t endY) {
-    const std::int64_t x = std::max<std::int64_t>(region.dstX, begX);
-    const std::int64_t y = std::max<std::int64_t>(region.dstY, begY);
-    const std::int64_t width = std::min(std::int64_t{region.dstX} + region.width, endX) - x;
-    const std::int64_t height = std::min(std::int64_t{region.dstY} + region.height, endY) - y;
+void cutRegion(BlockRegion &region, const TileBounds &tile) {
+    const std::int64_t x = std::max<std::int64_t>(region.dstX, tile.begX);
+    const std::int64_t y = std::max<std::int64_t>(region.dstY, tile.begY);
+    const std::int64_t width = std::min(std::int64_t{region.dstX} + region.width, tile.endX) - x;
+    const std::int64_t height = std::min(std::int64_t{region.dstY} + region.height, tile.endY) - y;
     if (width <= 0 || height <= 0) {
         region.width = region.height = 0;
         return;
@@ -73,15 +68,7 @@ void cutRegion(BlockRegion &region, std::int64_t begX, std::int64_t endX, std::i
 
 void cutToTile(BlockRegion &region, const ZylImage &dst, const ZylTileMapping *point) {
     if (point == nullptr || !isTiled(dst)) return;
-    const std::int64_t width = dst.tileInfo->width;
-    const std::int64_t height = dst.tileInfo->height;
-    if (point->xDst < 0 || point->yDst < 0) {
-        region.width = region.height = 0; // no tile holds it
-        return;
-    }
-    const std::int64_t begX = point->xDst / width * width;
-    const std::int64_t begY = point->yDst / height * height;
-    cutRegion(region, begX, begX + width, begY, begY + height);
+    cutRegion(region, tileBounds(*dst.tileInfo, tileAt(*dst.tileInfo, *point)));
 }
 
 void walkBlocks(const Call &call, ZylImage &src, ZylImage &dst, const BlockRegion &region,

@@ -28,23 +28,10 @@ struct Block {
     std::ptrdiff_t srcStride() const { return at.flipped ? -src->widthStep : src->widthStep; }
 };
 
-class BlockKernel {
-  public:
-    template <class F>
-    BlockKernel(F &kernel)
-        : kernel_(&kernel),
-          call_([](void *self, const Block &block) { (*static_cast<F *>(self))(block); }) {}
-    void operator()(const Block &block) const { call_(kernel_, block); }
+using BlockKernel = FunctionRef<void(const Block &block)>;
 
-  private:
-    void *kernel_;
-    void (*call_)(void *, const Block &);
-};
-
-// Cuts the region to the columns [begX, endX) and rows [begY, endY) of the
-// destination.
-void cutRegion(BlockRegion &region, std::int64_t begX, std::int64_t endX, std::int64_t begY,
-               std::int64_t endY);
+// Cuts the region to a tile of the destination.
+void cutRegion(BlockRegion &region, const TileBounds &tile);
 
 // Cuts the region to the destination tile that holds the point, if there is a
 // point and the destination is tiled.

@@ -47,8 +47,7 @@ void reportInternal(const Call &call) {
 class ImageRows {
   public:
     explicit ImageRows(const ZylImage &image)
-        : image_(image), stride_(ownRowStride(image.dataOrder, image.depth, image.align,
-                                              image.nChannels, image.width)) {}
+        : image_(image), stride_(rowStride(image, image.width)) {}
 
     // Depths and channels that bitmaps can hold.
     bool supported() const {

@@ -40,8 +40,8 @@ bool badImages(const Call &call, const ZylImage &src, const ZylImage &dst) {
 }
 
 BlockRegion commonRegion(const ZylImage &src, const ZylImage &dst) {
-    ZylRect rects[2] = {ownRoiRect(src), ownRoiRect(dst)};
-    ownCommonSize(rects, 2);
+    Rect rects[2] = {regionRect(src), regionRect(dst)};
+    cutToCommonSize(rects, 2);
     return {rects[0].begX, rects[0].begY,  rects[1].begX,
             rects[1].begY, rects[0].width, rects[0].height};
 }
@@ -50,14 +50,13 @@ BlockRegion commonRegion(const ZylImage &src, const ZylImage &dst) {
 // report, when that tile lies beside the region.
 bool restrictToTile(const Call &call, const ZylImage &dst, const ZylTileMapping &point,
                     BlockRegion &region) {
-    const std::int64_t width = dst.tileInfo->width;
-    const std::int64_t height = dst.tileInfo->height;
-    const std::int64_t begX = point.xDst - point.xDst % width;
-    const std::int64_t begY = point.yDst - point.yDst % height;
+    // Coordinates just below 0 count as those of the first tile.
+    const ZylTileInfo &info = *dst.tileInfo;
+    const TileBounds tile = tileBounds(info, {point.xDst / info.width, point.yDst / info.height});
     const bool beside =
-        begX + width <= region.dstX || begX >= std::int64_t{region.dstX} + region.width;
+        tile.endX <= region.dstX || tile.begX >= std::int64_t{region.dstX} + region.width;
     const bool above =
-        begY + height <= region.dstY || begY >= std::int64_t{region.dstY} + region.height;
+        tile.endY <= region.dstY || tile.begY >= std::int64_t{region.dstY} + region.height;
     if (call.fails(beside, "(((Mapping->xDst - Mapping->xDst % width_tile_d + width_tile_d) <= "
                            "coord_X_dst) || ((Mapping->xDst - Mapping->xDst % width_tile_d) >= "
                            "max_X))") ||
@@ -66,7 +65,7 @@ bool restrictToTile(const Call &call, const ZylImage &dst, const ZylTileMapping 
                           "max_Y))")) {
         return false;
     }
-    cutRegion(region, begX, begX + width, begY, begY + height);
+    cutRegion(region, tile);
     return true;
 }
 

@@ -54,21 +54,6 @@ struct SampleRows {
 bool readBorderedRect(ZylImage &image, std::int64_t x, std::int64_t y, std::int64_t width,
                       std::int64_t height, int channel, const SampleRows &rows);
 
-// One sample of a channel (from 1). Outside the image with a constant border:
-// the constant as it is stored, also when it does not fit the depth.
-bool ownGetBorderPixel(ZylImage &image, std::int64_t x, std::int64_t y, int channel,
-                       std::int32_t &value);
-
-// `count` samples of one channel from column x of row y on, all inside the image
-// or all in one region outside it; constants are cut to the depth's bits. False
-// as above.
-bool ownGetBorderRow(ZylImage &image, std::int64_t x, std::int64_t y, int channel, void *dst,
-                     std::int64_t count);
-
-// The same for samples in any regions, read one by one.
-bool ownGetRowPixels(ZylImage &image, std::int64_t x, std::int64_t y, int channel, void *dst,
-                     std::int64_t count);
-
 } // namespace zylqx
 
 #endif

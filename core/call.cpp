@@ -5,7 +5,7 @@
 namespace zylqx {
 
 void Call::reportHeader(int mask, int line) const {
-    const char *message = ownHeaderMessage(mask);
+    const char *message = headerMessage(mask);
     report(ZYL_StsBadArg, message, line);
     freeHeaderMessage(message);
 }

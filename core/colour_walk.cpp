@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "core/image.h"
-#include "core/rect.h"
+#include "core/scratch_image.h"
 #include "core/tiles.h"
 
 namespace zylqx {
@@ -31,7 +31,7 @@ class Source {
             part_ = partOf(image_, x, y);
             return &part_;
         }
-        if (!pixels_) pixels_ = RectPixels(image_, width, height);
+        if (!pixels_) pixels_ = ScratchImage(image_, width, height);
         if (!pixels_) {
             call_.report(ZYL_StsNoMem, "Allocation failure");
             return nullptr;
@@ -47,7 +47,7 @@ class Source {
     const Call &call_;
     ZylImage &image_;
     ZylImage part_{};
-    RectPixels pixels_; // all rectangles of a walk have one size
+    ScratchImage pixels_; // all rectangles of a walk have one size
 };
 
 } // namespace

@@ -6,27 +6,14 @@
 #include <cstdint>
 
 #include "core/call.h"
+#include "core/function_ref.h"
 
 namespace zylqx {
 
 // What is called with two images in memory, for their first `width` columns and
 // `height` rows.
-class ColourKernel {
-  public:
-    template <class F>
-    ColourKernel(F &kernel)
-        : kernel_(&kernel),
-          call_([](void *self, const ZylImage &src, const ZylImage &dst, std::int32_t width,
-                   std::int32_t height) { (*static_cast<F *>(self))(src, dst, width, height); }) {}
-    void operator()(const ZylImage &src, const ZylImage &dst, std::int32_t width,
-                    std::int32_t height) const {
-        call_(kernel_, src, dst, width, height);
-    }
-
-  private:
-    void *kernel_;
-    void (*call_)(void *, const ZylImage &, const ZylImage &, std::int32_t, std::int32_t);
-};
+using ColourKernel = FunctionRef<void(const ZylImage &src, const ZylImage &dst, std::int32_t width,
+                                      std::int32_t height)>;
 
 // How the walk takes two images in memory: for the columns and rows that both
 // have, or the destination as one tile, which may be larger than the source.

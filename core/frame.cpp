@@ -97,9 +97,7 @@ bool kernelFrame(const ZylImage *const *images, int count, Frame &frame) {
         const Extent extent = regionExtent(image);
         const int channel = std::max(channelOfInterest(image), 1);
         if (extent.columns <= 0 || extent.rows <= 0 || channel > image.nChannels) return false;
-        const std::ptrdiff_t stride = bits ? image.widthStep
-                                           : ownRowStride(image.dataOrder, image.depth, image.align,
-                                                          image.nChannels, image.width);
+        const std::ptrdiff_t stride = bits ? image.widthStep : rowStride(image, image.width);
         const std::ptrdiff_t perPixel = isPlanar(image) ? 1 : image.nChannels;
         const std::ptrdiff_t samples = extent.columns * (interleaved ? perPixel : 1);
         const std::ptrdiff_t plane = isPlanar(image)

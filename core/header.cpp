@@ -67,7 +67,7 @@ std::int32_t roiFaults(const ZylROI &roi, std::int32_t nChannels) {
 
 } // namespace
 
-const char *ownHeaderMessage(std::int32_t mask) {
+const char *headerMessage(std::int32_t mask) {
     if (mask == 0) return nullptr;
     std::size_t lines = 0;
     for (const Fault &fault : FAULTS) lines += (mask & fault.bit) != 0;
@@ -97,7 +97,7 @@ int32_t zylBadImageHeader(const ZylImage *image) {
     const bool inMemory = !isTiled(*image);
 
     // The field check looks for negative sizes; zero is a fault here.
-    std::int32_t mask = ownCheckHeaderFields(*image);
+    std::int32_t mask = fieldFaults(*image);
     if ((image->imageData == nullptr) == inMemory) mask |= ZYL_FAULT_DATA;
     if (image->height <= 0 || image->width <= 0 || (inMemory && image->imageSize <= 0)) {
         mask |= ZYL_FAULT_SIZE;

@@ -44,27 +44,21 @@ void releasePixels(ZylImage &image) {
 
 } // namespace
 
-std::int32_t ownRowStride(std::int32_t dataOrder, std::uint32_t depth, std::int32_t align,
-                          std::int32_t nChannels, std::int32_t width) {
-    if (depthIndex(depth) < 0 || align <= 0 || nChannels <= 0 || width <= 0) return 0;
-    std::int64_t bits = std::int64_t{width} * depthBits(depth);
-    if (dataOrder != ZYL_DATA_ORDER_PLANE &&
-        __builtin_mul_overflow(bits, std::int64_t{nChannels}, &bits)) {
+std::int32_t rowStride(const ZylImage &format, std::int32_t width) {
+    if (depthIndex(format.depth) < 0 || format.align <= 0 || format.nChannels <= 0 || width <= 0) {
+        return 0;
+    }
+    std::int64_t bits = std::int64_t{width} * depthBits(format.depth);
+    if (!isPlanar(format) && __builtin_mul_overflow(bits, std::int64_t{format.nChannels}, &bits)) {
         return 0;
     }
     if (bits > MAX_BYTES * 8) return 0;
-    const std::int64_t unit = std::int64_t{align} * 8; // a power of two
+    const std::int64_t unit = std::int64_t{format.align} * 8; // a power of two
     const std::int64_t stride = ((bits + unit - 1) & -unit) / 8;
     return stride <= MAX_BYTES ? static_cast<std::int32_t>(stride) : 0;
 }
 
-std::int32_t ownTileStride(const ZylImage *image) {
-    if (zylBadImageHeader(image) != 0 || !isTiled(*image)) return 0;
-    return ownRowStride(image->dataOrder, image->depth, image->align, image->nChannels,
-                        image->tileInfo->width);
-}
-
-std::int32_t ownImageSize(const ZylImage &image, std::int32_t stride) {
+std::int32_t imageBytes(const ZylImage &image, std::int32_t stride) {
     if (stride <= 0 || image.height <= 0 || image.nChannels <= 0) return 0;
     std::int64_t size = std::int64_t{stride} * image.height;
     const std::int64_t planes = isPlanar(image) ? image.nChannels : 1;
@@ -72,7 +66,29 @@ std::int32_t ownImageSize(const ZylImage &image, std::int32_t stride) {
     return static_cast<std::int32_t>(size);
 }
 
-std::int32_t ownCheckHeaderFields(const ZylImage &image) {
+ZylImage memoryHeader(const ZylImage &format, std::int32_t width, std::int32_t height) {
+    ZylImage header = format;
+    header.roi = nullptr;
+    header.tileInfo = nullptr;
+    header.imageData = header.imageDataOrigin = nullptr;
+    header.width = width;
+    header.height = height;
+    header.widthStep = rowStride(format, width);
+    header.imageSize = imageBytes(header, header.widthStep);
+    return header;
+}
+
+bool sharePixels(const ZylImage &a, const ZylImage &b) {
+    if (isTiled(a) || isTiled(b)) return a.tileInfo == b.tileInfo;
+    const auto beginA = reinterpret_cast<std::uintptr_t>(a.imageData);
+    const auto beginB = reinterpret_cast<std::uintptr_t>(b.imageData);
+    const auto bytes = [](const ZylImage &image) {
+        return static_cast<std::uintptr_t>(imageBytes(image, image.widthStep));
+    };
+    return beginA < beginB + bytes(b) && beginB < beginA + bytes(a);
+}
+
+std::int32_t fieldFaults(const ZylImage &image) {
     std::int32_t mask = 0;
     if (image.height < 0 || image.width < 0) mask |= ZYL_FAULT_SIZE;
     if (image.nChannels < 1) mask |= ZYL_FAULT_CHANNELS;
@@ -109,10 +125,10 @@ ZylImage *zylCreateImageHeader(int32_t nChannels, int32_t alphaChannel, uint32_t
     header.roi = roi;
     header.imageTag = imageTag;
     header.tileInfo = tileInfo;
-    if (ownCheckHeaderFields(header) != 0) return nullptr;
+    if (fieldFaults(header) != 0) return nullptr;
 
-    header.widthStep = ownRowStride(dataOrder, depth, align, nChannels, width);
-    header.imageSize = ownImageSize(header, header.widthStep);
+    header.widthStep = rowStride(header, width);
+    header.imageSize = imageBytes(header, header.widthStep);
     zylSetBorderMode(&header, ZYL_BORDER_CONSTANT, ZYL_SIDE_ALL, 0);
 
     auto *image = newRecord<ZylImage>();
@@ -122,16 +138,15 @@ ZylImage *zylCreateImageHeader(int32_t nChannels, int32_t alphaChannel, uint32_t
 
 void zylAllocateImage(ZylImage *image, int32_t fillValue) {
     if (image == nullptr) return;
-    if (ownCheckHeaderFields(*image) != 0) {
+    if (fieldFaults(*image) != 0) {
         image->imageData = nullptr;
         image->imageSize = 0;
         return;
     }
     if (image->imageDataOrigin != nullptr) releasePixels(*image);
 
-    const std::int32_t stride =
-        ownRowStride(image->dataOrder, image->depth, image->align, image->nChannels, image->width);
-    const std::int32_t size = ownImageSize(*image, stride);
+    const std::int32_t stride = rowStride(*image, image->width);
+    const std::int32_t size = imageBytes(*image, stride);
     const bool tooLarge = size == 0 && image->width > 0 && image->height > 0;
     void *block = tooLarge ? nullptr : allocateBlock(static_cast<std::size_t>(size));
     image->imageDataOrigin = static_cast<unsigned char *>(block);
@@ -148,7 +163,7 @@ void zylAllocateImage(ZylImage *image, int32_t fillValue) {
 }
 
 void zylDeallocateImage(ZylImage *image) {
-    if (image == nullptr || ownCheckHeaderFields(*image) != 0) return;
+    if (image == nullptr || fieldFaults(*image) != 0) return;
     releasePixels(*image);
 }
 

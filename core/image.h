@@ -93,26 +93,29 @@ inline unsigned char *sampleAt(const ZylImage &image, std::ptrdiff_t x, std::ptr
     return row + (x * image.nChannels + channel - 1) * sampleBytes(image.depth);
 }
 
-// Row stride in bytes: the bits of a row raised to the next multiple of `align`
-// bytes. 0 when it does not fit in 31 bits, so that the header check refuses the
-// image.
-std::int32_t ownRowStride(std::int32_t dataOrder, std::uint32_t depth, std::int32_t align,
-                          std::int32_t nChannels, std::int32_t width);
-
-// The stride of the image's tiles; 0 for a bad or untiled image.
-std::int32_t ownTileStride(const ZylImage *image);
+// Bytes of a row of `width` pixels in the format of an image: the row's bits raised to
+// the next multiple of `align` bytes. 0 when they do not fit in 31 bits, so that the
+// header check refuses the image.
+std::int32_t rowStride(const ZylImage &format, std::int32_t width);
 
 // Bytes of an image with rows of this stride; 0 when they do not fit in 31 bits.
-std::int32_t ownImageSize(const ZylImage &image, std::int32_t stride);
+std::int32_t imageBytes(const ZylImage &image, std::int32_t stride);
+
+// A header for width x height pixels in memory in the format of an image, its borders
+// included, without region and pixels. imageSize is 0 when it does not fit in 31 bits.
+ZylImage memoryHeader(const ZylImage &format, std::int32_t width, std::int32_t height);
+
+// Whether the two images may have pixels in common.
+bool sharePixels(const ZylImage &a, const ZylImage &b);
 
 // Non-zero when a field that layout depends on has no valid value. Looser than
 // zylBadImageHeader(): pixels, tiles and region are not looked at, and an empty
 // image passes.
-std::int32_t ownCheckHeaderFields(const ZylImage &image);
+std::int32_t fieldFaults(const ZylImage &image);
 
 // One line for every fault in `mask`, in the order of the reports; null for 0.
 // Released by freeHeaderMessage(): two texts for special cases are constants.
-const char *ownHeaderMessage(std::int32_t mask);
+const char *headerMessage(std::int32_t mask);
 void freeHeaderMessage(const char *message);
 
 } // namespace zylqx

@@ -7,8 +7,8 @@
 
 namespace zylqx {
 
-ZylRect ownRoiRect(const ZylImage &image) {
-    ZylRect rect{0, image.width, 0, image.height, image.height, image.width};
+Rect regionRect(const ZylImage &image) {
+    Rect rect{0, image.width, 0, image.height, image.height, image.width};
     if (image.roi == nullptr) return rect;
     const ZylROI &roi = *image.roi;
     rect.begX = roi.xOffset;
@@ -20,7 +20,7 @@ ZylRect ownRoiRect(const ZylImage &image) {
     return rect;
 }
 
-void ownCommonSize(ZylRect *rects, int count) {
+void cutToCommonSize(Rect *rects, int count) {
     std::int32_t width = rects[0].width;
     std::int32_t height = rects[0].height;
     for (int i = 1; i < count; ++i) {
@@ -62,7 +62,7 @@ bool isContiguous(const ZylImage &image, const Area &area) {
     return rowBits == std::int64_t{image.widthStep} * 8 && countable;
 }
 
-void ownCommonSize(Area &a, Area &b) {
+void cutToCommonSize(Area &a, Area &b) {
     a.width = b.width = std::min(a.width, b.width);
     a.height = b.height = std::min(a.height, b.height);
 }
@@ -70,7 +70,7 @@ void ownCommonSize(Area &a, Area &b) {
 PairedArea clippedPair(const ZylImage &srcImage, const ZylImage &dstImage) {
     Area source = clippedArea(srcImage);
     Area destination = clippedArea(dstImage);
-    ownCommonSize(source, destination);
+    cutToCommonSize(source, destination);
     return {source.x, source.y, destination.x, destination.y, source.width, source.height};
 }
 

@@ -3,7 +3,7 @@
 // Several rules exist for cutting a region to its image, and they differ on
 // purpose:
 //
-//   ownRoiRect    Size cut at the right and bottom edges; may come out negative.
+//   regionRect    Size cut at the right and bottom edges; may come out negative.
 //                 Arithmetic, logic and threshold on tiled images.
 //   clippedArea   Cut at all four edges; empty outside the image. Copy, set,
 //                 exchange, geometry, histograms, norms and compositing.
@@ -11,9 +11,9 @@
 //   uncutPair    As large as the smallest of two images and their regions, and
 //                 moved to the regions' corners; then cut to the destination
 //                 alone. Separable convolution.
-//   kernelFrame   core/frame.h: as ownRoiRect in memory, but in bytes of a row,
+//   kernelFrame   core/frame.h: as regionRect in memory, but in bytes of a row,
 //                 with the stride that the header's fields give.
-//   logicFrame    core/frame.h: as ownRoiRect, and an image of one channel counts
+//   logicFrame    core/frame.h: as regionRect, and an image of one channel counts
 //                 as one with a channel of interest. Logic, and threshold.
 #ifndef ZYLQX_CORE_REGION_H
 #define ZYLQX_CORE_REGION_H
@@ -24,7 +24,7 @@
 
 namespace zylqx {
 
-struct ZylRect {
+struct Rect {
     std::int32_t begX, endX; // the ends are exclusive
     std::int32_t begY, endY;
     std::int32_t height, width;
@@ -34,11 +34,11 @@ struct ZylRect {
 
 // The region from its offset, with at most the columns and rows that the image
 // has from there on. A region outside the image has a size below 1.
-ZylRect ownRoiRect(const ZylImage &image);
+Rect regionRect(const ZylImage &image);
 
 // Gives all rectangles the smallest height and width among them; each keeps its
 // own corner.
-void ownCommonSize(ZylRect *rects, int count);
+void cutToCommonSize(Rect *rects, int count);
 
 // A rectangle inside an image and its channel of interest, 0 for all channels.
 struct Area {
@@ -53,7 +53,7 @@ struct Area {
 Area clippedArea(const ZylImage &image);
 
 // Gives both areas the smaller height and width; each keeps its own corner.
-void ownCommonSize(Area &a, Area &b);
+void cutToCommonSize(Area &a, Area &b);
 
 // Whether the rows of an area of an image in memory follow each other without a
 // gap, and its pixels can be counted as one width. If so in all images of an

@@ -18,16 +18,20 @@ bool releaseTile(ZylImage &image, std::int32_t column, std::int32_t row) {
 }
 
 ZylImage tileHeader(const ZylImage &image, unsigned char *pixels) {
-    ZylImage tile = image;
-    tile.tileInfo = nullptr;
-    tile.roi = nullptr;
-    tile.width = image.tileInfo->width;
-    tile.height = image.tileInfo->height;
-    tile.widthStep =
-        ownRowStride(image.dataOrder, image.depth, image.align, image.nChannels, tile.width);
-    tile.imageSize = ownImageSize(tile, tile.widthStep);
+    ZylImage tile = memoryHeader(image, image.tileInfo->width, image.tileInfo->height);
     tile.imageData = pixels;
     return tile;
+}
+
+TileIndex tileAt(const ZylTileInfo &info, const ZylTileMapping &point) {
+    if (point.xDst < 0 || point.yDst < 0) return {-1, -1};
+    return {point.xDst / info.width, point.yDst / info.height};
+}
+
+TileBounds tileBounds(const ZylTileInfo &info, TileIndex tile) {
+    const std::int64_t x = std::int64_t{tile.column} * info.width;
+    const std::int64_t y = std::int64_t{tile.row} * info.height;
+    return {x, x + info.width, y, y + info.height};
 }
 
 namespace {
@@ -60,7 +64,7 @@ namespace {
 
 // Where the walk stands in one image. A tile is `width` x `height`; tile columns
 // and rows are counted from 0.
-struct ZylTileCursor {
+struct TileCursor {
     bool tiled;
     std::int32_t startColumn; // the tile column that a band starts in
     std::int32_t column, row;
@@ -76,18 +80,17 @@ struct ZylTileCursor {
 // piece at hand.
 struct Part {
     Operand operand;
-    ZylRect rect;
-    ZylTileCursor cursor;
+    Rect rect;
+    TileCursor cursor;
     ZylImage header;
     ZylROI roi;
 };
 
-void ownTileSetup(const ZylImage &image, ZylImage &copy, const ZylRect &rect,
-                  ZylTileCursor &cursor) {
+void setUpTiles(const ZylImage &image, ZylImage &copy, const Rect &rect, TileCursor &cursor) {
     if (!isTiled(image)) {
         cursor = {false, 0, 0, 0, 0, 0};
         copy = image;
-        copy.imageSize = ownImageSize(copy, copy.widthStep);
+        copy.imageSize = imageBytes(copy, copy.widthStep);
         return;
     }
     copy = tileHeader(image, nullptr);
@@ -103,9 +106,9 @@ class Walk {
   public:
     Walk(const Call &call, const Operand *operands, int count, const char *nullText)
         : call_(call), count_(count), nullText_(nullText) {
-        ZylRect rects[MAX_OPERANDS];
-        for (int i = 0; i < count; ++i) rects[i] = ownRoiRect(*operands[i].image);
-        ownCommonSize(rects, count);
+        Rect rects[MAX_OPERANDS];
+        for (int i = 0; i < count; ++i) rects[i] = regionRect(*operands[i].image);
+        cutToCommonSize(rects, count);
         for (int i = 0; i < count; ++i) {
             parts_[i].operand = operands[i];
             parts_[i].rect = rects[i];
@@ -133,11 +136,8 @@ bool Walk::restrictTo(const std::int32_t *dstTile) {
     const Part &last = parts_[count_ - 1];
     if (dstTile == nullptr || !isTiled(*last.operand.image)) return true;
     const ZylTileInfo &info = *last.operand.image->tileInfo;
-    const std::int64_t begX = std::int64_t{dstTile[0]} * info.width;
-    const std::int64_t begY = std::int64_t{dstTile[1]} * info.height;
-    const std::int64_t endX = begX + info.width;
-    const std::int64_t endY = begY + info.height;
-    const ZylRect region = last.rect;
+    const auto [begX, endX, begY, endY] = tileBounds(info, {dstTile[0], dstTile[1]});
+    const Rect region = last.rect;
     if (call_.fails(begX > region.endX, "(dTile.begX > dRoi.endX)") ||
         call_.fails(begY > region.endY, "(dTile.begY > dRoi.endY)") ||
         call_.fails(endX < region.begX, "(dTile.endX < dRoi.begX)") ||
@@ -150,7 +150,7 @@ bool Walk::restrictTo(const std::int32_t *dstTile) {
     const auto right = static_cast<std::int32_t>(std::max(region.endX - endX, none));
     const auto bottom = static_cast<std::int32_t>(std::max(region.endY - endY, none));
     for (int i = 0; i < count_; ++i) {
-        ZylRect &rect = parts_[i].rect;
+        Rect &rect = parts_[i].rect;
         rect.begX += left;
         rect.begY += top;
         rect.endX -= right;
@@ -168,7 +168,7 @@ bool Walk::reportTile(const Part &part, const char *comparison) {
 }
 
 bool Walk::request(Part &part) {
-    const ZylTileCursor &cursor = part.cursor;
+    const TileCursor &cursor = part.cursor;
     if (!requestTile(*part.operand.image, cursor.column, cursor.row, part.operand.mode)) {
         return reportTile(part, "==");
     }
@@ -193,7 +193,7 @@ void Walk::run(PieceKernel kernel) {
     for (int i = 0; i < count_; ++i) {
         Part &part = parts_[i];
         const ZylImage &image = *part.operand.image;
-        ownTileSetup(image, part.header, part.rect, part.cursor);
+        setUpTiles(image, part.header, part.rect, part.cursor);
         part.roi = {channelOfInterest(image), 0, 0, 0, 0};
         part.header.roi = &part.roi;
     }

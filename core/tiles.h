@@ -8,9 +8,8 @@
 #ifndef ZYLQX_CORE_TILES_H
 #define ZYLQX_CORE_TILES_H
 
-#include <type_traits>
-
 #include "core/call.h"
+#include "core/function_ref.h"
 #include "core/region.h"
 
 namespace zylqx {
@@ -50,6 +49,20 @@ class TileLease {
 
 // The header of one tile of a tiled image as an image in memory, without region.
 ZylImage tileHeader(const ZylImage &image, unsigned char *pixels);
+
+struct TileIndex {
+    std::int32_t column, row;
+};
+
+// The tile that holds a point: (-1, -1), which no image has, when a coordinate is
+// negative.
+TileIndex tileAt(const ZylTileInfo &info, const ZylTileMapping &point);
+
+// Where a tile lies in its image; the ends are exclusive.
+struct TileBounds {
+    std::int64_t begX, endX, begY, endY;
+};
+TileBounds tileBounds(const ZylTileInfo &info, TileIndex tile);
 
 // What of an area lies in one tile.
 struct TilePart {
@@ -131,27 +144,8 @@ struct Operand {
 constexpr const char *NULL_POINTER_TEXT = "((void*)(0))";
 constexpr const char *NULL_POINTER_TEXT_SHIFT = "((void *)0)";
 
-// What a piece is handed to: called with one header for every operand. A kernel
-// that returns bool ends the walk with false.
-class PieceKernel {
-  public:
-    template <class F>
-    PieceKernel(F &kernel)
-        : kernel_(&kernel), call_([](void *self, const ZylImage *const *images) {
-              F &function = *static_cast<F *>(self);
-              if constexpr (std::is_same_v<decltype(function(images)), bool>) {
-                  return function(images);
-              } else {
-                  function(images);
-                  return true;
-              }
-          }) {}
-    bool operator()(const ZylImage *const *images) const { return call_(kernel_, images); }
-
-  private:
-    void *kernel_;
-    bool (*call_)(void *, const ZylImage *const *);
-};
+// What a piece is handed to: one header for every operand. False ends the walk.
+using PieceKernel = FunctionRef<bool(const ZylImage *const *images)>;
 
 constexpr int MAX_OPERANDS = 3;
 

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "core/image.h"
-#include "core/rect.h"
+#include "core/scratch_image.h"
 #include "core/tiles.h"
 
 namespace zylqx {
@@ -13,16 +13,6 @@ namespace {
 
 // Rows of a band where no tiles give one.
 constexpr std::int64_t BAND = 128;
-
-bool sharePixels(const ZylImage &a, const ZylImage &b) {
-    if (a.tileInfo != nullptr || b.tileInfo != nullptr) return a.tileInfo == b.tileInfo;
-    const auto beginA = reinterpret_cast<std::uintptr_t>(a.imageData);
-    const auto beginB = reinterpret_cast<std::uintptr_t>(b.imageData);
-    const auto bytes = [](const ZylImage &image) {
-        return static_cast<std::uintptr_t>(ownImageSize(image, image.widthStep));
-    };
-    return beginA < beginB + bytes(b) && beginB < beginA + bytes(a);
-}
 
 // Whether a pixel of one image is the same pixel of the other.
 bool sameLayout(const ZylImage &a, const ZylImage &b) {
@@ -56,7 +46,7 @@ class Window {
     Walked readBottom() {
         const std::int64_t y = std::max<std::int64_t>(next_, image_.height);
         if (y >= end_) return Walked::Done;
-        bottom_ = RectPixels(image_, pixels_.image().width, end_ - y);
+        bottom_ = ScratchImage(image_, pixels_.image().width, end_ - y);
         if (!bottom_) return Walked::NoMemory;
         return bottom_.readRows(image_, x_, y, 0, end_ - y) ? Walked::Done : Walked::NoTileToRead;
     }
@@ -105,22 +95,17 @@ class Window {
     const std::int64_t x_;
     std::int64_t first_, next_;
     const std::int64_t end_;
-    RectPixels pixels_;
-    RectPixels bottom_;
+    ScratchImage pixels_;
+    ScratchImage bottom_;
 };
 
 // Cuts a block to the destination's tile that holds a point.
-void narrow(PairedArea &block, const ZylTileInfo &tiles, const ZylTileMapping &mapping) {
-    if (mapping.xDst < 0 || mapping.yDst < 0) {
-        block.width = 0;
-        return;
-    }
-    const std::int64_t left = std::int64_t{mapping.xDst} / tiles.width * tiles.width;
-    const std::int64_t top = std::int64_t{mapping.yDst} / tiles.height * tiles.height;
-    const std::int64_t cutX = std::max<std::int64_t>(left - block.dstX, 0);
-    const std::int64_t cutY = std::max<std::int64_t>(top - block.dstY, 0);
-    block.width = std::min(block.dstX + block.width, left + tiles.width) - block.dstX - cutX;
-    block.height = std::min(block.dstY + block.height, top + tiles.height) - block.dstY - cutY;
+void cutToTile(PairedArea &block, const ZylTileInfo &tiles, const ZylTileMapping &point) {
+    const TileBounds tile = tileBounds(tiles, tileAt(tiles, point));
+    const std::int64_t cutX = std::max<std::int64_t>(tile.begX - block.dstX, 0);
+    const std::int64_t cutY = std::max<std::int64_t>(tile.begY - block.dstY, 0);
+    block.width = std::min(block.dstX + block.width, tile.endX) - block.dstX - cutX;
+    block.height = std::min(block.dstY + block.height, tile.endY) - block.dstY - cutY;
     block.srcX += cutX;
     block.dstX += cutX;
     block.srcY += cutY;
@@ -234,7 +219,7 @@ Walked Walk::band(ZylImage &source, std::int64_t boxX, std::int64_t boxY, std::i
 Walked walkNeighbourhoods(ZylImage &srcImage, ZylImage &dstImage, PairedArea block, const Box &box,
                           const ZylTileMapping *mapping, PieceVisitor visit) {
     if (!block.empty() && mapping != nullptr && isTiled(dstImage)) {
-        narrow(block, *dstImage.tileInfo, *mapping);
+        cutToTile(block, *dstImage.tileInfo, *mapping);
     }
     if (block.empty()) return Walked::Done;
     return Walk(srcImage, dstImage, block, box, visit).run();

@@ -11,9 +11,9 @@
 #define ZYLQX_CORE_WINDOW_H
 
 #include <cstdint>
-#include <type_traits>
 
 #include "core/call.h"
+#include "core/function_ref.h"
 #include "core/region.h"
 #include "core/rows.h"
 
@@ -39,18 +39,7 @@ struct Piece {
 enum class Walked { Done, NoMemory, NoTileToRead, NoTileToWrite };
 
 // What a piece is handed to; false when there was no memory.
-class PieceVisitor {
-  public:
-    template <class F>
-    requires(!std::is_same_v<F, PieceVisitor>) PieceVisitor(F &visit)
-        : visit_(&visit),
-          call_([](void *self, const Piece &piece) { return (*static_cast<F *>(self))(piece); }) {}
-    bool operator()(const Piece &piece) const { return call_(visit_, piece); }
-
-  private:
-    void *visit_;
-    bool (*call_)(void *, const Piece &);
-};
+using PieceVisitor = FunctionRef<bool(const Piece &piece)>;
 
 // Walks the destination band by band, from left to right; with `mapping`, only
 // the tile of a tiled destination that holds its point. A failure ends the walk:

@@ -77,7 +77,7 @@ void zylMirror(ZylImage *srcImage, ZylImage *dstImage, std::int32_t flipAxis) {
     const Flip flip = {flipAxis != 1, flipAxis != 0};
     Area from = clippedArea(*srcImage);
     Area block = clippedArea(*dstImage);
-    ownCommonSize(from, block);
+    cutToCommonSize(from, block);
     if (block.empty()) return;
     if (srcImage == dstImage && !isTiled(*srcImage)) return mirrorInPlace(*srcImage, from, flip);
 

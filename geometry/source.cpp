@@ -13,20 +13,15 @@ Source::Source(const Call &call, const TileReport &report, ZylImage &image, cons
         call.report(report.status, report.read);
         return;
     }
-    pixels_.imageData = copy_.data();
-}
-
-bool sharePixels(const ZylImage &a, const ZylImage &b) {
-    if (&a == &b) return true;
-    if (isTiled(a)) return a.tileInfo == b.tileInfo;
-    return !isTiled(b) && a.imageData == b.imageData;
+    pixels_.imageData = copy_.image().imageData;
 }
 
 MappedTile::MappedTile(const ZylImage &image, const ZylTileMapping *mapping)
     : given_(mapping != nullptr && isTiled(image)) {
-    if (!given_ || mapping->xDst < 0 || mapping->yDst < 0) return;
-    index_[0] = mapping->xDst / image.tileInfo->width;
-    index_[1] = mapping->yDst / image.tileInfo->height;
+    if (!given_) return;
+    const TileIndex tile = tileAt(*image.tileInfo, *mapping);
+    index_[0] = tile.column;
+    index_[1] = tile.row;
 }
 
 ChannelPairs pairChannels(const ZylImage &src, const ZylImage &dst) {

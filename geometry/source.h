@@ -5,8 +5,8 @@
 
 #include "core/call.h"
 #include "core/image.h"
-#include "core/rect.h"
 #include "core/region.h"
+#include "core/scratch_image.h"
 #include "core/tiles.h"
 
 namespace zylqx {
@@ -50,7 +50,7 @@ class Source {
     const ZylImage &image() const { return pixels_; }
 
   private:
-    RectPixels copy_;
+    ScratchImage copy_;
     ZylImage pixels_;
     std::int32_t left_ = 0, top_ = 0;
 };
@@ -71,9 +71,6 @@ struct DstPiece {
 struct PartOfBlock {
     std::int32_t dx, dy, width, height;
 };
-
-// Whether pixels of one image are pixels of the other as well.
-bool sharePixels(const ZylImage &a, const ZylImage &b);
 
 // Calls process(source, piece) for the pieces of a block of the destination: one
 // in memory, else one for each tile, row by row; or for the tile `only` alone.
@@ -125,7 +122,7 @@ class MappedTile {
 
   private:
     bool given_;
-    std::int32_t index_[2] = {-1, -1};
+    std::int32_t index_[2] = {};
 };
 
 // Which channels of two images belong together.

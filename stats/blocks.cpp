@@ -72,21 +72,14 @@ BlockWalk::BlockWalk(const Call &call, const BlockOperand *operands, int count,
 void BlockWalk::restrictTo(const ZylTileMapping &mapping) {
     const Part &destination = parts_[0];
     const ZylTileInfo &info = *destination.operand.image->tileInfo;
-    const auto cut = [](Interval &interval, std::int32_t offset, std::int32_t point,
-                        std::int32_t tile) {
-        if (point < 0) {
-            interval.end = interval.begin;
-            return;
-        }
-        const std::int64_t begin = std::int64_t{point / tile} * tile - offset;
-        const std::int64_t end = begin + tile;
-        interval.begin = static_cast<std::int32_t>(
-            std::clamp<std::int64_t>(begin, interval.begin, interval.end));
-        interval.end =
-            static_cast<std::int32_t>(std::clamp<std::int64_t>(end, interval.begin, interval.end));
+    const auto cut = [](Interval &interval, std::int64_t begin, std::int64_t end) {
+        begin = std::clamp<std::int64_t>(begin, interval.begin, interval.end);
+        end = std::clamp<std::int64_t>(end, begin, interval.end);
+        interval = {static_cast<std::int32_t>(begin), static_cast<std::int32_t>(end)};
     };
-    cut(columns_, destination.x0, mapping.xDst, info.width);
-    cut(rows_, destination.y0, mapping.yDst, info.height);
+    const TileBounds tile = tileBounds(info, tileAt(info, mapping));
+    cut(columns_, tile.begX - destination.x0, tile.endX - destination.x0);
+    cut(rows_, tile.begY - destination.y0, tile.endY - destination.y0);
 }
 
 const BlockPixels &BlockWalk::pixels(int operand) const {
@@ -187,21 +180,10 @@ bool BlockWalk::provide(Part &part, const Area &area) {
 
 bool BlockWalk::provideBuffer(Part &part, const Area &area) {
     ZylImage &image = *part.operand.image;
-    ZylImage header = image;
-    header.tileInfo = nullptr;
-    header.roi = nullptr;
-    header.width = area.width;
-    header.height = area.height;
-    header.widthStep =
-        ownRowStride(image.dataOrder, image.depth, image.align, image.nChannels, area.width);
-    header.imageSize = ownImageSize(header, header.widthStep);
-    if (header.imageSize == 0) return false;
-    part.buffer = Scratch<unsigned char>(static_cast<std::size_t>(header.imageSize));
-    if (!part.buffer) return false;
-    header.imageData = part.buffer.data();
-    if (!copyTiles(image, area, header, false)) return false;
+    part.buffer = ScratchImage(image, area.width, area.height);
+    if (!part.buffer || !copyTiles(image, area, part.buffer.image(), false)) return false;
     part.holding = Holding::Buffer;
-    part.pixels.image_ = header;
+    part.pixels.image_ = part.buffer.image();
     part.pixels.area_ = {0, 0, area.width, area.height, 0};
     return true;
 }

@@ -9,8 +9,8 @@
 
 #include "core/call.h"
 #include "core/image.h"
-#include "core/memory.h"
 #include "core/region.h"
+#include "core/scratch_image.h"
 #include "core/view.h"
 
 namespace zylqx {
@@ -76,7 +76,7 @@ class BlockWalk {
         std::int32_t x0 = 0, y0 = 0;
         Holding holding = Holding::Nothing;
         std::int32_t tileColumn = 0, tileRow = 0;
-        Scratch<unsigned char> buffer;
+        ScratchImage buffer;
         BlockPixels pixels;
     };
 

@@ -178,7 +178,7 @@ bool mapImage(ZylImage &src, ZylImage &dst, const T *tables, const std::int32_t 
     const Call call("zylMap", FILE_NAME);
     Walked from = {&src, clippedArea(src), ZYL_GET_TILE_TO_READ};
     Walked to = {&dst, clippedArea(dst), ZYL_GET_TILE_TO_WRITE};
-    ownCommonSize(from.area, to.area);
+    cutToCommonSize(from.area, to.area);
     const Channels srcChannels(src);
     const Channels dstChannels(dst);
     const std::int32_t histSize = histogramSize(src.depth);

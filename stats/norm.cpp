@@ -111,7 +111,7 @@ double ZYL_CALL zylNorm(ZylImage *srcImageA, ZylImage *srcImageB, std::int32_t n
         return 0.0;
     }
     Area areaB = clippedArea(*srcImageB);
-    ownCommonSize(areaA, areaB);
+    cutToCommonSize(areaA, areaB);
     const bool relative = normType > RELATIVE;
     const NormPart part = partOf(relative ? normType - RELATIVE : normType);
     NormSums difference;

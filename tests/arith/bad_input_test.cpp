@@ -110,7 +110,7 @@ const Fault FAULTS[] = {
 };
 
 std::string headerMessage(std::int32_t mask) {
-    const char *text = zylqx::ownHeaderMessage(mask);
+    const char *text = zylqx::headerMessage(mask);
     std::string copy = text;
     zylqx::freeHeaderMessage(text);
     return copy;
@@ -310,9 +310,8 @@ class RandomImage {
 
     // The fields that follow from the others.
     void layOut() {
-        header.widthStep = zylqx::ownRowStride(header.dataOrder, header.depth, header.align,
-                                               header.nChannels, header.width);
-        header.imageSize = zylqx::ownImageSize(header, header.widthStep);
+        header.widthStep = zylqx::rowStride(header, header.width);
+        header.imageSize = zylqx::imageBytes(header, header.widthStep);
     }
 
     void makeTiled() {

@@ -1,9 +1,9 @@
 #include <algorithm>
-#include <cstring>
 #include <gtest/gtest.h>
 
 #include "core/borders.h"
-#include "core/rect.h"
+#include "core/image.h"
+#include "core/scratch_image.h"
 #include "tests/support/images.h"
 
 using namespace support;
@@ -93,8 +93,9 @@ TEST(Borders, RectanglesEqualTheReferenceAnywhere) {
                     setBorders(image, seed);
                     const Corner reached = {std::clamp<std::int64_t>(corner.x, -2000, 2000),
                                             std::clamp<std::int64_t>(corner.y, -2000, 2000)};
-                    RectPixels rect = ownReadRect(*image.header(), reached.x, reached.y, 31, 19);
-                    ASSERT_TRUE(rect);
+                    ScratchImage rect(*image.header(), 31, 19);
+                    ASSERT_TRUE(rect &&
+                                rect.readRows(*image.header(), reached.x, reached.y, 0, 19));
                     for (int c = 1; c <= image.shape().channels; ++c) {
                         for (int y = 0; y < 19; ++y) {
                             for (int x = 0; x < 31; ++x) {
@@ -114,7 +115,7 @@ TEST(Borders, RectanglesEqualTheReferenceAnywhere) {
     }
 }
 
-TEST(Borders, PixelsAndRowsOfOneChannel) {
+TEST(Borders, RowsOfOneChannel) {
     unsigned seed = 100;
     for (const std::uint32_t depth : ALL_DEPTHS) {
         for (const bool tiled : {false, true}) {
@@ -123,16 +124,17 @@ TEST(Borders, PixelsAndRowsOfOneChannel) {
             if (tiled) image.tiles(16, 8);
             setBorders(image, seed);
             const int channel = image.shape().channels;
+            ZylImage row = memoryHeader(*image.header(), 64, 1);
+            row.nChannels = 1;
             for (const std::int64_t y : {-20, -1, 0, 7, 12, 13, 55}) {
-                std::int32_t byRow[64] = {};
-                std::int32_t byPixel[64] = {};
-                EXPECT_TRUE(ownGetBorderRow(*image.header(), -20, y, channel, byRow, 64));
-                EXPECT_TRUE(ownGetRowPixels(*image.header(), -20, y, channel, byPixel, 64));
-                EXPECT_EQ(std::memcmp(byRow, byPixel, sizeof byRow), 0) << depthName(depth);
-                for (const std::int64_t x : {-20, -1, 0, 20, 21, 60}) {
-                    std::int32_t value = 0;
-                    ASSERT_TRUE(ownGetBorderPixel(*image.header(), x, y, channel, value));
-                    ASSERT_EQ(value, expectedSample(image, x, y, channel)) << depthName(depth);
+                std::int32_t samples[64] = {};
+                row.imageData = reinterpret_cast<unsigned char *>(samples);
+                EXPECT_TRUE(readBorderedRect(*image.header(), -20, y, 64, 1, channel,
+                                             {row.imageData, 0, 0}));
+                for (int x = 0; x < 64; ++x) {
+                    ASSERT_EQ(readSample(row, x, 0, 1),
+                              stored(depth, expectedSample(image, x - 20, y, channel)))
+                        << depthName(depth) << " at (" << x - 20 << ", " << y << ")";
                 }
             }
             EXPECT_EQ(image.tilesHeld(), 0);
@@ -146,7 +148,7 @@ TEST(Borders, EveryTileIsRequestedOnce) {
     for (const int mode :
          {ZYL_BORDER_CONSTANT, ZYL_BORDER_REPLICATE, ZYL_BORDER_REFLECT, ZYL_BORDER_WRAP}) {
         image.border(mode, 5).clearTileCalls();
-        ASSERT_TRUE(ownReadRect(*image.header(), -5, -5, 31, 23));
+        ASSERT_TRUE(ScratchImage(*image.header(), 31, 23).readRows(*image.header(), -5, -5, 0, 23));
         EXPECT_EQ(image.tileCalls().size(), 2u * 3 * 2) << mode;
     }
 }
@@ -156,13 +158,13 @@ TEST(Borders, FailuresHoldNothing) {
     image.randomise(4).tiles(8, 8);
     {
         const AllocationFault fault(1);
-        EXPECT_FALSE(ownReadRect(*image.header(), 0, 0, 21, 13));
+        EXPECT_FALSE(ScratchImage(*image.header(), 21, 13));
         EXPECT_TRUE(AllocationFault::struck());
     }
     image.failTileRequest(4);
-    EXPECT_FALSE(ownReadRect(*image.header(), 0, 0, 21, 13));
+    EXPECT_FALSE(ScratchImage(*image.header(), 21, 13).readRows(*image.header(), 0, 0, 0, 13));
     EXPECT_EQ(image.tilesHeld(), 0);
-    EXPECT_FALSE(ownReadRect(*image.header(), 0, 0, INT32_MAX, INT32_MAX));
+    EXPECT_FALSE(ScratchImage(*image.header(), INT32_MAX, INT32_MAX));
 }
 
 } // namespace

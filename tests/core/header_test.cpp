@@ -58,7 +58,7 @@ TestImage soundImage(std::uint32_t depth = ZYL_DEPTH_8U) {
 }
 
 std::string message(std::int32_t mask) {
-    const char *text = zylqx::ownHeaderMessage(mask);
+    const char *text = zylqx::headerMessage(mask);
     std::string copy = text != nullptr ? text : "";
     zylqx::freeHeaderMessage(text);
     return copy;
@@ -140,18 +140,8 @@ TEST(HeaderFaults, OfTiledImages) {
               "Tile size is invalid                                                  \n");
 }
 
-TEST(HeaderFaults, StrideOfTiles) {
-    TestImage image({.depth = ZYL_DEPTH_16U, .channels = 3, .width = 10, .height = 10});
-    EXPECT_EQ(zylqx::ownTileStride(image), 0); // not tiled
-    image.tiles(24, 8);
-    EXPECT_EQ(zylqx::ownTileStride(image), 144);
-    image.header()->align = 3;
-    EXPECT_EQ(zylqx::ownTileStride(image), 0);
-    EXPECT_EQ(zylqx::ownTileStride(nullptr), 0);
-}
-
 TEST(HeaderFaults, OtherTexts) {
-    EXPECT_EQ(zylqx::ownHeaderMessage(0), nullptr);
+    EXPECT_EQ(zylqx::headerMessage(0), nullptr);
     EXPECT_EQ(message(0x20000), "Bad status: unknown error");
     EXPECT_EQ(message(0x20000 | 0x800),
               "Image align is invalid                                                \n");

@@ -30,21 +30,31 @@ ZylImage *create(const HeaderArguments &a, ZylROI *roi = nullptr, ZylTileInfo *t
                                 a.origin, a.align, a.height, a.width, roi, nullptr, tileInfo);
 }
 
+std::int32_t strideOf(std::int32_t dataOrder, std::uint32_t depth, std::int32_t align,
+                      std::int32_t nChannels, std::int32_t width) {
+    ZylImage format{};
+    format.dataOrder = dataOrder;
+    format.depth = depth;
+    format.align = align;
+    format.nChannels = nChannels;
+    return zylqx::rowStride(format, width);
+}
+
 TEST(Stride, WorkedCases) {
-    EXPECT_EQ(zylqx::ownRowStride(ZYL_DATA_ORDER_PIXEL, ZYL_DEPTH_8U, 4, 3, 3), 12);
-    EXPECT_EQ(zylqx::ownRowStride(ZYL_DATA_ORDER_PIXEL, ZYL_DEPTH_1U, 4, 1, 10), 4);
-    EXPECT_EQ(zylqx::ownRowStride(ZYL_DATA_ORDER_PIXEL, ZYL_DEPTH_8U, 8, 1, 10), 16);
-    EXPECT_EQ(zylqx::ownRowStride(ZYL_DATA_ORDER_PLANE, ZYL_DEPTH_16U, 4, 3, 5), 12);
-    EXPECT_EQ(zylqx::ownRowStride(ZYL_DATA_ORDER_PIXEL, ZYL_DEPTH_16U, 4, 3, 5), 32);
+    EXPECT_EQ(strideOf(ZYL_DATA_ORDER_PIXEL, ZYL_DEPTH_8U, 4, 3, 3), 12);
+    EXPECT_EQ(strideOf(ZYL_DATA_ORDER_PIXEL, ZYL_DEPTH_1U, 4, 1, 10), 4);
+    EXPECT_EQ(strideOf(ZYL_DATA_ORDER_PIXEL, ZYL_DEPTH_8U, 8, 1, 10), 16);
+    EXPECT_EQ(strideOf(ZYL_DATA_ORDER_PLANE, ZYL_DEPTH_16U, 4, 3, 5), 12);
+    EXPECT_EQ(strideOf(ZYL_DATA_ORDER_PIXEL, ZYL_DEPTH_16U, 4, 3, 5), 32);
 }
 
 TEST(Stride, WhatDoesNotFitIn31BitsIsZero) {
     constexpr std::int32_t order = ZYL_DATA_ORDER_PIXEL;
-    EXPECT_EQ(zylqx::ownRowStride(order, ZYL_DEPTH_8U, 4, 1, INT_MAX - 3), INT_MAX - 3);
-    EXPECT_EQ(zylqx::ownRowStride(order, ZYL_DEPTH_8U, 4, 1, INT_MAX - 2), 0);
-    EXPECT_EQ(zylqx::ownRowStride(order, ZYL_DEPTH_1U, 4, 1, INT_MAX), 0x10000000);
-    EXPECT_EQ(zylqx::ownRowStride(order, ZYL_DEPTH_32S, 8, INT_MAX, INT_MAX), 0);
-    EXPECT_EQ(zylqx::ownRowStride(ZYL_DATA_ORDER_PLANE, ZYL_DEPTH_8U, 8, INT_MAX, 10), 16);
+    EXPECT_EQ(strideOf(order, ZYL_DEPTH_8U, 4, 1, INT_MAX - 3), INT_MAX - 3);
+    EXPECT_EQ(strideOf(order, ZYL_DEPTH_8U, 4, 1, INT_MAX - 2), 0);
+    EXPECT_EQ(strideOf(order, ZYL_DEPTH_1U, 4, 1, INT_MAX), 0x10000000);
+    EXPECT_EQ(strideOf(order, ZYL_DEPTH_32S, 8, INT_MAX, INT_MAX), 0);
+    EXPECT_EQ(strideOf(ZYL_DATA_ORDER_PLANE, ZYL_DEPTH_8U, 8, INT_MAX, 10), 16);
 
     struct {
         HeaderArguments arguments;

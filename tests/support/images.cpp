@@ -290,9 +290,8 @@ ZylImage TestImage::tileImage(const Held &tile) const {
     image.tileInfo = nullptr;
     image.width = tileInfo_.width;
     image.height = tileInfo_.height;
-    image.widthStep =
-        zylqx::ownRowStride(shape_.order, shape_.depth, shape_.align, shape_.channels, image.width);
-    image.imageSize = zylqx::ownImageSize(image, image.widthStep);
+    image.widthStep = zylqx::rowStride(image, image.width);
+    image.imageSize = zylqx::imageBytes(image, image.widthStep);
     image.imageData = tile.pixels.get();
     return image;
 }

@@ -400,7 +400,7 @@ TEST_P(Laws, ABadHeaderIsReportedAndNothingIsWritten) {
             EXPECT_EQ(zylGetErrStatus(), ZYL_StsBadArg);
             EXPECT_EQ(reports.all().front().function, operation.reportedName);
             if (!operation.headersReported) continue;
-            const char *message = zylqx::ownHeaderMessage(fault.mask);
+            const char *message = zylqx::headerMessage(fault.mask);
             EXPECT_EQ(reports.all().front().text, message);
             zylqx::freeHeaderMessage(message);
         }
