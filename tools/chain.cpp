@@ -1,7 +1,6 @@
 #include "chain.h"
 
 #include "operations.h"
-#include "slow_note.h"
 #include "text.h"
 
 #include <algorithm>
@@ -10,15 +9,6 @@
 namespace tool {
 
 namespace {
-
-// The first report of the library in a step; empty while there is none.
-thread_local std::string report;
-
-ZylStatus ZYL_CALL keepReport(ZylStatus status, const char *, const char *context, const char *,
-                              int) {
-    if (report.empty()) report = std::string(zylErrorStr(status)) + ", " + (context ? context : "");
-    return status;
-}
 
 std::string formatNumber(double value) {
     std::ostringstream out;
@@ -111,14 +101,6 @@ std::vector<std::pair<std::string_view, Value>> parseValues(const Operation &ope
     return values;
 }
 
-Image runCall(const Call &call, Image image, Tiling tiling) {
-    report.clear();
-    Step step(call, std::move(image), tiling);
-    call.operation->run(step);
-    if (!report.empty()) step.refuse(report);
-    return step.take();
-}
-
 } // namespace
 
 Call parseCall(const std::string &words) {
@@ -133,14 +115,10 @@ Call parseCall(const std::string &words) {
     }
 }
 
-Image runChain(const std::vector<Call> &calls, Image image, Tiling tiling) {
-    ZylErrorCallBack previous = zylRedirectError(keepReport);
-    for (const Call &call : calls) {
-        SlowNote note(call.words);
-        image = runCall(call, std::move(image), tiling);
-    }
-    zylRedirectError(previous);
-    return image;
+Pipeline::Node planCall(const Call &call, Pipeline &pipeline, Pipeline::Node picture) {
+    Step step(call, pipeline, picture);
+    call.operation->plan(step);
+    return step.node();
 }
 
 } // namespace tool

@@ -1,4 +1,4 @@
-// A chain of operations, from the words of the command line to a picture.
+// A chain of operations, from the words of the command line to plans.
 #pragma once
 
 #include "step.h"
@@ -8,8 +8,8 @@ namespace tool {
 // Reads "OPERATION:name=value,flag,..." and checks every name and value.
 Call parseCall(const std::string &words);
 
-// Runs the calls one after the other, on tiled pictures if `tiling` says so.
-// A report of the library ends the run with Failure.
-Image runChain(const std::vector<Call> &calls, Image image, Tiling tiling);
+// Adds what a call does to a picture to the pipeline; throws Failure where it
+// cannot be done. Gives the node of the result.
+Pipeline::Node planCall(const Call &call, Pipeline &pipeline, Pipeline::Node picture);
 
 } // namespace tool

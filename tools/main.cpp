@@ -2,7 +2,7 @@
 #include "chain.h"
 #include "chart.h"
 #include "operations.h"
-#include "picture_io.h"
+#include "pictures.h"
 #include "sheet.h"
 #include "slow_note.h"
 #include "text.h"
@@ -140,10 +140,14 @@ void runPicture(std::vector<std::string> words, const Options &options) {
     for (std::size_t i = 1; i < words.size(); ++i) calls.push_back(parseCall(words[i]));
     if (!options.view.empty()) calls.push_back(parseCall("view-" + options.view));
 
-    Image image = runChain(calls, readPicture(words.front()), tiling);
-    if (!output) return;
-    SlowNote note("writing " + *output);
-    writePicture(*output, image, paletteOf(options));
+    Pipeline::Options settings;
+    settings.tile = tiling;
+    Pipeline pipeline(settings);
+    Pipeline::Node node = pipeline.add(readPicture(words.front()));
+    for (const Call &call : calls) node = planCall(call, pipeline, node);
+    const SlowNote note(words.front());
+    if (!output) return pipeline.run(node, nullptr);
+    writePicture(*output, pipeline.image(node), paletteOf(options));
 }
 
 void dispatch(const Options &options) {

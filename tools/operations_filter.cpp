@@ -38,14 +38,29 @@ Border parseBorder(const Step &step) {
     return {ZYL_BORDER_CONSTANT, value};
 }
 
-void setBorder(const Step &step, ZylImage *image) {
-    const Border parsed = parseBorder(step);
-    zylSetBorderMode(image, parsed.mode, ZYL_SIDE_ALL, parsed.value);
+void setBorder(ZylImage *image, const Border &outside) {
+    zylSetBorderMode(image, outside.mode, ZYL_SIDE_ALL, outside.value);
 }
 
-ZylImage *bordered(const Step &step) {
-    setBorder(step, step.source());
-    return step.source();
+using Images = std::vector<ZylImage *>;
+
+// Borders that wrap look at the other side of the picture.
+Plan lookingOutside(const Border &outside) {
+    Plan plan;
+    if (outside.mode == ZYL_BORDER_WRAP) plan.need = Need::anywhere;
+    return plan;
+}
+
+// A filter of the picture with what lies outside set.
+template <class Function>
+void filter(Step &step, Function function) {
+    const Border outside = parseBorder(step);
+    step.thenOnRegion(
+        [function, outside](const Images &from, ZylImage *to) {
+            setBorder(from[0], outside);
+            function(from[0], to);
+        },
+        {}, lookingOutside(outside));
 }
 
 // Rows of coefficients.
@@ -90,13 +105,16 @@ Matrix parseMatrix(const Step &step, const std::string &words, const char *param
 struct DeleteKernel {
     void operator()(ZylConvKernel *kernel) const { zylDeleteConvKernel(kernel); }
 };
-using Kernel = std::unique_ptr<ZylConvKernel, DeleteKernel>;
+using Kernel = std::shared_ptr<ZylConvKernel>;
 
 // The anchor is the middle cell.
 Kernel makeKernel(const Matrix &matrix, std::int64_t shift) {
-    return Kernel(zylCreateConvKernel(matrix.rows, matrix.columns, matrix.columns / 2,
+    Kernel kernel(zylCreateConvKernel(matrix.rows, matrix.columns, matrix.columns / 2,
                                       matrix.rows / 2, matrix.values.data(),
-                                      static_cast<int>(shift)));
+                                      static_cast<int>(shift)),
+                  DeleteKernel());
+    if (!kernel) throw std::bad_alloc();
+    return kernel;
 }
 
 struct NamedKernel {
@@ -124,8 +142,13 @@ void convolve(Step &s) {
     }
     if (matrix.rows == 0) matrix = parseMatrix(s, words, "kernel");
     const Kernel kernel = makeKernel(matrix, shift);
-    ZylConvKernel *const kernels[] = {kernel.get()};
-    zylConvolve2D(bordered(s), s.result(), kernels, 1, ZYL_SUM, nullptr);
+    // The library leaves an alpha channel alone.
+    const bool alpha = s.shape().alpha != 0;
+    filter(s, [kernel, alpha](ZylImage *from, ZylImage *to) {
+        ZylConvKernel *const kernels[] = {kernel.get()};
+        if (alpha) zylCopy(from, to, nullptr);
+        zylConvolve2D(from, to, kernels, 1, ZYL_SUM, nullptr);
+    });
 }
 
 void convolveSep(Step &s) {
@@ -135,7 +158,8 @@ void convolveSep(Step &s) {
     std::swap(down.rows, down.columns);
     const Kernel x = makeKernel(across, s.integer("shift"));
     const Kernel y = makeKernel(down, 0);
-    zylConvolveSep2D(bordered(s), s.result(), x.get(), y.get());
+    filter(s,
+           [x, y](ZylImage *from, ZylImage *to) { zylConvolveSep2D(from, to, x.get(), y.get()); });
 }
 
 constexpr double LARGEST_BOX = 65535;
@@ -148,11 +172,13 @@ std::vector<Parameter> box() {
 using BoxFilter = void (*)(ZylImage *, ZylImage *, std::int32_t, std::int32_t, std::int32_t,
                            std::int32_t, const ZylTileMapping *);
 
-template <BoxFilter filter>
+template <BoxFilter function>
 void runBox(Step &s) {
     const auto rows = static_cast<std::int32_t>(s.integer("rows"));
     const auto columns = static_cast<std::int32_t>(s.integer("cols"));
-    filter(bordered(s), s.result(), rows, columns, columns / 2, rows / 2, nullptr);
+    filter(s, [rows, columns](ZylImage *from, ZylImage *to) {
+        function(from, to, rows, columns, columns / 2, rows / 2, nullptr);
+    });
 }
 
 std::vector<Parameter> iterations() {
@@ -162,13 +188,30 @@ std::vector<Parameter> iterations() {
 
 using Morphology = void (*)(ZylImage *, ZylImage *, std::int32_t, const ZylTileMapping *);
 
-// Passes after the first look outside the result.
-template <Morphology operation>
+// One call of the library. Passes after the first look outside the result.
+void morphologyStep(Step &s, Morphology operation, std::int32_t iterations, Need need) {
+    const Border outside = parseBorder(s);
+    Plan plan;
+    plan.need = need;
+    s.thenOnRegion(
+        [operation, iterations, outside](const Images &from, ZylImage *to) {
+            setBorder(from[0], outside);
+            setBorder(to, outside);
+            operation(from[0], to, iterations, nullptr);
+        },
+        {}, plan);
+}
+
+// Every pass is a step of its own, since it looks at the tiles of the one before.
+// Where they are many, the picture is better held in memory.
+template <Morphology operation, Morphology... passes>
 void runMorphology(Step &s) {
-    ZylImage *source = bordered(s);
-    ZylImage *result = s.result();
-    setBorder(s, result);
-    operation(source, result, static_cast<std::int32_t>(s.integer("iterations")), nullptr);
+    constexpr std::int64_t MOST = 32;
+    const std::int64_t iterations = s.integer("iterations");
+    if (iterations > MOST)
+        return morphologyStep(s, operation, static_cast<std::int32_t>(iterations), Need::whole);
+    const Need need = lookingOutside(parseBorder(s)).need;
+    for (std::int64_t i = 0; i < iterations; ++i) (morphologyStep(s, passes, 1, need), ...);
 }
 
 } // namespace
@@ -195,12 +238,14 @@ std::span<const Operation> filterOperations() {
          regional},
         {"max-filter", "takes the largest value of a box", box(), runBox<zylMaxFilter>, regional},
         {"min-filter", "takes the smallest value of a box", box(), runBox<zylMinFilter>, regional},
-        {"erode", "shrinks what is bright by a pixel", iterations(), runMorphology<zylErode>,
-         regional},
-        {"dilate", "grows what is bright by a pixel", iterations(), runMorphology<zylDilate>,
-         regional},
-        {"open", "removes small bright spots", iterations(), runMorphology<zylOpen>, regional},
-        {"close", "removes small dark spots", iterations(), runMorphology<zylClose>, regional},
+        {"erode", "shrinks what is bright by a pixel", iterations(),
+         runMorphology<zylErode, zylErode>, regional},
+        {"dilate", "grows what is bright by a pixel", iterations(),
+         runMorphology<zylDilate, zylDilate>, regional},
+        {"open", "removes small bright spots", iterations(),
+         runMorphology<zylOpen, zylErode, zylDilate>, regional},
+        {"close", "removes small dark spots", iterations(),
+         runMorphology<zylClose, zylDilate, zylErode>, regional},
     };
     return table;
 }

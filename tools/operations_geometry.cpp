@@ -81,13 +81,36 @@ Shape scaledShape(const Step &step, const Factors &by) {
     return shape;
 }
 
+using Scale = void (*)(ZylImage *, ZylImage *, std::int32_t, std::int32_t, std::int32_t,
+                       std::int32_t, std::int32_t, const ZylTileMapping *);
+
+void scaleBy(Step &step, const Shape &result, Scale scale, const Factors &by) {
+    const int interpolate = step.choice("interpolate");
+    step.then(result, [=](Request &r) {
+        scale(r.sources[0], r.result, by.x.upper, by.x.lower, by.y.upper, by.y.lower, interpolate,
+              &r.point);
+    });
+}
+
+// The library steps by multiples of 2^-14 where it takes the nearest pixel. Written
+// as such a factor, tiles begin where those steps lead.
+Factor nearestFactor(Factor factor) {
+    constexpr std::int32_t UNIT = 1 << 14;
+    const auto step = static_cast<std::int32_t>(std::int64_t{UNIT} * factor.lower / factor.upper);
+    return {UNIT, std::max(step, 1)};
+}
+
 void zoom(Step &step) {
-    const Factors by = factors(step);
+    Factors by = factors(step);
     if (by.x.upper < by.x.lower || by.y.upper < by.y.lower) {
         step.refuse("makes pictures larger; to make them smaller, use decimate");
     }
-    zylZoom(step.source(), step.result(scaledShape(step, by)), by.x.upper, by.x.lower, by.y.upper,
-            by.y.lower, step.choice("interpolate"), nullptr);
+    const Shape &shape = step.shape();
+    const Shape result = scaledShape(step, by);
+    const bool nearest = step.choice("interpolate") == ZYL_INTER_NN ||
+                         shape.depth == ZYL_DEPTH_1U || shape.width < 2 || shape.height < 2;
+    if (nearest) by = {nearestFactor(by.x), nearestFactor(by.y)};
+    scaleBy(step, result, zylZoom, by);
 }
 
 void decimate(Step &step) {
@@ -95,22 +118,32 @@ void decimate(Step &step) {
     if (by.x.upper > by.x.lower || by.y.upper > by.y.lower) {
         step.refuse("makes pictures smaller; to make them larger, use zoom");
     }
-    const Shape shape = step.shape();
+    const Shape &shape = step.shape();
     const auto none = [](int size, Factor f) { return std::int64_t{size} * f.upper < f.lower; };
     if (none(shape.width, by.x) || none(shape.height, by.y)) {
         step.refuse("no pixel would be left");
     }
-    zylDecimate(step.source(), step.result(scaledShape(step, by)), by.x.upper, by.x.lower,
-                by.y.upper, by.y.lower, step.choice("interpolate"), nullptr);
+    scaleBy(step, scaledShape(step, by), zylDecimate, by);
 }
 
-// A larger picture with the smaller one in its middle, black around it.
-void putInMiddle(ZylImage *small, ZylImage *large) {
-    ZylROI middle = {0, (large->width - small->width) / 2, (large->height - small->height) / 2,
-                     small->height, small->width};
-    large->roi = &middle;
-    zylCopy(small, large, nullptr);
-    large->roi = nullptr;
+// Puts the picture at a place in a larger or smaller one, black around it.
+void place(Step &step, const Shape &result, int x, int y) {
+    step.then(result, [picture = moved(wholeOf(step.shape()), x, y), x, y](Request &request) {
+        zylSet(request.window, 0, nullptr);
+        const Rect part = intersection(request.place, picture);
+        if (!empty(part)) copyPart(request, request.sources[0], moved(part, -x, -y), part);
+    });
+}
+
+// Turns the picture about the middle of a pixel.
+void turn(Step &step, std::int32_t angle, int x, int y) {
+    Plan plan;
+    plan.result = step.shape();
+    plan.need = Need::anywhere;
+    plan.make = [=, interpolate = step.choice("interpolate")](Request &r) {
+        zylRotate(r.sources[0], r.result, angle, x, y, interpolate, r.tile);
+    };
+    step.then(plan);
 }
 
 // The turned picture in the size that it needs. The library turns about the
@@ -127,31 +160,47 @@ void rotateToFit(Step &step, std::int32_t angle) {
     Shape room = shape;
     room.width = (std::max(shape.width, fitting.width) + 2) | 1;
     room.height = (std::max(shape.height, fitting.height) + 2) | 1;
-    Image source(room), turned(room);
-    putInMiddle(step.source(), source.header());
-    zylRotate(source.header(), turned.header(), angle, room.width / 2, room.height / 2,
-              step.choice("interpolate"), nullptr);
     // From the middle of the room to that of the picture, before and after.
     const double dx = shape.width % 2 == 0 ? -0.5 : 0, dy = shape.height % 2 == 0 ? -0.5 : 0;
     const auto start = [](int size, double offset, int part) {
         return static_cast<int>(std::lround((size - part) / 2.0 + offset));
     };
-    ZylImage *result = step.result(fitting);
-    turned.setRegion(0, start(room.width, c * dx + s * dy, fitting.width),
-                     start(room.height, c * dy - s * dx, fitting.height), fitting.width,
-                     fitting.height);
-    zylCopy(turned.header(), result, nullptr);
+    place(step, room, (room.width - shape.width) / 2, (room.height - shape.height) / 2);
+    turn(step, angle, room.width / 2, room.height / 2);
+    place(step, fitting, -start(room.width, c * dx + s * dy, fitting.width),
+          -start(room.height, c * dy - s * dx, fitting.height));
 }
 
 void rotate(Step &step) {
     const auto angle = static_cast<std::int32_t>(std::lround(step.number("degrees") * 100));
     if (step.flag("fit")) return rotateToFit(step, angle);
-    const Shape shape = step.shape();
     const auto center = [&](std::string_view name, int size) {
         return step.given(name) ? static_cast<std::int32_t>(step.integer(name)) : size / 2;
     };
-    zylRotate(step.source(), step.result(), angle, center("center-x", shape.width),
-              center("center-y", shape.height), step.choice("interpolate"), nullptr);
+    turn(step, angle, center("center-x", step.shape().width),
+         center("center-y", step.shape().height));
+}
+
+// A tile is made of the part of the region that it is the mirror image of.
+void mirror(Step &step) {
+    const Rect region = step.region();
+    const int channel = step.channel(), axis = step.choice("axis");
+    Plan plan;
+    plan.result = step.shape();
+    if (axis != 1) plan.need = Need::anywhere;
+    plan.make = [region, channel, axis](Request &request) {
+        copyPart(request, request.sources[0], request.place, request.place);
+        const Rect part = intersection(request.place, region);
+        if (empty(part)) return;
+        Rect from = part;
+        if (axis != 0) from.x = 2 * region.x + region.width - part.x - part.width;
+        if (axis != 1) from.y = 2 * region.y + region.height - part.y - part.height;
+        const ZylROI written = inWindow(request, part, channel);
+        const Region reading(request.sources[0], regionOf(from, channel));
+        const Region writing(request.window, written);
+        zylMirror(request.sources[0], request.window, axis);
+    };
+    step.then(plan);
 }
 
 } // namespace
@@ -173,7 +222,7 @@ std::span<const Operation> geometryOperations() {
          "exchanges left and right, top and bottom, or both",
          {choice("axis", required, "the axis that stays where it is",
                  {{"horizontal", 0}, {"vertical", 1}, {"both", -1}})},
-         [](Step &s) { zylMirror(s.source(), s.result(), s.choice("axis")); },
+         mirror,
          regional},
     };
     return table;

@@ -3,10 +3,15 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iostream>
+#include <memory>
+#include <optional>
 
 namespace tool {
 
 namespace {
+
+using Images = std::vector<ZylImage *>;
 
 // One LUT for each channel, with room for `keys` keys.
 class Luts {
@@ -15,10 +20,12 @@ class Luts {
         for (Arrays &a : arrays_) {
             a.key.resize(static_cast<std::size_t>(keys));
             a.value = a.factor = a.key;
-            a.lut = {keys, a.key.data(), a.value.data(), a.factor.data(), 0};
-            pointers_.push_back(&a.lut);
         }
+        connect();
     }
+    Luts(const Luts &other) : arrays_(other.arrays_) { connect(); }
+    Luts &operator=(const Luts &) = delete;
+
     ZylLUT *const *pointers() const { return pointers_.data(); }
     ZylLUT &operator[](int channel) { return arrays_[static_cast<std::size_t>(channel)].lut; }
 
@@ -27,6 +34,14 @@ class Luts {
         std::vector<std::int32_t> key, value, factor;
         ZylLUT lut;
     };
+    void connect() {
+        for (Arrays &a : arrays_) {
+            a.lut = {static_cast<std::int32_t>(a.key.size()), a.key.data(), a.value.data(),
+                     a.factor.data(), 0};
+            pointers_.push_back(&a.lut);
+        }
+    }
+
     std::vector<Arrays> arrays_;
     std::vector<ZylLUT *> pointers_;
 };
@@ -40,51 +55,86 @@ int histogramSize(const Step &step) {
     return 1 << depth;
 }
 
-// The whole histogram of every channel, in `bins` intervals of equal width.
-Luts histogram(Step &step, int bins) {
+// A histogram of every channel, in `bins` intervals of equal width. Its counts come
+// with the first pass over the picture.
+std::shared_ptr<Luts> emptyHistogram(const Step &step, int bins) {
     const int size = histogramSize(step);
-    Luts luts(step.shape().channels, bins + 1);
+    const Rect &region = step.region();
+    if (std::int64_t{region.width} * region.height > std::numeric_limits<std::int32_t>::max())
+        step.refuse("a histogram counts 2147483647 pixels at most: give a smaller region");
+    auto luts = std::make_shared<Luts>(step.shape().channels, bins + 1);
     for (int c = 0; c < step.shape().channels; ++c) {
-        for (int i = 0; i <= bins; ++i) luts[c].key[i] = size / bins * i;
+        for (int i = 0; i <= bins; ++i) (*luts)[c].key[i] = size / bins * i;
     }
-    zylComputeHisto(step.source(), luts.pointers(), nullptr);
     return luts;
 }
 
-// One block of lines for each channel, then the picture of the histogram: a bar
-// for each of 256 intervals, in the channel's own colour.
-void computeHisto(Step &step) {
-    constexpr int BINS = 256;
-    constexpr int HEIGHT = 200;
-    Luts luts = histogram(step, BINS);
-    const Shape shape = step.shape();
-    const int colours = shape.color() ? 3 : 1;
-    const int only = static_cast<int>(step.integer("channel"));
-    std::int32_t highest = 1; // of those drawn, which alpha is not
+constexpr int BINS = 256;
+
+// The region that is counted, on a header.
+ZylROI countedRegion(const Step &step) {
+    return regionOf(step.region(), step.channel());
+}
+
+bool counted(const ZylROI &region, int channel) {
+    return region.coi == 0 || channel + 1 == region.coi;
+}
+
+// One block of lines for each channel.
+void printHistogram(Luts &luts, const Shape &shape, const ZylROI &region) {
     for (int c = 0; c < shape.channels; ++c) {
-        if (only != 0 && c + 1 != only) continue;
+        if (!counted(region, c)) continue;
         for (int i = 0; i < BINS; ++i) {
-            const std::int32_t count = luts[c].value[i];
-            if (c < colours) highest = std::max(highest, count);
-            if (count == 0) continue;
-            step.print("channel " + std::to_string(c + 1) + ", from " +
-                       std::to_string(luts[c].key[i]) + ": " + std::to_string(count));
+            if (luts[c].value[i] == 0) continue;
+            std::cout << "channel " << c + 1 << ", from " << luts[c].key[i] << ": "
+                      << luts[c].value[i] << '\n';
         }
     }
-    if (!step.flag("draw")) return;
-    ZylImage *drawing = step.result(makeShape(BINS, HEIGHT, colours, ZYL_DEPTH_8U));
-    ZylROI bar = {};
-    drawing->roi = &bar;
-    for (int c = 0; c < colours; ++c) {
-        if (only != 0 && c + 1 != only) continue;
+}
+
+// A bar for each interval, in the channel's own colour; alpha is not drawn.
+Image drawHistogram(Luts &luts, const Shape &drawn, const ZylROI &region) {
+    std::int32_t highest = 1;
+    for (int c = 0; c < drawn.channels; ++c) {
+        if (!counted(region, c)) continue;
+        for (int i = 0; i < BINS; ++i) highest = std::max(highest, luts[c].value[i]);
+    }
+    Image drawing(drawn);
+    for (int c = 0; c < drawn.channels; ++c) {
+        if (!counted(region, c)) continue;
         for (int i = 0; i < BINS; ++i) {
-            const auto length = static_cast<int>(std::int64_t{luts[c].value[i]} * HEIGHT / highest);
+            const auto length =
+                static_cast<int>(std::int64_t{luts[c].value[i]} * drawn.height / highest);
             if (length == 0) continue;
-            bar = {colours > 1 ? c + 1 : 0, i, HEIGHT - length, length, 1};
-            zylSet(drawing, 255, nullptr);
+            drawing.setRegion(drawn.channels > 1 ? c + 1 : 0, i, drawn.height - length, 1, length);
+            zylSet(drawing.header(), 255, nullptr);
         }
     }
-    drawing->roi = nullptr;
+    drawing.clearRegion();
+    return drawing;
+}
+
+void computeHisto(Step &step) {
+    constexpr int HEIGHT = 200;
+    const auto luts = emptyHistogram(step, BINS);
+    const bool draw = step.flag("draw");
+    const Shape shape = step.shape();
+    const Shape drawn = makeShape(BINS, HEIGHT, shape.color() ? 3 : 1, ZYL_DEPTH_8U);
+    const auto drawing = std::make_shared<std::optional<Image>>();
+    Plan plan;
+    plan.result = draw ? drawn : shape;
+    plan.measure = [=, region = countedRegion(step)](const Images &from) {
+        const Region reading(from[0], region);
+        zylComputeHisto(from[0], luts->pointers(), nullptr);
+        printHistogram(*luts, shape, region);
+        if (draw) *drawing = drawHistogram(*luts, drawn, region);
+    };
+    if (draw) {
+        plan.make = [drawing](Request &request) {
+            zylCopy((*drawing)->header(), request.result, request.tile);
+        };
+    }
+    step.then(plan);
 }
 
 struct Range {
@@ -117,41 +167,86 @@ void contrastStretch(Step &step) {
         step.refuse("'to' must lie within 0.." + std::to_string(size - 1));
     }
     const Shape shape = step.shape();
-    Luts luts(shape.channels, size);
+    const auto luts = std::make_shared<Luts>(shape.channels, size);
     for (int c = 0; c < shape.channels; ++c) {
         for (int v = 0; v < size; ++v) {
             const std::int64_t distance =
                 std::clamp<std::int64_t>(v, from.low, from.high) - from.low;
-            luts[c].key[v] = v;
-            luts[c].value[v] = static_cast<std::int32_t>(
+            (*luts)[c].key[v] = v;
+            (*luts)[c].value[v] = static_cast<std::int32_t>(
                 c + 1 == shape.alpha
                     ? v
                     : to.low + distance * (to.high - to.low) / (from.high - from.low));
         }
     }
-    zylContrastStretch(step.source(), step.result(), luts.pointers(), nullptr);
+    step.thenOnRegion([luts](const Images &images, ZylImage *result) {
+        zylContrastStretch(images[0], result, luts->pointers(), nullptr);
+    });
 }
 
 // The alpha channel, if there is one, stays.
 void histoEqualize(Step &step) {
-    const int size = histogramSize(step);
-    Luts luts = histogram(step, size);
-    const Shape shape = step.shape();
-    ZylImage *result = step.result();
-    zylHistoEqualize(step.source(), result, luts.pointers(), nullptr);
-    if (shape.alpha == 0 || step.integer("channel") != 0) return;
-    step.source()->roi->coi = result->roi->coi = shape.alpha;
-    zylCopy(step.source(), result, nullptr);
+    const auto luts = emptyHistogram(step, histogramSize(step));
+    const int alpha = step.channel() == 0 ? step.shape().alpha : 0;
+    Plan plan;
+    plan.measure = [luts, region = countedRegion(step)](const Images &from) {
+        const Region reading(from[0], region);
+        zylComputeHisto(from[0], luts->pointers(), nullptr);
+    };
+    step.thenOnRegion(
+        [luts, alpha](const Images &from, ZylImage *to) {
+            Luts counts = *luts; // which the library replaces by those of the result
+            zylHistoEqualize(from[0], to, counts.pointers(), nullptr);
+            if (alpha == 0) return;
+            from[0]->roi->coi = to->roi->coi = alpha;
+            zylCopy(from[0], to, nullptr);
+        },
+        {}, plan);
 }
 
 void norm(Step &step) {
-    ZylImage *second = step.given("with") ? step.second("with") : nullptr;
     const int type = step.choice("type");
-    if (second == nullptr && type > ZYL_NORM_L2) step.refuse("a relative norm needs 'with'");
-    const double value = zylNorm(step.source(), second, type);
-    char text[64];
-    std::snprintf(text, sizeof text, "%.17g", value);
-    step.print(text);
+    const bool two = step.given("with");
+    if (!two && type > ZYL_NORM_L2) step.refuse("a relative norm needs 'with'");
+    std::vector<Step::Node> others;
+    if (two) others = {step.other("with")};
+    Plan plan;
+    plan.result = step.shape();
+    plan.measure = [type, two, region = countedRegion(step)](const Images &from) {
+        const Region first(from[0], region);
+        std::optional<Region> second;
+        if (two) second.emplace(from[1], region);
+        const double value = zylNorm(from[0], two ? from[1] : nullptr, type);
+        char text[64];
+        std::snprintf(text, sizeof text, "%.17g", value);
+        std::cout << text << '\n';
+    };
+    step.then(plan, others);
+}
+
+void threshold(Step &step) {
+    const auto limit = static_cast<std::int32_t>(step.integer("limit"));
+    step.thenOnRegion(
+        [limit](const Images &from, ZylImage *to) { zylThreshold(from[0], to, limit, nullptr); });
+}
+
+void multiplyScale(Step &step) {
+    step.thenOnRegion(
+        [](const Images &from, ZylImage *to) { zylMultiplyScale(from[0], from[1], to, nullptr); },
+        {step.other("with")});
+}
+
+void multiplySScale(Step &step) {
+    const auto scale = static_cast<std::uint32_t>(step.integer("scale"));
+    step.thenOnRegion([scale](const Images &from, ZylImage *to) {
+        zylMultiplySScale(from[0], to, scale, nullptr);
+    });
+}
+
+void preMultiplyAlpha(Step &step) {
+    const auto alpha = static_cast<std::int32_t>(step.integer("alpha"));
+    step.thenOnCopy(
+        [alpha](const Images &, ZylImage *to) { zylPreMultiplyAlpha(to, alpha, nullptr); });
 }
 
 // Whether colours are divided by the resulting alpha.
@@ -160,23 +255,31 @@ enum Division { NO, YES, AUTO };
 // A picture without an alpha channel is opaque. Pictures in files are not
 // pre-multiplied, so a result with alpha is divided unless told otherwise.
 void alphaComposite(Step &step) {
-    ZylImage *overlay = step.secondWithAlpha("with");
-    ZylImage *source = step.source();
     const int rule = step.choice("rule");
     const int preMultiplied = step.flag("pre-multiplied");
     const int division = step.choice("divide");
-    if (source->alphaChannel != 0 && !step.given("alpha") && !step.given("backdrop-alpha")) {
+    const bool ownAlphas =
+        step.shape().alpha != 0 && !step.given("alpha") && !step.given("backdrop-alpha");
+    if (ownAlphas) {
         const int divide = division == AUTO ? preMultiplied == 0 : division;
-        zylAlphaComposite(overlay, source, step.result(), rule, nullptr, nullptr, nullptr,
-                          preMultiplied, divide, nullptr);
+        step.thenOnCopy(
+            [=](const Images &from, ZylImage *to) {
+                zylAlphaComposite(from[1], from[0], to, rule, nullptr, nullptr, nullptr,
+                                  preMultiplied, divide, nullptr);
+            },
+            {step.otherWithAlpha("with")});
         return;
     }
     constexpr int OPAQUE = 65535;
+    const auto alpha = static_cast<int>(step.integer("alpha"));
     auto backdrop = static_cast<int>(step.integer("backdrop-alpha"));
-    if (backdrop < 0 && source->alphaChannel == 0) backdrop = OPAQUE;
-    zylAlphaCompositeC(overlay, source, step.result(), rule,
-                       static_cast<int>(step.integer("alpha")), backdrop, preMultiplied,
-                       division == YES, nullptr);
+    if (backdrop < 0 && step.shape().alpha == 0) backdrop = OPAQUE;
+    step.thenOnCopy(
+        [=](const Images &from, ZylImage *to) {
+            zylAlphaCompositeC(from[1], from[0], to, rule, alpha, backdrop, preMultiplied,
+                               division == YES, nullptr);
+        },
+        {step.otherWithAlpha("with")});
 }
 
 const std::vector<std::pair<std::string_view, int>> RULES = {
@@ -213,10 +316,7 @@ std::span<const Operation> statsOperations() {
         {"threshold",
          "makes samples below a limit black, all others white",
          {integer("limit", required, "the least sample that becomes white")},
-         [](Step &s) {
-             zylThreshold(s.source(), s.result(), static_cast<std::int32_t>(s.integer("limit")),
-                          nullptr);
-         },
+         threshold,
          regional},
         {"norm",
          "prints a norm of the picture or of its difference from another one",
@@ -227,23 +327,17 @@ std::span<const Operation> statsOperations() {
         {"multiply-scale",
          "multiplies by a second picture, white being 1",
          {picture("with", required, "the second picture, of the same size and depth")},
-         [](Step &s) { zylMultiplyScale(s.source(), s.second("with"), s.result(), nullptr); },
+         multiplyScale,
          regional},
         {"multiply-s-scale",
          "multiplies by a constant, the depth's maximum being 1",
          {integer("scale", required, "the constant", 0, 65535)},
-         [](Step &s) {
-             zylMultiplySScale(s.source(), s.result(),
-                               static_cast<std::uint32_t>(s.integer("scale")), nullptr);
-         },
+         multiplySScale,
          regional},
         {"pre-multiply-alpha",
          "multiplies the colours by the alpha channel, or by a constant that becomes the alpha",
          {integer("alpha", "-1", "the constant; -1 for the alpha channel", -1, 65535)},
-         [](Step &s) {
-             zylPreMultiplyAlpha(s.result(), static_cast<std::int32_t>(s.integer("alpha")),
-                                 nullptr);
-         },
+         preMultiplyAlpha,
          regional},
         {"alpha-composite",
          "composites another picture with this one",

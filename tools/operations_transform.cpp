@@ -33,36 +33,37 @@ std::vector<Parameter> fftParameters(std::string_view usualDirection, std::strin
         depth(usualDepth)};
 }
 
-// The picture in memory: transforms do not work on tiles.
-Image inMemory(const Step &step) {
-    Image image(step.shape());
-    zylCopy(step.source(), image.header(), nullptr);
-    return image;
+// Runs a transform, which has the pictures in memory.
+template <class Function>
+void inMemory(Step &step, const Shape &result, Function transform) {
+    Plan plan;
+    plan.result = result;
+    plan.need = Need::whole;
+    plan.make = [transform](Request &request) { transform(request.sources[0], request.result); };
+    step.then(plan);
 }
 
-// Runs `transform` in memory, into samples of the depth asked for.
-template <class F>
-void transformed(Step &step, F transform) {
+Shape transformedShape(const Step &step) {
     if (step.shape().depth == ZYL_DEPTH_1U) step.refuse("takes no 1-bit pictures");
     Shape shape = step.shape();
     shape.depth = depthOf(step);
-    const Image from = inMemory(step);
-    const Image to(shape);
-    transform(from.header(), to.header());
-    zylCopy(to.header(), step.result(shape), nullptr);
+    return shape;
 }
 
 template <auto operation>
 void fft(Step &step) {
     const int flags = step.choice("direction") | step.choice("arithmetic") |
                       (step.flag("no-scale") ? ZYL_FFT_NO_SCALE : 0) | ZYL_FFT_WITH_ALPHA;
-    transformed(step, [=](ZylImage *from, ZylImage *to) { operation(from, to, flags, nullptr); });
+    inMemory(step, transformedShape(step),
+             [flags](ZylImage *from, ZylImage *to) { operation(from, to, flags, nullptr); });
 }
 
 void dct(Step &step) {
     const int flags = step.choice("direction") | ZYL_DCT_WITH_ALPHA;
-    transformed(step, [=](ZylImage *from, ZylImage *to) { zylDCT2D(from, to, flags); });
-    zylDCT2D(nullptr, nullptr, ZYL_DCT_RELEASE);
+    inMemory(step, transformedShape(step), [flags](ZylImage *from, ZylImage *to) {
+        zylDCT2D(from, to, flags);
+        zylDCT2D(nullptr, nullptr, ZYL_DCT_RELEASE);
+    });
 }
 
 // |F(u, v)| from a packed spectrum.
@@ -95,19 +96,18 @@ class Magnitudes {
 };
 
 // The logarithm of every magnitude, the largest white, the mean in the middle.
-void drawSpectrum(const Magnitudes &magnitudes, const Image &view, int channel) {
-    const int n = view.shape().width;
-    const int m = view.shape().height;
-    const int channels = view.shape().channels;
+void drawSpectrum(const Magnitudes &magnitudes, const ZylImage &view, int channel) {
+    const int n = view.width;
+    const int m = view.height;
     double largest = 1;
     for (int v = 0; v < m; ++v)
         for (int u = 0; u < n; ++u) largest = std::max(largest, magnitudes.at(u, v));
     const double scale = 255 / std::log1p(largest);
     for (int v = 0; v < m; ++v) {
-        unsigned char *row = view.row((v + m / 2) % m);
+        unsigned char *row = view.imageData + (v + m / 2) % m * std::ptrdiff_t{view.widthStep};
         for (int u = 0; u < n; ++u) {
             const double shade = scale * std::log1p(magnitudes.at(u, v));
-            row[(u + n / 2) % n * channels + channel] =
+            row[(u + n / 2) % n * view.nChannels + channel] =
                 static_cast<unsigned char>(std::lround(shade));
         }
     }
@@ -117,18 +117,13 @@ void viewSpectrum(Step &step) {
     if (step.shape().depth == ZYL_DEPTH_1U) step.refuse("takes no 1-bit pictures");
     Shape shape = step.shape();
     shape.depth = ZYL_DEPTH_32S;
-    shape.order = ZYL_DATA_ORDER_PIXEL;
-    const Image from = inMemory(step);
-    const Image spectrum(shape);
-    zylRealFft2D(from.header(), spectrum.header(), ZYL_FFT_FORWARD | ZYL_FFT_FLOATING, nullptr);
-
-    const Image view(makeShape(shape.width, shape.height, shape.color() ? 3 : 1, ZYL_DEPTH_8U));
-    int drawn = 0;
-    for (int channel = 0; channel < shape.channels && drawn < view.shape().channels; ++channel) {
-        if (channel + 1 == shape.alpha) continue;
-        drawSpectrum(Magnitudes(spectrum, channel), view, drawn++);
-    }
-    zylCopy(view.header(), step.result(view.shape()), nullptr);
+    const Shape drawn = makeShape(shape.width, shape.height, shape.color() ? 3 : 1, ZYL_DEPTH_8U);
+    inMemory(step, drawn, [shape](ZylImage *from, ZylImage *view) {
+        const Image spectrum(shape);
+        zylRealFft2D(from, spectrum.header(), ZYL_FFT_FORWARD | ZYL_FFT_FLOATING, nullptr);
+        for (int channel = 0; channel < view->nChannels; ++channel)
+            drawSpectrum(Magnitudes(spectrum, channel), *view, channel);
+    });
 }
 
 } // namespace

@@ -1,9 +1,9 @@
 #include "step.h"
 
-#include "picture_io.h"
+#include "pictures.h"
 #include "text.h"
 
-#include <iostream>
+#include <memory>
 
 namespace tool {
 
@@ -13,35 +13,20 @@ Parameter parameter(Kind kind, std::string_view name, Fallback fallback, std::st
     return {kind, name, fallback, help, 0, 0, {}};
 }
 
-// Copies one channel into one channel of an image of the same size and depth.
-void copyChannel(Image &from, int fromChannel, Image &to, int toChannel) {
-    Shape shape = from.shape();
-    from.setRegion(fromChannel, 0, 0, shape.width, shape.height);
-    to.setRegion(toChannel, 0, 0, shape.width, shape.height);
-    zylCopy(from.header(), to.header(), nullptr);
-}
-
-// The picture with the channels of `like`; see Step::second(). Colour never
+// A picture with the channels of another shape; see Step::other(). Colour never
 // becomes gray here.
-Image matchChannels(Image from, const Shape &like) {
-    Shape shape = from.shape();
-    if (shape.channels == like.channels && shape.alpha == like.alpha) return from;
-    Shape wanted = like;
-    wanted.width = shape.width;
-    wanted.height = shape.height;
-    Image to(wanted);
-    for (int channel = 1; channel <= like.channels; ++channel) {
-        if (channel != like.alpha) {
-            copyChannel(from, shape.color() ? channel : 1, to, channel);
-        } else if (shape.alpha) {
-            copyChannel(from, shape.alpha, to, channel);
-        } else {
-            to.setRegion(channel, 0, 0, shape.width, shape.height);
-            zylSet(to.header(), std::numeric_limits<std::int32_t>::max(), nullptr);
+void likeChannels(const Shape &from, const Shape &wanted, const Request &request) {
+    ZylImage *source = request.sources[0];
+    for (int channel = 1; channel <= wanted.channels; ++channel) {
+        const Region writing(request.window, inWindow(request, request.place, channel));
+        if (channel == wanted.alpha && !from.alpha) {
+            zylSet(request.window, std::numeric_limits<std::int32_t>::max(), nullptr);
+            continue;
         }
+        const int read = channel == wanted.alpha ? from.alpha : from.color() ? channel : 1;
+        const Region reading(source, regionOf(request.place, read));
+        zylCopy(source, request.window, nullptr);
     }
-    to.clearRegion();
-    return to;
 }
 
 } // namespace
@@ -85,81 +70,109 @@ std::vector<Parameter> Operation::allParameters() const {
     return all;
 }
 
-Step::Step(const Call &call, Image current, Tiling tiling)
-    : call_(call), tiling_(tiling), source_(std::move(current)) {
-    if (tiling_) source_ = source_.copy(tiling_);
-    if (call_.operation->traits & regional) setRegion(source_);
+Step::Step(const Call &call, Pipeline &pipeline, Node picture)
+    : call_(call), pipeline_(pipeline), node_(picture), region_(wholeOf(shape())) {
+    if (call_.operation->traits & regional) readRegion();
 }
 
-void Step::setRegion(Image &image) const {
-    Shape all = source_.shape();
-    std::int64_t x = integer("x"), y = integer("y"), channel = integer("channel");
+void Step::readRegion() {
+    const Shape &all = shape();
+    std::int64_t x = integer("x"), y = integer("y");
     std::int64_t width = given("width") ? integer("width") : all.width - x;
     std::int64_t height = given("height") ? integer("height") : all.height - y;
     if (width < 1 || height < 1 || x + width > all.width || y + height > all.height) {
         refuse("the region from column " + std::to_string(x) + " and row " + std::to_string(y) +
                " does not lie in the picture of " + describe(all));
     }
-    if (channel > all.channels)
-        refuse("there is no channel " + std::to_string(channel) + " in " + describe(all));
-    image.setRegion(static_cast<int>(channel), static_cast<int>(x), static_cast<int>(y),
-                    static_cast<int>(width), static_cast<int>(height));
+    channel_ = static_cast<int>(integer("channel"));
+    if (channel_ > all.channels)
+        refuse("there is no channel " + std::to_string(channel_) + " in " + describe(all));
+    region_ = {static_cast<int>(x), static_cast<int>(y), static_cast<int>(width),
+               static_cast<int>(height)};
 }
 
-ZylImage *Step::keep(Image image) {
-    seconds_.push_back(tiling_ ? image.copy(tiling_) : std::move(image));
-    return seconds_.back().header();
+void Step::then(Plan plan, const std::vector<Node> &others) {
+    plan.name = call_.operation->name;
+    std::vector<Node> sources = {node_};
+    sources.insert(sources.end(), others.begin(), others.end());
+    node_ = pipeline_.add(std::move(plan), std::move(sources));
 }
 
-ZylImage *Step::matched(std::string_view name, const Shape &wanted) {
+void Step::then(const Shape &result, std::function<void(Request &)> make) {
+    Plan plan;
+    plan.result = result;
+    plan.make = std::move(make);
+    then(std::move(plan));
+}
+
+void Step::thenOnRegion(Work work, const std::vector<Node> &others, Plan plan) {
+    onRegion(false, std::move(work), others, std::move(plan));
+}
+
+void Step::thenOnCopy(Work work, const std::vector<Node> &others) {
+    onRegion(true, std::move(work), others, {});
+}
+
+void Step::onRegion(bool copied, Work work, const std::vector<Node> &others, Plan plan) {
+    plan.result = shape();
+    plan.make = [copied, region = region_, channel = channel_,
+                 work = std::move(work)](Request &request) {
+        const Rect &all = request.place;
+        const Rect part = intersection(all, region);
+        const bool filled = part.width == all.width && part.height == all.height && channel == 0;
+        if (copied || !filled) copyPart(request, request.sources[0], all, all);
+        if (empty(part)) return;
+        std::vector<std::unique_ptr<Region>> regions;
+        for (ZylImage *source : request.sources)
+            regions.push_back(std::make_unique<Region>(source, regionOf(part, channel)));
+        const Region writing(request.window, inWindow(request, part, channel));
+        work(request.sources, request.window);
+    };
+    then(std::move(plan), others);
+}
+
+Step::Node Step::alike(std::string_view name, Shape wanted) {
     const std::string &path = text(name);
-    Image image = readPicture(path);
-    Shape ours = shape(), theirs = image.shape();
+    const Node file = pipeline_.add(readPicture(path));
+    const Shape ours = shape(), theirs = shape(file);
     if (theirs.depth != ours.depth || (theirs.color() && !ours.color())) {
         refuse(path + " (" + describe(theirs) + ") does not go with a picture of " +
                describe(ours));
     }
-    return keep(matchChannels(std::move(image), wanted));
+    if (theirs.channels == wanted.channels && theirs.alpha == wanted.alpha) return file;
+    wanted.width = theirs.width;
+    wanted.height = theirs.height;
+    Plan plan;
+    plan.name = path;
+    plan.result = wanted;
+    plan.make = [theirs, wanted](Request &request) { likeChannels(theirs, wanted, request); };
+    return pipeline_.add(std::move(plan), {file});
 }
 
-ZylImage *Step::secondOfAnySize(std::string_view name) {
-    return matched(name, shape());
-}
-
-ZylImage *Step::second(std::string_view name) {
-    return ofThisSize(name, matched(name, shape()));
-}
-
-ZylImage *Step::secondWithAlpha(std::string_view name) {
-    Shape wanted = shape();
-    if (wanted.alpha == 0) {
-        wanted = makeShape(wanted.width, wanted.height, wanted.channels + 1, wanted.depth);
-    }
-    return ofThisSize(name, matched(name, wanted));
-}
-
-ZylImage *Step::ofThisSize(std::string_view name, ZylImage *image) {
-    Shape ours = shape(), theirs = seconds_.back().shape();
+Step::Node Step::ofThisSize(std::string_view name, const Shape &wanted) {
+    const Node node = alike(name, wanted);
+    const Shape &ours = shape(), &theirs = shape(node);
     if (theirs.width != ours.width || theirs.height != ours.height) {
-        refuse(text(name) + " (" + describe(theirs) + ") is not of the same size as " +
-               describe(ours));
+        refuse("the two pictures differ in size: " + std::to_string(ours.width) + " x " +
+               std::to_string(ours.height) + " and " + std::to_string(theirs.width) + " x " +
+               std::to_string(theirs.height) + " (" + text(name) + ")");
     }
-    if (call_.operation->traits & regional) setRegion(seconds_.back());
-    return image;
+    return node;
 }
 
-ZylImage *Step::result() {
-    if (!(call_.operation->traits & regional)) return result(shape());
-    ZylROI *region = std::exchange(source()->roi, nullptr);
-    result_ = source_.copy(tiling_);
-    source()->roi = region;
-    setRegion(*result_);
-    return result_->header();
+Step::Node Step::other(std::string_view name) {
+    return ofThisSize(name, shape());
 }
 
-ZylImage *Step::result(const Shape &shape) {
-    result_.emplace(shape, tiling_);
-    return result_->header();
+Step::Node Step::otherOfAnySize(std::string_view name) {
+    return alike(name, shape());
+}
+
+Step::Node Step::otherWithAlpha(std::string_view name) {
+    Shape wanted = shape();
+    if (wanted.alpha == 0)
+        wanted = makeShape(wanted.width, wanted.height, wanted.channels + 1, wanted.depth);
+    return ofThisSize(name, wanted);
 }
 
 const Value &Step::value(std::string_view name) const {
@@ -168,18 +181,8 @@ const Value &Step::value(std::string_view name) const {
     throw std::logic_error("the table of operations has no parameter " + std::string(name));
 }
 
-void Step::print(const std::string &line) const {
-    std::cout << line << '\n';
-}
-
 void Step::refuse(const std::string &why) const {
     throw Failure(std::string(call_.operation->name) + ": " + why);
-}
-
-Image Step::take() {
-    Image &image = result_ ? *result_ : source_;
-    image.clearRegion();
-    return tiling_ ? image.copy() : std::move(image);
 }
 
 } // namespace tool

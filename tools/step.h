@@ -1,8 +1,9 @@
 // One operation of the command line: what it is called, what it takes, and what
-// it sees while it runs.
+// it sees when it plans its work.
 #pragma once
 
-#include "image.h"
+#include "engine/pipeline.h"
+#include "piece.h"
 
 #include <limits>
 #include <optional>
@@ -62,7 +63,7 @@ struct Operation {
     std::string_view name;
     std::string_view help; // one line, lower case, no full stop
     std::vector<Parameter> parameters;
-    void (*run)(Step &);
+    void (*plan)(Step &);
     unsigned traits = plain;
 
     // The parameters above and, if it is regional, those of the region.
@@ -84,33 +85,43 @@ struct Call {
     std::string words; // as the command line has them
 };
 
-// What an operation sees while it runs. It asks for the current picture with
-// source() and for a place for the new one with result(); what it leaves in the
-// result is the current picture of the next step. Without a result the picture
-// stays as it is.
+// What an operation sees when it plans its work: the picture that it is given, and
+// its values. What it does becomes nodes of a pipeline.
 class Step {
   public:
-    Step(const Call &call, Image current, Tiling tiling);
+    using Node = Pipeline::Node;
 
-    // The current picture, with the region set if the operation is regional.
-    ZylImage *source() const { return source_.header(); }
-    Shape shape() const { return source_.shape(); }
+    Step(const Call &call, Pipeline &pipeline, Node picture);
+
+    // The picture as it is after what was planned so far.
+    Node node() const { return node_; }
+    const Shape &shape() const { return pipeline_.shape(node_); }
+
+    // Plans the next node, made of the picture and the others.
+    void then(Plan plan, const std::vector<Node> &others = {});
+    // The same where a function makes the tiles of a result of this shape.
+    void then(const Shape &result, std::function<void(Request &)> make);
+
+    // Part and channel that a regional operation works on; channel 0 is all.
+    const Rect &region() const { return region_; }
+    int channel() const { return channel_; }
+    // For regional operations: the rest of the picture stays as it is. `work` makes
+    // the part of the result that its region names. All headers have regions then.
+    using Work = std::function<void(const std::vector<ZylImage *> &sources, ZylImage *result)>;
+    void thenOnRegion(Work work, const std::vector<Node> &others = {}, Plan plan = {});
+    // The same for work that leaves samples of its region as they are: the result
+    // begins as a copy of the picture.
+    void thenOnCopy(Work work, const std::vector<Node> &others = {});
 
     // The picture file that a parameter names, made alike where nothing is lost:
     // gray spread over colour channels, a missing alpha channel made opaque, one
     // too many left out. Its size and depth must be those of the current picture.
-    ZylImage *second(std::string_view name);
-    // The same, of any size and with no region.
-    ZylImage *secondOfAnySize(std::string_view name);
-
-    // The same, of this size and with an alpha channel, opaque if the file has
-    // none, also where the current picture has none.
-    ZylImage *secondWithAlpha(std::string_view name);
-
-    // A new picture: a copy of the source for a regional operation, which may
-    // leave parts as they are; else black, like the source or of another shape.
-    ZylImage *result();
-    ZylImage *result(const Shape &shape);
+    Node other(std::string_view name);
+    // The same with an alpha channel, also where the current picture has none.
+    Node otherWithAlpha(std::string_view name);
+    // The same, of any size.
+    Node otherOfAnySize(std::string_view name);
+    const Shape &shape(Node node) const { return pipeline_.shape(node); }
 
     // The values of parameters. Their kinds and ranges are checked already.
     std::int64_t integer(std::string_view name) const { return value(name).integer; }
@@ -120,27 +131,22 @@ class Step {
     const std::string &text(std::string_view name) const { return value(name).text; }
     bool given(std::string_view name) const { return value(name).given; }
 
-    // Writes a line to standard output.
-    void print(const std::string &line) const;
     // Ends the run with one line on standard error that begins with the
     // operation's name.
     [[noreturn]] void refuse(const std::string &why) const;
 
-    // The picture after the step, in memory and without a region.
-    Image take();
-
   private:
     const Value &value(std::string_view name) const;
-    ZylImage *keep(Image image);
-    ZylImage *matched(std::string_view name, const Shape &wanted);
-    ZylImage *ofThisSize(std::string_view name, ZylImage *image);
-    void setRegion(Image &image) const;
+    void readRegion();
+    void onRegion(bool copied, Work work, const std::vector<Node> &others, Plan plan);
+    Node alike(std::string_view name, Shape wanted);
+    Node ofThisSize(std::string_view name, const Shape &wanted);
 
     const Call &call_;
-    Tiling tiling_;
-    Image source_;
-    std::optional<Image> result_;
-    std::vector<Image> seconds_;
+    Pipeline &pipeline_;
+    Node node_;
+    Rect region_;
+    int channel_ = 0;
 };
 
 } // namespace tool
