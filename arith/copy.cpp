@@ -8,6 +8,7 @@
 #include "core/image.h"
 #include "core/scratch_image.h"
 #include "core/step_kernels.h"
+#include "core/walk_tiles.h"
 
 using namespace zylqx;
 
@@ -19,7 +20,7 @@ constexpr const char *FILE_NAME = "zylSCE";
 
 // Where the samples of an area lie, for an image in memory. The stride follows
 // from the header's other fields; widthStep is not read.
-struct Samples {
+struct AreaSamples {
     std::uint32_t depth;
     unsigned char *data;
     int bit;               // of the first byte, where 1-bit samples start
@@ -41,11 +42,11 @@ struct Samples {
     }
 };
 
-Samples samplesOf(const ZylImage &image, const Area &area) {
+AreaSamples areaSamples(const ZylImage &image, const Area &area) {
     const std::ptrdiff_t bytes = sampleBytes(image.depth);
     const std::ptrdiff_t channels = area.coi != 0 ? 1 : image.nChannels;
     const std::ptrdiff_t channel = area.coi != 0 ? area.coi - 1 : 0;
-    Samples s = {};
+    AreaSamples s = {};
     s.depth = image.depth;
     s.step = 1;
     s.stride = rowStride(image, image.width);
@@ -69,7 +70,7 @@ Samples samplesOf(const ZylImage &image, const Area &area) {
 }
 
 // Makes rows of whole bytes of bits in both images rows of bytes.
-void takeWholeBytes(Samples &a, Samples &b) {
+void takeWholeBytes(AreaSamples &a, AreaSamples &b) {
     if (!a.wholeBytes() || !b.wholeBytes()) return;
     a.countBytes();
     b.countBytes();
@@ -77,7 +78,7 @@ void takeWholeBytes(Samples &a, Samples &b) {
 
 // Calls row(a, b, n) for every two rows of n samples.
 template <class F>
-void forEachRowPair(const Samples &a, const Samples &b, F row) {
+void forEachRowPair(const AreaSamples &a, const AreaSamples &b, F row) {
     if (a.stride == 0 || b.stride == 0) return;
     const bool oneRun = a.solid() && b.solid();
     const std::ptrdiff_t rows = oneRun ? 1 : a.rows;
@@ -92,7 +93,7 @@ void forEachRowPair(const Samples &a, const Samples &b, F row) {
 
 // --- moving samples ---
 
-// Samples on their way between rows of different steps or offsets; a multiple of
+// AreaSamples on their way between rows of different steps or offsets; a multiple of
 // 64 that stays in the nearest cache.
 constexpr std::ptrdiff_t BLOCK = 1024;
 
@@ -101,7 +102,7 @@ struct Block {
 };
 
 // Copies n samples from position x of a row into a block.
-void load(const Samples &s, const unsigned char *row, std::ptrdiff_t x, std::ptrdiff_t n,
+void load(const AreaSamples &s, const unsigned char *row, std::ptrdiff_t x, std::ptrdiff_t n,
           Block &block) {
     const ArithKernels &kernels = currentArithKernels();
     const std::ptrdiff_t bytes = sampleBytes(s.depth);
@@ -116,7 +117,7 @@ void load(const Samples &s, const unsigned char *row, std::ptrdiff_t x, std::ptr
 }
 
 // Copies a block's n samples to position x of a row.
-void store(const Samples &d, unsigned char *row, std::ptrdiff_t x, std::ptrdiff_t n,
+void store(const AreaSamples &d, unsigned char *row, std::ptrdiff_t x, std::ptrdiff_t n,
            const Block &block) {
     const ArithKernels &kernels = currentArithKernels();
     const std::ptrdiff_t bytes = sampleBytes(d.depth);
@@ -130,8 +131,8 @@ void store(const Samples &d, unsigned char *row, std::ptrdiff_t x, std::ptrdiff_
     }
 }
 
-void copyRow(const Samples &s, const unsigned char *from, const Samples &d, unsigned char *to,
-             std::ptrdiff_t n) {
+void copyRow(const AreaSamples &s, const unsigned char *from, const AreaSamples &d,
+             unsigned char *to, std::ptrdiff_t n) {
     const ArithKernels &kernels = currentArithKernels();
     const std::ptrdiff_t bytes = sampleBytes(s.depth);
     if (s.depth == ZYL_DEPTH_1U) {
@@ -165,8 +166,8 @@ void copyRow(const Samples &s, const unsigned char *from, const Samples &d, unsi
 // Both images in memory, both areas of the same size.
 void copyPixels(const ZylImage &src, const Area &srcArea, const ZylImage &dst,
                 const Area &dstArea) {
-    Samples s = samplesOf(src, srcArea);
-    Samples d = samplesOf(dst, dstArea);
+    AreaSamples s = areaSamples(src, srcArea);
+    AreaSamples d = areaSamples(dst, dstArea);
     takeWholeBytes(s, d);
     forEachRowPair(s, d, [&](const unsigned char *from, unsigned char *to, std::ptrdiff_t n) {
         copyRow(s, from, d, to, n);
@@ -175,8 +176,8 @@ void copyPixels(const ZylImage &src, const Area &srcArea, const ZylImage &dst,
 
 void exchangePixels(const ZylImage &imageA, const Area &areaA, const ZylImage &imageB,
                     const Area &areaB) {
-    Samples a = samplesOf(imageA, areaA);
-    Samples b = samplesOf(imageB, areaB);
+    AreaSamples a = areaSamples(imageA, areaA);
+    AreaSamples b = areaSamples(imageB, areaB);
     takeWholeBytes(a, b);
     const ArithKernels &kernels = currentArithKernels();
     if (a.depth != ZYL_DEPTH_1U && a.step == 1 && b.step == 1) {
@@ -209,7 +210,7 @@ std::int32_t clampToDepth(std::int32_t value, std::uint32_t depth) {
 }
 
 void setPixels(const ZylImage &image, const Area &area, std::int32_t value) {
-    Samples d = samplesOf(image, area);
+    AreaSamples d = areaSamples(image, area);
     auto bits = static_cast<std::uint32_t>(value);
     if (d.wholeBytes()) {
         d.countBytes();
@@ -248,22 +249,12 @@ Area wholeOf(const ZylImage &buffer) {
 bool copyAreas(const Call &call, ZylImage &src, const Area &srcArea, ZylImage &dst,
                const Area &dstArea, const std::int32_t *dstTile,
                std::int32_t readMode = ZYL_GET_TILE_TO_READ) {
-    if (!isTiled(src) && !isTiled(dst)) {
-        copyPixels(src, srcArea, dst, dstArea);
-        return true;
-    }
-    if (!isTiled(dst)) {
-        return forEachTile(src, srcArea, nullptr, [&](const TilePart &part) {
-            return withTile(call, src, part, readMode, [&](const ZylImage &tile) {
-                if (statusIsGood()) copyPixels(tile, part.inTile, dst, part.of(dstArea));
-            });
-        });
-    }
-    if (!isTiled(src)) {
-        return forEachTile(dst, dstArea, dstTile, [&](const TilePart &part) {
-            return withTile(call, dst, part, ZYL_GET_TILE_TO_WRITE, [&](const ZylImage &tile) {
-                if (statusIsGood()) copyPixels(src, part.of(srcArea), tile, part.inTile);
-            });
+    if (!isTiled(src) || !isTiled(dst)) {
+        const WalkedImage from = {&src, srcArea, readMode};
+        const WalkedImage to = {&dst, dstArea, ZYL_GET_TILE_TO_WRITE};
+        return walkTilePairs(call, to, from, dstTile, [](const TilePiece &d, const TilePiece &s) {
+            if (statusIsGood()) copyPixels(*s.image, s.area, *d.image, d.area);
+            return true;
         });
     }
     // No two tiles are held at a time: both images may share their tiles.
@@ -279,23 +270,14 @@ bool copyAreas(const Call &call, ZylImage &src, const Area &srcArea, ZylImage &d
 
 void exchangeAreas(const Call &call, ZylImage &imageA, const Area &areaA, ZylImage &imageB,
                    const Area &areaB, const std::int32_t *tileB) {
-    if (!isTiled(imageA) && !isTiled(imageB)) {
-        exchangePixels(imageA, areaA, imageB, areaB);
-        return;
-    }
-    if (!isTiled(imageB)) {
-        forEachTile(imageA, areaA, nullptr, [&](const TilePart &part) {
-            return withTile(call, imageA, part, ZYL_GET_TILE_TO_WRITE, [&](const ZylImage &tile) {
-                if (statusIsGood()) exchangePixels(tile, part.inTile, imageB, part.of(areaB));
-            });
-        });
-        return;
-    }
-    if (!isTiled(imageA)) {
-        forEachTile(imageB, areaB, tileB, [&](const TilePart &part) {
-            return withTile(call, imageB, part, ZYL_GET_TILE_TO_WRITE, [&](const ZylImage &tile) {
-                if (statusIsGood()) exchangePixels(imageA, part.of(areaA), tile, part.inTile);
-            });
+    if (!isTiled(imageA) || !isTiled(imageB)) {
+        const WalkedImage a = {&imageA, areaA, ZYL_GET_TILE_TO_WRITE};
+        const WalkedImage b = {&imageB, areaB, ZYL_GET_TILE_TO_WRITE};
+        walkTilePairs(call, b, a, tileB, [](const TilePiece &pieceB, const TilePiece &pieceA) {
+            if (statusIsGood()) {
+                exchangePixels(*pieceA.image, pieceA.area, *pieceB.image, pieceB.area);
+            }
+            return true;
         });
         return;
     }
@@ -364,13 +346,9 @@ void zylSet(ZylImage *image, std::int32_t fillValue, const std::int32_t *tile) {
     const Area area = clippedArea(*image);
     if (area.empty()) return;
     const std::int32_t value = clampToDepth(fillValue, image->depth);
-    if (!isTiled(*image)) {
-        setPixels(*image, area, value);
-        return;
-    }
-    forEachTile(*image, area, tile, [&](const TilePart &part) {
-        return withTile(call, *image, part, ZYL_GET_TILE_TO_WRITE,
-                        [&](const ZylImage &header) { setPixels(header, part.inTile, value); });
+    walkTiles(call, *image, area, ZYL_GET_TILE_TO_WRITE, tile, [&](const TilePiece &piece) {
+        setPixels(*piece.image, piece.area, value);
+        return true;
     });
 }
 

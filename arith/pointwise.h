@@ -5,7 +5,7 @@
 
 #include "arith/kernels.h"
 #include "core/call.h"
-#include "core/tiles.h"
+#include "core/walk_pieces.h"
 
 namespace zylqx {
 

@@ -7,18 +7,18 @@
 #include <cstring>
 
 #include "core/call.h"
-#include "core/colour_walk.h"
+#include "core/walk_colour.h"
 
 using namespace zylqx;
 
 namespace zylqx {
 
-Channels colourChannels(const ZylImage &image, const char *model) {
+ColourChannels colourChannels(const ZylImage &image, const char *model) {
     if (!isPlanar(image)) {
         const bool reversed = model[0] == 'R' && image.channelSeq[0] != 'R';
-        return reversed ? Channels{{3, 2, 1}} : FIRST_CHANNELS;
+        return reversed ? ColourChannels{{3, 2, 1}} : FIRST_CHANNELS;
     }
-    Channels channels{};
+    ColourChannels channels{};
     const int planes = std::min(image.nChannels, 4);
     for (int k = 0; k < 3; ++k) {
         const char *end = image.channelSeq + planes;
@@ -46,7 +46,7 @@ bool isGray(const ZylImage &image) {
     return isPlanar(image) || image.nChannels == 1;
 }
 
-bool badImages(const Call &call, const ZylImage *srcImage, const ZylImage *dstImage) {
+bool badHeaders(const Call &call, const ZylImage *srcImage, const ZylImage *dstImage) {
     return call.badHeader(srcImage) || call.badHeader(dstImage);
 }
 
@@ -103,7 +103,7 @@ struct ModelChange {
 
 void changeModel(const Call &call, ZylImage *srcImage, ZylImage *dstImage,
                  const std::int32_t *dstTile, const ModelChange &change) {
-    if (badImages(call, srcImage, dstImage)) return;
+    if (badHeaders(call, srcImage, dstImage)) return;
     ZylImage &src = *srcImage;
     ZylImage &dst = *dstImage;
     const bool compatible = isColour(src, change.from) && dst.nChannels >= 3 &&
@@ -112,7 +112,7 @@ void changeModel(const Call &call, ZylImage *srcImage, ZylImage *dstImage,
                             src.origin == dst.origin;
     if (call.fails(!compatible, "incomatibleimages")) return;
 
-    const Channels channels = colourChannels(src, change.from);
+    const ColourChannels channels = colourChannels(src, change.from);
     const int depth = colourDepthIndex(src.depth);
     if (depth >= 0) {
         std::memcpy(dst.colorModel, change.to, 3);
@@ -136,14 +136,14 @@ void changeModel(const Call &call, ZylImage *srcImage, ZylImage *dstImage,
 
 void zylColorToGray(ZylImage *srcImage, ZylImage *dstImage, const std::int32_t *dstTile) {
     const Call call("zylColorToGray", "zylcolor");
-    if (badImages(call, srcImage, dstImage)) return;
+    if (badHeaders(call, srcImage, dstImage)) return;
     ZylImage &src = *srcImage;
     ZylImage &dst = *dstImage;
     if (call.fails(!isColour(src, "RGB") || !isGray(dst) || src.origin != dst.origin,
                    "incomatibleimages")) {
         return;
     }
-    const Channels channels = colourChannels(src, "RGB");
+    const ColourChannels channels = colourChannels(src, "RGB");
     const int from = colourDepthIndex(src.depth);
     const int to = dst.depth == ZYL_DEPTH_1U    ? 0
                    : dst.depth == ZYL_DEPTH_8U  ? 1
@@ -166,7 +166,7 @@ void zylColorToGray(ZylImage *srcImage, ZylImage *dstImage, const std::int32_t *
 void zylGrayToColor(ZylImage *srcImage, ZylImage *dstImage, float FractR, float FractG,
                     float FractB, const std::int32_t *dstTile) {
     const Call call("zylGrayToColor", "zylcolor");
-    if (badImages(call, srcImage, dstImage)) return;
+    if (badHeaders(call, srcImage, dstImage)) return;
     ZylImage &src = *srcImage;
     ZylImage &dst = *dstImage;
     const bool fromBits = src.depth == ZYL_DEPTH_1U && dst.depth == ZYL_DEPTH_8U;
@@ -175,7 +175,7 @@ void zylGrayToColor(ZylImage *srcImage, ZylImage *dstImage, float FractR, float 
                    "incomatibleimages")) {
         return;
     }
-    const Channels channels = colourChannels(dst, "RGB");
+    const ColourChannels channels = colourChannels(dst, "RGB");
     const int depth = colourDepthIndex(dst.depth);
     const GrayWeights weights = grayWeights(dst.depth, {FractR, FractG, FractB});
     auto kernel = [&](const ZylImage &s, const ZylImage &d, std::int32_t width,

@@ -9,29 +9,29 @@
 
 namespace zylqx {
 
-// Channels, counted from 1.
-struct Channels {
+// ColourChannels, counted from 1.
+struct ColourChannels {
     int of[3];
 };
 
-constexpr Channels FIRST_CHANNELS{{1, 2, 3}};
+constexpr ColourChannels FIRST_CHANNELS{{1, 2, 3}};
 
 // Where the three channels of a model ("RGB", "HSV", "HLS") are, in the order of
 // its letters. Plane order: each where its letter stands in channelSeq; the first
 // three unless all letters are there. Pixel order: the first three, but from blue
 // to red when the model is RGB and channelSeq does not begin with 'R'. The image
 // has at least three channels.
-Channels colourChannels(const ZylImage &image, const char *model);
+ColourChannels colourChannels(const ZylImage &image, const char *model);
 
 // The row from column x on.
-inline ColourSource sourceRow(const ZylImage &image, const Channels &channels, std::ptrdiff_t x,
-                              std::ptrdiff_t y) {
+inline ColourSource sourceRow(const ZylImage &image, const ColourChannels &channels,
+                              std::ptrdiff_t x, std::ptrdiff_t y) {
     ColourSource row{{}, pixelStep(image)};
     for (int k = 0; k < 3; ++k) row.channel[k] = sampleAt(image, x, y, channels.of[k]);
     return row;
 }
 
-inline ColourRow colourRow(const ZylImage &image, const Channels &channels, std::ptrdiff_t x,
+inline ColourRow colourRow(const ZylImage &image, const ColourChannels &channels, std::ptrdiff_t x,
                            std::ptrdiff_t y) {
     ColourRow row{{}, pixelStep(image)};
     for (int k = 0; k < 3; ++k) row.channel[k] = sampleAt(image, x, y, channels.of[k]);

@@ -3,10 +3,10 @@
 
 #include <cstring>
 
-#include "convert/blocks.h"
 #include "convert/kernels.h"
 #include "core/image.h"
 #include "core/region.h"
+#include "core/walk_blocks.h"
 
 using namespace zylqx;
 
@@ -81,7 +81,7 @@ void toBitonal(const Call &call, ZylImage &src, ZylImage &dst, const ZylTileMapp
 }
 
 // Whole bytes, with the bits past the last pixel.
-void copyBits(const Call &call, ZylImage &src, ZylImage &dst, const ZylTileMapping *tilePoint) {
+void copyBitRows(const Call &call, ZylImage &src, ZylImage &dst, const ZylTileMapping *tilePoint) {
     auto kernel = [](const Block &block) {
         forEachRow(block, 1, 1,
                    [&](const unsigned char *s, unsigned char *d, std::ptrdiff_t width) {
@@ -157,7 +157,7 @@ void zylConvert(ZylImage *srcImage, ZylImage *dstImage, std::int32_t ConvertMode
         return;
     }
     if (isBitonal(src)) {
-        if (srcImage != dstImage) copyBits(call, src, dst, tilePoint);
+        if (srcImage != dstImage) copyBitRows(call, src, dst, tilePoint);
         return;
     }
     if (call.fails(ConvertMode != 1 && ConvertMode != 0,

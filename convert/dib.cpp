@@ -97,7 +97,7 @@ class ImageRows {
 
 // ---- the order of channels --------------------------------------------------------
 
-enum class Direction { FromBitmap, ToBitmap };
+enum class BitmapDirection { FromBitmap, ToBitmap };
 
 bool sequenceIs(const ZylImage &image, const char (&text)[5]) {
     return std::memcmp(image.channelSeq, text, 4) == 0;
@@ -106,10 +106,11 @@ bool sequenceIs(const ZylImage &image, const char (&text)[5]) {
 void keepChannels(std::uint32_t *, std::ptrdiff_t) {}
 
 // Null for a sequence that is not known.
-BitmapKernels::Change channelOrder(const ZylImage &image, Direction direction) {
+BitmapKernels::Change channelOrder(const ZylImage &image, BitmapDirection direction) {
     const BitmapKernels &kernels = currentBitmapKernels();
     if (sequenceIs(image, "G\0\0\0") || sequenceIs(image, "GRAY")) {
-        return direction == Direction::FromBitmap ? kernels.redFromColours : kernels.coloursFromRed;
+        return direction == BitmapDirection::FromBitmap ? kernels.redFromColours
+                                                        : kernels.coloursFromRed;
     }
     if (sequenceIs(image, "BGR\0") || sequenceIs(image, "BGRA")) return keepChannels;
     if (sequenceIs(image, "RGB\0") || sequenceIs(image, "RGBA")) return kernels.swapBlueAndRed;
@@ -224,7 +225,7 @@ void convertRows(const Reader &reader, BitmapKernels::Change change, Writer &wri
 // ---- translating ------------------------------------------------------------------
 
 // The layout of an image for a bitmap, and whether the bitmap's pixels serve it.
-struct Layout {
+struct ImageLayout {
     std::int32_t nChannels;
     std::int32_t alphaChannel;
     std::uint32_t depth;
@@ -233,7 +234,7 @@ struct Layout {
     bool shared;
 };
 
-Layout layoutFor(const Bitmap &bitmap) {
+ImageLayout layoutFor(const Bitmap &bitmap) {
     const std::uint16_t bits = bitmap.header.biBitCount;
     const bool fields = bitmap.header.biCompression == BITMAP_FIELDS;
     if (bits <= 8 && isGrayRamp(bitmap.table, bitmap.entries)) {
@@ -243,7 +244,7 @@ Layout layoutFor(const Bitmap &bitmap) {
     return {3, 0, ZYL_DEPTH_8U, "RGB\0", "BGR\0", bits == 24};
 }
 
-ZylImage *createHeader(const Bitmap &bitmap, const Layout &layout) {
+ZylImage *createHeader(const Bitmap &bitmap, const ImageLayout &layout) {
     if (bitmap.rows > INT32_MAX) return nullptr;
     ZylImage *image = zylCreateImageHeader(
         layout.nChannels, layout.alphaChannel, layout.depth, layout.colorModel, layout.channelSeq,
@@ -322,7 +323,7 @@ ZylImage *zylTranslateDIB(const void *dib, std::int32_t *cloneData) {
         call.fails(bitmap.emptyMask(), "Bad dib color mask")) {
         return nullptr;
     }
-    const Layout layout = layoutFor(bitmap);
+    const ImageLayout layout = layoutFor(bitmap);
     ZylImage *image = createHeader(bitmap, layout);
     if (call.fails(image == nullptr, "Create image header is failed")) return nullptr;
     *cloneData = layout.shared ? 1 : 0;
@@ -349,7 +350,7 @@ void zylConvertFromDIB(const void *dib, ZylImage *image) {
     }
     if (!bitmap.knownBitCount()) return reportInternal(call);
     if (call.fails(bitmap.emptyMask(), "Bad dib color mask")) return;
-    const auto change = channelOrder(*image, Direction::FromBitmap);
+    const auto change = channelOrder(*image, BitmapDirection::FromBitmap);
     if (call.fails(change == nullptr, "image->channelSeq unsupport")) return;
     const ImageRows rows(*image);
     if (!rows.supported()) return reportInternal(call);
@@ -391,7 +392,7 @@ void zylConvertToDIB(ZylImage *image, void *dib, std::int32_t dither,
     }
     const ImageRows rows(*source);
     if (!rows.supported()) return reportInternal(call);
-    const auto change = channelOrder(*source, Direction::ToBitmap);
+    const auto change = channelOrder(*source, BitmapDirection::ToBitmap);
     if (call.fails(change == nullptr, "image->channelSeq unsupport") ||
         call.fails(!bitmap.knownBitCount(), "dib-<biBitCount is bad") ||
         call.fails(bitmap.emptyMask(), "Bad dib color mask")) {

@@ -15,7 +15,7 @@ constexpr int BITS = 8 * static_cast<int>(sizeof(T));
 // Sums and errors of 8-bit samples and their products with weights fit in 16
 // bits.
 template <class T>
-using Sum = std::conditional_t<sizeof(T) == 1, std::int16_t, std::int32_t>;
+using ErrorSum = std::conditional_t<sizeof(T) == 1, std::int16_t, std::int32_t>;
 
 template <class T, class S>
 S clamped(S v) {
@@ -110,7 +110,7 @@ constexpr std::ptrdiff_t RUN = 512;
 // Quantises n samples. The errors of those before them stand before `errors`.
 template <class T, int REACH>
 void quantiseRun(const Quantiser<T> &quantise, const Diffusion<REACH> &diffusion, T *row,
-                 std::ptrdiff_t step, Sum<T> *errors, std::ptrdiff_t n) {
+                 std::ptrdiff_t step, ErrorSum<T> *errors, std::ptrdiff_t n) {
     std::int32_t before[REACH]; // the last errors, not to wait for memory
     for (int k = 0; k < REACH; ++k) before[k] = errors[-1 - k];
     for (std::ptrdiff_t i = 0; i < n; ++i) {
@@ -122,7 +122,7 @@ void quantiseRun(const Quantiser<T> &quantise, const Diffusion<REACH> &diffusion
         }
         const Quantised sample = quantise(sum);
         row[i * step] = static_cast<T>(sample.value);
-        errors[i] = static_cast<Sum<T>>(sample.error);
+        errors[i] = static_cast<ErrorSum<T>>(sample.error);
         before[0] = sample.error;
     }
 }
@@ -130,17 +130,17 @@ void quantiseRun(const Quantiser<T> &quantise, const Diffusion<REACH> &diffusion
 // Adds parts of errors to n samples of a row below, in the order in which the
 // errors were made: `errors` starts REACH columns to the left of the samples.
 template <class T, int WIDTH>
-void spreadRun(const std::int32_t (&weights)[WIDTH], int shift, const Sum<T> *errors, T *row,
+void spreadRun(const std::int32_t (&weights)[WIDTH], int shift, const ErrorSum<T> *errors, T *row,
                std::ptrdiff_t step, std::ptrdiff_t n) {
     const auto spread = [&](T *samples, std::ptrdiff_t sampleStep) {
-        Sum<T> w[WIDTH];
-        for (int k = 0; k < WIDTH; ++k) w[k] = static_cast<Sum<T>>(weights[WIDTH - 1 - k]);
+        ErrorSum<T> w[WIDTH];
+        for (int k = 0; k < WIDTH; ++k) w[k] = static_cast<ErrorSum<T>>(weights[WIDTH - 1 - k]);
         for (std::ptrdiff_t i = 0; i < n; ++i) {
-            Sum<T> sum = samples[i * sampleStep];
+            ErrorSum<T> sum = samples[i * sampleStep];
             for (int k = 0; k < WIDTH; ++k) {
-                const Sum<T> part =
-                    static_cast<Sum<T>>(static_cast<Sum<T>>(errors[i + k] * w[k]) >> shift);
-                sum = clamped<T>(static_cast<Sum<T>>(sum + part));
+                const ErrorSum<T> part = static_cast<ErrorSum<T>>(
+                    static_cast<ErrorSum<T>>(errors[i + k] * w[k]) >> shift);
+                sum = clamped<T>(static_cast<ErrorSum<T>>(sum + part));
             }
             samples[i * sampleStep] = static_cast<T>(sum);
         }
@@ -155,15 +155,15 @@ template <class T, int REACH>
 void diffuse(const View<T> &view, const Diffusion<REACH> &diffusion, std::int32_t step) {
     const Quantiser<T> quantise(step);
     constexpr std::ptrdiff_t BEFORE = 2 * REACH; // errors kept from the run before
-    Sum<T> errors[BEFORE + RUN + REACH];
+    ErrorSum<T> errors[BEFORE + RUN + REACH];
     for (std::ptrdiff_t y = 0; y < view.rows; ++y) {
-        std::fill_n(errors, BEFORE, Sum<T>{0});
+        std::fill_n(errors, BEFORE, ErrorSum<T>{0});
         for (std::ptrdiff_t x = 0; x < view.columns; x += RUN) {
             std::ptrdiff_t n = std::min(RUN, view.columns - x);
             quantiseRun(quantise, diffusion, view.row(y) + x * view.step, view.step,
                         errors + BEFORE, n);
             if (x + n == view.columns) {
-                std::fill_n(errors + BEFORE + n, REACH, Sum<T>{0});
+                std::fill_n(errors + BEFORE + n, REACH, ErrorSum<T>{0});
                 n += REACH;
             }
             // The samples below from REACH columns further left on have all their

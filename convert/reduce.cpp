@@ -6,8 +6,8 @@
 #include "convert/colour.h"
 #include "convert/dither.h"
 #include "core/call.h"
-#include "core/colour_walk.h"
 #include "core/view.h"
+#include "core/walk_colour.h"
 
 using namespace zylqx;
 
@@ -162,7 +162,7 @@ void ditherImage(const ZylImage &image, std::int32_t width, std::int32_t height,
     // One gray channel, or three colours; a colour image with fewer has those.
     const bool colour = image.channelSeq[0] != 'G';
     const int count = colour ? std::min(image.nChannels, 3) : 1;
-    const Channels channels = count == 3 ? colourChannels(image, "RGB") : FIRST_CHANNELS;
+    const ColourChannels channels = count == 3 ? colourChannels(image, "RGB") : FIRST_CHANNELS;
     for (int k = 0; k < count; ++k) {
         const int channel = channels.of[k];
         if (narrow) {

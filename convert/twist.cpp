@@ -5,10 +5,10 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "convert/blocks.h"
 #include "convert/colour.h"
 #include "core/memory.h"
 #include "core/region.h"
+#include "core/walk_blocks.h"
 
 using namespace zylqx;
 

@@ -34,11 +34,11 @@ bool wholeBufferFrame(const ZylImage *const *images, int count, Frame &frame) {
 }
 
 // The columns and rows of an image's region that lie inside the image.
-struct Extent {
+struct RegionExtent {
     std::int64_t x, y, columns, rows;
 };
 
-Extent regionExtent(const ZylImage &image) {
+RegionExtent regionExtent(const ZylImage &image) {
     if (image.roi == nullptr) return {0, 0, image.width, image.height};
     const ZylROI &roi = *image.roi;
     const std::int64_t x = std::max<std::int64_t>(roi.xOffset, 0);
@@ -51,9 +51,9 @@ Extent regionExtent(const ZylImage &image) {
 }
 
 // How the channels of several images go together.
-enum class Layout { AllSamples, OneOfPixel, EachPlane, Mixed };
+enum class ChannelLayout { AllSamples, OneOfPixel, EachPlane, Mixed };
 
-Layout layoutOf(const ZylImage *const *images, int count) {
+ChannelLayout layoutOf(const ZylImage *const *images, int count) {
     bool allPixel = true;
     bool allPlane = true;
     bool allWith = true;
@@ -64,10 +64,10 @@ Layout layoutOf(const ZylImage *const *images, int count) {
         allWith = allWith && channelOfInterest(image) != 0;
         allWithout = allWithout && effectiveChannels(image) == image.nChannels;
     }
-    if ((allPixel && allWithout) || (allPlane && allWith)) return Layout::AllSamples;
-    if (allPixel && allWith) return Layout::OneOfPixel;
-    if (allPlane && allWithout) return Layout::EachPlane;
-    return Layout::Mixed;
+    if ((allPixel && allWithout) || (allPlane && allWith)) return ChannelLayout::AllSamples;
+    if (allPixel && allWith) return ChannelLayout::OneOfPixel;
+    if (allPlane && allWithout) return ChannelLayout::EachPlane;
+    return ChannelLayout::Mixed;
 }
 
 // Rows that follow each other without a gap, in all images, become one; not those
@@ -85,16 +85,16 @@ void joinRows(Frame &frame, int count, std::ptrdiff_t bytes) {
 
 bool kernelFrame(const ZylImage *const *images, int count, Frame &frame) {
     if (wholeBufferFrame(images, count, frame)) return true;
-    const Layout layout = layoutOf(images, count);
-    if (layout == Layout::Mixed) return false;
+    const ChannelLayout layout = layoutOf(images, count);
+    if (layout == ChannelLayout::Mixed) return false;
 
     const ZylImage &destination = *images[count - 1];
     const bool bits = destination.depth == ZYL_DEPTH_1U;
     const std::ptrdiff_t bytes = sampleBytes(destination.depth);
-    const bool interleaved = layout == Layout::AllSamples && !isPlanar(destination);
+    const bool interleaved = layout == ChannelLayout::AllSamples && !isPlanar(destination);
     for (int i = 0; i < count; ++i) {
         const ZylImage &image = *images[i];
-        const Extent extent = regionExtent(image);
+        const RegionExtent extent = regionExtent(image);
         const int channel = std::max(channelOfInterest(image), 1);
         if (extent.columns <= 0 || extent.rows <= 0 || channel > image.nChannels) return false;
         const std::ptrdiff_t stride = bits ? image.widthStep : rowStride(image, image.width);
@@ -106,12 +106,12 @@ bool kernelFrame(const ZylImage *const *images, int count, Frame &frame) {
         const std::ptrdiff_t column = bits ? extent.x / 8 : extent.x * perPixel * bytes;
         frame.image[i] = {image.imageData + plane + extent.y * stride + column,
                           bits ? static_cast<int>(extent.x % 8) : 0,
-                          layout == Layout::OneOfPixel ? perPixel : 1, image.widthStep,
+                          layout == ChannelLayout::OneOfPixel ? perPixel : 1, image.widthStep,
                           planeStep(image)};
         frame.samples = i == 0 ? samples : std::min(frame.samples, samples);
         frame.rows = i == 0 ? extent.rows : std::min<std::ptrdiff_t>(frame.rows, extent.rows);
     }
-    frame.planes = layout == Layout::EachPlane ? destination.nChannels : 1;
+    frame.planes = layout == ChannelLayout::EachPlane ? destination.nChannels : 1;
     joinRows(frame, count, bytes);
     return true;
 }
@@ -124,7 +124,7 @@ bool logicFrame(const ZylImage *const *images, bool wholeBuffer, Frame &frame) {
     const bool interleaved = allChannels && !isPlanar(source);
     for (int i = 0; i < 2; ++i) {
         const ZylImage &image = *images[i];
-        const Extent extent = regionExtent(image);
+        const RegionExtent extent = regionExtent(image);
         const int channel = std::max(channelOfInterest(image), 1);
         if (extent.columns <= 0 || extent.rows <= 0 || channel > image.nChannels) return false;
         frame.image[i] = {sampleAt(image, extent.x, extent.y, channel),

@@ -5,7 +5,7 @@
 
 #include "core/image.h"
 #include "core/memory.h"
-#include "core/window.h"
+#include "core/walk_neighbourhoods.h"
 #include "filter/box_sums.h"
 #include "filter/kernels.h"
 
@@ -26,7 +26,7 @@ bool badArguments(const ZylImage *srcImage, const ZylImage *dstImage, std::int32
 }
 
 // The channels that both images process, each into the channel of its number.
-Channels commonChannels(const ZylImage &a, const ZylImage &b) {
+ChannelRange commonChannels(const ZylImage &a, const ZylImage &b) {
     const auto first = [](const ZylImage &image) { return std::max(channelOfInterest(image), 1); };
     const auto last = [](const ZylImage &image) {
         const int coi = channelOfInterest(image);
@@ -36,7 +36,7 @@ Channels commonChannels(const ZylImage &a, const ZylImage &b) {
     return {from, from, std::min(last(a), last(b)) - from + 1};
 }
 
-bool copyPiece(const Piece &piece, const Box &box, const Passes &passes) {
+bool copyPiece(const NeighbourPiece &piece, const Box &box, const Passes &passes) {
     PieceRows rows(piece, box, passes, 1, 1);
     if (!rows) return false;
     const std::int64_t bytes = rows.samples * rowSampleBytes(piece.destination.depth);
@@ -66,7 +66,7 @@ bool isNarrow(std::uint32_t depth, const Box &box, const Passes &passes) {
            box.columns <= 8192 / box.rows;
 }
 
-bool blurNarrow(const Piece &piece, const Box &box, const Passes &passes) {
+bool blurNarrow(const NeighbourPiece &piece, const Box &box, const Passes &passes) {
     constexpr std::int64_t PAD = 64; // samples before and behind the columns
     PieceRows rows(piece, box, passes, box.rows + 1, 1);
     const std::int64_t count = rows.samples + box.columns - 1;
@@ -100,7 +100,7 @@ bool blurNarrow(const Piece &piece, const Box &box, const Passes &passes) {
     return true;
 }
 
-bool blurPiece(const Piece &piece, const Box &box, const Passes &passes) {
+bool blurPiece(const NeighbourPiece &piece, const Box &box, const Passes &passes) {
     const std::uint32_t depth = piece.destination.depth;
     if (isNarrow(depth, box, passes)) return blurNarrow(piece, box, passes);
     const bool wide = !sumsFit(depth, box);
@@ -124,11 +124,11 @@ bool blurPiece(const Piece &piece, const Box &box, const Passes &passes) {
 void zylBlur(ZylImage *srcImage, ZylImage *dstImage, std::int32_t nRows, std::int32_t nCols,
              std::int32_t anchorX, std::int32_t anchorY, const ZylTileMapping *mapping) {
     if (badArguments(srcImage, dstImage, nRows, nCols, anchorX, anchorY)) return;
-    const Channels channels = commonChannels(*srcImage, *dstImage);
+    const ChannelRange channels = commonChannels(*srcImage, *dstImage);
     if (channels.count <= 0) return;
     const Passes passes(channels, *srcImage, *dstImage);
     const Box box = {nCols, nRows, anchorX, anchorY};
-    auto visit = [&](const Piece &piece) {
+    auto visit = [&](const NeighbourPiece &piece) {
         return nRows == 1 && nCols == 1 ? copyPiece(piece, box, passes)
                                         : blurPiece(piece, box, passes);
     };

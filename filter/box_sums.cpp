@@ -14,7 +14,7 @@ bool sumsFit(std::uint32_t depth, const Box &box) {
     return box.rows <= most && box.columns <= most && box.rows * box.columns <= most;
 }
 
-BoxSums::BoxSums(PieceRows &rows, const Piece &piece, const Box &box, const Passes &passes,
+BoxSums::BoxSums(PieceRows &rows, const NeighbourPiece &piece, const Box &box, const Passes &passes,
                  std::uint32_t depth, bool wide)
     : rows_(rows), boxY_(piece.boxY), box_(box), step_(passes.step()), sample_(depthIndex(depth)),
       wide_(wide), count_(rows.samples + (box.columns - 1) * passes.step()) {

@@ -7,7 +7,7 @@
 #include <cstdint>
 
 #include "core/memory.h"
-#include "core/window.h"
+#include "core/walk_neighbourhoods.h"
 #include "filter/kernels.h"
 
 namespace zylqx {
@@ -19,7 +19,7 @@ class BoxSums {
   public:
     // For the rows of a piece. Rows of 32-bit samples: the sum of a column of the
     // box is rounded to single precision.
-    BoxSums(PieceRows &rows, const Piece &piece, const Box &box, const Passes &passes,
+    BoxSums(PieceRows &rows, const NeighbourPiece &piece, const Box &box, const Passes &passes,
             std::uint32_t depth, bool wide);
 
     explicit operator bool() const { return columns_ && boxes_; }

@@ -6,7 +6,7 @@
 
 #include "core/image.h"
 #include "core/memory.h"
-#include "core/window.h"
+#include "core/walk_neighbourhoods.h"
 #include "filter/kernels.h"
 #include "filter/taps.h"
 
@@ -58,20 +58,20 @@ Path pathOf(std::uint32_t source, std::uint32_t destination) {
 
 // The channel of interest, or all channels but an alpha channel, which counts as
 // the last one.
-Channels channelsOf(const ZylImage &image) {
+ChannelRange channelsOf(const ZylImage &image) {
     const int coi = channelOfInterest(image);
     if (coi != 0) return {coi, coi, 1};
     return {1, 1, image.nChannels - (image.alphaChannel != 0 ? 1 : 0)};
 }
 
 // One kernel of a call.
-struct Part {
+struct KernelTaps {
     TapList taps;
     int shift;
 };
 
 struct Convolution {
-    const Part *parts;
+    const KernelTaps *parts;
     int count;
     int method;
     Sample source, destination;
@@ -105,7 +105,7 @@ void integerStrip(const Convolution &c, std::ptrdiff_t x, void *d, std::ptrdiff_
     auto *results = reinterpret_cast<std::int32_t *>(strip.results);
     const Combine combine = combineOf(c.method);
     for (int k = c.count - 1; k >= 0; --k) {
-        const Part &part = c.parts[k];
+        const KernelTaps &part = c.parts[k];
         accumulate(part.taps.taps(), part.taps.count(), x, sums, n);
         if (k == c.count - 1) {
             kernels.combineFirst(sums, part.shift, combine == Combine::AddSquare, results, n);
@@ -124,7 +124,7 @@ void wideStrip(const Convolution &c, std::ptrdiff_t x, void *d, std::ptrdiff_t n
     auto *results = reinterpret_cast<double *>(strip.results);
     const Combine combine = combineOf(c.method);
     for (int k = c.count - 1; k >= 0; --k) {
-        const Part &part = c.parts[k];
+        const KernelTaps &part = c.parts[k];
         double *to = k == c.count - 1 ? results : sums;
         accumulate(part.taps.taps(), part.taps.count(), x, to, n);
         if (part.shift != 0) kernels.shiftWide(to, part.shift, n);
@@ -141,7 +141,7 @@ void wideStrip(const Convolution &c, std::ptrdiff_t x, void *d, std::ptrdiff_t n
 // One kernel, no squares: the narrowest sums that hold its results.
 void singleStrip(const Convolution &c, std::ptrdiff_t x, void *d, std::ptrdiff_t n, Strip &strip) {
     const ConvolutionKernels &kernels = currentConvolutionKernels();
-    const Part &part = c.parts[0];
+    const KernelTaps &part = c.parts[0];
     const Sum sum = part.taps.sum();
     kernels.accumulate[static_cast<int>(c.source)][sumWidth(sum)](
         part.taps.taps(), part.taps.count(), x, strip.sums, n);
@@ -149,7 +149,8 @@ void singleStrip(const Convolution &c, std::ptrdiff_t x, void *d, std::ptrdiff_t
                                                                            d, n);
 }
 
-bool convolvePiece(const Piece &piece, const Box &box, const Passes &passes, const Convolution &c) {
+bool convolvePiece(const NeighbourPiece &piece, const Box &box, const Passes &passes,
+                   const Convolution &c) {
     PieceRows rows(piece, box, passes, box.rows, 1);
     if (!rows) return false;
     const bool single = c.count == 1 && c.method != ZYL_SUMSQ && c.method != ZYL_SUMSQROOT;
@@ -282,8 +283,8 @@ void zylConvolve2D(ZylImage *srcImage, ZylImage *dstImage, ZylConvKernel *const 
                    std::int32_t nKernels, std::int32_t combineMethod,
                    const ZylTileMapping *mapping) {
     if (badArguments(srcImage, dstImage, kernel, nKernels, combineMethod, mapping)) return;
-    const Channels source = channelsOf(*srcImage);
-    const Channels destination = channelsOf(*dstImage);
+    const ChannelRange source = channelsOf(*srcImage);
+    const ChannelRange destination = channelsOf(*dstImage);
     const Path path = pathOf(srcImage->depth, dstImage->depth);
     if (CONVOLVE.fails(source.count != destination.count, "Uncompatible images") ||
         CONVOLVE.fails(path == Path::None, "Inadmissible images depths")) {
@@ -293,7 +294,7 @@ void zylConvolve2D(ZylImage *srcImage, ZylImage *dstImage, ZylConvKernel *const 
 
     const Passes passes({source.source, destination.source, source.count}, *srcImage, *dstImage);
     const Box box = boxOf(kernel, nKernels);
-    Part parts[100];
+    KernelTaps parts[100];
     for (int k = 0; k < nKernels; ++k) {
         const ZylConvKernel &one = *kernel[k];
         parts[k] = {TapList(one.values, one.nRows, one.nCols, box.anchorX - one.anchorX,
@@ -311,9 +312,11 @@ void zylConvolve2D(ZylImage *srcImage, ZylImage *dstImage, ZylConvKernel *const 
                                      sampleOf(depthIndex(srcImage->depth)),
                                      sampleOf(depthIndex(dstImage->depth)),
                                      path};
-    auto visit = [&](const Piece &piece) { return convolvePiece(piece, box, passes, convolution); };
-    const Walked walked = walkNeighbourhoods(
+    auto visit = [&](const NeighbourPiece &piece) {
+        return convolvePiece(piece, box, passes, convolution);
+    };
+    const WalkResult walked = walkNeighbourhoods(
         *srcImage, *dstImage, clippedPair(*srcImage, *dstImage), box, mapping, visit);
-    if (walked == Walked::NoMemory) CONVOLVE.report(ZYL_StsNoMem, "Allocation failure");
+    if (walked == WalkResult::NoMemory) CONVOLVE.report(ZYL_StsNoMem, "Allocation failure");
     reportTiles(CONVOLVE, walked);
 }

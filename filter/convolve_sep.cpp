@@ -4,7 +4,7 @@
 
 #include "core/image.h"
 #include "core/memory.h"
-#include "core/window.h"
+#include "core/walk_neighbourhoods.h"
 #include "filter/kernels.h"
 #include "filter/taps.h"
 
@@ -51,7 +51,8 @@ struct Separable {
     int shift;
 };
 
-bool convolvePiece(const Piece &piece, const Box &box, const Passes &passes, const Separable &s) {
+bool convolvePiece(const NeighbourPiece &piece, const Box &box, const Passes &passes,
+                   const Separable &s) {
     const ConvolutionKernels &kernels = currentConvolutionKernels();
     const auto down = kernels.accumulate[static_cast<int>(s.source)][sumWidth(s.sum)];
     const auto across = kernels.accumulate[static_cast<int>(sampleOf(s.sum))][sumWidth(s.result)];
@@ -93,7 +94,7 @@ void zylConvolveSep2D(ZylImage *srcImage, ZylImage *dstImage, const ZylConvKerne
     if (badArguments(srcImage, dstImage, Xkernel, Ykernel)) return;
     const int srcCoi = channelOfInterest(*srcImage);
     const int dstCoi = channelOfInterest(*dstImage);
-    Channels channels = {1, 1, srcImage->nChannels};
+    ChannelRange channels = {1, 1, srcImage->nChannels};
     if (srcCoi != 0 || dstCoi != 0) {
         channels = {srcCoi != 0 ? srcCoi : dstCoi, dstCoi != 0 ? dstCoi : srcCoi, 1};
     }
@@ -116,7 +117,9 @@ void zylConvolveSep2D(ZylImage *srcImage, ZylImage *dstImage, const ZylConvKerne
                                         static_cast<std::uint32_t>(Ykernel->nShiftR)) &
                                        31u);
 
-    auto visit = [&](const Piece &piece) { return convolvePiece(piece, box, passes, separable); };
+    auto visit = [&](const NeighbourPiece &piece) {
+        return convolvePiece(piece, box, passes, separable);
+    };
     reportTiles(CALL, walkNeighbourhoods(*srcImage, *dstImage, uncutPair(*srcImage, *dstImage), box,
                                          nullptr, visit));
 }

@@ -15,7 +15,7 @@ namespace {
 // Rows of bits are handled in words of 64.
 class ExtremeRows {
   public:
-    ExtremeRows(const Piece &piece, const Box &box, const Passes &passes, Extreme extreme)
+    ExtremeRows(const NeighbourPiece &piece, const Box &box, const Passes &passes, Extreme extreme)
         : bits_(piece.source.depth == ZYL_DEPTH_1U), box_(box), step_(passes.step()),
           rows_(piece, box, passes, 1, 1, BitRows::Words),
           count_(bits_ ? (rows_.samples + 63) / 64 : rows_.samples),
@@ -26,7 +26,7 @@ class ExtremeRows {
           work_(static_cast<std::uint64_t>(2 * workSize())), reduced_(reducedSize()) {}
 
     explicit operator bool() const { return rows_ && work_ && reduced_; }
-    void run(const Piece &piece, const Passes &passes);
+    void run(const NeighbourPiece &piece, const Passes &passes);
 
   private:
     // A widened row; bits in whole words.
@@ -43,8 +43,8 @@ class ExtremeRows {
     unsigned char *reduced(std::int64_t i) const { return reduced_.data() + i * stride_; }
     void reduce(std::int64_t y, void *d);
     void reduceBits(const void *s, void *d);
-    void shallow(const Piece &piece);
-    void deep(const Piece &piece);
+    void shallow(const NeighbourPiece &piece);
+    void deep(const NeighbourPiece &piece);
 
     const bool bits_;
     const Box box_;
@@ -97,7 +97,7 @@ void ExtremeRows::reduceBits(const void *s, void *d) {
     std::copy(work, work + count_, static_cast<std::uint64_t *>(d));
 }
 
-void ExtremeRows::shallow(const Piece &piece) {
+void ExtremeRows::shallow(const NeighbourPiece &piece) {
     const std::int64_t rows = box_.rows;
     for (std::int64_t r = 0; r < rows - 1; ++r) reduce(piece.boxY + r, reduced(r));
     for (std::int64_t y = 0; y < piece.height; ++y) {
@@ -119,7 +119,7 @@ void ExtremeRows::shallow(const Piece &piece) {
 
 // Rows in groups as high as the box: a box is the lower end of one group and the
 // upper end of the next, whose extremes grow row by row.
-void ExtremeRows::deep(const Piece &piece) {
+void ExtremeRows::deep(const NeighbourPiece &piece) {
     const std::int64_t rows = box_.rows;
     std::int64_t group = 0;
     std::int64_t next = rows;
@@ -147,7 +147,7 @@ void ExtremeRows::deep(const Piece &piece) {
     }
 }
 
-void ExtremeRows::run(const Piece &piece, const Passes &passes) {
+void ExtremeRows::run(const NeighbourPiece &piece, const Passes &passes) {
     for (int pass = 0; pass < passes.count(); ++pass) {
         rows_.select(passes, pass);
         box_.rows <= 3 ? shallow(piece) : deep(piece);
@@ -156,7 +156,8 @@ void ExtremeRows::run(const Piece &piece, const Passes &passes) {
 
 } // namespace
 
-bool extremePiece(const Piece &piece, const Box &box, const Passes &passes, Extreme extreme) {
+bool extremePiece(const NeighbourPiece &piece, const Box &box, const Passes &passes,
+                  Extreme extreme) {
     ExtremeRows rows(piece, box, passes, extreme);
     if (!rows) return false;
     rows.run(piece, passes);

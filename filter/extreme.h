@@ -2,7 +2,7 @@
 #ifndef ZYLQX_FILTER_EXTREME_H
 #define ZYLQX_FILTER_EXTREME_H
 
-#include "core/window.h"
+#include "core/walk_neighbourhoods.h"
 
 namespace zylqx {
 
@@ -10,7 +10,8 @@ enum class Extreme { Largest, Smallest };
 
 // Computes a piece; false when there is no memory. Samples compare as numbers of
 // their depth; bits are joined by or and and.
-bool extremePiece(const Piece &piece, const Box &box, const Passes &passes, Extreme extreme);
+bool extremePiece(const NeighbourPiece &piece, const Box &box, const Passes &passes,
+                  Extreme extreme);
 
 } // namespace zylqx
 

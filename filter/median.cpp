@@ -25,7 +25,7 @@ constexpr std::int64_t BLOCK_COLUMNS = 64;
 constexpr std::int64_t BLOCK_ROWS = 64;
 
 // As few bits as half of the box, rounded up.
-bool medianOfBits(const Piece &piece, const Box &box, const Passes &passes) {
+bool medianOfBits(const NeighbourPiece &piece, const Box &box, const Passes &passes) {
     if (!sumsFit(ZYL_DEPTH_1U, box)) return false;
     PieceRows rows(piece, box, passes, box.rows + 1, 1);
     BoxSums sums(rows, piece, box, passes, ZYL_DEPTH_1U, false);
@@ -50,7 +50,7 @@ void placeBox(const void **samples, SourceRows &rows, std::int64_t y, const Box 
     }
 }
 
-bool medianByComparing(const Piece &piece, const Box &box, const Passes &passes) {
+bool medianByComparing(const NeighbourPiece &piece, const Box &box, const Passes &passes) {
     const std::uint32_t depth = piece.destination.depth;
     const auto median = currentRankKernels().median[checkedDepthIndex(depth)];
     const std::ptrdiff_t count = static_cast<std::ptrdiff_t>(box.rows * box.columns);
@@ -84,7 +84,7 @@ void count(std::uint16_t *histograms, const void *row, std::int64_t columns, std
     }
 }
 
-bool medianStrip(const Piece &piece, const Box &box, const Passes &passes) {
+bool medianStrip(const NeighbourPiece &piece, const Box &box, const Passes &passes) {
     const auto median = currentRankKernels().medianHistogram;
     const std::uint8_t flip = piece.destination.depth == ZYL_DEPTH_8S ? 0x80 : 0;
     const auto values = static_cast<std::uint32_t>(box.rows * box.columns);
@@ -112,17 +112,17 @@ bool medianStrip(const Piece &piece, const Box &box, const Passes &passes) {
     return true;
 }
 
-bool medianByCounting(const Piece &piece, const Box &box, const Passes &passes) {
+bool medianByCounting(const NeighbourPiece &piece, const Box &box, const Passes &passes) {
     const std::int64_t width = std::max<std::int64_t>(STRIP_COLUMNS / passes.step(), 1);
     for (std::int64_t x = 0; x < piece.width; x += width) {
-        const Piece strip = {piece.source,
-                             piece.boxX + x,
-                             piece.boxY,
-                             piece.destination,
-                             piece.dstX + x,
-                             piece.dstY,
-                             std::min(width, piece.width - x),
-                             piece.height};
+        const NeighbourPiece strip = {piece.source,
+                                      piece.boxX + x,
+                                      piece.boxY,
+                                      piece.destination,
+                                      piece.dstX + x,
+                                      piece.dstY,
+                                      std::min(width, piece.width - x),
+                                      piece.height};
         if (!medianStrip(strip, box, passes)) return false;
     }
     return true;
@@ -195,7 +195,7 @@ class OrderedBlock {
     Scratch<std::uint64_t> set_;
 };
 
-bool medianByOrder(const Piece &piece, const Box &box, const Passes &passes) {
+bool medianByOrder(const NeighbourPiece &piece, const Box &box, const Passes &passes) {
     const std::int64_t height = std::min(piece.height, BLOCK_ROWS);
     const std::int64_t width = std::min(piece.width, BLOCK_COLUMNS);
     PieceRows rows(piece, box, passes, box.rows + height - 1, height);
@@ -222,7 +222,7 @@ bool atMost(const Box &box, std::int64_t samples) {
 
 } // namespace
 
-bool medianPiece(const Piece &piece, const Box &box, const Passes &passes) {
+bool medianPiece(const NeighbourPiece &piece, const Box &box, const Passes &passes) {
     const std::uint32_t depth = piece.destination.depth;
     if (depth == ZYL_DEPTH_1U) return medianOfBits(piece, box, passes);
     if (atMost(box, COMPARED)) return medianByComparing(piece, box, passes);

@@ -2,13 +2,13 @@
 #ifndef ZYLQX_FILTER_MEDIAN_H
 #define ZYLQX_FILTER_MEDIAN_H
 
-#include "core/window.h"
+#include "core/walk_neighbourhoods.h"
 
 namespace zylqx {
 
 // Computes a piece; false when there is no memory. Of an even number of samples
 // the larger middle one; of bits, 1 when at least half of them are.
-bool medianPiece(const Piece &piece, const Box &box, const Passes &passes);
+bool medianPiece(const NeighbourPiece &piece, const Box &box, const Passes &passes);
 
 } // namespace zylqx
 

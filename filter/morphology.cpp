@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "core/image.h"
-#include "core/window.h"
+#include "core/walk_neighbourhoods.h"
 #include "filter/extreme.h"
 
 using namespace zylqx;
@@ -42,28 +42,31 @@ bool badArguments(const Call &call, const ZylImage *src, const ZylImage *dst,
 }
 
 // One pass over a block, from an image into another or within one.
-Walked pass(ZylImage &srcImage, ZylImage &dstImage, const PairedArea &block, Extreme extreme) {
+WalkResult pass(ZylImage &srcImage, ZylImage &dstImage, const PairedArea &block, Extreme extreme) {
     const auto first = [](const ZylImage &image) { return std::max(channelOfInterest(image), 1); };
     const Passes passes({first(srcImage), first(dstImage), effectiveChannels(srcImage)}, srcImage,
                         dstImage);
-    auto visit = [&](const Piece &piece) { return extremePiece(piece, SQUARE, passes, extreme); };
+    auto visit = [&](const NeighbourPiece &piece) {
+        return extremePiece(piece, SQUARE, passes, extreme);
+    };
     return walkNeighbourhoods(srcImage, dstImage, block, SQUARE, nullptr, visit);
 }
 
 // Repeats `steps` so many times: the first pass reads the source, the others work
 // within the destination.
-Walked repeat(ZylImage &srcImage, ZylImage &dstImage, std::int32_t times, const Extreme *steps,
-              int stepCount) {
+WalkResult repeat(ZylImage &srcImage, ZylImage &dstImage, std::int32_t times, const Extreme *steps,
+                  int stepCount) {
     const PairedArea block = clippedPair(srcImage, dstImage);
     PairedArea within = block;
     within.srcX = block.dstX;
     within.srcY = block.dstY;
     for (std::int64_t i = 0; i < std::int64_t{times} * stepCount; ++i) {
         ZylImage &from = i == 0 ? srcImage : dstImage;
-        const Walked walked = pass(from, dstImage, i == 0 ? block : within, steps[i % stepCount]);
-        if (walked != Walked::Done) return walked;
+        const WalkResult walked =
+            pass(from, dstImage, i == 0 ? block : within, steps[i % stepCount]);
+        if (walked != WalkResult::Done) return walked;
     }
-    return Walked::Done;
+    return WalkResult::Done;
 }
 
 bool isProcessed(std::uint32_t depth) {
@@ -76,8 +79,8 @@ void morphology(const Call &call, ZylImage *srcImage, ZylImage *dstImage, std::i
     if (badArguments(call, srcImage, dstImage, nIterations, mapping)) return;
     zylSetErrStatus(ZYL_StsOk);
     if (!isProcessed(srcImage->depth)) return;
-    const Walked walked = repeat(*srcImage, *dstImage, nIterations, steps, N);
-    if (walked == Walked::NoMemory) call.report(ZYL_StsNoMem, "Not enough memory");
+    const WalkResult walked = repeat(*srcImage, *dstImage, nIterations, steps, N);
+    if (walked == WalkResult::NoMemory) call.report(ZYL_StsNoMem, "Not enough memory");
     reportTiles(call, walked);
 }
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "core/image.h"
-#include "core/window.h"
+#include "core/walk_neighbourhoods.h"
 #include "filter/extreme.h"
 #include "filter/median.h"
 
@@ -39,7 +39,7 @@ void filter(const Call &call, const Arguments &a, F compute) {
     const Passes passes({first(*a.srcImage), first(*a.dstImage), effectiveChannels(*a.srcImage)},
                         *a.srcImage, *a.dstImage);
     const Box box = {a.nCols, a.nRows, a.anchorX, a.anchorY};
-    auto visit = [&](const Piece &piece) { return compute(piece, box, passes); };
+    auto visit = [&](const NeighbourPiece &piece) { return compute(piece, box, passes); };
     reportTiles(call,
                 walkNeighbourhoods(*a.srcImage, *a.dstImage, clippedPair(*a.srcImage, *a.dstImage),
                                    box, a.mapping, visit));
@@ -51,7 +51,7 @@ void zylMaxFilter(ZylImage *srcImage, ZylImage *dstImage, std::int32_t nRows, st
                   std::int32_t anchorX, std::int32_t anchorY, const ZylTileMapping *mapping) {
     filter(Call("zylMaxFilter", "zylnlf"),
            {srcImage, dstImage, nRows, nCols, anchorX, anchorY, mapping},
-           [](const Piece &piece, const Box &box, const Passes &passes) {
+           [](const NeighbourPiece &piece, const Box &box, const Passes &passes) {
                return extremePiece(piece, box, passes, Extreme::Largest);
            });
 }
@@ -60,7 +60,7 @@ void zylMinFilter(ZylImage *srcImage, ZylImage *dstImage, std::int32_t nRows, st
                   std::int32_t anchorX, std::int32_t anchorY, const ZylTileMapping *mapping) {
     filter(Call("zylMinFilter", "zylnlf"),
            {srcImage, dstImage, nRows, nCols, anchorX, anchorY, mapping},
-           [](const Piece &piece, const Box &box, const Passes &passes) {
+           [](const NeighbourPiece &piece, const Box &box, const Passes &passes) {
                return extremePiece(piece, box, passes, Extreme::Smallest);
            });
 }

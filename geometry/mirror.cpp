@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "core/call.h"
+#include "core/walk_destination.h"
 #include "geometry/rows.h"
-#include "geometry/source.h"
 
 using namespace zylqx;
 
@@ -27,7 +27,7 @@ Area mirrored(const PartOfBlock &part, const Area &region, Flip flip) {
 }
 
 // False when memory is exhausted.
-bool mirrorPiece(const Source &source, const DstPiece &piece, const ChannelPairs &pairs,
+bool mirrorPiece(const SourceRect &source, const DstPiece &piece, const ChannelPairs &pairs,
                  const Area &from, Flip flip) {
     RowFlip rows(source, from.x, piece, pairs, flip.columns);
     if (!rows) return false;
@@ -40,7 +40,7 @@ bool mirrorPiece(const Source &source, const DstPiece &piece, const ChannelPairs
 
 // Rows change places in pairs; one of them waits in a buffer meanwhile.
 void mirrorInPlace(const ZylImage &image, const Area &area, Flip flip) {
-    const Source source(image);
+    const SourceRect source(image);
     const DstPiece piece = {image, area, 0, 0};
     const ChannelPairs pairs = pairChannels(image, image);
     RowFlip rows(source, area.x, piece, pairs, flip.columns);
@@ -83,10 +83,10 @@ void zylMirror(ZylImage *srcImage, ZylImage *dstImage, std::int32_t flipAxis) {
 
     const ChannelPairs pairs = pairChannels(*srcImage, *dstImage);
     auto needed = [&](const PartOfBlock &part) { return mirrored(part, from, flip); };
-    auto process = [&](const Source &source, const DstPiece &piece) {
+    auto process = [&](const SourceRect &source, const DstPiece &piece) {
         const Area rect =
             mirrored({piece.dx, piece.dy, piece.area.width, piece.area.height}, from, flip);
         return mirrorPiece(source, piece, pairs, rect, flip);
     };
-    forEachPiece(call, MIRROR_REPORT, *srcImage, *dstImage, block, nullptr, needed, process);
+    walkDestination(call, MIRROR_REPORT, *srcImage, *dstImage, block, nullptr, needed, process);
 }

@@ -8,10 +8,10 @@
 #include <cstring>
 
 #include "core/memory.h"
+#include "core/walk_destination.h"
 #include "geometry/kernels.h"
 #include "geometry/positions.h"
 #include "geometry/rows.h"
-#include "geometry/source.h"
 
 namespace zylqx {
 
@@ -66,7 +66,7 @@ Area neededBetween(const PartOfBlock &part, int taps, ColumnTaps columnTaps, Row
 // One piece by nearest neighbour. columnOf and rowOf give the column and row of
 // the image for a column and row of the block. False when memory is exhausted.
 template <class ColumnOf, class RowOf>
-bool resampleNearest(const Source &source, const DstPiece &piece, const ChannelPairs &pairs,
+bool resampleNearest(const SourceRect &source, const DstPiece &piece, const ChannelPairs &pairs,
                      ColumnOf columnOf, RowOf rowOf) {
     const MoveKernels &kernels = ZYLQX_KERNELS(moveKernels);
     const std::ptrdiff_t bytes = sampleBytes(piece.image.depth);
@@ -106,7 +106,7 @@ bool resampleNearest(const Source &source, const DstPiece &piece, const ChannelP
 // for a column and a row of the block. Rows of intermediate values are kept: the
 // taps of a row are at most as many neighbours as there are places.
 template <class Weight, class ColumnTaps, class RowTaps>
-bool resampleBetween(const Source &source, const DstPiece &piece, const ChannelPairs &pairs,
+bool resampleBetween(const SourceRect &source, const DstPiece &piece, const ChannelPairs &pairs,
                      const Kernels &kernels, ColumnTaps columnTaps, RowTaps rowTaps) {
     const std::int32_t width = piece.area.width;
     const std::int64_t n = std::int64_t{width} * pairs.count;
@@ -208,12 +208,12 @@ struct Resampling {
                 part, [&](std::int32_t i) { return columns.nearest(exact ? i : part.dx, i); },
                 [&](std::int32_t j) { return rows.nearest(exact ? j : part.dy, j); });
         };
-        auto process = [&](const Source &source, const DstPiece &piece) {
+        auto process = [&](const SourceRect &source, const DstPiece &piece) {
             return resampleNearest(
                 source, piece, pairs, [&](std::int32_t i) { return columns.nearest(piece.dx, i); },
                 [&](std::int32_t j) { return rows.nearest(piece.dy, j); });
         };
-        forEachPiece(call, TRANSFER_REPORT, src, dst, block, tile, needed, process);
+        walkDestination(call, TRANSFER_REPORT, src, dst, block, tile, needed, process);
     }
 
     template <class Weight>
@@ -224,12 +224,12 @@ struct Resampling {
         auto needed = [&](const PartOfBlock &part) {
             return neededBetween(part, kernels.taps, column, row);
         };
-        auto process = [&](const Source &source, const DstPiece &piece) {
+        auto process = [&](const SourceRect &source, const DstPiece &piece) {
             return forEachStrip(piece, pairs, kernels, [&](const DstPiece &strip) {
                 return resampleBetween<Weight>(source, strip, pairs, kernels, column, row);
             });
         };
-        forEachPiece(call, TRANSFER_REPORT, src, dst, block, tile, needed, process);
+        walkDestination(call, TRANSFER_REPORT, src, dst, block, tile, needed, process);
     }
 };
 

@@ -6,10 +6,10 @@
 
 #include "core/bits.h"
 #include "core/call.h"
+#include "core/walk_destination.h"
 #include "geometry/kernels.h"
 #include "geometry/positions.h"
 #include "geometry/rows.h"
-#include "geometry/source.h"
 
 using namespace zylqx;
 
@@ -19,7 +19,7 @@ constexpr std::int32_t FULL_TURN = 36000; // hundredths of a degree
 constexpr std::int32_t QUARTER_TURN = 9000;
 
 // Columns or rows from begin up to end.
-struct Range {
+struct Span {
     std::int64_t begin, end;
 
     bool empty() const { return begin >= end; }
@@ -49,7 +49,7 @@ class Writer {
     Writer(const DstPiece &piece, const ChannelPairs &pairs) : piece_(piece), pairs_(pairs) {}
 
     // Zeros in a part of the piece.
-    void clear(Range rows, Range columns) const {
+    void clear(Span rows, Span columns) const {
         if (columns.empty()) return;
         for (int plane = 0; plane < pairs_.planes; ++plane) {
             for (std::int64_t j = rows.begin; j < rows.end; ++j) {
@@ -78,7 +78,7 @@ class Writer {
     std::ptrdiff_t bytes() const { return sampleBytes(piece_.image.depth); }
 
   private:
-    void clearRow(std::int32_t j, Range columns, int channel) const {
+    void clearRow(std::int32_t j, Span columns, int channel) const {
         const std::int64_t n = columns.end - columns.begin;
         if (bytes() == 0) {
             fillBits(piece_.row(j, 1), piece_.area.x % 8 + columns.begin, n, false);
@@ -99,7 +99,7 @@ class Writer {
     const ChannelPairs &pairs_;
 };
 
-TurnSource turnSource(const Source &source, const Turn &turn, int channel) {
+TurnSource turnSource(const SourceRect &source, const Turn &turn, int channel) {
     const ZylImage &image = source.image();
     const bool bits = image.depth == ZYL_DEPTH_1U;
     const std::ptrdiff_t pixel = pixelStep(image) * sampleBytes(image.depth);
@@ -113,7 +113,7 @@ TurnSource turnSource(const Source &source, const Turn &turn, int channel) {
 }
 
 // Puts the samples at the block's positions into columns from i on.
-void putBlock(const Source &source, const Turn &turn, TurnKernels::Sample sample,
+void putBlock(const SourceRect &source, const Turn &turn, TurnKernels::Sample sample,
               const TurnBlock &block, const Writer &writer, std::int64_t i, std::int32_t j,
               std::ptrdiff_t n) {
     alignas(64) unsigned char samples[TURN_BLOCK * 2];
@@ -147,7 +147,7 @@ class FreeTurn {
     // The source rectangle around the part's four corners and what interpolation
     // reads beside it.
     Area needed(const PartOfBlock &part, const Area &region) const {
-        Range columns = {0, turn_.width}, rows = {0, turn_.height};
+        Span columns = {0, turn_.width}, rows = {0, turn_.height};
         constexpr std::int64_t REACH = 4;
         double left = HUGE_VAL, right = -HUGE_VAL, top = HUGE_VAL, bottom = -HUGE_VAL;
         for (const std::int32_t i : {part.dx, part.dx + part.width - 1}) {
@@ -170,7 +170,7 @@ class FreeTurn {
     }
 
     // Columns in blocks, so that what consecutive rows read stays in the cache.
-    bool run(const Source &source, const DstPiece &piece) const {
+    bool run(const SourceRect &source, const DstPiece &piece) const {
         const TurnKernels &kernels = ZYLQX_KERNELS(turnKernels);
         const int size = sizeIndex(sampleBytes(piece.image.depth));
         const auto sample = piece.image.depth == ZYL_DEPTH_1U ? kernels.sampleNearest[2]
@@ -191,7 +191,7 @@ class FreeTurn {
             }
             for (std::int32_t j = 0; j < piece.area.height; ++j) {
                 const TurnedRow row = turnedRow(piece.dy + j);
-                Range inside = insideOf(row, {piece.dx + i, piece.dx + end});
+                Span inside = insideOf(row, {piece.dx + i, piece.dx + end});
                 inside = {inside.begin - piece.dx, inside.end - piece.dx};
                 writer.clear({j, j + 1}, {i, inside.begin});
                 writer.clear({j, j + 1}, {inside.end, end});
@@ -227,7 +227,7 @@ class FreeTurn {
 
     // The columns whose positions lie in the source. Along a row, each of the four
     // conditions begins or ends to hold once at most.
-    Range insideOf(const TurnedRow &row, Range columns) const {
+    Span insideOf(const TurnedRow &row, Span columns) const {
         auto atX = [&](std::int64_t i) { return columnAt(row, i); };
         auto atY = [&](std::int64_t i) { return rowAt(row, i); };
         narrow(columns, atX, 0, [&](double x) { return above(x); });
@@ -239,7 +239,7 @@ class FreeTurn {
     // To where a condition on positions holds, which changes near `limit`. That is
     // found by going there in a straight line, and by halving what is left.
     template <class Position, class Condition>
-    static void narrow(Range &range, Position position, double limit, Condition holds) {
+    static void narrow(Span &range, Position position, double limit, Condition holds) {
         if (range.empty()) return;
         std::int64_t low = range.begin, high = range.end - 1;
         const double lowest = position(low), highest = position(high);
@@ -291,18 +291,18 @@ class QuarterTurn {
         return filled.empty() ? Area{0, 0, 0, 0, region.coi} : sourceOf(filled);
     }
 
-    bool run(const Source &source, const DstPiece &piece) const {
+    bool run(const SourceRect &source, const DstPiece &piece) const {
         const Writer writer(piece, turn_.pairs);
         const Area &area = piece.area;
         const Filled filled = filledPart({piece.dx, piece.dx + std::int64_t{area.width}},
                                          {piece.dy, piece.dy + std::int64_t{area.height}});
-        const Range all = {0, area.width};
+        const Span all = {0, area.width};
         if (filled.empty()) {
             writer.clear({0, area.height}, all);
             return true;
         }
-        const Range columns = {filled.columns.begin - piece.dx, filled.columns.end - piece.dx};
-        const Range rows = {filled.rows.begin - piece.dy, filled.rows.end - piece.dy};
+        const Span columns = {filled.columns.begin - piece.dx, filled.columns.end - piece.dx};
+        const Span rows = {filled.rows.begin - piece.dy, filled.rows.end - piece.dy};
         writer.clear({0, rows.begin}, all);
         writer.clear({rows.end, area.height}, all);
         writer.clear(rows, {0, columns.begin});
@@ -331,21 +331,21 @@ class QuarterTurn {
         }
         // The coordinates that are mapped inside 0 .. size, by the direction that
         // counts: columns or rows.
-        Range inside(std::int64_t size) const {
-            return x + y > 0 ? Range{-shift, size - shift} : Range{shift - size + 1, shift + 1};
+        Span inside(std::int64_t size) const {
+            return x + y > 0 ? Span{-shift, size - shift} : Span{shift - size + 1, shift + 1};
         }
     };
     // Columns and rows of the block that get source pixels.
     struct Filled {
-        Range columns, rows;
+        Span columns, rows;
         bool empty() const { return columns.empty() || rows.empty(); }
     };
 
-    Filled filledPart(Range columns, Range rows) const {
-        const Range acrossSource = column_.inside(turn_.width);
-        const Range downSource = row_.inside(turn_.height);
-        const Range &x = column_.x != 0 ? acrossSource : downSource;
-        const Range &y = column_.x != 0 ? downSource : acrossSource;
+    Filled filledPart(Span columns, Span rows) const {
+        const Span acrossSource = column_.inside(turn_.width);
+        const Span downSource = row_.inside(turn_.height);
+        const Span &x = column_.x != 0 ? acrossSource : downSource;
+        const Span &y = column_.x != 0 ? downSource : acrossSource;
         columns.cutTo(x.begin - turn_.x, x.end - turn_.x);
         rows.cutTo(y.begin - turn_.y, y.end - turn_.y);
         return {columns, rows};
@@ -362,7 +362,7 @@ class QuarterTurn {
                 static_cast<std::int32_t>(swapped ? x2 - x1 : y2 - y1), 0};
     }
 
-    bool turnRound(const Source &source, const DstPiece &part, const Area &from) const {
+    bool turnRound(const SourceRect &source, const DstPiece &part, const Area &from) const {
         RowFlip rows(source, from.x, part, turn_.pairs, true);
         if (!rows) return false;
         for (int plane = 0; plane < turn_.pairs.planes; ++plane) {
@@ -374,7 +374,8 @@ class QuarterTurn {
 
     // A clockwise step through the destination goes through the source in columns:
     // upwards or downwards, the columns in or against their order.
-    void transpose(const Source &source, const DstPiece &part, const Area &from, int plane) const {
+    void transpose(const SourceRect &source, const DstPiece &part, const Area &from,
+                   int plane) const {
         const ChannelPairs &pairs = turn_.pairs;
         const std::ptrdiff_t bytes = sampleBytes(part.image.depth);
         const std::ptrdiff_t pixel = pairs.count * bytes;
@@ -413,7 +414,7 @@ class QuarterTurn {
         });
     }
 
-    bool transposeBits(const Source &source, const DstPiece &part, const Area &from) const {
+    bool transposeBits(const SourceRect &source, const DstPiece &part, const Area &from) const {
         const Writer writer(part, turn_.pairs);
         const auto sample = ZYLQX_KERNELS(turnKernels).sampleNearest[2];
         const auto bits = std::int64_t{source.image().widthStep} * 8;
@@ -473,10 +474,10 @@ void turnImages(const Call &call, const Turn &turn, ZylImage &src, ZylImage &dst
                 const std::int32_t *dstTile) {
     const Turned turned(turn);
     auto needed = [&](const PartOfBlock &part) { return turned.needed(part, block); };
-    auto process = [&](const Source &source, const DstPiece &piece) {
+    auto process = [&](const SourceRect &source, const DstPiece &piece) {
         return turned.run(source, piece);
     };
-    forEachPiece(call, TRANSFER_REPORT, src, dst, block, dstTile, needed, process);
+    walkDestination(call, TRANSFER_REPORT, src, dst, block, dstTile, needed, process);
 }
 
 } // namespace

@@ -7,6 +7,19 @@
 
 namespace zylqx {
 
+ChannelPairs pairChannels(const ZylImage &src, const ZylImage &dst) {
+    const int channels = std::min(effectiveChannels(src), effectiveChannels(dst));
+    ChannelPairs pairs;
+    const bool together = !isPlanar(src) && !isPlanar(dst);
+    pairs.planes = together ? 1 : channels;
+    pairs.count = together ? channels : 1;
+    pairs.srcFirst = std::max(channelOfInterest(src), 1);
+    pairs.dstFirst = std::max(channelOfInterest(dst), 1);
+    pairs.srcStep = pixelStep(src);
+    pairs.dstStep = pixelStep(dst);
+    return pairs;
+}
+
 // --- gathering ---
 
 GatherTable::GatherTable(std::int64_t n)
@@ -86,7 +99,7 @@ void RowOutput::repeatRow(std::int32_t j) {
 
 // --- turning round ---
 
-RowFlip::RowFlip(const Source &source, std::int32_t left, const DstPiece &piece,
+RowFlip::RowFlip(const SourceRect &source, std::int32_t left, const DstPiece &piece,
                  const ChannelPairs &pairs, bool reversed)
     : source_(source), piece_(piece), pairs_(pairs), left_(left - source.left()),
       bytes_(sampleBytes(piece.image.depth)), reversed_(reversed), output_(piece, pairs) {

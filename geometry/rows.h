@@ -6,10 +6,22 @@
 #include <type_traits>
 
 #include "core/memory.h"
+#include "core/walk_destination.h"
 #include "geometry/kernels.h"
-#include "geometry/source.h"
 
 namespace zylqx {
+
+// Which channels of two images belong together.
+struct ChannelPairs {
+    int planes;                      // processed one after the other
+    std::ptrdiff_t count;            // samples of a pixel that are processed together
+    int srcFirst, dstFirst;          // channels, from 1
+    std::ptrdiff_t srcStep, dstStep; // samples from pixel to pixel
+};
+
+// The channel of interest of each image, or all its channels; the smaller number
+// decides. Channels that both images interleave are processed together.
+ChannelPairs pairChannels(const ZylImage &src, const ZylImage &dst);
 
 // Calls process(size) with a number of bytes, as a constant if it is a usual size
 // of pixels, so that copying a pixel is an instruction or two.
@@ -109,7 +121,7 @@ class RowFlip {
   public:
     // Rows of the piece; `reversed` turns them round. They come from `source`,
     // from pixels that begin at column `left` of its image.
-    RowFlip(const Source &source, std::int32_t left, const DstPiece &piece,
+    RowFlip(const SourceRect &source, std::int32_t left, const DstPiece &piece,
             const ChannelPairs &pairs, bool reversed);
 
     explicit operator bool() const { return static_cast<bool>(output_) && ready_; }
@@ -128,7 +140,7 @@ class RowFlip {
     void chooseRectangle();
     void runBits(const unsigned char *row, std::int32_t j);
 
-    const Source &source_;
+    const SourceRect &source_;
     const DstPiece &piece_;
     const ChannelPairs pairs_;
     const std::int32_t left_;

@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "core/step_kernels.h"
+#include "core/walk_grid.h"
 #include "stats/alpha.h"
 #include "stats/alpha_kernels.h"
-#include "stats/blocks.h"
 
 using namespace zylqx;
 
@@ -113,7 +113,7 @@ class Compositor {
         fill(composition.alphaB, alphaB_);
     }
 
-    void block(const BlockWalk &walk) {
+    void block(const GridWalk &walk) {
         if (takesPixels(walk)) {
             pixels(walk);
         } else {
@@ -122,14 +122,14 @@ class Compositor {
     }
 
   private:
-    bool takesPixels(const BlockWalk &walk) const;
-    void pixels(const BlockWalk &walk) const;
-    void samples(const BlockWalk &walk);
-    bool takesAllChannels(const BlockWalk &walk) const;
+    bool takesPixels(const GridWalk &walk) const;
+    void pixels(const GridWalk &walk) const;
+    void samples(const GridWalk &walk);
+    bool takesAllChannels(const GridWalk &walk) const;
     void fill(const AlphaSource &source, T *block) const;
-    const T *loadAlpha(const BlockPixels &pixels, const AlphaSource &source, std::ptrdiff_t x,
+    const T *loadAlpha(const GridPixels &pixels, const AlphaSource &source, std::ptrdiff_t x,
                        std::ptrdiff_t y, std::ptrdiff_t n, T *block) const;
-    void storeAlpha(const BlockPixels &pixels, std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t n,
+    void storeAlpha(const GridPixels &pixels, std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t n,
                     const T *alphaA, const T *alphaB);
     // An alpha for each sample of n pixels.
     const T *spread(const AlphaSource &source, const T *alpha, std::ptrdiff_t perPixel,
@@ -165,7 +165,7 @@ bool isRgba(const ZylImage &image) {
 // Whether all images are interleaved pixels of three colours and alpha, with
 // nothing beside them.
 template <class T>
-bool Compositor<T>::takesPixels(const BlockWalk &walk) const {
+bool Compositor<T>::takesPixels(const GridWalk &walk) const {
     const Composition &c = composition_;
     const auto simple = [](const AlphaSource &alpha) {
         return alpha.pixel.own || alpha.isConstant();
@@ -177,7 +177,7 @@ bool Compositor<T>::takesPixels(const BlockWalk &walk) const {
 }
 
 template <class T>
-void Compositor<T>::pixels(const BlockWalk &walk) const {
+void Compositor<T>::pixels(const GridWalk &walk) const {
     const Composition &c = composition_;
     const auto row = kernels_.compositePixels[c.preMultiplied][c.rule];
     const View<T> a = walk.pixels(SRC_A).template allChannels<T>();
@@ -192,7 +192,7 @@ void Compositor<T>::pixels(const BlockWalk &walk) const {
 // Whether the channels of all images, all of them colours, can be processed as
 // one.
 template <class T>
-bool Compositor<T>::takesAllChannels(const BlockWalk &walk) const {
+bool Compositor<T>::takesAllChannels(const GridWalk &walk) const {
     const ZylImage &d = walk.pixels(DST).image();
     const ZylImage &a = walk.pixels(SRC_A).image();
     const ZylImage &b = walk.pixels(SRC_B).image();
@@ -210,7 +210,7 @@ void Compositor<T>::fill(const AlphaSource &source, T *block) const {
 // A constant is in its block already. A colour of the destination that serves as
 // alpha is copied before it is written.
 template <class T>
-const T *Compositor<T>::loadAlpha(const BlockPixels &pixels, const AlphaSource &source,
+const T *Compositor<T>::loadAlpha(const GridPixels &pixels, const AlphaSource &source,
                                   std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t n,
                                   T *block) const {
     if (source.image == nullptr) return block;
@@ -224,7 +224,7 @@ const T *Compositor<T>::loadAlpha(const BlockPixels &pixels, const AlphaSource &
 }
 
 template <class T>
-void Compositor<T>::storeAlpha(const BlockPixels &pixels, std::ptrdiff_t x, std::ptrdiff_t y,
+void Compositor<T>::storeAlpha(const GridPixels &pixels, std::ptrdiff_t x, std::ptrdiff_t y,
                                std::ptrdiff_t n, const T *alphaA, const T *alphaB) {
     const View<T> alpha = pixels.channel<T>(pixels.image().alphaChannel);
     T *to = alpha.row(y) + x * alpha.step;
@@ -255,11 +255,11 @@ void Compositor<T>::channel(const View<T> &a, const View<T> &b, const View<T> &d
 }
 
 template <class T>
-void Compositor<T>::samples(const BlockWalk &walk) {
+void Compositor<T>::samples(const GridWalk &walk) {
     const Composition &c = composition_;
-    const BlockPixels &a = walk.pixels(SRC_A);
-    const BlockPixels &b = walk.pixels(SRC_B);
-    const BlockPixels &d = walk.pixels(DST);
+    const GridPixels &a = walk.pixels(SRC_A);
+    const GridPixels &b = walk.pixels(SRC_B);
+    const GridPixels &d = walk.pixels(DST);
     const int coi = channelOfInterest(*c.dstImage);
     const int alphaChannel = d.image().alphaChannel;
     // An alpha alone is not composited.
@@ -296,7 +296,7 @@ void Compositor<T>::samples(const BlockWalk &walk) {
 
 template <class T>
 void composite(const Call &call, const Composition &composition) {
-    BlockOperand operands[OPERANDS];
+    GridOperand operands[OPERANDS];
     operands[DST] = {composition.dstImage, true};
     operands[ALPHA_DST] = {composition.alphaDst, true};
     operands[SRC_A] = {composition.srcImageA, false};
@@ -304,7 +304,7 @@ void composite(const Call &call, const Composition &composition) {
     operands[ALPHA_A] = {composition.alphaA.image, false};
     operands[ALPHA_B] = {composition.alphaB.image, false};
     Compositor<T> compositor(composition);
-    BlockWalk walk(call, operands, OPERANDS, composition.mapping);
+    GridWalk walk(call, operands, OPERANDS, composition.mapping);
     while (walk.next()) compositor.block(walk);
 }
 

@@ -5,8 +5,8 @@
 #include <cstring>
 
 #include "core/memory.h"
+#include "core/walk_tiles.h"
 #include "stats/kernels.h"
-#include "stats/pieces.h"
 
 using namespace zylqx;
 
@@ -15,11 +15,11 @@ namespace {
 constexpr const char *FILE_NAME = "zylHist";
 
 // The channels that are processed; the same number of entries of `lut`.
-struct Channels {
+struct TableChannels {
     int first; // from 1
     int count;
 
-    explicit Channels(const ZylImage &image)
+    explicit TableChannels(const ZylImage &image)
         : first(std::max(channelOfInterest(image), 1)), count(effectiveChannels(image)) {}
 
     int channel(int i) const { return first + i; }
@@ -33,7 +33,7 @@ std::int32_t histogramSize(std::uint32_t depth) {
 
 // Tables of `size` entries for all channels; false when memory is exhausted.
 template <class T>
-Scratch<T> allocateTables(const Channels &channels, std::ptrdiff_t size) {
+Scratch<T> allocateTables(const TableChannels &channels, std::ptrdiff_t size) {
     return Scratch<T>(static_cast<std::uint64_t>(channels.count) *
                       static_cast<std::uint64_t>(size));
 }
@@ -56,7 +56,7 @@ bool badLut(const Call &call, ZylLUT *const *lut, int k, std::int32_t histSize) 
     return false;
 }
 
-bool badLuts(const Call &call, ZylLUT *const *lut, const Channels &channels,
+bool badLuts(const Call &call, ZylLUT *const *lut, const TableChannels &channels,
              std::int32_t histSize) {
     for (int i = 0; i < channels.count; ++i) {
         if (badLut(call, lut, channels.entry(i), histSize)) return true;
@@ -87,7 +87,7 @@ std::ptrdiff_t tablesPerChannel(std::uint32_t depth) {
     return depth == ZYL_DEPTH_8U ? TABLES_8 : 1;
 }
 
-void countBits(const Piece &piece, std::uint32_t *counts) {
+void countBits(const TilePiece &piece, std::uint32_t *counts) {
     const Area &area = piece.area;
     for (std::int32_t y = 0; y < area.height; ++y) {
         const ConstBits row = {sampleAt(*piece.image, area.x, area.y + y, 1), area.x % 8};
@@ -99,11 +99,11 @@ void countBits(const Piece &piece, std::uint32_t *counts) {
 }
 
 // Whether all samples of a row are processed, each by the table of its channel.
-bool takesPixels(const Piece &piece, const Channels &channels) {
+bool takesPixels(const TilePiece &piece, const TableChannels &channels) {
     return !isPlanar(*piece.image) && channels.count == piece.image->nChannels;
 }
 
-void count8(const Piece &piece, const Channels &channels, std::uint32_t *counts) {
+void count8(const TilePiece &piece, const TableChannels &channels, std::uint32_t *counts) {
     const StatsKernels &kernels = currentStatsKernels();
     // How many channels a row has side by side.
     const int together = takesPixels(piece, channels) ? channels.count : 1;
@@ -120,7 +120,7 @@ void count8(const Piece &piece, const Channels &channels, std::uint32_t *counts)
     }
 }
 
-void count16(const Piece &piece, const Channels &channels, std::uint32_t *counts) {
+void count16(const TilePiece &piece, const TableChannels &channels, std::uint32_t *counts) {
     for (int i = 0; i < channels.count; ++i) {
         const View<std::uint16_t> samples = channelView<std::uint16_t>(piece, channels.channel(i));
         for (std::ptrdiff_t y = 0; y < samples.rows; ++y) {
@@ -149,8 +149,8 @@ void lookUp(const T *s, std::ptrdiff_t sStep, T *d, std::ptrdiff_t dStep, std::p
 }
 
 template <class T>
-void mapPiece(const Piece &src, const Channels &srcChannels, const Piece &dst,
-              const Channels &dstChannels, const T *tables, std::int32_t histSize) {
+void mapPiece(const TilePiece &src, const TableChannels &srcChannels, const TilePiece &dst,
+              const TableChannels &dstChannels, const T *tables, std::int32_t histSize) {
     // 16-bit tables take no turns: they would throw each other out of the cache.
     const bool pixels =
         sizeof(T) == 1 && takesPixels(src, srcChannels) && takesPixels(dst, dstChannels);
@@ -176,21 +176,22 @@ void mapPiece(const Piece &src, const Channels &srcChannels, const Piece &dst,
 template <class T>
 bool mapImage(ZylImage &src, ZylImage &dst, const T *tables, const std::int32_t *tile) {
     const Call call("zylMap", FILE_NAME);
-    Walked from = {&src, clippedArea(src), ZYL_GET_TILE_TO_READ};
-    Walked to = {&dst, clippedArea(dst), ZYL_GET_TILE_TO_WRITE};
+    WalkedImage from = {&src, clippedArea(src), ZYL_GET_TILE_TO_READ};
+    WalkedImage to = {&dst, clippedArea(dst), ZYL_GET_TILE_TO_WRITE};
     cutToCommonSize(from.area, to.area);
-    const Channels srcChannels(src);
-    const Channels dstChannels(dst);
+    const TableChannels srcChannels(src);
+    const TableChannels dstChannels(dst);
     const std::int32_t histSize = histogramSize(src.depth);
-    const auto map = [&](Piece srcPiece, Piece dstPiece) {
+    const auto map = [&](TilePiece srcPiece, TilePiece dstPiece) {
         joinRows(srcPiece, dstPiece);
         mapPiece(srcPiece, srcChannels, dstPiece, dstChannels, tables, histSize);
         return true;
     };
-    if (isTiled(src) && !isTiled(dst)) return forEachPiecePair(call, from, to, tile, map);
-    return forEachPiecePair(
-        call, to, from, tile,
-        [&](const Piece &dstPiece, const Piece &srcPiece) { return map(srcPiece, dstPiece); });
+    if (isTiled(src) && !isTiled(dst)) return walkTilePairs(call, from, to, tile, map);
+    return walkTilePairs(call, to, from, tile,
+                         [&](const TilePiece &dstPiece, const TilePiece &srcPiece) {
+                             return map(srcPiece, dstPiece);
+                         });
 }
 
 // What the two mapping operations ask of their arguments before anything else.
@@ -232,7 +233,7 @@ void fillStretchTable(const ZylLUT lut, std::int32_t histSize, T *table) {
 template <class T>
 void stretch(const Call &call, ZylImage &src, ZylImage &dst, ZylLUT *const *lut,
              const std::int32_t *tile) {
-    const Channels channels(src);
+    const TableChannels channels(src);
     const std::int32_t histSize = histogramSize(src.depth);
     const auto tables = allocateTables<T>(channels, histSize);
     if (!tables) return call.report(ZYL_StsNoMem, "");
@@ -296,7 +297,7 @@ bool equalise(const Equalisation<T> &e, std::int32_t histSize) {
 template <class T>
 void equaliseImage(const Call &call, ZylImage &src, ZylImage &dst, ZylLUT *const *lut,
                    const std::int32_t *tile) {
-    const Channels channels(src);
+    const TableChannels channels(src);
     const std::int32_t histSize = histogramSize(src.depth);
     const auto histograms = allocateTables<std::int64_t>(channels, histSize);
     const auto outputs = allocateTables<std::int64_t>(channels, histSize);
@@ -314,7 +315,7 @@ void equaliseImage(const Call &call, ZylImage &src, ZylImage &dst, ZylLUT *const
     if (!mapImage(src, dst, tables.data(), tile) || zylGetErrStatus() < 0) {
         return call.report(ZYL_StsBackTrace, "");
     }
-    const Channels dstChannels(dst);
+    const TableChannels dstChannels(dst);
     for (int i = 0; i < dstChannels.count; ++i) {
         storeIntervals(outputs.data() + std::ptrdiff_t{i} * histSize, *lut[dstChannels.entry(i)]);
     }
@@ -328,7 +329,7 @@ void ZYL_CALL zylComputeHisto(ZylImage *srcImage, ZylLUT *const *lut, const std:
     bool bad = call.fails(lut == nullptr, "lut==0");
     bad |= call.fails((srcImage->depth & ZYL_DEPTH_SIGN) != 0, "srcImage->depth & ZYL_DEPTH_SIGN");
     if (bad || zylGetErrStatus() < 0) return;
-    const Channels channels(*srcImage);
+    const TableChannels channels(*srcImage);
     const std::uint32_t depth = srcImage->depth;
     const std::int32_t histSize = histogramSize(depth);
     if (badLuts(call, lut, channels, histSize)) return;
@@ -339,7 +340,7 @@ void ZYL_CALL zylComputeHisto(ZylImage *srcImage, ZylLUT *const *lut, const std:
     if (!counts) return call.report(ZYL_StsNoMem, "");
     std::fill_n(counts.data(), channels.count * perChannel, 0u);
 
-    const auto count = [&](Piece piece) {
+    const auto count = [&](TilePiece piece) {
         joinRows(piece);
         if (depth == ZYL_DEPTH_1U) {
             countBits(piece, counts.data());
@@ -350,7 +351,7 @@ void ZYL_CALL zylComputeHisto(ZylImage *srcImage, ZylLUT *const *lut, const std:
         }
         return true;
     };
-    if (!forEachPiece(call, *srcImage, clippedArea(*srcImage), ZYL_GET_TILE_TO_READ, tile, count) ||
+    if (!walkTiles(call, *srcImage, clippedArea(*srcImage), ZYL_GET_TILE_TO_READ, tile, count) ||
         zylGetErrStatus() < 0) {
         return call.report(ZYL_StsBackTrace, "");
     }
@@ -368,7 +369,7 @@ void ZYL_CALL zylContrastStretch(ZylImage *srcImage, ZylImage *dstImage, ZylLUT 
     const Call call("zylContrastStretch", FILE_NAME);
     if (badMapping(call, srcImage, dstImage, lut)) return;
     if (effectiveChannels(*srcImage) != effectiveChannels(*dstImage)) return;
-    const Channels channels(*srcImage);
+    const TableChannels channels(*srcImage);
     if (badLuts(call, lut, channels, histogramSize(srcImage->depth))) return;
     for (int k = channels.entry(0); k < channels.entry(channels.count); ++k) {
         if (call.fails(lut[k]->interpolate != 0 && lut[k]->factor == nullptr,
@@ -389,8 +390,8 @@ void ZYL_CALL zylHistoEqualize(ZylImage *srcImage, ZylImage *dstImage, ZylLUT *c
     if (badMapping(call, srcImage, dstImage, lut)) return;
     if (effectiveChannels(*srcImage) != effectiveChannels(*dstImage)) return;
     const std::int32_t histSize = histogramSize(srcImage->depth);
-    const Channels srcChannels(*srcImage);
-    const Channels dstChannels(*dstImage);
+    const TableChannels srcChannels(*srcImage);
+    const TableChannels dstChannels(*dstImage);
     if (badLuts(call, lut, srcChannels, histSize)) return;
     // The entries that are rewritten may be others than those that are read.
     if (dstChannels.first != srcChannels.first && badLuts(call, lut, dstChannels, histSize)) return;

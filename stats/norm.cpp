@@ -4,8 +4,8 @@
 #include <cfloat>
 #include <cmath>
 
+#include "core/walk_tiles.h"
 #include "stats/kernels.h"
-#include "stats/pieces.h"
 
 using namespace zylqx;
 
@@ -44,7 +44,7 @@ double valueOf(const NormSums &sums, NormPart part) {
 }
 
 // Adds up what a norm needs, of a piece and of another one if there is one.
-void addBits(const Piece &a, const Piece *b, NormSums &sums) {
+void addBits(const TilePiece &a, const TilePiece *b, NormSums &sums) {
     for (std::int32_t y = 0; y < a.area.height; ++y) {
         const ConstBits rowA = {sampleAt(*a.image, a.area.x, a.area.y + y, 1), a.area.x % 8};
         ConstBits rowB = {};
@@ -59,7 +59,7 @@ void addBits(const Piece &a, const Piece *b, NormSums &sums) {
 }
 
 // `step` samples lie between those of a row.
-void addRows(const Piece &a, const Piece *b, int channel, std::ptrdiff_t samples,
+void addRows(const TilePiece &a, const TilePiece *b, int channel, std::ptrdiff_t samples,
              std::ptrdiff_t step, NormPart part, NormSums &sums) {
     const auto row = currentStatsKernels().norm[static_cast<int>(part)][depthIndex(a.image->depth)];
     for (std::int32_t y = 0; y < a.area.height; ++y) {
@@ -69,7 +69,7 @@ void addRows(const Piece &a, const Piece *b, int channel, std::ptrdiff_t samples
     }
 }
 
-void addPiece(const Piece &a, const Piece *b, NormPart part, NormSums &sums) {
+void addPiece(const TilePiece &a, const TilePiece *b, NormPart part, NormSums &sums) {
     const ZylImage &image = *a.image;
     if (image.depth == ZYL_DEPTH_1U) return addBits(a, b, sums);
     const std::ptrdiff_t width = a.area.width;
@@ -92,7 +92,7 @@ double ZYL_CALL zylNorm(ZylImage *srcImageA, ZylImage *srcImageB, std::int32_t n
         const NormPart part = partOf(normType);
         NormSums sums;
         const bool done =
-            forEachPiece(call, *srcImageA, areaA, ZYL_GET_TILE_TO_READ, nullptr, [&](Piece piece) {
+            walkTiles(call, *srcImageA, areaA, ZYL_GET_TILE_TO_READ, nullptr, [&](TilePiece piece) {
                 joinRows(piece);
                 addPiece(piece, nullptr, part, sums);
                 return true;
@@ -116,14 +116,14 @@ double ZYL_CALL zylNorm(ZylImage *srcImageA, ZylImage *srcImageB, std::int32_t n
     const NormPart part = partOf(relative ? normType - RELATIVE : normType);
     NormSums difference;
     NormSums second;
-    const bool done =
-        forEachPiecePair(call, {srcImageA, areaA, ZYL_GET_TILE_TO_READ},
-                         {srcImageB, areaB, ZYL_GET_TILE_TO_READ}, nullptr, [&](Piece a, Piece b) {
-                             joinRows(a, b);
-                             addPiece(a, &b, part, difference);
-                             if (relative) addPiece(b, nullptr, part, second);
-                             return true;
-                         });
+    const bool done = walkTilePairs(call, {srcImageA, areaA, ZYL_GET_TILE_TO_READ},
+                                    {srcImageB, areaB, ZYL_GET_TILE_TO_READ}, nullptr,
+                                    [&](TilePiece a, TilePiece b) {
+                                        joinRows(a, b);
+                                        addPiece(a, &b, part, difference);
+                                        if (relative) addPiece(b, nullptr, part, second);
+                                        return true;
+                                    });
     if (!done) return UNREADABLE;
     const double numerator = std::min(valueOf(difference, part), MOST);
     if (!relative) return numerator;

@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "core/step_kernels.h"
+#include "core/walk_grid.h"
 #include "stats/alpha.h"
 #include "stats/alpha_kernels.h"
-#include "stats/blocks.h"
 
 namespace zylqx {
 
@@ -77,29 +77,29 @@ bool badChannelCount(const Call &call, const ZylImage &src, const ZylImage &dst,
 
 // One channel of the destination and of up to two sources.
 template <class T>
-struct Channels {
+struct ChannelViews {
     View<T> d, a, b;
 };
 
 // Calls channels(...) for the channels that are processed; the samples of images
 // that are all in pixel order are one channel.
 template <class T, class F>
-void forEachChannel(const BlockPixels &d, const BlockPixels &a, const BlockPixels &b, int coiD,
+void forEachChannel(const GridPixels &d, const GridPixels &a, const GridPixels &b, int coiD,
                     int coiA, int coiB, F process) {
     if (coiD > 0) {
-        process(Channels<T>{d.channel<T>(coiD), a.channel<T>(coiA), b.channel<T>(coiB)});
+        process(ChannelViews<T>{d.channel<T>(coiD), a.channel<T>(coiA), b.channel<T>(coiB)});
     } else if (!isPlanar(d.image()) && !isPlanar(a.image()) && !isPlanar(b.image())) {
-        process(Channels<T>{d.allChannels<T>(), a.allChannels<T>(), b.allChannels<T>()});
+        process(ChannelViews<T>{d.allChannels<T>(), a.allChannels<T>(), b.allChannels<T>()});
     } else {
         for (int c = 1; c <= d.image().nChannels; ++c) {
-            process(Channels<T>{d.channel<T>(c), a.channel<T>(c), b.channel<T>(c)});
+            process(ChannelViews<T>{d.channel<T>(c), a.channel<T>(c), b.channel<T>(c)});
         }
     }
 }
 
 // Runs row(a, b, d, n) over the rows of a channel.
 template <class T, class F>
-void forEachRow(const Channels<T> &c, F row) {
+void forEachRow(const ChannelViews<T> &c, F row) {
     const StepKernels &kernels = ZYLQX_KERNELS(stepKernels);
     constexpr int SIZE = sizeIndex(sizeof(T));
     const bool stepped = c.a.step != 1 || c.b.step != 1 || c.d.step != 1;
@@ -123,13 +123,13 @@ void forEachRow(const Channels<T> &c, F row) {
 template <class T, class F>
 void processProducts(const Call &call, ZylImage *srcImageA, ZylImage *srcImageB, ZylImage *dstImage,
                      const ZylTileMapping *mapping, F row) {
-    const BlockOperand operands[] = {{dstImage, true}, {srcImageA, false}, {srcImageB, false}};
-    BlockWalk walk(call, operands, 3, mapping);
+    const GridOperand operands[] = {{dstImage, true}, {srcImageA, false}, {srcImageB, false}};
+    GridWalk walk(call, operands, 3, mapping);
     while (walk.next()) {
         forEachChannel<T>(walk.pixels(0), walk.pixels(1), walk.pixels(2),
                           channelOfInterest(*dstImage), channelOfInterest(*srcImageA),
                           channelOfInterest(*srcImageB),
-                          [&](const Channels<T> &channels) { forEachRow(channels, row); });
+                          [&](const ChannelViews<T> &channels) { forEachRow(channels, row); });
     }
 }
 
@@ -163,11 +163,11 @@ void fillChannel(const View<T> &channel, T value) {
 
 // One channel of colours times alpha.
 template <class T>
-void preMultiplyChannel(const BlockPixels &pixels, int channel, PixelAlpha alpha) {
+void preMultiplyChannel(const GridPixels &pixels, int channel, PixelAlpha alpha) {
     const AlphaKernels::Depth &kernels = currentAlphaKernels(sizeof(T));
     const View<T> colours = pixels.channel<T>(channel);
     const int alphaChannel = alpha.own ? pixels.image().alphaChannel : channel;
-    const Channels<T> channels = {colours, colours, pixels.channel<T>(alphaChannel)};
+    const ChannelViews<T> channels = {colours, colours, pixels.channel<T>(alphaChannel)};
     forEachRow(channels, [&](const T *a, const T *b, T *d, std::ptrdiff_t n) {
         if (alpha.own) {
             kernels.multiply(a, b, d, n);
@@ -178,7 +178,7 @@ void preMultiplyChannel(const BlockPixels &pixels, int channel, PixelAlpha alpha
 }
 
 template <class T>
-void preMultiplyBlock(const BlockPixels &pixels, int coi, PixelAlpha alpha) {
+void preMultiplyBlock(const GridPixels &pixels, int coi, PixelAlpha alpha) {
     const ZylImage &image = pixels.image();
     const int alphaChannel = image.alphaChannel;
     if (coi == 0 && !isPlanar(image) && image.nChannels == 4 && alphaChannel == 4) {
@@ -201,8 +201,8 @@ void preMultiplyBlock(const BlockPixels &pixels, int coi, PixelAlpha alpha) {
 template <class T>
 void preMultiplyImage(const Call &call, ZylImage *image, PixelAlpha alpha,
                       const ZylTileMapping *mapping) {
-    const BlockOperand operand = {image, true};
-    BlockWalk walk(call, &operand, 1, mapping);
+    const GridOperand operand = {image, true};
+    GridWalk walk(call, &operand, 1, mapping);
     while (walk.next()) preMultiplyBlock<T>(walk.pixels(0), channelOfInterest(*image), alpha);
 }
 

@@ -4,7 +4,7 @@
 
 #include "core/frame.h"
 #include "core/image.h"
-#include "core/tiles.h"
+#include "core/walk_pieces.h"
 #include "stats/kernels.h"
 
 using namespace zylqx;

@@ -92,7 +92,7 @@ class Tables {
     Cosines cosines_[2]; // of the columns' and the rows' number
 } keptTables;
 
-struct Block {
+struct BlockSize {
     std::ptrdiff_t columns, rows;
 };
 
@@ -101,9 +101,9 @@ std::int64_t raised(std::int64_t n) {
 }
 
 // The transforms of blocks of one size.
-class Transform {
+class CosineTransform {
   public:
-    Transform(Block block, bool forward)
+    CosineTransform(BlockSize block, bool forward)
         : k_(ZYLQX_KERNELS(dctKernels)), columns_(block.columns), rows_(block.rows),
           forward_(forward) {
         const double root = std::sqrt(static_cast<double>(columns_) * static_cast<double>(rows_));
@@ -239,15 +239,15 @@ void zylDCT2D(ZylImage *src, ZylImage *dst, int32_t flags) {
     if (direction != ZYL_DCT_FORWARD && direction != ZYL_DCT_INVERSE) return;
 
     const bool forward = direction == ZYL_DCT_FORWARD;
-    const Block block = src->roi != nullptr ? Block{src->roi->width, src->roi->height}
-                                            : Block{src->width, src->height};
+    const BlockSize block = src->roi != nullptr ? BlockSize{src->roi->width, src->roi->height}
+                                                : BlockSize{src->width, src->height};
     const RoundToNearest mode;
     if (block.columns == 8 && block.rows == 8) {
         const DctKernels &k = ZYLQX_KERNELS(dctKernels);
         eachChannel(*src, *dst, flags, forward ? k.forward8x8 : k.inverse8x8);
         return;
     }
-    Transform transform(block, forward);
+    CosineTransform transform(block, forward);
     if (!transform.prepare(keptTables)) return;
     eachChannel(*src, *dst, flags,
                 [&](const Samples &from, const Samples &to) { transform.run(from, to); });

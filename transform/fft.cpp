@@ -155,9 +155,9 @@ std::int64_t raised(std::int64_t n) {
 
 // The transforms of one region. S is float, or int32_t for fixed point.
 template <class S>
-class Transform {
+class FourierTransform {
   public:
-    Transform(const SetUp &setUp, const Region &region)
+    FourierTransform(const SetUp &setUp, const Region &region)
         : k_(kernels(S())), setUp_(setUp), region_(region), columns_(region.width),
           rows_(region.height), finish_(finishOf(setUp, region)) {}
 
@@ -269,7 +269,7 @@ enum class Direction { RealToPacked, PackedToReal };
 template <class S>
 Outcome transform(Direction direction, const SetUp &setUp, const Region &region, FftCache &cache) {
     if (region.width < 2 && region.height < 2) return Outcome::Nothing;
-    Transform<S> transform(setUp, region);
+    FourierTransform<S> transform(setUp, region);
     if (!transform.prepare(cache)) {
         // What earlier calls left may be what is missing.
         cache.release();

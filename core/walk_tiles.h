@@ -1,7 +1,7 @@
 // Walks of histograms, look-ups and norms: the tiles of one image that an area
 // touches, and, inside each of them, those of another image.
-#ifndef ZYLQX_STATS_PIECES_H
-#define ZYLQX_STATS_PIECES_H
+#ifndef ZYLQX_CORE_WALK_TILES_H
+#define ZYLQX_CORE_WALK_TILES_H
 
 #include "core/image.h"
 #include "core/region.h"
@@ -11,14 +11,14 @@
 namespace zylqx {
 
 // Pixels in memory, of an image or of one of its tiles.
-struct Piece {
+struct TilePiece {
     const ZylImage *image; // without tiles
     Area area;
     std::int32_t dx, dy; // from the corner of the area that is walked
 };
 
 template <class T>
-View<T> channelView(const Piece &piece, int channel) {
+View<T> channelView(const TilePiece &piece, int channel) {
     const Area &area = piece.area;
     return channelView<T>(*piece.image, area.x, area.y, area.width, area.height, channel);
 }
@@ -34,22 +34,22 @@ void joinRows(Pieces &...pieces) {
 // alone. False when visit() was false or a tile was not delivered, which is
 // reported.
 template <class Visit>
-bool forEachPiece(const Call &call, ZylImage &image, const Area &area, std::int32_t mode,
-                  const std::int32_t *only, Visit visit) {
+bool walkTiles(const Call &call, ZylImage &image, const Area &area, std::int32_t mode,
+               const std::int32_t *only, Visit visit) {
     if (area.empty()) return true;
-    if (!isTiled(image)) return visit(Piece{&image, area, 0, 0});
+    if (!isTiled(image)) return visit(TilePiece{&image, area, 0, 0});
     return forEachTile(image, area, only, [&](const TilePart &part) {
         bool more = false;
         return withTile(call, image, part, mode,
                         [&](const ZylImage &tile) {
-                            more = visit(Piece{&tile, part.inTile, part.dx, part.dy});
+                            more = visit(TilePiece{&tile, part.inTile, part.dx, part.dy});
                         }) &&
                more;
     });
 }
 
 // One image of a walk over two.
-struct Walked {
+struct WalkedImage {
     ZylImage *image;
     Area area; // both of the same size
     std::int32_t mode;
@@ -59,20 +59,20 @@ struct Walked {
 // images cut. `only` names a tile of the outer image. The same header twice is
 // one image, whose tiles are asked for once, in the outer mode.
 template <class Visit>
-bool forEachPiecePair(const Call &call, const Walked &outer, const Walked &inner,
-                      const std::int32_t *only, Visit visit) {
-    return forEachPiece(call, *outer.image, outer.area, outer.mode, only, [&](const Piece &piece) {
+bool walkTilePairs(const Call &call, const WalkedImage &outer, const WalkedImage &inner,
+                   const std::int32_t *only, Visit visit) {
+    return walkTiles(call, *outer.image, outer.area, outer.mode, only, [&](const TilePiece &piece) {
         if (outer.image == inner.image) return visit(piece, piece);
         const Area matching = {inner.area.x + piece.dx, inner.area.y + piece.dy, piece.area.width,
                                piece.area.height, inner.area.coi};
-        return forEachPiece(
-            call, *inner.image, matching, inner.mode, nullptr, [&](const Piece &innerPiece) {
+        return walkTiles(
+            call, *inner.image, matching, inner.mode, nullptr, [&](const TilePiece &innerPiece) {
                 const Area &area = innerPiece.area;
-                const Piece part = {piece.image,
-                                    {piece.area.x + innerPiece.dx, piece.area.y + innerPiece.dy,
-                                     area.width, area.height, piece.area.coi},
-                                    piece.dx + innerPiece.dx,
-                                    piece.dy + innerPiece.dy};
+                const TilePiece part = {piece.image,
+                                        {piece.area.x + innerPiece.dx, piece.area.y + innerPiece.dy,
+                                         area.width, area.height, piece.area.coi},
+                                        piece.dx + innerPiece.dx,
+                                        piece.dy + innerPiece.dy};
                 return visit(part, innerPiece);
             });
     });

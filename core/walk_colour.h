@@ -1,7 +1,7 @@
 // The walk of operations that change pixels one by one and know no region: both
 // images whole, the destination tile by tile.
-#ifndef ZYLQX_CORE_COLOUR_WALK_H
-#define ZYLQX_CORE_COLOUR_WALK_H
+#ifndef ZYLQX_CORE_WALK_COLOUR_H
+#define ZYLQX_CORE_WALK_COLOUR_H
 
 #include <cstdint>
 

@@ -1,4 +1,4 @@
-#include "core/window.h"
+#include "core/walk_neighbourhoods.h"
 
 #include <algorithm>
 #include <cstring>
@@ -43,12 +43,13 @@ class Window {
           pixels_(image, columns, std::min(rows, capacity(image, held))) {}
 
     // Reads what lies below the image, while that which it is made of is unchanged.
-    Walked readBottom() {
+    WalkResult readBottom() {
         const std::int64_t y = std::max<std::int64_t>(next_, image_.height);
-        if (y >= end_) return Walked::Done;
+        if (y >= end_) return WalkResult::Done;
         bottom_ = ScratchImage(image_, pixels_.image().width, end_ - y);
-        if (!bottom_) return Walked::NoMemory;
-        return bottom_.readRows(image_, x_, y, 0, end_ - y) ? Walked::Done : Walked::NoTileToRead;
+        if (!bottom_) return WalkResult::NoMemory;
+        return bottom_.readRows(image_, x_, y, 0, end_ - y) ? WalkResult::Done
+                                                            : WalkResult::NoTileToRead;
     }
 
     explicit operator bool() const { return static_cast<bool>(pixels_); }
@@ -112,28 +113,28 @@ void cutToTile(PairedArea &block, const ZylTileInfo &tiles, const ZylTileMapping
     block.dstY += cutY;
 }
 
-class Walk {
+class NeighbourWalk {
   public:
-    Walk(ZylImage &srcImage, ZylImage &dstImage, const PairedArea &block, const Box &box,
-         PieceVisitor visit)
+    NeighbourWalk(ZylImage &srcImage, ZylImage &dstImage, const PairedArea &block, const Box &box,
+                  NeighbourKernel visit)
         : src_(srcImage), dst_(dstImage), block_(block), box_(box), visit_(visit) {}
 
-    Walked run();
+    WalkResult run();
 
   private:
     std::int64_t bandHeight(std::int64_t y, bool copied, bool shared) const;
-    Walked band(ZylImage &source, std::int64_t boxX, std::int64_t boxY, std::int64_t y,
-                std::int64_t height);
+    WalkResult band(ZylImage &source, std::int64_t boxX, std::int64_t boxY, std::int64_t y,
+                    std::int64_t height);
 
     ZylImage &src_;
     ZylImage &dst_;
     const PairedArea &block_;
     const Box &box_;
-    PieceVisitor visit_;
+    NeighbourKernel visit_;
 };
 
 // Rows from row y of the block on that are computed together.
-std::int64_t Walk::bandHeight(std::int64_t y, bool copied, bool shared) const {
+std::int64_t NeighbourWalk::bandHeight(std::int64_t y, bool copied, bool shared) const {
     const std::int64_t rest = block_.height - y;
     const bool moved = block_.srcX != block_.dstX || block_.srcY != block_.dstY;
     if (isTiled(dst_)) {
@@ -147,7 +148,7 @@ std::int64_t Walk::bandHeight(std::int64_t y, bool copied, bool shared) const {
     return std::min(rest, step);
 }
 
-Walked Walk::run() {
+WalkResult NeighbourWalk::run() {
     const bool shared = sharePixels(src_, dst_);
     const bool copied = shared || isTiled(src_);
     const std::int64_t boxX = block_.srcX - box_.anchorX;
@@ -155,11 +156,11 @@ Walked Walk::run() {
     if (!copied) {
         for (std::int64_t y = 0; y < block_.height;) {
             const std::int64_t height = bandHeight(y, false, false);
-            const Walked walked = band(src_, boxX, boxY + y, y, height);
-            if (walked != Walked::Done) return walked;
+            const WalkResult walked = band(src_, boxX, boxY + y, y, height);
+            if (walked != WalkResult::Done) return walked;
             y += height;
         }
-        return Walked::Done;
+        return WalkResult::Done;
     }
 
     const bool moved = block_.srcX != block_.dstX || block_.srcY != block_.dstY;
@@ -170,30 +171,32 @@ Walked Walk::run() {
                                                     : bandHeight(0, true, shared));
     Window window(src_, boxX, boxY, block_.width + box_.columns - 1, block_.height + box_.rows - 1,
                   most + box_.rows - 1);
-    if (!window) return Walked::NoMemory;
+    if (!window) return WalkResult::NoMemory;
     if (shared) {
-        const Walked read = window.readBottom();
-        if (read != Walked::Done) return read;
+        const WalkResult read = window.readBottom();
+        if (read != WalkResult::Done) return read;
     }
-    if (all && !window.slideTo(boxY, block_.height + box_.rows - 1)) return Walked::NoTileToRead;
+    if (all && !window.slideTo(boxY, block_.height + box_.rows - 1))
+        return WalkResult::NoTileToRead;
     for (std::int64_t y = 0; y < block_.height;) {
         const std::int64_t height = bandHeight(y, true, shared);
         if (!all && !window.slideTo(boxY + y, height + box_.rows - 1)) {
-            return Walked::NoTileToRead;
+            return WalkResult::NoTileToRead;
         }
-        const Walked walked = band(window.image(), 0, boxY + y - window.first(), y, height);
-        if (walked != Walked::Done) return walked;
+        const WalkResult walked = band(window.image(), 0, boxY + y - window.first(), y, height);
+        if (walked != WalkResult::Done) return walked;
         y += height;
     }
-    return Walked::Done;
+    return WalkResult::Done;
 }
 
-Walked Walk::band(ZylImage &source, std::int64_t boxX, std::int64_t boxY, std::int64_t y,
-                  std::int64_t height) {
+WalkResult NeighbourWalk::band(ZylImage &source, std::int64_t boxX, std::int64_t boxY,
+                               std::int64_t y, std::int64_t height) {
     const std::int64_t dstY = block_.dstY + y;
     if (!isTiled(dst_)) {
-        const Piece piece = {source, boxX, boxY, dst_, block_.dstX, dstY, block_.width, height};
-        return visit_(piece) ? Walked::Done : Walked::NoMemory;
+        const NeighbourPiece piece = {source,      boxX, boxY,         dst_,
+                                      block_.dstX, dstY, block_.width, height};
+        return visit_(piece) ? WalkResult::Done : WalkResult::NoMemory;
     }
     const std::int64_t tileWidth = dst_.tileInfo->width;
     const std::int64_t row = dstY / dst_.tileInfo->height;
@@ -203,32 +206,33 @@ Walked Walk::band(ZylImage &source, std::int64_t boxX, std::int64_t boxY, std::i
         const std::int64_t width = std::min(block_.width - x, tileWidth - inTile);
         const TileLease tile(dst_, static_cast<std::int32_t>(dstX / tileWidth),
                              static_cast<std::int32_t>(row), ZYL_GET_TILE_TO_WRITE);
-        if (!tile) return Walked::NoTileToWrite;
+        if (!tile) return WalkResult::NoTileToWrite;
         const ZylImage header = tileHeader(dst_, tile.pixels());
-        const Piece piece = {source, boxX + x, boxY,
-                             header, inTile,   dstY - row * dst_.tileInfo->height,
-                             width,  height};
-        if (!visit_(piece)) return Walked::NoMemory;
+        const NeighbourPiece piece = {source, boxX + x, boxY,
+                                      header, inTile,   dstY - row * dst_.tileInfo->height,
+                                      width,  height};
+        if (!visit_(piece)) return WalkResult::NoMemory;
         x += width;
     }
-    return Walked::Done;
+    return WalkResult::Done;
 }
 
 } // namespace
 
-Walked walkNeighbourhoods(ZylImage &srcImage, ZylImage &dstImage, PairedArea block, const Box &box,
-                          const ZylTileMapping *mapping, PieceVisitor visit) {
+WalkResult walkNeighbourhoods(ZylImage &srcImage, ZylImage &dstImage, PairedArea block,
+                              const Box &box, const ZylTileMapping *mapping,
+                              NeighbourKernel visit) {
     if (!block.empty() && mapping != nullptr && isTiled(dstImage)) {
         cutToTile(block, *dstImage.tileInfo, *mapping);
     }
-    if (block.empty()) return Walked::Done;
-    return Walk(srcImage, dstImage, block, box, visit).run();
+    if (block.empty()) return WalkResult::Done;
+    return NeighbourWalk(srcImage, dstImage, block, box, visit).run();
 }
 
-bool reportTiles(const Call &call, Walked walked) {
-    if (walked == Walked::NoTileToRead) call.report(ZYL_StsError, "Error get tile to read");
-    if (walked == Walked::NoTileToWrite) call.report(ZYL_StsError, "Error get tile to write");
-    return walked == Walked::NoTileToRead || walked == Walked::NoTileToWrite;
+bool reportTiles(const Call &call, WalkResult walked) {
+    if (walked == WalkResult::NoTileToRead) call.report(ZYL_StsError, "Error get tile to read");
+    if (walked == WalkResult::NoTileToWrite) call.report(ZYL_StsError, "Error get tile to write");
+    return walked == WalkResult::NoTileToRead || walked == WalkResult::NoTileToWrite;
 }
 
 } // namespace zylqx

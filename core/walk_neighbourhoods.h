@@ -7,8 +7,8 @@
 // with the destination, is copied ahead of the writing: a window of rows slides
 // over it, as high as a band of tiles and the box, so that memory does not grow
 // with the image and every tile is requested once.
-#ifndef ZYLQX_CORE_WINDOW_H
-#define ZYLQX_CORE_WINDOW_H
+#ifndef ZYLQX_CORE_WALK_NEIGHBOURHOODS_H
+#define ZYLQX_CORE_WALK_NEIGHBOURHOODS_H
 
 #include <cstdint>
 
@@ -28,7 +28,7 @@ struct Box {
 
 // Pixel (x, y) of a piece is destination pixel (dstX + x, dstY + y), and its box
 // starts at (boxX + x, boxY + y) of the source.
-struct Piece {
+struct NeighbourPiece {
     ZylImage &source;
     std::int64_t boxX, boxY;
     const ZylImage &destination;
@@ -36,23 +36,23 @@ struct Piece {
     std::int64_t width, height;
 };
 
-enum class Walked { Done, NoMemory, NoTileToRead, NoTileToWrite };
+enum class WalkResult { Done, NoMemory, NoTileToRead, NoTileToWrite };
 
 // What a piece is handed to; false when there was no memory.
-using PieceVisitor = FunctionRef<bool(const Piece &piece)>;
+using NeighbourKernel = FunctionRef<bool(const NeighbourPiece &piece)>;
 
 // Walks the destination band by band, from left to right; with `mapping`, only
 // the tile of a tiled destination that holds its point. A failure ends the walk:
 // no tile is held then, and pieces already written stay written.
-Walked walkNeighbourhoods(ZylImage &srcImage, ZylImage &dstImage, PairedArea block, const Box &box,
-                          const ZylTileMapping *mapping, PieceVisitor visit);
+WalkResult walkNeighbourhoods(ZylImage &srcImage, ZylImage &dstImage, PairedArea block,
+                              const Box &box, const ZylTileMapping *mapping, NeighbourKernel visit);
 
 // Reports a tile that was not delivered; false when there was none such.
-bool reportTiles(const Call &call, Walked walked);
+bool reportTiles(const Call &call, WalkResult walked);
 
 // Which channels go into which: the first `count` from `source` on into those
 // from `destination` on.
-struct Channels {
+struct ChannelRange {
     int source, destination;
     int count;
 };
@@ -61,7 +61,7 @@ struct Channels {
 // samples from a pixel to the next, or one for each, neighbours side by side.
 class Passes {
   public:
-    Passes(const Channels &channels, const ZylImage &source, const ZylImage &destination)
+    Passes(const ChannelRange &channels, const ZylImage &source, const ZylImage &destination)
         : channels_(channels),
           whole_(channels.count == source.nChannels && channels.count == destination.nChannels &&
                  (channels.count == 1 || (source.dataOrder == ZYL_DATA_ORDER_PIXEL &&
@@ -73,14 +73,14 @@ class Passes {
     std::int64_t step() const { return whole_ ? channels_.count : 1; }
 
   private:
-    Channels channels_;
+    ChannelRange channels_;
     bool whole_;
 };
 
 // The rows of a piece, for all passes: memory is obtained once.
 struct PieceRows {
     // `held` source rows and `written` destination rows are at hand at a time.
-    PieceRows(const Piece &piece, const Box &box, const Passes &passes, std::int64_t held,
+    PieceRows(const NeighbourPiece &piece, const Box &box, const Passes &passes, std::int64_t held,
               std::int64_t written, BitRows bits = BitRows::Bytes)
         : samples(piece.width * passes.step()),
           source(piece.source, piece.boxX, piece.width + box.columns - 1, piece.boxY,

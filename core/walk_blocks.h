@@ -1,10 +1,11 @@
 // The walk of operations that work straight from source to destination: the
 // destination's rectangle in blocks, each within one tile (or in memory) of
 // either image. A tile is held until another one of its image is needed.
-#ifndef ZYLQX_CONVERT_BLOCKS_H
-#define ZYLQX_CONVERT_BLOCKS_H
+#ifndef ZYLQX_CORE_WALK_BLOCKS_H
+#define ZYLQX_CORE_WALK_BLOCKS_H
 
 #include "core/call.h"
+#include "core/function_ref.h"
 #include "core/tiles.h"
 
 namespace zylqx {

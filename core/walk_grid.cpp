@@ -1,4 +1,4 @@
-#include "stats/blocks.h"
+#include "core/walk_grid.h"
 
 #include <algorithm>
 #include <cstring>
@@ -14,8 +14,8 @@ constexpr std::int32_t MOST_PIXELS = 99999;
 
 // Copies the pixels of an area to those at (x, y) of another image in memory, of
 // the same depth, channels and data order.
-void copyPixels(const ZylImage &from, const Area &area, const ZylImage &to, std::int32_t x,
-                std::int32_t y) {
+void copyArea(const ZylImage &from, const Area &area, const ZylImage &to, std::int32_t x,
+              std::int32_t y) {
     const int planes = isPlanar(from) ? from.nChannels : 1;
     const auto bytes =
         static_cast<std::size_t>(area.width * pixelStep(from) * sampleBytes(from.depth));
@@ -37,9 +37,9 @@ bool copyTiles(ZylImage &image, const Area &area, const ZylImage &buffer, bool b
         const ZylImage tile = tileHeader(image, lease.pixels());
         const Area inBuffer = {part.dx, part.dy, part.inTile.width, part.inTile.height, 0};
         if (back) {
-            copyPixels(buffer, inBuffer, tile, part.inTile.x, part.inTile.y);
+            copyArea(buffer, inBuffer, tile, part.inTile.x, part.inTile.y);
         } else {
-            copyPixels(tile, part.inTile, buffer, part.dx, part.dy);
+            copyArea(tile, part.inTile, buffer, part.dx, part.dy);
         }
         return lease.release();
     });
@@ -47,12 +47,12 @@ bool copyTiles(ZylImage &image, const Area &area, const ZylImage &buffer, bool b
 
 } // namespace
 
-BlockWalk::BlockWalk(const Call &call, const BlockOperand *operands, int count,
-                     const ZylTileMapping *mapping)
+GridWalk::GridWalk(const Call &call, const GridOperand *operands, int count,
+                   const ZylTileMapping *mapping)
     : call_(call),
       count_(count), columns_{0, MOST_PIXELS}, rows_{0, MOST_PIXELS}, blockX_{0, 0}, blockY_{0, 0} {
     for (int i = 0; i < count; ++i) {
-        Part &part = parts_[i];
+        Member &part = parts_[i];
         part.operand = operands[i];
         ZylImage *image = operands[i].image;
         if (image == nullptr) continue;
@@ -69,8 +69,8 @@ BlockWalk::BlockWalk(const Call &call, const BlockOperand *operands, int count,
     if (mapping != nullptr && isTiled(*operands[0].image)) restrictTo(*mapping);
 }
 
-void BlockWalk::restrictTo(const ZylTileMapping &mapping) {
-    const Part &destination = parts_[0];
+void GridWalk::restrictTo(const ZylTileMapping &mapping) {
+    const Member &destination = parts_[0];
     const ZylTileInfo &info = *destination.operand.image->tileInfo;
     const auto cut = [](Interval &interval, std::int64_t begin, std::int64_t end) {
         begin = std::clamp<std::int64_t>(begin, interval.begin, interval.end);
@@ -82,27 +82,27 @@ void BlockWalk::restrictTo(const ZylTileMapping &mapping) {
     cut(rows_, tile.begY - destination.y0, tile.endY - destination.y0);
 }
 
-const BlockPixels &BlockWalk::pixels(int operand) const {
-    const Part &part = parts_[operand];
+const GridPixels &GridWalk::pixels(int operand) const {
+    const Member &part = parts_[operand];
     return part.same >= 0 ? parts_[part.same].pixels : part.pixels;
 }
 
-bool BlockWalk::fail() {
+bool GridWalk::fail() {
     call_.report(ZYL_StsError, "ERROR in Tiling callBack");
     return false;
 }
 
-bool BlockWalk::next() {
+bool GridWalk::next() {
     if (!finishAll()) return fail();
     if (!advance()) return false;
     for (int i = 0; i < count_; ++i) {
-        Part &part = parts_[i];
+        Member &part = parts_[i];
         if (!isProvided(part)) continue;
         const Area area = {part.x0 + blockX_.begin, part.y0 + blockY_.begin,
                            blockX_.end - blockX_.begin, blockY_.end - blockY_.begin, 0};
         if (provide(part, area)) continue;
         // What was provided is given back unchanged.
-        for (Part &held : parts_) {
+        for (Member &held : parts_) {
             if (held.holding == Holding::Buffer) held.holding = Holding::Nothing;
         }
         finishAll();
@@ -113,7 +113,7 @@ bool BlockWalk::next() {
 }
 
 // Rows that follow each other without a gap, in all images, become one.
-void BlockWalk::joinRows() {
+void GridWalk::joinRows() {
     for (int i = 0; i < count_; ++i) {
         if (!isProvided(parts_[i])) continue;
         if (!isContiguous(parts_[i].pixels.image_, parts_[i].pixels.area_)) return;
@@ -124,7 +124,7 @@ void BlockWalk::joinRows() {
 }
 
 // Moves to the next block of the master's grid, row by row.
-bool BlockWalk::advance() {
+bool GridWalk::advance() {
     const auto from = [](std::int32_t begin, const Interval &whole, std::int32_t offset,
                          std::int32_t tile) {
         const std::int32_t left = tile - (offset + begin) % tile;
@@ -155,7 +155,7 @@ bool BlockWalk::advance() {
     return true;
 }
 
-bool BlockWalk::provide(Part &part, const Area &area) {
+bool GridWalk::provide(Member &part, const Area &area) {
     ZylImage &image = *part.operand.image;
     if (!isTiled(image)) {
         part.pixels.image_ = image;
@@ -178,7 +178,7 @@ bool BlockWalk::provide(Part &part, const Area &area) {
     return true;
 }
 
-bool BlockWalk::provideBuffer(Part &part, const Area &area) {
+bool GridWalk::provideBuffer(Member &part, const Area &area) {
     ZylImage &image = *part.operand.image;
     part.buffer = ScratchImage(image, area.width, area.height);
     if (!part.buffer || !copyTiles(image, area, part.buffer.image(), false)) return false;
@@ -188,7 +188,7 @@ bool BlockWalk::provideBuffer(Part &part, const Area &area) {
     return true;
 }
 
-bool BlockWalk::finish(Part &part) {
+bool GridWalk::finish(Member &part) {
     const Holding holding = part.holding;
     part.holding = Holding::Nothing;
     if (holding == Holding::Tile) {
@@ -200,7 +200,7 @@ bool BlockWalk::finish(Part &part) {
     return copyTiles(*part.operand.image, area, part.pixels.image_, true);
 }
 
-bool BlockWalk::finishAll() {
+bool GridWalk::finishAll() {
     bool taken = true;
     for (int i = 0; i < count_; ++i) taken = finish(parts_[i]) && taken;
     return taken;

@@ -1,7 +1,7 @@
-// The common road of geometric operations from two images to pieces of the
-// destination, each with the part of the source that it comes from.
-#ifndef ZYLQX_GEOMETRY_SOURCE_H
-#define ZYLQX_GEOMETRY_SOURCE_H
+// The walk of geometric operations: pieces of the destination, each with the part of
+// the source that it comes from.
+#ifndef ZYLQX_CORE_WALK_DESTINATION_H
+#define ZYLQX_CORE_WALK_DESTINATION_H
 
 #include "core/call.h"
 #include "core/image.h"
@@ -21,14 +21,14 @@ constexpr TileReport TRANSFER_REPORT = {ZYL_StsError, "Error get tile to read",
 
 // A rectangle of an image in memory: the image's own pixels, or a copy of what is
 // held in tiles or will be overwritten.
-class Source {
+class SourceRect {
   public:
     // The whole image, which is in memory.
-    explicit Source(const ZylImage &image) : pixels_(image) {}
+    explicit SourceRect(const ZylImage &image) : pixels_(image) {}
 
     // A copy of a rectangle inside the image; not valid when memory is exhausted
     // or, with a report, when a tile is not delivered.
-    Source(const Call &call, const TileReport &report, ZylImage &image, const Area &rect);
+    SourceRect(const Call &call, const TileReport &report, ZylImage &image, const Area &rect);
 
     explicit operator bool() const { return pixels_.imageData != nullptr; }
 
@@ -79,20 +79,21 @@ struct PartOfBlock {
 // destination, then for the whole block at once. process returns false to end
 // the call.
 template <class Needed, class Process>
-void forEachPiece(const Call &call, const TileReport &report, ZylImage &src, ZylImage &dst,
-                  const Area &block, const std::int32_t *only, Needed needed, Process process) {
+void walkDestination(const Call &call, const TileReport &report, ZylImage &src, ZylImage &dst,
+                     const Area &block, const std::int32_t *only, Needed needed, Process process) {
     const bool inPlace = sharePixels(src, dst);
     const PartOfBlock all = {0, 0, block.width, block.height};
     auto read = [&](const PartOfBlock &part) {
-        return isTiled(src) || inPlace ? Source(call, report, src, needed(part)) : Source(src);
+        return isTiled(src) || inPlace ? SourceRect(call, report, src, needed(part))
+                                       : SourceRect(src);
     };
     if (!isTiled(dst)) {
-        if (const Source source = read(all)) process(source, DstPiece{dst, block, 0, 0});
+        if (const SourceRect source = read(all)) process(source, DstPiece{dst, block, 0, 0});
         return;
     }
     // No tile of the source is held together with one of the destination: both may
     // be the same tiles.
-    auto visit = [&](const Source &source, const TilePart &part) {
+    auto visit = [&](const SourceRect &source, const TilePart &part) {
         if (!source) return false;
         TileLease tile(dst, part.column, part.row, ZYL_GET_TILE_TO_WRITE);
         if (!tile) {
@@ -103,17 +104,17 @@ void forEachPiece(const Call &call, const TileReport &report, ZylImage &src, Zyl
                        DstPiece{tileHeader(dst, tile.pixels()), part.inTile, part.dx, part.dy});
     };
     if (inPlace) {
-        const Source source = read(all);
+        const SourceRect source = read(all);
         forEachTile(dst, block, only, [&](const TilePart &part) { return visit(source, part); });
         return;
     }
     forEachTile(dst, block, only, [&](const TilePart &part) {
-        const Source source = read({part.dx, part.dy, part.inTile.width, part.inTile.height});
+        const SourceRect source = read({part.dx, part.dy, part.inTile.width, part.inTile.height});
         return visit(source, part);
     });
 }
 
-// The tile of an image that a mapping names, as forEachPiece() takes it.
+// The tile of an image that a mapping names, as walkDestination() takes it.
 class MappedTile {
   public:
     MappedTile(const ZylImage &image, const ZylTileMapping *mapping);
@@ -124,18 +125,6 @@ class MappedTile {
     bool given_;
     std::int32_t index_[2] = {};
 };
-
-// Which channels of two images belong together.
-struct ChannelPairs {
-    int planes;                      // processed one after the other
-    std::ptrdiff_t count;            // samples of a pixel that are processed together
-    int srcFirst, dstFirst;          // channels, from 1
-    std::ptrdiff_t srcStep, dstStep; // samples from pixel to pixel
-};
-
-// The channel of interest of each image, or all its channels; the smaller number
-// decides. Channels that both images interleave are processed together.
-ChannelPairs pairChannels(const ZylImage &src, const ZylImage &dst);
 
 } // namespace zylqx
 

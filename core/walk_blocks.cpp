@@ -1,4 +1,4 @@
-#include "convert/blocks.h"
+#include "core/walk_blocks.h"
 
 #include <algorithm>
 #include <optional>

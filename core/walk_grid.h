@@ -4,8 +4,8 @@
 // Blocks follow the tile grid of one image, the master: the first tiled one. An
 // image whose tiles cut a block is put together in a buffer for it, and written
 // back to its tiles afterwards if it is written.
-#ifndef ZYLQX_STATS_BLOCKS_H
-#define ZYLQX_STATS_BLOCKS_H
+#ifndef ZYLQX_CORE_WALK_GRID_H
+#define ZYLQX_CORE_WALK_GRID_H
 
 #include "core/call.h"
 #include "core/image.h"
@@ -16,13 +16,13 @@
 namespace zylqx {
 
 // An image of the operation, null for none.
-struct BlockOperand {
+struct GridOperand {
     ZylImage *image;
     bool written;
 };
 
 // The pixels of one image in a block.
-class BlockPixels {
+class GridPixels {
   public:
     const ZylImage &image() const { return image_; }
 
@@ -40,29 +40,29 @@ class BlockPixels {
     }
 
   private:
-    friend class BlockWalk;
+    friend class GridWalk;
     ZylImage image_; // in memory; its region and size are not those of the block
     Area area_;      // the block; its rows may have been joined to one
 };
 
-constexpr int MAX_BLOCK_OPERANDS = 6;
+constexpr int MAX_GRID_OPERANDS = 6;
 
-class BlockWalk {
+class GridWalk {
   public:
     // The first operand is the destination: when it is tiled, `mapping` restricts
     // the walk to the tile that holds its point. Written operands come first; an
     // image that appears twice is one image.
-    BlockWalk(const Call &call, const BlockOperand *operands, int count,
-              const ZylTileMapping *mapping);
-    BlockWalk(const BlockWalk &) = delete;
-    BlockWalk &operator=(const BlockWalk &) = delete;
+    GridWalk(const Call &call, const GridOperand *operands, int count,
+             const ZylTileMapping *mapping);
+    GridWalk(const GridWalk &) = delete;
+    GridWalk &operator=(const GridWalk &) = delete;
 
     // Finishes the block at hand and provides the next one. False at the end, and
     // after "ERROR in Tiling callBack" was reported.
     bool next();
 
     // The operands' pixels, in the order of the constructor.
-    const BlockPixels &pixels(int operand) const;
+    const GridPixels &pixels(int operand) const;
 
   private:
     // A part of the operation's columns or rows.
@@ -70,35 +70,35 @@ class BlockWalk {
         std::int32_t begin, end;
     };
     enum class Holding { Nothing, Tile, Buffer };
-    struct Part {
-        BlockOperand operand{nullptr, false};
+    struct Member {
+        GridOperand operand{nullptr, false};
         int same = -1; // the earlier operand with the same image
         std::int32_t x0 = 0, y0 = 0;
         Holding holding = Holding::Nothing;
         std::int32_t tileColumn = 0, tileRow = 0;
         ScratchImage buffer;
-        BlockPixels pixels;
+        GridPixels pixels;
     };
 
     // Whether the walk provides its pixels; those of an image that appears twice
     // are provided once.
-    static bool isProvided(const Part &part) {
+    static bool isProvided(const Member &part) {
         return part.operand.image != nullptr && part.same < 0;
     }
 
     void restrictTo(const ZylTileMapping &mapping);
     bool advance();
-    bool provide(Part &part, const Area &area);
+    bool provide(Member &part, const Area &area);
     void joinRows();
-    bool provideBuffer(Part &part, const Area &area);
-    bool finish(Part &part);
+    bool provideBuffer(Member &part, const Area &area);
+    bool finish(Member &part);
     bool finishAll();
     bool fail();
 
     const Call &call_;
     int count_;
-    Part parts_[MAX_BLOCK_OPERANDS];
-    const Part *master_ = nullptr;
+    Member parts_[MAX_GRID_OPERANDS];
+    const Member *master_ = nullptr;
     Interval columns_, rows_;  // of the operation
     Interval blockX_, blockY_; // of the block at hand
     bool started_ = false;

@@ -1,4 +1,4 @@
-#include "core/colour_walk.h"
+#include "core/walk_colour.h"
 
 #include <algorithm>
 
@@ -12,23 +12,23 @@ namespace {
 
 // The part of an image in memory from (x, y) on. For 1-bit images x is a multiple
 // of 8.
-ZylImage partOf(const ZylImage &image, std::int32_t x, std::int32_t y) {
+ZylImage imageFrom(const ZylImage &image, std::int32_t x, std::int32_t y) {
     ZylImage part = image;
     part.imageData = sampleAt(image, x, y, 1);
     return part;
 }
 
 // Rectangles of the source, one at a time.
-class Source {
+class ColourSourceTiles {
   public:
-    Source(const Call &call, ZylImage &image) : call_(call), image_(image) {}
+    ColourSourceTiles(const Call &call, ZylImage &image) : call_(call), image_(image) {}
 
     // The rectangle as an image in memory; null when it could not be had, which
     // has been reported.
     const ZylImage *rectangle(std::int32_t x, std::int32_t y, std::int32_t width,
                               std::int32_t height) {
         if (!isTiled(image_) && width <= image_.width - x && height <= image_.height - y) {
-            part_ = partOf(image_, x, y);
+            part_ = imageFrom(image_, x, y);
             return &part_;
         }
         if (!pixels_) pixels_ = ScratchImage(image_, width, height);
@@ -58,7 +58,7 @@ void walkColour(const Call &call, ZylImage &src, ZylImage &dst, const std::int32
         kernel(src, dst, std::min(src.width, dst.width), std::min(src.height, dst.height));
         return;
     }
-    Source source(call, src);
+    ColourSourceTiles source(call, src);
     if (!isTiled(dst)) {
         const ZylImage *pixels = source.rectangle(0, 0, dst.width, dst.height);
         if (pixels != nullptr) kernel(*pixels, dst, dst.width, dst.height);
