@@ -93,17 +93,9 @@ void forEachRowPair(const AreaSamples &a, const AreaSamples &b, F row) {
 
 // --- moving samples ---
 
-// AreaSamples on their way between rows of different steps or offsets; a multiple of
-// 64 that stays in the nearest cache.
-constexpr std::ptrdiff_t BLOCK = 1024;
-
-struct Block {
-    alignas(64) unsigned char samples[BLOCK * 4];
-};
-
 // Copies n samples from position x of a row into a block.
-void load(const AreaSamples &s, const unsigned char *row, std::ptrdiff_t x, std::ptrdiff_t n,
-          Block &block) {
+void loadSamples(const AreaSamples &s, const unsigned char *row, std::ptrdiff_t x, std::ptrdiff_t n,
+                 SampleBlock &block) {
     const ArithKernels &kernels = currentArithKernels();
     const std::ptrdiff_t bytes = sampleBytes(s.depth);
     if (s.depth == ZYL_DEPTH_1U) {
@@ -117,8 +109,8 @@ void load(const AreaSamples &s, const unsigned char *row, std::ptrdiff_t x, std:
 }
 
 // Copies a block's n samples to position x of a row.
-void store(const AreaSamples &d, unsigned char *row, std::ptrdiff_t x, std::ptrdiff_t n,
-           const Block &block) {
+void storeSamples(const AreaSamples &d, unsigned char *row, std::ptrdiff_t x, std::ptrdiff_t n,
+                  const SampleBlock &block) {
     const ArithKernels &kernels = currentArithKernels();
     const std::ptrdiff_t bytes = sampleBytes(d.depth);
     if (d.depth == ZYL_DEPTH_1U) {
@@ -155,11 +147,11 @@ void copyRow(const AreaSamples &s, const unsigned char *from, const AreaSamples 
         ZYLQX_KERNELS(stepKernels).scatter[sizeIndex(bytes)](from, to, d.step, n);
         return;
     }
-    Block block;
-    for (std::ptrdiff_t x = 0; x < n; x += BLOCK) {
-        const std::ptrdiff_t part = std::min(BLOCK, n - x);
-        load(s, from, x, part, block);
-        store(d, to, x, part, block);
+    SampleBlock block;
+    for (std::ptrdiff_t x = 0; x < n; x += SAMPLE_BLOCK) {
+        const std::ptrdiff_t part = std::min(SAMPLE_BLOCK, n - x);
+        loadSamples(s, from, x, part, block);
+        storeSamples(d, to, x, part, block);
     }
 }
 
@@ -187,14 +179,14 @@ void exchangePixels(const ZylImage &imageA, const Area &areaA, const ZylImage &i
         });
         return;
     }
-    Block blockA, blockB;
+    SampleBlock blockA, blockB;
     forEachRowPair(a, b, [&](unsigned char *rowA, unsigned char *rowB, std::ptrdiff_t n) {
-        for (std::ptrdiff_t x = 0; x < n; x += BLOCK) {
-            const std::ptrdiff_t part = std::min(BLOCK, n - x);
-            load(a, rowA, x, part, blockA);
-            load(b, rowB, x, part, blockB);
-            store(b, rowB, x, part, blockA);
-            store(a, rowA, x, part, blockB);
+        for (std::ptrdiff_t x = 0; x < n; x += SAMPLE_BLOCK) {
+            const std::ptrdiff_t part = std::min(SAMPLE_BLOCK, n - x);
+            loadSamples(a, rowA, x, part, blockA);
+            loadSamples(b, rowB, x, part, blockB);
+            storeSamples(b, rowB, x, part, blockA);
+            storeSamples(a, rowA, x, part, blockB);
         }
     });
 }

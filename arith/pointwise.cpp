@@ -38,14 +38,6 @@ bool badImages(const Call &call, const ZylImage *srcImage, const ZylImage *dstIm
 
 namespace {
 
-// Samples of a channel of interest are brought together in blocks of this many,
-// which stay in the nearest cache.
-constexpr std::ptrdiff_t BLOCK = 1024;
-
-struct Block {
-    alignas(64) unsigned char samples[BLOCK * 4];
-};
-
 // Calls `row(pointers)` with the first sample of every image, for every row of
 // every plane.
 template <class F>
@@ -69,11 +61,11 @@ void steppedRow(const Frame &frame, int count, unsigned char *const *data, std::
                 F process) {
     const StepKernels &kernels = ZYLQX_KERNELS(stepKernels);
     const int size = sizeIndex(bytes);
-    Block blocks[MAX_OPERANDS];
+    SampleBlock blocks[MAX_OPERANDS];
     const void *sources[MAX_OPERANDS];
     const FrameImage &last = frame.image[count - 1];
-    for (std::ptrdiff_t x = 0; x < frame.samples; x += BLOCK) {
-        const std::ptrdiff_t n = std::min(BLOCK, frame.samples - x);
+    for (std::ptrdiff_t x = 0; x < frame.samples; x += SAMPLE_BLOCK) {
+        const std::ptrdiff_t n = std::min(SAMPLE_BLOCK, frame.samples - x);
         for (int i = 0; i < count - 1; ++i) {
             const FrameImage &image = frame.image[i];
             kernels.gather[size](data[i] + x * image.step * bytes, image.step, blocks[i].samples,

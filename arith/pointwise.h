@@ -20,6 +20,13 @@ void processBinary(const Call &call, ZylImage *srcImageA, ZylImage *srcImageB, Z
                    const std::int32_t *dstTile, Binary operation, BitBinary bits,
                    bool reverse = false);
 
+// Samples on their way between rows of different steps or offsets; a multiple of
+// 64 that stays in the nearest cache.
+constexpr std::ptrdiff_t SAMPLE_BLOCK = 1024;
+struct SampleBlock {
+    alignas(64) unsigned char samples[SAMPLE_BLOCK * 4];
+};
+
 // How a one-source operation makes rows of its images (core/frame.h). Logic takes
 // whole buffers of images in memory alone, not of tiles.
 enum class Rows { Kernel, Logic, LogicWholeBuffer };

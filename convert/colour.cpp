@@ -34,7 +34,6 @@ ColourChannels colourChannels(const ZylImage &image, const char *model) {
 namespace {
 
 // What kernels report when they have nothing for the images' depths.
-constexpr const char *KERNEL_FILE = "owncolor";
 constexpr const char *BAD_DEPTHS = "errInOutDepth";
 
 // A colour image of this model; one with fewer than three channels is none.

@@ -9,7 +9,10 @@
 
 namespace zylqx {
 
-// ColourChannels, counted from 1.
+// The file that colour kernels report as theirs.
+constexpr const char *KERNEL_FILE = "owncolor";
+
+// Channels, counted from 1.
 struct ColourChannels {
     int of[3];
 };

@@ -13,8 +13,6 @@ using namespace zylqx;
 
 namespace {
 
-constexpr const char *KERNEL_FILE = "owncolor";
-
 // ---- cutting ----------------------------------------------------------------------
 
 // The kernel for a pair of depths, and what the cut drops: its unit is the first

@@ -14,6 +14,9 @@
 
 namespace zylqx {
 
+// What rounding errors may be short of an integer; see positions.h.
+constexpr double TOLERANCE = 0.00001;
+
 // Half a block of gathered samples is 16 bytes.
 constexpr std::ptrdiff_t GATHER_BYTES = 32;
 

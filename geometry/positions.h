@@ -37,9 +37,9 @@
 #include <cmath>
 #include <cstdint>
 
-namespace zylqx {
+#include "geometry/kernels.h"
 
-constexpr double TOLERANCE = 0.00001;
+namespace zylqx {
 
 // To the nearest integer, halves to the even one: sums with 1.5 * 2^52 have no
 // room for a fraction. For positions below 2^51.

@@ -3,13 +3,11 @@
 #define ZYLQX_GEOMETRY_ROUNDING_H
 
 #include "core/kernel.h"
+#include "geometry/kernels.h"
 
 namespace zylqx::ZYLQX_LEVEL {
 
 namespace {
-
-// positions.h
-constexpr double TOLERANCE = 0.00001;
 
 template <class T>
 constexpr int HIGHEST = static_cast<T>(~T(0));

@@ -14,7 +14,7 @@ namespace {
 #define UNROLLED_LOOP _Pragma("GCC unroll 8")
 #endif
 
-// SourceRect positions, from c and s times the column.
+// Source positions, from c and s times the column.
 double turnedX(const TurnedRow &row, double cx) {
     return cx - row.sY + row.x0;
 }

@@ -96,10 +96,6 @@ struct BlockSize {
     std::ptrdiff_t columns, rows;
 };
 
-std::int64_t raised(std::int64_t n) {
-    return (n + LINES - 1) / LINES * LINES;
-}
-
 // The transforms of blocks of one size.
 class CosineTransform {
   public:

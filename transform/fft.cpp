@@ -149,10 +149,6 @@ const FftKernels<std::int32_t> &kernels(std::int32_t) {
     return ZYLQX_KERNELS(fixedFftKernels);
 }
 
-std::int64_t raised(std::int64_t n) {
-    return (n + LINES - 1) / LINES * LINES;
-}
-
 // The transforms of one region. S is float, or int32_t for fixed point.
 template <class S>
 class FourierTransform {

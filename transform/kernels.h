@@ -26,6 +26,11 @@ namespace zylqx {
 
 constexpr int LINES = 16;
 
+// n raised to the next multiple of LINES.
+constexpr std::int64_t raised(std::int64_t n) {
+    return (n + LINES - 1) / LINES * LINES;
+}
+
 // Row by row, the samples of one channel of a rectangle.
 struct Samples {
     unsigned char *data;   // first sample
