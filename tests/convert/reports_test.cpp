@@ -1,36 +1,19 @@
-#include <functional>
 #include <gtest/gtest.h>
 
-#include "tests/convert/operations.h"
+#include "tests/support/failing_calls.h"
 
 using namespace support;
 
 namespace {
 
-using Put = std::function<void(ZylImage &src, ZylImage &dst)>;
-struct Fault {
-    const char *text;
-    Put put;
-};
+using Headers = std::vector<Fault<ZylImage, ZylImage>>;
 
-// Faults in the order of their checks. Each is put in on top of those after it,
-// so that the reports prove the order as well.
+// Faults of the two headers, in the order of their checks.
 void expectReports(const char *function, const char *file, TestImage &src, TestImage &dst,
-                   const std::vector<Fault> &faults, const std::function<void()> &call) {
-    Reports reports;
-    const ZylImage srcHeader = *src.header();
-    const ZylImage dstHeader = *dst.header();
-    const auto before = dst.bytes();
-    for (auto fault = faults.rbegin(); fault != faults.rend(); ++fault) {
-        fault->put(*src.header(), *dst.header());
-        reports.clear();
-        call();
-        EXPECT_EQ(reports.all(),
-                  (std::vector<Report>{{ZYL_StsBadArg, function, fault->text, file}}));
-        EXPECT_EQ(dst.bytes(), before) << fault->text;
-    }
-    *src.header() = srcHeader;
-    *dst.header() = dstHeader;
+                   const Headers &faults, const std::function<void()> &call) {
+    FailingCalls(function, file)
+        .watch(dst)
+        .expectInOrder(faults, call, *src.header(), *dst.header());
 }
 
 Shape shapeOf(std::uint32_t depth, int channels, int width = 12, int height = 7) {
@@ -41,7 +24,7 @@ TEST(ConvertReports, Convert) {
     std::int32_t mode = 1;
     TestImage src(shapeOf(ZYL_DEPTH_16U, 3));
     TestImage dst(shapeOf(ZYL_DEPTH_8U, 3));
-    const Fault sizes[] = {
+    const Fault<ZylImage, ZylImage> sizes[] = {
         {"(srcImage->height != dstImage->height)", [](ZylImage &, ZylImage &d) { d.height = 6; }},
         {"(srcImage->width != dstImage->width)", [](ZylImage &s, ZylImage &) { s.width = 11; }}};
     const auto call = [&] { zylConvert(src, dst, mode, nullptr); };
@@ -215,7 +198,7 @@ TEST(ConvertReports, ColourModels) {
         TestImage dst(to);
         const auto call = [&] { model.call(src, dst, nullptr); };
         // One fault at a time: the text is the same for all.
-        std::vector<Put> puts = {
+        std::vector<std::function<void(ZylImage &, ZylImage &)>> puts = {
             [](ZylImage &s, ZylImage &) { s.colorModel[0] = 'X'; },
             [](ZylImage &s, ZylImage &) { s.nChannels = 2; },
             [](ZylImage &, ZylImage &d) { d.origin = ZYL_ORIGIN_BL; },
@@ -225,7 +208,7 @@ TEST(ConvertReports, ColourModels) {
             puts.emplace_back([](ZylImage &, ZylImage &d) { d.depth = ZYL_DEPTH_8S; });
             puts.emplace_back([](ZylImage &, ZylImage &d) { d.dataOrder = ZYL_DATA_ORDER_PLANE; });
         }
-        for (const Put &put : puts) {
+        for (const auto &put : puts) {
             expectReports(model.name, "zylcolor", src, dst, {{"incomatibleimages", put}}, call);
         }
         expectReports(

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/filter/reference.h"
+#include "tests/support/failing_calls.h"
 #include "tests/support/laws.h"
 
 using namespace support;
@@ -215,62 +216,57 @@ Shape gray(int width = 9, int height = 9, std::uint32_t depth = ZYL_DEPTH_8U) {
     return shape;
 }
 
-// Checks in their order: each call mends the fault that the one before reported.
 TEST(Morphology, ChecksInItsOrder) {
-    Reports reports;
+    // The arguments that are no fields of a header.
+    struct Arguments {
+        ZylImage *src, *dst;
+        std::int32_t iterations;
+        const ZylTileMapping *mapping;
+    };
+    using S = ZylImage &;
+    using A = Arguments &;
+    static const ZylTileMapping mapping = {0, 0};
+    static ZylTileInfo none = {nullptr, nullptr, nullptr, 8, 8};
+    const std::vector<Fault<ZylImage, ZylImage, Arguments>> faults = {
+        {"Null SRC image header", [](S, S, A a) { a.src = nullptr; }},
+        {"Null DST image header", [](S, S, A a) { a.dst = nullptr; }},
+        {"Specify exactly SRC image mode (non-tile/tile)",
+         [](S s, S, A) { s.imageData = reinterpret_cast<unsigned char *>(&s); }},
+        {"Specify exactly DST image mode (non-tile/tile)",
+         [](S, S d, A) { d.imageData = reinterpret_cast<unsigned char *>(&d); }},
+        {"Illegal SRC tile info contents",
+         [](S s, S, A) {
+             s.tileInfo = &none;
+             s.imageData = nullptr;
+         }},
+        {"Illegal DST tile info contents",
+         [](S, S d, A) {
+             d.tileInfo = &none;
+             d.imageData = nullptr;
+         }},
+        {"Illegal number of of iterations", [](S, S, A a) { a.iterations = 0; }},
+        {"Mapping must be NULL", [](S, S, A a) { a.mapping = &mapping; }},
+        {"Illegal SRC image header contents", [](S s, S, A) { s.align = 3; }},
+        {"Illegal DST image header contents", [](S, S d, A) { d.nChannels = 0; }},
+        {"SRC and DST depth are not compatible", [](S, S d, A) { d.depth = ZYL_DEPTH_16U; }},
+        {"SRC and DST order are not compatible",
+         [](S, S d, A) { d.dataOrder = ZYL_DATA_ORDER_PLANE; }},
+        {"SRC and DST orign are not compatible", [](S, S d, A) { d.origin = ZYL_ORIGIN_BL; }},
+        {"SRC and DST number of channels are not compatible", [](S, S d, A) { d.nChannels = 3; }}};
     TestImage source(gray());
     TestImage destination(gray());
-    const ZylTileMapping mapping = {0, 0};
-    ZylTileInfo none = {nullptr, nullptr, nullptr, 8, 8};
     ZylImage src = *source.header();
     ZylImage dst = *destination.header();
-    unsigned char *const pixels = src.imageData;
-    src.tileInfo = &none;
-    dst.tileInfo = &none;
-    dst.depth = ZYL_DEPTH_16U;
-    dst.dataOrder = ZYL_DATA_ORDER_PLANE;
-    dst.origin = ZYL_ORIGIN_BL;
-    dst.nChannels = 0;
-    src.align = 3;
-    zylErode(nullptr, nullptr, 0, &mapping);
-    zylErode(&src, nullptr, 0, &mapping);
-    zylErode(&src, &dst, 0, &mapping);
-    src.imageData = nullptr;
-    zylErode(&src, &dst, 0, &mapping);
-    dst.imageData = nullptr;
-    zylErode(&src, &dst, 0, &mapping);
-    src.tileInfo = nullptr;
-    src.imageData = pixels;
-    zylErode(&src, &dst, 0, &mapping);
-    dst.tileInfo = nullptr;
-    dst.imageData = pixels;
-    zylErode(&src, &dst, 0, &mapping);
-    zylErode(&src, &dst, 1, &mapping);
-    zylErode(&src, &dst, 1, nullptr);
-    src.align = 4;
-    zylErode(&src, &dst, 1, nullptr);
-    dst.nChannels = 3;
-    zylErode(&src, &dst, 1, nullptr);
-    dst.depth = src.depth;
-    zylErode(&src, &dst, 1, nullptr);
-    dst.dataOrder = src.dataOrder;
-    zylErode(&src, &dst, 1, nullptr);
-    dst.origin = src.origin;
-    zylErode(&src, &dst, 1, nullptr);
-    EXPECT_EQ(
-        reports.texts(),
-        (std::vector<std::string>{
-            "Null SRC image header", "Null DST image header",
-            "Specify exactly SRC image mode (non-tile/tile)",
-            "Specify exactly DST image mode (non-tile/tile)", "Illegal SRC tile info contents",
-            "Illegal DST tile info contents", "Illegal number of of iterations",
-            "Mapping must be NULL", "Illegal SRC image header contents",
-            "Illegal DST image header contents", "SRC and DST depth are not compatible",
-            "SRC and DST order are not compatible", "SRC and DST orign are not compatible",
-            "SRC and DST number of channels are not compatible"}));
-    EXPECT_EQ(reports.all().back(),
-              (Report{ZYL_StsBadArg, "zylErode",
-                      "SRC and DST number of channels are not compatible", "zylErode"}));
+    Arguments arguments = {&src, &dst, 1, nullptr};
+    FailingCalls("zylErode", "zylErode")
+        .watch(destination)
+        .expectInOrder(
+            faults,
+            [&] {
+                const Arguments &a = arguments;
+                zylErode(a.src, a.dst, a.iterations, a.mapping);
+            },
+            src, dst, arguments);
 }
 
 TEST(Kernels, AreCopiedReadAndChecked) {
@@ -326,50 +322,42 @@ TEST(Convolve2D, ReportsAndWritesNothing) {
     source.randomise(1);
     TestImage destination(gray());
     destination.randomise(2);
-    const TestImage before(destination);
     TestImage deep(gray(9, 9, ZYL_DEPTH_16U));
     Shape rgb = gray();
     rgb.channels = 4;
     TestImage four(rgb);
-    const auto text = [&](auto call) {
-        reports.clear();
-        call();
-        const auto texts = reports.texts();
-        reports.clear();
-        return texts;
-    };
-    using Texts = std::vector<std::string>;
-    EXPECT_EQ(text([&] { zylConvolve2D(nullptr, nullptr, nullptr, 0, 9, nullptr); }),
-              (Texts{"srcImage==0", "dstImage==0"}));
-    EXPECT_EQ(text([&] { zylConvolve2D(source, destination, nullptr, 0, 9, nullptr); }),
-              (Texts{"kernel==0"}));
-    EXPECT_EQ(text([&] { zylConvolve2D(source, destination, many.data(), 101, 9, nullptr); }),
-              (Texts{"(nKernels<=0 || nKernels>100)"}));
-    EXPECT_EQ(text([&] { zylConvolve2D(source, destination, many.data(), 1, 5, nullptr); }),
-              (Texts{"( combineMethod != 0 && combineMethod != 1 && combineMethod != 2 && "
-                     "combineMethod != 3 && combineMethod != 4)"}));
+    FailingCalls calls("zylConvolve2D", "zylcnv2d");
+    calls.watch(destination);
+    calls.expect({"srcImage==0", "dstImage==0"},
+                 [&] { zylConvolve2D(nullptr, nullptr, nullptr, 0, 9, nullptr); });
+    calls.expect({"kernel==0"},
+                 [&] { zylConvolve2D(source, destination, nullptr, 0, 9, nullptr); });
+    calls.expect({"(nKernels<=0 || nKernels>100)"},
+                 [&] { zylConvolve2D(source, destination, many.data(), 101, 9, nullptr); });
+    calls.expect({"( combineMethod != 0 && combineMethod != 1 && combineMethod != 2 && "
+                  "combineMethod != 3 && combineMethod != 4)"},
+                 [&] { zylConvolve2D(source, destination, many.data(), 1, 5, nullptr); });
     many[1] = nullptr;
-    EXPECT_EQ(text([&] { zylConvolve2D(source, destination, many.data(), 2, 0, nullptr); }),
-              (Texts{"kernel[i]==0"}));
+    calls.expect({"kernel[i]==0"},
+                 [&] { zylConvolve2D(source, destination, many.data(), 2, 0, nullptr); });
     ZylConvKernel bad = {1, 1, 1, 0, 0, nullptr};
     many[1] = &bad;
-    EXPECT_EQ(text([&] { zylConvolve2D(source, destination, many.data(), 2, 0, nullptr); }),
-              (Texts{"ownBadKernel(kernel[i])"}));
+    calls.expect({"ownBadKernel(kernel[i])"},
+                 [&] { zylConvolve2D(source, destination, many.data(), 2, 0, nullptr); });
     bad.anchorX = 0;
-    EXPECT_EQ(text([&] { zylConvolve2D(source, destination, many.data(), 2, 0, nullptr); }),
-              (Texts{"kernel[i]->values==0"}));
+    calls.expect({"kernel[i]->values==0"},
+                 [&] { zylConvolve2D(source, destination, many.data(), 2, 0, nullptr); });
     const ZylTileMapping outside = {9, 0};
-    EXPECT_EQ(text([&] { zylConvolve2D(source, destination, many.data(), 1, 0, &outside); }),
-              (Texts{"( mapping->xDst < 0 || mapping->xDst > dstImage->width-1 || "
-                     "mapping->yDst < 0 || mapping->yDst > dstImage->height-1)"}));
-    EXPECT_EQ(text([&] { zylConvolve2D(four, destination, many.data(), 1, 0, nullptr); }),
-              (Texts{"Uncompatible images"}));
-    EXPECT_EQ(text([&] { zylConvolve2D(deep, destination, many.data(), 1, 0, nullptr); }),
-              (Texts{"Inadmissible images depths"}));
-    EXPECT_EQ(difference(before, destination), "");
+    calls.expect({"( mapping->xDst < 0 || mapping->xDst > dstImage->width-1 || "
+                  "mapping->yDst < 0 || mapping->yDst > dstImage->height-1)"},
+                 [&] { zylConvolve2D(source, destination, many.data(), 1, 0, &outside); });
+    calls.expect({"Uncompatible images"},
+                 [&] { zylConvolve2D(four, destination, many.data(), 1, 0, nullptr); });
+    calls.expect({"Inadmissible images depths"},
+                 [&] { zylConvolve2D(deep, destination, many.data(), 1, 0, nullptr); });
     many[1] = kernel;
-    EXPECT_EQ(text([&] { zylConvolve2D(source, destination, many.data(), 100, ZYL_MAX, nullptr); }),
-              Texts{});
+    zylConvolve2D(source, destination, many.data(), 100, ZYL_MAX, nullptr);
+    EXPECT_TRUE(reports.all().empty());
     EXPECT_EQ(difference(source, destination), "");
     zylDeleteConvKernel(kernel);
 }

@@ -355,6 +355,11 @@ bool refuse(std::size_t) {
 
 } // namespace
 
+void PrintTo(const Report &report, std::ostream *out) {
+    *out << report.status << " by " << report.function << " (" << report.file
+         << "): " << report.text;
+}
+
 Reports::Reports() : before_(zylRedirectError(keepReport)) {
     clear();
 }

@@ -129,6 +129,8 @@ struct Report {
     std::string function, text, file;
     bool operator==(const Report &) const = default;
 };
+void PrintTo(const Report &report, std::ostream *out);
+
 class Reports {
   public:
     Reports();
