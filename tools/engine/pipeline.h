@@ -26,10 +26,10 @@ class Pipeline {
     struct Options {
         std::int64_t memory = std::int64_t{256} << 20; // bytes of tiles, all nodes together
         int jobs = 1;
-        Tiling tile; // of the nodes; 0 x 0 for what suits the sink
+        Tiling tile{}; // of the nodes; 0 x 0 for what suits the sink
         // Rows of the result that are written, and all of them. Called by one thread at
         // a time.
-        std::function<void(std::int64_t done, std::int64_t all)> progress;
+        std::function<void(std::int64_t done, std::int64_t all)> progress{};
         const std::atomic<bool> *stop = nullptr; // ends the run with Failure when set
     };
 

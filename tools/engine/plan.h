@@ -62,11 +62,11 @@ struct Plan {
     Need need = Need::around;
     // A first pass over all of the sources (a histogram, a norm), before any tile is
     // made. May be empty. Called once, with tiled headers of its own.
-    std::function<void(const std::vector<ZylImage *> &sources)> measure;
+    std::function<void(const std::vector<ZylImage *> &sources)> measure{};
     // Makes one tile. Several threads call it at once, after `measure`: it keeps
     // nothing between calls, unless `need` is rowsInOrder. Empty when the result is
     // the first source as it is. A report of the library while it runs is a failure.
-    std::function<void(Request &)> make;
+    std::function<void(Request &)> make{};
 };
 
 // What the library reported while a plan's `measure` or `make` ran.

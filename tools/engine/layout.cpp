@@ -1,0 +1,52 @@
+#include "engine/layout.h"
+
+#include "engine/grid.h"
+
+#include <algorithm>
+
+namespace tool {
+
+namespace {
+
+constexpr int MOST_ROWS = 256; // of a strip
+
+// A tile of the result is made from about so many columns of its source at most.
+constexpr int MOST_READ = 1024;
+
+// Whole pieces that cover `least` pixels or the picture.
+int several(int piece, int least, int size) {
+    return piece * std::max(1, std::min(least, size) / piece);
+}
+
+int shrunk(int from, int to) {
+    const int factor = std::max(1, (from - 1) / to + 1);
+    return std::clamp(roundUp(MOST_READ / factor, 8), 8, TILE_SIDE);
+}
+
+} // namespace
+
+Tiling stripTiling(const Shape &shape, std::int64_t bytes) {
+    const std::int64_t rows = bytes / rowStride(shape, shape.width) / 8 * 8;
+    const int height = static_cast<int>(std::clamp<std::int64_t>(rows, 8, MOST_ROWS));
+    return {roundUp(shape.width, 8), std::min(height, roundUp(shape.height, 8))};
+}
+
+Tiling tileTiling(const Shape &from, const Shape &to) {
+    return {std::min(shrunk(from.width, to.width), roundUp(to.width, 8)),
+            std::min(shrunk(from.height, to.height), roundUp(to.height, 8))};
+}
+
+Tiling fileTiling(const Shape &shape, Tiling piece, bool strips) {
+    const int height = roundUp(std::clamp(piece.height, 1, MOST_ROWS), 8);
+    if (strips || piece.width >= shape.width || piece.width % 8 != 0)
+        return {roundUp(shape.width, 8), several(height, 64, shape.height)};
+    return {several(piece.width, TILE_SIDE, shape.width), several(height, TILE_SIDE, shape.height)};
+}
+
+Tiling unitTiling(const Shape &shape, Tiling piece, Tiling tile) {
+    const Tiling cut = {std::min(piece.width, shape.width), std::min(piece.height, shape.height)};
+    return {several(cut.width, tile.width, shape.width),
+            several(cut.height, tile.height, shape.height)};
+}
+
+} // namespace tool
