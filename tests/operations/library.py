@@ -65,11 +65,12 @@ class Library:
         f.zylRedirectError(f.zylNulDevReport)
         f.zylSetErrMode(1)
 
-    def call(self, operation, arguments):
+    def call(self, operation, arguments, status=0):
         """Calls the operation with the arguments, keyed by the parameters' names. Those that are
-        not given have their default. Returns the status and the function's result."""
+        not given have their default; `status` is left over from before. Returns the status and
+        the function's result."""
         call = Call(self, operation, arguments)
-        self.functions.zylSetErrStatus(0)
+        self.functions.zylSetErrStatus(status)
         result = getattr(self.functions, operation["function"])(*call.values)
         call.free()
         return self.functions.zylGetErrStatus(), result
@@ -181,7 +182,13 @@ class Call:
 
 class Image:
     """A header with pixels in memory or in tiles, filled with seeded noise. The noise of deep
-    samples leaves the upper bit alone, so that few results are saturated."""
+    samples leaves the upper bit alone, so that few results are saturated.
+
+    `Image.refusal` is the number of the tile request that fails, of all images; `Image.held` are
+    the tiles that the library holds."""
+
+    refusal = 0
+    held = []
 
     def __init__(self, depth="8U", layout="gray", width=21, height=19, tiled=False, seed=1,
                  samples=None, model=None):
@@ -215,9 +222,14 @@ class Image:
 
     def _deliver(self, image, x, y, mode):
         info = image.contents.tileInfo.contents
+        info.tileData = None
         if mode == RELEASE_TILE:
-            info.tileData = None
+            Image.held.remove((self, x, y))
             return
+        Image.refusal -= 1
+        if Image.refusal == 0:
+            return
+        Image.held.append((self, x, y))
         tile = self.tiles.setdefault((x, y), (ctypes.c_ubyte * (self.tile_step * TILE))())
         info.tileData = ctypes.addressof(tile)
 

@@ -5,11 +5,12 @@ the table says.
 """
 import copy
 import ctypes
+import re
 import sys
 import unittest
 
 from library import Image, Library, limits
-from table import DEPTHS, LAYOUTS, OPERATIONS, pairs
+from table import DEPTHS, LAYOUTS, OPERATIONS, ROOT, pairs
 
 ZYLQX = None
 BAD_ARGUMENT = -5
@@ -81,7 +82,7 @@ class Trial:
     (true), or a picture like it (false)."""
 
     def __init__(self, operation, depths, layouts, change=None, in_place=None, tiled=False,
-                 arguments=None):
+                 arguments=None, status=0, refusal=0):
         self.has_destination = "destination" in kinds(operation)
         models = operation.get("models", [None, None])
         self.arguments = default_arguments(operation, depths[0], layouts[0])
@@ -104,7 +105,8 @@ class Trial:
             self.images.append(image)
             self.arguments[each["name"]] = image
         before = self.results()
-        self.status, value = ZYLQX.call(operation, self.arguments)
+        Image.held, Image.refusal = [], refusal
+        self.status, value = ZYLQX.call(operation, self.arguments, status)
         self.value = value if operation["result"] == "number" else None
         self.before, self.after = before, self.results()
 
@@ -190,6 +192,48 @@ class Described(unittest.TestCase):
             with self.subTest(operation["function"]):
                 self.assertEqual(plain.status, 0)
                 self.assertEqual(tiled.done and tiled.after == plain.after, operation["tiles"])
+
+    # When the n-th tile is not delivered, the call ends: the operations that the header names keep
+    # other tiles, and only those of several passes leave pixels that are neither old nor new.
+    def test_refused_tiles(self):
+        keep = {each["function"] for each in OPERATIONS
+                if each["family"] in ("arithmetic", "logic")} - {"zylAbs"} | {"zylThreshold"}
+        repeat = {"zylErode", "zylDilate", "zylOpen", "zylClose"}
+        kept = set()
+        for operation in (each for each in ON_IMAGES if each["tiles"]):
+            depths = deep_pair(operation)
+            layouts = any_layouts(operation, depths)
+            good = Trial(operation, depths, layouts, tiled=True)
+            for refusal in (1, 2, 3, 4, 5, 7):
+                trial = Trial(operation, depths, layouts, tiled=True, refusal=refusal)
+                if Image.held:
+                    kept.add(operation["function"])
+                if operation["function"] in repeat or operation["result"] != "same":
+                    continue
+                pixels = zip(*(sum(samples[0][-1], []) for samples in
+                               (trial.before, good.after, trial.after)))
+                with self.subTest(operation["function"], refusal=refusal):
+                    self.assertTrue(all(now in (old, new) for old, new, now in pixels))
+        self.assertEqual(kept, keep)
+
+    # The header lists who stops when a negative status is left over.
+    def test_left_over_status(self):
+        text = " ".join((ROOT / "include/zylqx.h").read_text().replace(" *", " ").split())
+        listed = re.search(r"A negative status that an earlier call has left (.*?)\. So it does",
+                           text).group(1)
+        stop = set()
+        for operation in ON_IMAGES:
+            depths = deep_pair(operation)
+            layouts = any_layouts(operation, depths)
+            trial = Trial(operation, depths, layouts, status=BAD_ARGUMENT)
+            counted = any(list(table["arrays"][1]) != table["value"]
+                          for table in trial.arguments.get("lut", []))
+            if trial.after[:2] == trial.before[:2] and not counted and not trial.value:
+                stop.add(operation["function"])
+            reset = operation["function"] in ("zylErode", "zylDilate", "zylOpen", "zylClose")
+            with self.subTest(operation["function"]):
+                self.assertEqual(trial.status, 0 if reset else BAD_ARGUMENT)
+        self.assertEqual(stop, set(re.findall(r"zyl\w+", listed)))
 
     def test_regions(self):
         for operation in ON_IMAGES:
