@@ -149,6 +149,25 @@ const FftKernels<std::int32_t> &kernels(std::int32_t) {
     return ZYLQX_KERNELS(fixedFftKernels);
 }
 
+const LineKernels<float> &lineKernels(const FftTables<float> &tables) {
+    return tables.complexAny != nullptr ? ZYLQX_KERNELS(anyLengthKernels).lines
+                                        : kernels(0.0F).lines;
+}
+const LineKernels<std::int32_t> &lineKernels(const FftTables<std::int32_t> &) {
+    return kernels(0).lines;
+}
+
+// Bytes of memory for the transform of a panel's lines.
+std::uint64_t workBytes(const FftTables<float> &tables) {
+    if (tables.complexAny != nullptr) {
+        return static_cast<std::uint64_t>(tables.complexAny->radices.length) * ANY_LENGTH_WORK;
+    }
+    return tables.direct != nullptr ? static_cast<std::uint64_t>(tables.length) * DIRECT_WORK : 1;
+}
+std::uint64_t workBytes(const FftTables<std::int32_t> &tables) {
+    return tables.direct != nullptr ? static_cast<std::uint64_t>(tables.length) * DIRECT_WORK : 1;
+}
+
 // The transforms of one region. S is float, or int32_t for fixed point.
 template <class S>
 class FourierTransform {
@@ -175,8 +194,10 @@ class FourierTransform {
         block_.data = buffer(FftCache::Columns, raised(pairs) / LINES * raised(rows_) * 2);
         block_.columns = static_cast<std::ptrdiff_t>(pairs);
         block_.panelRows = static_cast<std::ptrdiff_t>(raised(rows_));
-        work_ =
-            cache.buffer(FftCache::Work, static_cast<std::uint64_t>(directLength()) * DIRECT_WORK);
+        work_ = cache.buffer(FftCache::Work,
+                             std::max(workBytes(*rowTables_), workBytes(*columnTables_)));
+        rowLines_ = &lineKernels(*rowTables_);
+        columnLines_ = &lineKernels(*columnTables_);
         return lines_ && packed_ && edges_ && block_.data && work_;
     }
 
@@ -184,16 +205,16 @@ class FourierTransform {
         const int sign = setUp_.sign;
         for (std::ptrdiff_t y = 0; y < rows_; y += LINES) {
             k_.loadRows(from(channel, 0, y), rowsAt(y), columns_, lines_);
-            k_.realLines(lines_, packed_, *rowTables_, sign, work_);
+            rowLines_->realLines(lines_, packed_, *rowTables_, sign, work_);
             k_.rowsToColumns(packed_, columns_, y, block_, edges_);
         }
-        k_.realLines(edges_, packed_, *columnTables_, sign, work_);
+        columnLines_->realLines(edges_, packed_, *columnTables_, sign, work_);
         k_.storeColumn(packed_, rows_, finish_, to(channel, 0, 0));
         if (hasMiddle()) {
             k_.storeColumn(packed_ + 1, rows_, finish_, to(channel, columns_ - 1, 0));
         }
         for (std::ptrdiff_t p = 0; p < block_.panels(); ++p) {
-            k_.complexLines(block_.panel(p), *columnTables_, sign, work_);
+            columnLines_->complexLines(block_.panel(p), *columnTables_, sign, work_);
             k_.storePairs(block_.panel(p), columnTables_->order, rows_, pairsAt(p), finish_,
                           to(channel, 1 + 2 * LINES * p, 0));
         }
@@ -204,14 +225,14 @@ class FourierTransform {
         std::fill_n(packed_, rows_ * LINES, S());
         k_.loadColumn(from(channel, 0, 0), rows_, packed_);
         if (hasMiddle()) k_.loadColumn(from(channel, columns_ - 1, 0), rows_, packed_ + 1);
-        k_.packedLines(packed_, edges_, *columnTables_, sign, work_);
+        columnLines_->packedLines(packed_, edges_, *columnTables_, sign, work_);
         for (std::ptrdiff_t p = 0; p < block_.panels(); ++p) {
             k_.loadPairs(from(channel, 1 + 2 * LINES * p, 0), rows_, pairsAt(p), block_.panel(p));
-            k_.complexLines(block_.panel(p), *columnTables_, sign, work_);
+            columnLines_->complexLines(block_.panel(p), *columnTables_, sign, work_);
         }
         for (std::ptrdiff_t y = 0; y < rows_; y += LINES) {
             k_.columnsToRows(block_, edges_, columnTables_->order, y, rows_, packed_, columns_);
-            k_.packedLines(packed_, lines_, *rowTables_, sign, work_);
+            rowLines_->packedLines(packed_, lines_, *rowTables_, sign, work_);
             k_.storeRows(lines_, rowTables_->order, rowsAt(y), columns_, finish_,
                          to(channel, 0, y));
         }
@@ -227,12 +248,6 @@ class FourierTransform {
     }
     std::ptrdiff_t pairsAt(std::ptrdiff_t panel) const {
         return std::min<std::ptrdiff_t>(LINES, block_.columns - panel * LINES);
-    }
-    // The longer of the lengths that are summed directly.
-    std::ptrdiff_t directLength() const {
-        const std::ptrdiff_t row = rowTables_->roots == nullptr ? columns_ : 1;
-        const std::ptrdiff_t column = columnTables_->roots == nullptr ? rows_ : 1;
-        return std::max(row, column);
     }
 
     Samples samples(const ZylImage &image, int channel, std::ptrdiff_t x, std::ptrdiff_t y) const {
@@ -253,6 +268,8 @@ class FourierTransform {
     const FftFinish finish_;
     const FftTables<S> *rowTables_ = nullptr;
     const FftTables<S> *columnTables_ = nullptr;
+    const LineKernels<S> *rowLines_ = nullptr;
+    const LineKernels<S> *columnLines_ = nullptr;
     S *lines_ = nullptr;  // rows of the image, a real panel
     S *packed_ = nullptr; // lines_ or edges_ as spectra
     S *edges_ = nullptr;  // the columns without imaginary part

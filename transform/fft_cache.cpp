@@ -1,5 +1,7 @@
 #include "transform/fft_cache.h"
 
+#include <new>
+#include <type_traits>
 #include <utility>
 
 #include "transform/roots.h"
@@ -54,19 +56,43 @@ const std::int32_t *fillOrder(std::int32_t *order, std::ptrdiff_t length) {
     return order;
 }
 
+template <class S>
+bool hasAnyLength(std::ptrdiff_t length) {
+    return std::is_same_v<S, float> && isAnyLength(length);
+}
+
+// The length whose complex transform gives the real one.
+std::ptrdiff_t realLength(std::ptrdiff_t length) {
+    return length % 2 == 0 ? length / 2 : length;
+}
+
 // Bytes that fill() takes; a factor for each entry, so within 64 bits.
 template <class S>
 std::uint64_t tableBytes(std::ptrdiff_t length) {
     const auto n = static_cast<std::uint64_t>(length);
+    if (hasAnyLength<S>(length)) {
+        return n * sizeof(Root<double>) + 2 * sizeof(AnyLength) + anyLengthBytes(length) +
+               anyLengthBytes(realLength(length));
+    }
     if (!isFast(length)) return n * sizeof(*FftTables<S>::direct);
     return n * (sizeof(Root<S>) + sizeof(std::int32_t)) + n / 4 * sizeof(Root<float>);
 }
 
-FftTables<float> fill(std::ptrdiff_t length, unsigned char *memory, float) {
+const AnyLength *fillAnyLength(unsigned char *&memory, std::ptrdiff_t length, void *work) {
+    AnyLength *any = new (take<AnyLength>(memory, 1)) AnyLength;
+    *any = makeAnyLength(length, memory, work);
+    memory += anyLengthBytes(length);
+    return any;
+}
+
+FftTables<float> fill(std::ptrdiff_t length, unsigned char *memory, void *work, float) {
     FftTables<float> tables;
     tables.length = length;
     if (!isFast(length)) {
         tables.direct = fillRoots(take<Root<double>>(memory, length), length);
+        if (!isAnyLength(length)) return tables;
+        tables.complexAny = fillAnyLength(memory, length, work);
+        tables.realAny = fillAnyLength(memory, realLength(length), work);
         return tables;
     }
     tables.roots = fillRoots(take<Root<float>>(memory, length), length);
@@ -75,7 +101,7 @@ FftTables<float> fill(std::ptrdiff_t length, unsigned char *memory, float) {
     return tables;
 }
 
-FftTables<std::int32_t> fill(std::ptrdiff_t length, unsigned char *memory, std::int32_t) {
+FftTables<std::int32_t> fill(std::ptrdiff_t length, unsigned char *memory, void *, std::int32_t) {
     FftTables<std::int32_t> tables;
     tables.length = length;
     const auto *roots = fillRoots(take<Root<std::int32_t>>(memory, length), length);
@@ -107,9 +133,15 @@ const FftTables<S> *FftCache::tables(std::ptrdiff_t length) {
     }
     if (all.count == MAX_LENGTHS) return nullptr;
     Scratch<unsigned char> memory = Scratch<unsigned char>(tableBytes<S>(length));
+    Scratch<unsigned char> work;
+    if (hasAnyLength<S>(length)) {
+        work = Scratch<unsigned char>(static_cast<std::uint64_t>(radicesFor(length).length) *
+                                      ANY_LENGTH_WORK);
+        if (!work) return nullptr;
+    }
     if (!memory) return nullptr;
     const int i = all.count++;
-    all.tables[i] = fill(length, memory.data(), S());
+    all.tables[i] = fill(length, memory.data(), work.data(), S());
     all.memory[i] = std::move(memory);
     return &all.tables[i];
 }

@@ -605,9 +605,7 @@ void columnsToRows(const SpectrumBlock<S> &block, const S *edges, const std::int
 
 template <class Math>
 constexpr FftKernels<typename Math::Value> KERNELS = {
-    complexLines<Math>,
-    realLines<Math>,
-    packedLines<Math>,
+    {complexLines<Math>, realLines<Math>, packedLines<Math>},
     loadRows<typename Math::Value>,
     storeRows<typename Math::Value>,
     loadPairs<typename Math::Value>,

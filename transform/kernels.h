@@ -21,6 +21,7 @@
 #include <cstdint>
 
 #include "core/levels.h"
+#include "transform/any_length.h"
 
 namespace zylqx {
 
@@ -60,8 +61,12 @@ struct FftTables<float> {
     std::ptrdiff_t length = 0;
     const Root<float> *roots = nullptr;   // of 2 pi k / length; null: direct summation
     const Root<float> *split = nullptr;   // 0.5 cos, 0.5 (1 - sin) of 2 pi (j + 1) / length
-    const Root<double> *direct = nullptr; // of 2 pi k / length, for direct summation
-    const std::int32_t *order = nullptr;  // row of a complex term; null: as they come
+    const Root<double> *direct = nullptr; // of 2 pi k / length, when it is no power of two
+    // For lengths that are neither powers of two nor short: of the length, and of
+    // half of it when it is even.
+    const AnyLength *complexAny = nullptr;
+    const AnyLength *realAny = nullptr;
+    const std::int32_t *order = nullptr; // row of a complex term; null: as they come
 };
 
 template <>
@@ -100,14 +105,32 @@ struct SpectrumBlock {
     std::ptrdiff_t panels() const { return (columns + LINES - 1) / LINES; }
 };
 
+// One-dimensional transforms along the lines of a panel. `sign` is that of the
+// exponent.
 template <class S>
-struct FftKernels {
-    // One-dimensional transforms along the lines of a panel. `sign` is that of
-    // the exponent. `work` has DIRECT_WORK bytes for each sample of a line.
+struct LineKernels {
     void (*complexLines)(S *panel, const FftTables<S> &tables, int sign, void *work);
     void (*realLines)(S *panel, S *packed, const FftTables<S> &tables, int sign, void *work);
     void (*packedLines)(const S *packed, S *panel, const FftTables<S> &tables, int sign,
                         void *work);
+};
+
+// The lines that AnyLength transforms at once. `work` has room for two blocks of
+// rows of their real and imaginary parts, as many as the radices' length.
+constexpr int ANY_LENGTH_GROUP = 4;
+constexpr std::ptrdiff_t ANY_LENGTH_WORK = 2 * 2 * ANY_LENGTH_GROUP * sizeof(double);
+
+struct AnyLengthKernels {
+    LineKernels<float> lines;
+    // Makes AnyLength::filter, of as many terms as the radices' length.
+    void (*chirpSpectrum)(const AnyLength &any, Root<double> *filter, void *work);
+};
+
+template <class S>
+struct FftKernels {
+    // Powers of two, and direct summation where the tables have no roots: `work`
+    // has DIRECT_WORK bytes for each sample of a line then.
+    LineKernels<S> lines;
 
     // Rows of an image as the lines of a real panel, and back. Missing rows are
     // read as 0. `order` is that of the panel's samples.
@@ -181,6 +204,7 @@ struct DctKernels {
 
 ZYLQX_DECLARE_KERNELS(FftKernels<float>, floatFftKernels)
 ZYLQX_DECLARE_KERNELS(FftKernels<std::int32_t>, fixedFftKernels)
+ZYLQX_DECLARE_KERNELS(AnyLengthKernels, anyLengthKernels)
 ZYLQX_DECLARE_KERNELS(DctKernels, dctKernels)
 
 } // namespace zylqx

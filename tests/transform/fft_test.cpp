@@ -114,9 +114,18 @@ int largestSum(int arithmetic) {
 struct Size {
     int width, height;
 };
-constexpr Size SIZES[] = {{1, 2},   {2, 1},   {2, 2},   {3, 5},   {4, 4},    {1, 7},   {8, 8},
-                          {9, 1},   {16, 8},  {5, 64},  {17, 16}, {12, 33},  {32, 32}, {64, 13},
-                          {70, 70}, {128, 4}, {35, 38}, {1, 256}, {512, 17}, {257, 2}, {16, 128}};
+constexpr Size SIZES[] = {{1, 2},    {2, 1},   {2, 2},    {3, 5},   {4, 4},   {1, 7},
+                          {8, 8},    {9, 1},   {16, 8},   {5, 64},  {17, 16}, {12, 33},
+                          {32, 32},  {64, 13}, {70, 70},  {128, 4}, {35, 38}, {1, 256},
+                          {512, 17}, {257, 2}, {16, 128}, {143, 2}, {4, 254}, {75, 1}};
+
+std::vector<std::int64_t> allOf(const TestImage &image) {
+    std::vector<std::int64_t> samples;
+    for (int y = 0; y < image.shape().height; ++y) {
+        for (int x = 0; x < image.shape().width; ++x) samples.push_back(image.at(x, y));
+    }
+    return samples;
+}
 
 constexpr int DIRECTIONS[] = {ZYL_FFT_FORWARD, ZYL_FFT_INVERSE, ZYL_FFT_INVERSE | ZYL_FFT_NO_SCALE};
 
@@ -160,6 +169,36 @@ TEST_F(FftTest, SpectrumIsThatOfNaiveSums) {
                 });
             }
         }
+    }
+}
+
+// A line of samples whose terms single precision can hold with some bits of their
+// fractions: every length gives the rounded sum, whichever way it is computed.
+TEST_F(FftTest, EveryLengthGivesRoundedSums) {
+    std::mt19937 random(11);
+    std::vector<int> lengths = {1000, 1021, 1080, 1331, 1690};
+    for (int n = 3; n <= 140; ++n) {
+        if ((n & (n - 1)) != 0) lengths.push_back(n);
+    }
+    for (const int n : lengths) {
+        TestImage line(shapeOf(ZYL_DEPTH_16S, n, 1));
+        TestImage spectrum(shapeOf(ZYL_DEPTH_32S, n, 1));
+        randomiseSmall(line, random, 2048);
+        zylRealFft2D(line, spectrum, ZYL_FFT_FORWARD | ZYL_FFT_FLOATING, nullptr);
+        std::vector<std::int64_t> expected;
+        for (int k = 0; k <= n / 2; ++k) {
+            long double re = 0;
+            long double im = 0;
+            for (int j = 0; j < n; ++j) {
+                const long double angle = 2 * std::numbers::pi_v<long double> * (j * k % n) / n;
+                re += static_cast<long double>(line.at(j, 0)) * std::cos(angle);
+                im -= static_cast<long double>(line.at(j, 0)) * std::sin(angle);
+            }
+            expected.push_back(static_cast<std::int64_t>(static_cast<float>(re)));
+            if (k == 0 || 2 * k == n) continue;
+            expected.push_back(static_cast<std::int64_t>(static_cast<float>(im)));
+        }
+        EXPECT_EQ(expected, allOf(spectrum)) << n;
     }
 }
 
@@ -246,14 +285,6 @@ TEST_F(FftTest, ForwardAndInverseGiveTheImageBack) {
             ASSERT_TRUE(back.guardsIntact() && spectrum.guardsIntact()) << describe(f.shape());
         }
     }
-}
-
-std::vector<std::int64_t> allOf(const TestImage &image) {
-    std::vector<std::int64_t> samples;
-    for (int y = 0; y < image.shape().height; ++y) {
-        for (int x = 0; x < image.shape().width; ++x) samples.push_back(image.at(x, y));
-    }
-    return samples;
 }
 
 TEST_F(FftTest, WorkedNumbers) {
