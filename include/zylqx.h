@@ -20,107 +20,107 @@
  * chapter says what holds for its functions, a function's comment what is its own.
  *
  * Checks and reports
+ * ------------------
+ * An operation returns nothing (zylTranslateDIB() an image, zylNorm() a number).
+ * It checks its arguments before anything is written, in the order in which the
+ * comments list the checks. What is wrong is reported (chapter 1): as
+ * ZYL_StsBadArg with the failed condition as text unless another status is
+ * named. The first report ends the call, except where several are said to be
+ * made before it ends.
  *
- *    An operation returns nothing (zylTranslateDIB() an image, zylNorm() a number).
- *    It checks its arguments before anything is written, in the order in which the
- *    comments list the checks. What is wrong is reported (chapter 1): as
- *    ZYL_StsBadArg with the failed condition as text unless another status is
- *    named. The first report ends the call, except where several are said to be
- *    made before it ends.
+ * First come, as a rule, the images in the order of the arguments, each with the
+ * faults that zylBadImageHeader() finds, null among them: one line of text for
+ * each. The comments call this "the faults of a header".
  *
- *    First come, as a rule, the images in the order of the arguments, each with the
- *    faults that zylBadImageHeader() finds, null among them: one line of text for
- *    each. The comments call this "the faults of a header".
- *
- *    A report has the function's exported name and the name of the source file that
- *    the function is known by, such as "zyladd": neither changes from version to
- *    version, nor do the texts, so that programs may compare them. The file name is
- *    no path, and no such file need exist. The line is where this version of the
- *    library makes the check; it says nothing to a program. Some operations call
- *    others and then report under their names; the comments say which.
+ * A report has the function's exported name and the name of the source file that
+ * the function is known by, such as "zyladd": neither changes from version to
+ * version, nor do the texts, so that programs may compare them. The file name is
+ * no path, and no such file need exist. The line is where this version of the
+ * library makes the check; it says nothing to a program. Some operations call
+ * others and then report under their names; the comments say which.
  *
  * Status
+ * ------
+ * A report leaves its code as the thread's status. Success does not reset it; only
+ * zylErode(), zylDilate(), zylOpen() and zylClose() set ZYL_StsOk, once their
+ * arguments are found good. So a call that is tested looks like this:
  *
- *    A report leaves its code as the thread's status. Success does not reset it; only
- *    zylErode(), zylDilate(), zylOpen() and zylClose() set ZYL_StsOk, once their
- *    arguments are found good. So a call that is tested looks like this:
+ *     zylSetErrStatus(ZYL_StsOk);
+ *     zylAdd(a, b, dst, NULL);
+ *     if (zylGetErrStatus() < 0) ...
  *
- *        zylSetErrStatus(ZYL_StsOk);
- *        zylAdd(a, b, dst, NULL);
- *        if (zylGetErrStatus() < 0) ...
- *
- *    A negative status that an earlier call has left ends these calls after their
- *    checks, without a report and with nothing written: zylAbs() of unsigned depths,
- *    zylCopy(), zylExchange(), zylConvolve2D(), zylConvolveSep2D(), zylMaxFilter(),
- *    zylMinFilter(), zylMedianFilter(), zylZoom(), zylDecimate(), zylRotate(),
- *    zylRealFft2D(), zylCcsFft2D(), zylDCT2D(), zylComputeHisto(),
- *    zylContrastStretch(), zylHistoEqualize() and zylNorm(). So it does to
- *    zylGetConvKernel(), and to zylLShiftS() of 1-bit images by 0. All others go on.
+ * A negative status that an earlier call has left ends these calls, at the latest
+ * after their checks, with nothing written and no report of it: zylCopy(),
+ * zylAbs() of unsigned depths, zylExchange(), zylConvolve2D(), zylConvolveSep2D(),
+ * zylMaxFilter(), zylMinFilter(), zylMedianFilter(), zylZoom(), zylDecimate(),
+ * zylRotate(), zylRealFft2D(), zylCcsFft2D(), zylDCT2D(), zylComputeHisto(),
+ * zylContrastStretch(), zylHistoEqualize() and zylNorm(). So it does to
+ * zylGetConvKernel(), and to zylLShiftS() of 1-bit images by 0. All others go on.
  *
  * Regions and channels
- *
- *    A region of interest (ZylImage::roi) is cut to its image. Every image is taken
- *    from the corner of its own region, and the smallest region decides how much is
- *    processed; nothing is processed, and nothing reported, where nothing is left.
- *    Pixels of the destination outside its region stay as they are. With a channel of
- *    interest (ZylROI::coi) only this channel is processed. Which operations look at
- *    regions and channels of interest in another way, or not at all, their chapters
- *    say.
+ * --------------------
+ * A region of interest (ZylImage::roi) is cut to its image. Every image is taken
+ * from the corner of its own region, and the smallest region decides how much is
+ * processed; nothing is processed, and nothing reported, where nothing is left.
+ * Pixels of the destination outside its region stay as they are. With a channel of
+ * interest (ZylROI::coi) only this channel is processed. Which operations look at
+ * regions and channels of interest in another way, or not at all, their chapters
+ * say.
  *
  * In place
- *
- *    The destination may be one of the sources: the same header. Only zylDCT2D() wants
- *    two. Images that share pixels in any other way (two headers over one block of
- *    memory, two regions of one block) give unspecified samples; in chapter 7 they give
- *    right ones if both are in memory.
+ * --------
+ * The destination may be one of the sources: the same header. Only zylDCT2D() wants
+ * two. Images that share pixels in any other way (two headers over one block of
+ * memory, two regions of one block) give unspecified samples; in chapter 7 they give
+ * right ones if both are in memory.
  *
  * Tiles
+ * -----
+ * Images may be delivered in tiles (ZylTileCallBack), each one tiled or in memory,
+ * with tiles of any size. Results do not depend on it, but for zylReduceBits() with
+ * noise or a dither and zylZoom() by nearest neighbour. Only the operations on
+ * device-independent bitmaps and the transforms take images in memory alone.
  *
- *    Images may be delivered in tiles (ZylTileCallBack), each one tiled or in memory,
- *    with tiles of any size. Results do not depend on it, but for zylReduceBits() with
- *    noise or a dither and zylZoom() by nearest neighbour. Only the operations on
- *    device-independent bitmaps and the transforms take images in memory alone.
+ * `dstTile` points to two int32_t, the column and the row of one tile of the
+ * destination; `mapping` to a pixel of such a tile. Only this tile is then produced,
+ * with the samples that it has in the whole. Both may be null, for all tiles, and
+ * are not looked at unless the destination is tiled. A tile that the region does not
+ * touch ends the call without a report. Where it is otherwise, the comments say so.
  *
- *    `dstTile` points to two int32_t, the column and the row of one tile of the
- *    destination; `mapping` to a pixel of such a tile. Only this tile is then produced,
- *    with the samples that it has in the whole. Both may be null, for all tiles, and
- *    are not looked at unless the destination is tiled. A tile that the region does not
- *    touch ends the call without a report, unless the chapter says otherwise.
- *
- *    A tile that is not delivered ends the call; the report, if there is one, is named
- *    by the chapter. Tiles that are held then are given back, except by arithmetic
- *    (chapter 3), logic (chapter 4) and zylThreshold(): they leave the tiles that
- *    they hold, of every image, with the application, which takes them back itself
- *    when the call has returned.
+ * A tile that is not delivered ends the call; the report, if there is one, is named
+ * by the chapter. Tiles that are held then are given back, except by arithmetic
+ * (chapter 3), logic (chapter 4) and zylThreshold(): they leave the tiles that
+ * they hold, of every image, with the application, which takes them back itself
+ * when the call has returned.
  *
  * When a call ends early
+ * ----------------------
+ * Where a tile fails or memory is exhausted, what is finished stays: every pixel of
+ * the destination is as it was or as it should be. What is finished together are
+ * tiles or parts of tiles; of a destination in memory rows, or nothing. Exceptions:
+ * zylErode(), zylDilate(), zylOpen() and zylClose(), which go over the destination
+ * several times; zylExchange() between tiled images; zylConvertToDIB(), which
+ * may have changed the colour table.
  *
- *    Where a tile fails or memory is exhausted, what is finished stays: every pixel of
- *    the destination is as it was or as it should be. What is finished together are
- *    tiles or parts of tiles; of a destination in memory rows, or nothing. Exceptions:
- *    zylErode(), zylDilate(), zylOpen() and zylClose(), which go over the destination
- *    several times; zylExchange() between tiled images; zylConvertToDIB(), which
- *    may have changed the colour table.
- *
- *    Exhausted memory is reported as ZYL_StsNoMem where the comments name the report.
- *    These calls end without one: zylCopy() and zylExchange() between tiled images,
- *    zylConvolveSep2D(), zylBlur(), zylMaxFilter(), zylMinFilter(),
- *    zylMedianFilter(), zylZoom(), zylDecimate(), zylRotate(), zylMirror() and
- *    zylDCT2D(). Arithmetic, logic, zylSet(), zylConvert(), zylBitonalToGray(),
- *    zylApplyColorTwist(), zylThreshold() and zylNorm() need no memory.
+ * Exhausted memory is reported as ZYL_StsNoMem where the comments name the report.
+ * These calls end without one: zylCopy() and zylExchange() between tiled images,
+ * zylConvolveSep2D(), zylBlur(), zylMaxFilter(), zylMinFilter(),
+ * zylMedianFilter(), zylZoom(), zylDecimate(), zylRotate(), zylMirror() and
+ * zylDCT2D(). Arithmetic, logic, zylSet(), zylConvert(), zylBitonalToGray(),
+ * zylApplyColorTwist(), zylThreshold() and zylNorm() need no memory.
  *
  * Threads
- *
- *    Status, error mode and report callback belong to the thread. Calls may run at the
- *    same time in several threads if none of them writes what another one uses:
- *     - an image in memory may be a source of several calls at once, and so may a
- *       kernel, a colour twist, a region and the tables of zylContrastStretch();
- *     - an image that is written, and a tiled image, even as a source, belong to one
- *       call at a time (tiles are handed over in the header);
- *     - zylRealFft2D() and zylCcsFft2D() share tables: one call of the two at a time in
- *       the whole process; the same for zylDCT2D().
- *    Callbacks are called in the thread of the call. A tile callback may call the
- *    library for other images.
+ * -------
+ * Status, error mode and report callback belong to the thread. Calls may run at the
+ * same time in several threads if none of them writes what another one uses:
+ *  - an image in memory may be a source of several calls at once, and so may a
+ *    kernel, a colour twist, a region and the tables of zylContrastStretch();
+ *  - an image that is written, and a tiled image, even as a source, belong to one
+ *    call at a time (tiles are handed over in the header);
+ *  - zylRealFft2D() and zylCcsFft2D() share tables: one call of the two at a time in
+ *    the whole process; the same for zylDCT2D().
+ * Callbacks are called in the thread of the call. A tile callback may call the
+ * library for other images.
  *
  * Examples are lines of C with images a, b, src and dst of the kind that the function
  * takes.
@@ -164,6 +164,7 @@ extern "C" {
  * \{ */
 /* ======================================================================== */
 
+/** A status code. */
 typedef int32_t ZylStatus;
 
 enum {
@@ -194,21 +195,22 @@ typedef ZylStatus(ZYL_CALL *ZylErrorCallBack)(ZylStatus status, const char *func
 
 /** What the library keeps for each thread. */
 typedef struct ZylContext {
-    ZylStatus status;
-    int32_t mode;
-    ZylErrorCallBack callBack;
-    char text[80]; /**< zylErrorStr() formats unknown codes here */
+    ZylStatus status;          /**< as zylGetErrStatus() tells it */
+    int32_t mode;              /**< ZYL_ErrMode... */
+    ZylErrorCallBack callBack; /**< never null */
+    char text[80];             /**< zylErrorStr() formats unknown codes here */
 } ZylContext;
 
+/** A version, as numbers and as texts. */
 typedef struct ZylLibVersion {
-    int32_t majorVersion;
-    int32_t minorVersion;
-    int32_t buildNumber;
-    const char *moduleName;
-    const char *versionText;
-    const char *internalVersionText;
-    const char *buildDateText;
-    const char *callingConventionText;
+    int32_t majorVersion;              /**< 1 */
+    int32_t minorVersion;              /**< 3 */
+    int32_t buildNumber;               /**< 3 */
+    const char *moduleName;            /**< "zylqx.dll" */
+    const char *versionText;           /**< "v1.0 Beta 3" */
+    const char *internalVersionText;   /**< "[1.03.03, 06/30/97]" */
+    const char *buildDateText;         /**< "Jul  7 1997" */
+    const char *callingConventionText; /**< "DLL" */
 } ZylLibVersion;
 
 /** The calling thread's status: that of its last report or zylSetErrStatus().
@@ -385,12 +387,13 @@ typedef struct ZylROI {
  * after ZYL_RELEASE_TILE, operations of chapters 3, 4 and 11 and zylThreshold() report it
  * and end, others take no notice.
  *
- * Of each image that is passed, one tile is held at a time. An image that is passed twice
- * to an operation of chapter 3 or 4, to zylThreshold(), zylNorm() or one of chapter 11
- * with two sources may be asked for a tile that it holds already, also to write one that
+ * Of each image, one tile is held at a time. An image that is passed twice to an operation of
+ * chapter 3 or 4 or to zylThreshold() is asked for the same tile twice, also to write one that
  * is held to read: deliver the same pixels, and take the tile back as often.
  *
- * \param mode  ZYL_GET_TILE_TO_READ, ZYL_GET_TILE_TO_WRITE or ZYL_RELEASE_TILE */
+ * \param image          the header, with the descriptor whose tileData is to be set
+ * \param xIndex,yIndex  the tile's column and row, from 0
+ * \param mode           ZYL_GET_TILE_TO_READ, ZYL_GET_TILE_TO_WRITE or ZYL_RELEASE_TILE */
 typedef void(ZYL_CALL *ZylTileCallBack)(ZylImage *image, int32_t xIndex, int32_t yIndex,
                                         int32_t mode);
 
@@ -756,8 +759,8 @@ ZYL_API void ZYL_CALL zylNot(ZylImage *srcImage, ZylImage *dstImage, const int32
  * are as far apart as the header's other fields say; widthStep is not read.
  *
  * One tile is held at a time, of all images. Between two tiled images the samples of one
- * tile wait in memory of the library. A negative status that a tile callback leaves ends
- * zylCopy() and zylExchange(), too.
+ * tile wait in memory of the library. When a tile callback has left a negative status,
+ * zylCopy() and zylExchange() write nothing more.
  *
  * Reports: the faults of a header; then, but for zylSet(), all of these before the call
  * ends: "srcImage->depth != dstImage->depth", "srcImage->dataOrder != dstImage->dataOrder"
@@ -1059,7 +1062,8 @@ ZYL_API void ZYL_CALL zylReduceBits(ZylImage *srcImage, ZylImage *dstImage, int3
 
 /** \} */
 
-/** \name Colour twist \{ */
+/** \name Colour twist
+ * \{ */
 
 /** A matrix. Row i gives channel i: (data[4i] c0 + data[4i + 1] c1 + data[4i + 2] c2 +
  * data[4i + 3]) / 2^scalingValue, for i = 0, 1, 2. The last row is not used. */
@@ -1607,7 +1611,8 @@ ZYL_API void ZYL_CALL zylDCT2D(ZylImage *src, ZylImage *dst, int32_t flags);
  * "lut[k]->key[lut[k]->num-1] > histSize", "lut[k]->key[i] > lut[k]->key[i+1]" (the letters
  * stand in the texts as they are here); ZYL_StsNoMem, "". A tile that is not delivered is
  * reported as ZYL_StsError, "Error get tile to read" or "Error get tile to write", as
- * "zylComputeHisto" or "zylMap", and then as ZYL_StsBackTrace, "". The LUTs are only
+ * "zylComputeHisto" or "zylMap", and then as ZYL_StsBackTrace, ""; so is, alone, a negative
+ * status that a tile callback has left. The LUTs are only
  * written by a call that has done all.
  * \{ */
 
