@@ -5,6 +5,12 @@
 
 using namespace zylqx;
 
+Combination DecimateAxis::combination(Interpolation interpolation, std::ptrdiff_t bytes) {
+    const int taps = interpolation == LINEAR ? 2 : 4;
+    return {taps, taps, decimatedBytes(bytes),
+            ZYLQX_KERNELS(resampleKernels).decimate[interpolation][sizeIndex(bytes)]};
+}
+
 namespace {
 
 // The interpolation that the source's size and the factors call for: positions
@@ -13,13 +19,6 @@ std::int32_t allowed(std::int32_t interpolate, const ZylImage &src, bool wholeFa
     const bool small = std::min(src.width, src.height) < 4;
     return small || wholeFactors || src.depth == ZYL_DEPTH_1U ? std::int32_t{ZYL_INTER_NN}
                                                               : interpolate;
-}
-
-Kernels kernelsFor(Interpolation interpolation, const ZylImage &src) {
-    const std::ptrdiff_t bytes = sampleBytes(src.depth);
-    const int taps = interpolation == LINEAR ? 2 : 4;
-    return {taps, taps, decimatedBytes(bytes),
-            ZYLQX_KERNELS(resampleKernels).decimate[interpolation][sizeIndex(bytes)]};
 }
 
 // Whether a mapping's point lies outside the block of a tiled destination.
@@ -56,24 +55,8 @@ void zylDecimate(ZylImage *srcImage, ZylImage *dstImage, std::int32_t xU, std::i
         return;
     }
 
-    const Area from = clippedArea(*srcImage);
-    Area block = clippedArea(*dstImage);
-    if (from.empty() || block.empty()) return;
-    const DecimateAxis columns({from.x, from.width, srcImage->width}, xU, xL);
-    const DecimateAxis rows({from.y, from.height, srcImage->height}, yU, yL);
-    block.width = columns.count(block.width);
-    block.height = rows.count(block.height);
-    if (block.empty() || misses(mapping, *dstImage, block)) return;
-
-    const MappedTile tile(*dstImage, mapping);
-    const Resampling<DecimateAxis> decimation = {call,         *srcImage, *dstImage, block,
-                                                 tile.index(), columns,   rows};
-    switch (allowed(interpolate, *srcImage, xL % xU == 0 && yL % yU == 0)) {
-    case ZYL_INTER_NN:
-        return decimation.nearest();
-    case ZYL_INTER_LINEAR:
-        return decimation.between(kernelsFor(LINEAR, *srcImage), &DecimateAxis::linear);
-    default:
-        return decimation.between(kernelsFor(CUBIC, *srcImage), &DecimateAxis::cubic);
-    }
+    const Resampling<DecimateAxis> decimation(call, *srcImage, *dstImage, {xU, xL, yU, yL},
+                                              mapping);
+    if (decimation.block().empty() || misses(mapping, *dstImage, decimation.block())) return;
+    decimation.run(allowed(interpolate, *srcImage, xL % xU == 0 && yL % yU == 0));
 }

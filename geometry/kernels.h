@@ -118,6 +118,14 @@ struct ResampleKernels {
     Set decimate[2][2]; // 16-bit weights, values of decimatedBytes()
 };
 
+// How an interpolation combines samples.
+struct Combination {
+    int taps;                  // samples in each direction
+    int weights;               // for each position
+    std::ptrdiff_t valueBytes; // of an intermediate value
+    ResampleKernels::Set set;
+};
+
 struct TurnKernels {
     // Positions of n columns, all inside the source, from c and s times their
     // coordinates.

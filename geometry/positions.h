@@ -99,15 +99,8 @@ class ZoomAxis {
     }
 
     // h = p[0] + weight[0] * (p[1] - p[0])
-    template <class Weight>
-    Taps<Weight> linear(std::int32_t i) const {
-        if (extent_.length == 1) return {{extent_.begin, extent_.begin, 0, 0}, {}, true};
-        const double position = i * factor_;
-        const std::int64_t base = std::min<std::int64_t>(indexOf(position), extent_.length - 2);
-        const double t = position - static_cast<double>(base);
-        const auto column = static_cast<std::int32_t>(extent_.begin + base);
-        return {{column, column + 1, 0, 0}, {static_cast<Weight>(t)}, t == 0};
-    }
+    Taps<double> linear(std::int32_t i) const { return linearTaps<double>(i); }
+    Taps<float> linearSingle(std::int32_t i) const { return linearTaps<float>(i); }
 
     // h = p[0] + weight[0] * d1 + weight[1] * d2 + weight[2] * d3, with the forward
     // differences d1, d2 and d3 of the four samples.
@@ -122,7 +115,19 @@ class ZoomAxis {
                 s == 1};
     }
 
+    static Combination combination(Interpolation interpolation, std::ptrdiff_t bytes);
+
   private:
+    template <class Weight>
+    Taps<Weight> linearTaps(std::int32_t i) const {
+        if (extent_.length == 1) return {{extent_.begin, extent_.begin, 0, 0}, {}, true};
+        const double position = i * factor_;
+        const std::int64_t base = std::min<std::int64_t>(indexOf(position), extent_.length - 2);
+        const double t = position - static_cast<double>(base);
+        const auto column = static_cast<std::int32_t>(extent_.begin + base);
+        return {{column, column + 1, 0, 0}, {static_cast<Weight>(t)}, t == 0};
+    }
+
     Extent extent_;
     double factor_; // source columns per result column
 };
@@ -164,6 +169,8 @@ class DecimateAxis {
                  static_cast<std::int16_t>(f3 - f)},
                 false};
     }
+
+    static Combination combination(Interpolation interpolation, std::ptrdiff_t bytes);
 
   private:
     std::int32_t base(std::int32_t i) const {

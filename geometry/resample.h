@@ -15,14 +15,6 @@
 
 namespace zylqx {
 
-// How an interpolation combines samples.
-struct Kernels {
-    int taps;                  // samples in each direction
-    int weights;               // for each position
-    std::ptrdiff_t valueBytes; // of an intermediate value
-    ResampleKernels::Set set;
-};
-
 // Bytes of intermediate values that are kept at a time, as many as stay in near caches;
 // but with many channels not those of fewer pixels than LEAST_STRIP.
 constexpr std::ptrdiff_t STRIP_BYTES = 32768;
@@ -107,7 +99,7 @@ bool resampleNearest(const SourceRect &source, const DstPiece &piece, const Chan
 // taps of a row are at most as many neighbours as there are places.
 template <class Weight, class ColumnTaps, class RowTaps>
 bool resampleBetween(const SourceRect &source, const DstPiece &piece, const ChannelPairs &pairs,
-                     const Kernels &kernels, ColumnTaps columnTaps, RowTaps rowTaps) {
+                     const Combination &kernels, ColumnTaps columnTaps, RowTaps rowTaps) {
     const std::int32_t width = piece.area.width;
     const std::int64_t n = std::int64_t{width} * pairs.count;
     const std::int64_t bytes = sampleBytes(piece.image.depth);
@@ -174,7 +166,7 @@ bool resampleBetween(const SourceRect &source, const DstPiece &piece, const Chan
 
 // The same in strips of columns.
 template <class Process>
-bool forEachStrip(const DstPiece &piece, const ChannelPairs &pairs, const Kernels &kernels,
+bool forEachStrip(const DstPiece &piece, const ChannelPairs &pairs, const Combination &kernels,
                   Process process) {
     const auto pixels =
         static_cast<std::int32_t>(STRIP_BYTES / (kernels.valueBytes * kernels.taps * pairs.count));
@@ -189,49 +181,90 @@ bool forEachStrip(const DstPiece &piece, const ChannelPairs &pairs, const Kernel
     return true;
 }
 
+struct Factors {
+    std::int32_t xU, xL, yU, yL;
+};
+
 // A whole call, once its arguments are known to be good. `Axis`: positions.h.
 template <class Axis>
-struct Resampling {
-    const Call &call;
-    ZylImage &src, &dst;
-    Area block;               // of the destination
-    const std::int32_t *tile; // one tile of the destination, or null
-    Axis columns, rows;
+class Resampling {
+  public:
+    Resampling(const Call &call, ZylImage &src, ZylImage &dst, const Factors &factors,
+               const ZylTileMapping *mapping)
+        : Resampling(call, src, dst, clippedArea(src), factors, mapping) {}
 
-    void nearest() const {
-        const ChannelPairs pairs = pairChannels(src, dst);
-        // Tiles that are made from one copy of the source each start at their exact
-        // position, and none goes on further than the exact positions do.
-        const bool exact = isTiled(dst) && sharePixels(src, dst);
-        auto needed = [&](const PartOfBlock &part) {
-            return neededNearest(
-                part, [&](std::int32_t i) { return columns.nearest(exact ? i : part.dx, i); },
-                [&](std::int32_t j) { return rows.nearest(exact ? j : part.dy, j); });
-        };
-        auto process = [&](const SourceRect &source, const DstPiece &piece) {
-            return resampleNearest(
-                source, piece, pairs, [&](std::int32_t i) { return columns.nearest(piece.dx, i); },
-                [&](std::int32_t j) { return rows.nearest(piece.dy, j); });
-        };
-        walkDestination(call, TRANSFER_REPORT, src, dst, block, tile, needed, process);
+    // The part of the destination that is written; may be empty.
+    const Area &block() const { return block_; }
+
+    // With ZYL_INTER_...
+    void run(std::int32_t interpolation) const {
+        if (interpolation == ZYL_INTER_NN) return nearest();
+        const std::ptrdiff_t bytes = sampleBytes(src_.depth);
+        if (interpolation == ZYL_INTER_LINEAR) {
+            return between(Axis::combination(LINEAR, bytes), &Axis::linear);
+        }
+        between(Axis::combination(CUBIC, bytes), &Axis::cubic);
     }
 
     template <class Weight>
-    void between(const Kernels &kernels, Taps<Weight> (Axis::*taps)(std::int32_t) const) const {
-        const ChannelPairs pairs = pairChannels(src, dst);
-        auto column = [&](std::int32_t i) { return (columns.*taps)(i); };
-        auto row = [&](std::int32_t j) { return (rows.*taps)(j); };
-        auto needed = [&](const PartOfBlock &part) {
-            return neededBetween(part, kernels.taps, column, row);
-        };
-        auto process = [&](const SourceRect &source, const DstPiece &piece) {
-            return forEachStrip(piece, pairs, kernels, [&](const DstPiece &strip) {
-                return resampleBetween<Weight>(source, strip, pairs, kernels, column, row);
-            });
-        };
-        walkDestination(call, TRANSFER_REPORT, src, dst, block, tile, needed, process);
+    void between(const Combination &kernels, Taps<Weight> (Axis::*taps)(std::int32_t) const) const;
+
+  private:
+    Resampling(const Call &call, ZylImage &src, ZylImage &dst, const Area &from,
+               const Factors &factors, const ZylTileMapping *mapping)
+        : call_(call), src_(src), dst_(dst), block_(clippedArea(dst)), tile_(dst, mapping),
+          columns_({from.x, from.width, src.width}, factors.xU, factors.xL),
+          rows_({from.y, from.height, src.height}, factors.yU, factors.yL) {
+        if (block_.empty()) return;
+        block_.width = from.empty() ? 0 : columns_.count(block_.width);
+        block_.height = from.empty() ? 0 : rows_.count(block_.height);
     }
+
+    void nearest() const;
+
+    const Call &call_;
+    ZylImage &src_, &dst_;
+    Area block_;
+    const MappedTile tile_;
+    const Axis columns_, rows_;
 };
+
+template <class Axis>
+void Resampling<Axis>::nearest() const {
+    const ChannelPairs pairs = pairChannels(src_, dst_);
+    // Tiles that are made from one copy of the source each start at their exact
+    // position, and none goes on further than the exact positions do.
+    const bool exact = isTiled(dst_) && sharePixels(src_, dst_);
+    auto needed = [&](const PartOfBlock &part) {
+        return neededNearest(
+            part, [&](std::int32_t i) { return columns_.nearest(exact ? i : part.dx, i); },
+            [&](std::int32_t j) { return rows_.nearest(exact ? j : part.dy, j); });
+    };
+    auto process = [&](const SourceRect &source, const DstPiece &piece) {
+        return resampleNearest(
+            source, piece, pairs, [&](std::int32_t i) { return columns_.nearest(piece.dx, i); },
+            [&](std::int32_t j) { return rows_.nearest(piece.dy, j); });
+    };
+    walkDestination(call_, TRANSFER_REPORT, src_, dst_, block_, tile_.index(), needed, process);
+}
+
+template <class Axis>
+template <class Weight>
+void Resampling<Axis>::between(const Combination &kernels,
+                               Taps<Weight> (Axis::*taps)(std::int32_t) const) const {
+    const ChannelPairs pairs = pairChannels(src_, dst_);
+    auto column = [&](std::int32_t i) { return (columns_.*taps)(i); };
+    auto row = [&](std::int32_t j) { return (rows_.*taps)(j); };
+    auto needed = [&](const PartOfBlock &part) {
+        return neededBetween(part, kernels.taps, column, row);
+    };
+    auto process = [&](const SourceRect &source, const DstPiece &piece) {
+        return forEachStrip(piece, pairs, kernels, [&](const DstPiece &strip) {
+            return resampleBetween<Weight>(source, strip, pairs, kernels, column, row);
+        });
+    };
+    walkDestination(call_, TRANSFER_REPORT, src_, dst_, block_, tile_.index(), needed, process);
+}
 
 } // namespace zylqx
 

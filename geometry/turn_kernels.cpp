@@ -129,29 +129,24 @@ double unpacked(std::uint64_t samples, int i) {
     return __builtin_bit_cast(double, sample | 0x4330000000000000u) - 0x1p52;
 }
 
-// Steps are constants for dense samples, so that a pair is read at once.
-template <class T, bool DENSE>
-void sampleLinear(const TurnSource &src, const TurnBlock &block, void *out, std::ptrdiff_t n) {
-    std::uint64_t packed[TURN_BLOCK];
-    double values[TURN_BLOCK];
-    const char *origin = originOf(src, block);
-    const std::ptrdiff_t step = DENSE ? std::ptrdiff_t{sizeof(T)} : src.columnStep;
-    const std::ptrdiff_t rowStep = src.rowStep;
-    UNROLLED_LOOP
-    for (std::ptrdiff_t k = 0; k < n; ++k) {
-        const char *p = origin + block.offset[k];
-        packed[k] = pairAt<T>(p, step) | pairAt<T>(p + rowStep, step) << (16 * sizeof(T));
+// Bilinear: four samples in one word.
+template <class T>
+struct LinearSamples {
+    static constexpr int WORDS = 1;
+
+    static void fetch(const char *p, std::ptrdiff_t step, std::ptrdiff_t rowStep,
+                      std::uint64_t (*packed)[TURN_BLOCK], std::ptrdiff_t k) {
+        packed[0][k] = pairAt<T>(p, step) | pairAt<T>(p + rowStep, step) << (16 * sizeof(T));
     }
-    ZYLQX_VECTOR_LOOP
-    for (std::ptrdiff_t k = 0; k < n; ++k) {
-        const double a = unpacked<T>(packed[k], 0), b = unpacked<T>(packed[k], 1);
-        const double c = unpacked<T>(packed[k], 2), d = unpacked<T>(packed[k], 3);
-        const double top = a + (b - a) * block.fx[k];
-        const double bottom = c + (d - c) * block.fx[k];
-        values[k] = top + block.fy[k] * (bottom - top);
+    static double value(const std::uint64_t (*packed)[TURN_BLOCK], std::ptrdiff_t k, double fx,
+                        double fy) {
+        const double a = unpacked<T>(packed[0][k], 0), b = unpacked<T>(packed[0][k], 1);
+        const double c = unpacked<T>(packed[0][k], 2), d = unpacked<T>(packed[0][k], 3);
+        const double top = a + (b - a) * fx;
+        const double bottom = c + (d - c) * fx;
+        return top + fy * (bottom - top);
     }
-    toSamples<T>(values, out, n);
-}
+};
 
 // Weights of the samples at -1, 0, 1 and 2 for the cubic through them at t.
 struct CubicWeights {
@@ -164,44 +159,54 @@ CubicWeights cubicWeights(double t) {
              t3 * (1.0 / 6) - t * (1.0 / 6)}};
 }
 
-template <class T, bool DENSE>
-void sampleCubic(const TurnSource &src, const TurnBlock &block, void *out, std::ptrdiff_t n) {
-    std::uint64_t packed[4][TURN_BLOCK];
+// Bicubic: four rows of four samples, a word each.
+template <class T>
+struct CubicSamples {
+    static constexpr int WORDS = 4;
+
+    static void fetch(const char *p, std::ptrdiff_t step, std::ptrdiff_t rowStep,
+                      std::uint64_t (*packed)[TURN_BLOCK], std::ptrdiff_t k) {
+        for (int row = 0; row < 4; ++row, p += rowStep) {
+            packed[row][k] = pairAt<T>(p, step) | pairAt<T>(p + 2 * step, step) << (16 * sizeof(T));
+        }
+    }
+    static double value(const std::uint64_t (*packed)[TURN_BLOCK], std::ptrdiff_t k, double fx,
+                        double fy) {
+        const CubicWeights across = cubicWeights(fx);
+        const CubicWeights down = cubicWeights(fy);
+        auto rowAt = [&](int row) {
+            const std::uint64_t samples = packed[row][k];
+            return unpacked<T>(samples, 0) * across.w[0] + unpacked<T>(samples, 1) * across.w[1] +
+                   unpacked<T>(samples, 2) * across.w[2] + unpacked<T>(samples, 3) * across.w[3];
+        };
+        return rowAt(0) * down.w[0] + rowAt(1) * down.w[1] + rowAt(2) * down.w[2] +
+               rowAt(3) * down.w[3];
+    }
+};
+
+// Steps are constants for dense samples, so that a pair is read at once.
+template <class T, template <class> class Samples, bool DENSE>
+void interpolate(const TurnSource &src, const TurnBlock &block, void *out, std::ptrdiff_t n) {
+    std::uint64_t packed[Samples<T>::WORDS][TURN_BLOCK];
     double values[TURN_BLOCK];
     const char *origin = originOf(src, block);
     const std::ptrdiff_t step = DENSE ? std::ptrdiff_t{sizeof(T)} : src.columnStep;
     const std::ptrdiff_t rowStep = src.rowStep;
     UNROLLED_LOOP
     for (std::ptrdiff_t k = 0; k < n; ++k) {
-        const char *p = origin + block.offset[k];
-        for (int row = 0; row < 4; ++row, p += rowStep) {
-            packed[row][k] = pairAt<T>(p, step) | pairAt<T>(p + 2 * step, step) << (16 * sizeof(T));
-        }
+        Samples<T>::fetch(origin + block.offset[k], step, rowStep, packed, k);
     }
     ZYLQX_VECTOR_LOOP
     for (std::ptrdiff_t k = 0; k < n; ++k) {
-        const CubicWeights across = cubicWeights(block.fx[k]);
-        const CubicWeights down = cubicWeights(block.fy[k]);
-        auto rowAt = [&](int row) {
-            const std::uint64_t samples = packed[row][k];
-            return unpacked<T>(samples, 0) * across.w[0] + unpacked<T>(samples, 1) * across.w[1] +
-                   unpacked<T>(samples, 2) * across.w[2] + unpacked<T>(samples, 3) * across.w[3];
-        };
-        values[k] = rowAt(0) * down.w[0] + rowAt(1) * down.w[1] + rowAt(2) * down.w[2] +
-                    rowAt(3) * down.w[3];
+        values[k] = Samples<T>::value(packed, k, block.fx[k], block.fy[k]);
     }
     toSamples<T>(values, out, n);
 }
 
-template <class T>
-void linearSamples(const TurnSource &src, const TurnBlock &block, void *out, std::ptrdiff_t n) {
-    src.columnStep == sizeof(T) ? sampleLinear<T, true>(src, block, out, n)
-                                : sampleLinear<T, false>(src, block, out, n);
-}
-template <class T>
-void cubicSamples(const TurnSource &src, const TurnBlock &block, void *out, std::ptrdiff_t n) {
-    src.columnStep == sizeof(T) ? sampleCubic<T, true>(src, block, out, n)
-                                : sampleCubic<T, false>(src, block, out, n);
+template <class T, template <class> class Samples>
+void sampleBetween(const TurnSource &src, const TurnBlock &block, void *out, std::ptrdiff_t n) {
+    src.columnStep == sizeof(T) ? interpolate<T, Samples, true>(src, block, out, n)
+                                : interpolate<T, Samples, false>(src, block, out, n);
 }
 
 } // namespace
@@ -210,6 +215,7 @@ const TurnKernels turnKernels = {
     turnNearest,
     {turnBetween<LINEAR>, turnBetween<CUBIC>},
     {sampleNearest<u8>, sampleNearest<u16>, sampleNearestBits},
-    {{linearSamples<u8>, linearSamples<u16>}, {cubicSamples<u8>, cubicSamples<u16>}}};
+    {{sampleBetween<u8, LinearSamples>, sampleBetween<u16, LinearSamples>},
+     {sampleBetween<u8, CubicSamples>, sampleBetween<u16, CubicSamples>}}};
 
 } // namespace zylqx::ZYLQX_LEVEL

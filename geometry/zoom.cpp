@@ -7,6 +7,12 @@
 
 using namespace zylqx;
 
+Combination ZoomAxis::combination(Interpolation interpolation, std::ptrdiff_t bytes) {
+    const int taps = interpolation == LINEAR ? 2 : 4;
+    return {taps, taps - 1, sizeof(double),
+            ZYLQX_KERNELS(resampleKernels).zoom[interpolation][sizeIndex(bytes)]};
+}
+
 namespace {
 
 // The interpolation that a source of this size and depth allows.
@@ -17,24 +23,13 @@ std::int32_t allowed(std::int32_t interpolate, const ZylImage &src) {
     return interpolate;
 }
 
-Kernels kernelsFor(Interpolation interpolation, const ZylImage &src) {
-    const int depth = sizeIndex(sampleBytes(src.depth));
-    const int taps = interpolation == LINEAR ? 2 : 4;
-    return {taps, taps - 1, sizeof(double),
-            ZYLQX_KERNELS(resampleKernels).zoom[interpolation][depth]};
-}
-
 // Factors such as 2 or 5/4 lead to multiples of a power of two, which single
 // precision holds exactly: sums of samples, three bits wider, have 24 in all. That
 // is twice as fast as double precision.
-bool exactInSingle(std::int32_t xU, std::int32_t xL, std::int32_t yU, std::int32_t yL,
-                   std::uint32_t depth) {
-    const std::int64_t parts = std::int64_t{xU / std::gcd(xU, xL)} * (yU / std::gcd(yU, yL));
+bool exactInSingle(const Factors &f, std::uint32_t depth) {
+    const std::int64_t parts =
+        std::int64_t{f.xU / std::gcd(f.xU, f.xL)} * (f.yU / std::gcd(f.yU, f.yL));
     return (parts & (parts - 1)) == 0 && parts <= std::int64_t{1} << (21 - depthBits(depth));
-}
-Kernels exactKernels(const ZylImage &src) {
-    return {2, 1, sizeof(float),
-            ZYLQX_KERNELS(resampleKernels).zoomExact[sizeIndex(sampleBytes(src.depth))]};
 }
 
 } // namespace
@@ -60,25 +55,15 @@ void zylZoom(ZylImage *srcImage, ZylImage *dstImage, std::int32_t xU, std::int32
         return;
     }
 
-    const Area from = clippedArea(*srcImage);
-    Area block = clippedArea(*dstImage);
-    if (from.empty() || block.empty()) return;
-    const ZoomAxis columns({from.x, from.width, srcImage->width}, xU, xL);
-    const ZoomAxis rows({from.y, from.height, srcImage->height}, yU, yL);
-    block.width = columns.count(block.width);
-    block.height = rows.count(block.height);
-    const MappedTile tile(*dstImage, mapping);
-    const Resampling<ZoomAxis> zoom = {call,         *srcImage, *dstImage, block,
-                                       tile.index(), columns,   rows};
-    switch (allowed(interpolate, *srcImage)) {
-    case ZYL_INTER_NN:
-        return zoom.nearest();
-    case ZYL_INTER_LINEAR:
-        if (exactInSingle(xU, xL, yU, yL, srcImage->depth)) {
-            return zoom.between(exactKernels(*srcImage), &ZoomAxis::linear<float>);
-        }
-        return zoom.between(kernelsFor(LINEAR, *srcImage), &ZoomAxis::linear<double>);
-    default:
-        return zoom.between(kernelsFor(CUBIC, *srcImage), &ZoomAxis::cubic);
+    const Factors factors = {xU, xL, yU, yL};
+    const Resampling<ZoomAxis> zoom(call, *srcImage, *dstImage, factors, mapping);
+    if (zoom.block().empty()) return;
+    interpolate = allowed(interpolate, *srcImage);
+    if (interpolate == ZYL_INTER_LINEAR && exactInSingle(factors, srcImage->depth)) {
+        const int depth = sizeIndex(sampleBytes(srcImage->depth));
+        const Combination exact = {2, 1, sizeof(float),
+                                   ZYLQX_KERNELS(resampleKernels).zoomExact[depth]};
+        return zoom.between(exact, &ZoomAxis::linearSingle);
     }
+    zoom.run(interpolate);
 }
