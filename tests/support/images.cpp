@@ -92,7 +92,14 @@ void writeSample(const ZylImage &image, int x, int y, int channel, std::int64_t 
         *p = static_cast<unsigned char>((value & 1) != 0 ? *p | mask : *p & ~mask);
         return;
     }
-    std::memcpy(p, &value, static_cast<std::size_t>(bits(image.depth) / 8)); // little-endian
+    const auto byte = static_cast<std::uint8_t>(value);
+    const auto half = static_cast<std::uint16_t>(value);
+    const auto word = static_cast<std::uint32_t>(value);
+    const int size = bits(image.depth);
+    const void *sample = &word;
+    if (size == 8) sample = &byte;
+    if (size == 16) sample = &half;
+    std::memcpy(p, sample, static_cast<std::size_t>(size / 8));
 }
 
 TestImage::TestImage(const Shape &shape) : shape_(shape) {
