@@ -9,7 +9,7 @@ namespace {
 
 // The laws run over one set of arguments of each operation and kernel.
 std::vector<Operation> lawTable() {
-    const std::vector<std::string> chosen = {
+    const std::vector<std::string> names = {
         "Add",
         "Subtract",
         "SubtractReverse",
@@ -34,10 +34,8 @@ std::vector<Operation> lawTable() {
         "XorS_4294967295",
     };
     std::vector<Operation> table;
-    for (const ArithCase &c : arithCases()) {
-        if (std::find(chosen.begin(), chosen.end(), c.operation.name) == chosen.end()) continue;
-        table.push_back(c.operation);
-    }
+    const auto nameOf = [](const ArithCase &c) { return c.operation.name; };
+    for (const ArithCase &c : chosen(arithCases(), names, nameOf)) table.push_back(c.operation);
     return table;
 }
 

@@ -147,10 +147,11 @@ void addRest(std::vector<ArithCase> &cases) {
         {unary("Abs", "zylAbs", zylAbs), [](std::uint32_t depth, std::int64_t s, std::int64_t) {
              return s < 0 ? lowBits(depth, static_cast<std::uint64_t>(-s)) : s;
          }});
-    cases.push_back(
-        {unary("Not", "zylXorS", zylNot), [](std::uint32_t depth, std::int64_t s, std::int64_t) {
-             return lowBits(depth, ~static_cast<std::uint64_t>(s));
-         }});
+    Operation inverted = unary("Not", "zylXorS", zylNot);
+    inverted.function = "zylNot";
+    cases.push_back({inverted, [](std::uint32_t depth, std::int64_t s, std::int64_t) {
+                         return lowBits(depth, ~static_cast<std::uint64_t>(s));
+                     }});
     for (const std::uint32_t v : {0u, 3u, 0x0Fu, 0x1234u, 0x00FF0000u, 0xFFFFFFFFu}) {
         const struct {
             const char *name, *reportedName;

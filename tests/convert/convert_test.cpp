@@ -1,5 +1,8 @@
+#include <algorithm>
 #include <gtest/gtest.h>
+#include <random>
 
+#include "tests/convert/bitmaps.h"
 #include "tests/convert/operations.h"
 
 using namespace support;
@@ -85,8 +88,66 @@ TEST_P(Convert, EqualsTheReference) {
 
 INSTANTIATE_TEST_SUITE_P(Cases, Convert, testing::ValuesIn(convertCases()), caseName);
 
+// Bitmaps are blocks of memory: what is read from one of noise, and the bytes that
+// are written to one.
+constexpr int WIDTH = 37;
+constexpr int HEIGHT = 29;
+
+Operation bitmapOperation(const std::string &name, const std::string &reportedName, int sources) {
+    Operation operation{name, reportedName, sources, {}};
+    for (const std::uint32_t depth : {ZYL_DEPTH_8U, ZYL_DEPTH_16U}) {
+        operation.shapes.push_back({.depth = depth,
+                                    .channels = 3,
+                                    .width = WIDTH,
+                                    .height = HEIGHT,
+                                    .model = "RGB ",
+                                    .sequence = "BGR "});
+    }
+    operation.pointwise = false;
+    operation.regions = false;
+    operation.inPlace = false;
+    operation.tileArgument = false;
+    operation.tilesSupported = false;
+    return operation;
+}
+
+Operation fromBitmap(int bits) {
+    Operation operation = bitmapOperation("FromDib" + std::to_string(bits), "zylConvertFromDIB", 0);
+    operation.run = [bits](ZylImage *const *images, const std::int32_t *) {
+        BitmapBlock bitmap(WIDTH, HEIGHT, bits);
+        std::mt19937 random(3);
+        std::generate(bitmap.bytes().begin() + 40, bitmap.bytes().end(),
+                      [&] { return static_cast<std::uint8_t>(random()); });
+        zylConvertFromDIB(bitmap, images[0]);
+    };
+    return operation;
+}
+
+Operation toBitmap(int bits, int dither, int palette) {
+    Operation operation =
+        bitmapOperation("ToDib" + std::to_string(bits) + "_" + std::to_string(dither) + "_" +
+                            std::to_string(palette),
+                        "zylConvertToDIB", 1);
+    operation.run = [=](ZylImage *const *images, const std::int32_t *) {
+        BitmapBlock bitmap(WIDTH, HEIGHT, bits);
+        zylConvertToDIB(images[0], bitmap, dither, palette);
+        if (zylGetErrStatus() != ZYL_StsOk) return;
+        auto *result = static_cast<TestImage *>(images[1]->imageTag);
+        for (std::size_t i = 0; i < bitmap.bytes().size(); ++i) {
+            result->set(static_cast<int>(i), 0, 1, bitmap.bytes()[i]);
+        }
+    };
+    operation.result = [bits](const Shape &) {
+        const std::size_t bytes = BitmapBlock(WIDTH, HEIGHT, bits).bytes().size();
+        return Shape{.width = static_cast<int>(bytes), .height = 1};
+    };
+    operation.measures = true;
+    return operation;
+}
+
 std::vector<Operation> lawTable() {
-    std::vector<Operation> table;
+    std::vector<Operation> table = {fromBitmap(8), fromBitmap(24), toBitmap(24, 1, 0),
+                                    toBitmap(8, 1, 1), toBitmap(4, 8, 2)};
     for (const ConvertCase &c : convertCases()) {
         if (c.lawful) table.push_back(c.operation);
     }

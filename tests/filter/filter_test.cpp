@@ -117,38 +117,58 @@ TEST_P(Filter, EqualsTheReference) {
 
 INSTANTIATE_TEST_SUITE_P(Filters, Filter, testing::ValuesIn(filterCases()), caseName);
 
-// The laws, with borders that look at the far side of the image.
+// One operation for the laws, with borders that look at the far side of the image.
+Operation lawful(const Case &c, int mode) {
+    Operation operation{c.name + (mode == ZYL_BORDER_WRAP ? "_wrap" : "_reflect"), c.reportedName,
+                        1, [c, mode](ZylImage *const *images, const std::int32_t *tile) {
+                            for (ZylImage *image : {images[0], images[1]}) {
+                                if (image != nullptr)
+                                    zylSetBorderMode(image, mode, ZYL_SIDE_ALL, 0);
+                            }
+                            const ZylImage *to = images[1];
+                            if (tile == nullptr || to == nullptr || to->tileInfo == nullptr) {
+                                c.run(images[0], images[1], nullptr);
+                                return;
+                            }
+                            const ZylTileMapping mapping = {tile[0] * to->tileInfo->width,
+                                                            tile[1] * to->tileInfo->height};
+                            c.run(images[0], images[1], &mapping);
+                        }};
+    operation.shapes = usualShapes(c.depths);
+    operation.pointwise = false;
+    operation.tileArgument = c.mapping;
+    return operation;
+}
+
+// Repeated once; the passes read each other's results.
+Case morphology(const std::string &name, const std::string &reportedName,
+                void (*run)(ZylImage *, ZylImage *, std::int32_t, const ZylTileMapping *)) {
+    return {name,
+            reportedName,
+            [run](ZylImage *s, ZylImage *d, const ZylTileMapping *) { run(s, d, 2, nullptr); },
+            nullptr,
+            {ZYL_DEPTH_1U, ZYL_DEPTH_8U, ZYL_DEPTH_16U},
+            false};
+}
+
 std::vector<Operation> lawTable() {
+    const std::vector<std::string> names = {
+        "ConvolveGauss0", "ConvolveFour2",     "SepGauss",         "SepLong",
+        "Blur5x5at2_2",   "Blur128x40at10_31", "Max11x11at5_5",    "Min2x2at0_1",
+        "Median3x3at1_1", "Median11x11at5_5",  "Median18x18at3_17"};
     std::vector<Operation> table;
-    const std::vector<std::string> chosen = {
-        "ConvolveGauss0", "ConvolveFour2",     "SepGauss",          "SepLong",
-        "Blur5x5at2_2",   "Blur128x40at10_31", "Max11x11at5_5",     "Min2x2at0_1",
-        "Median3x3at1_1", "Median11x11at5_5",  "Median18x18at3_17", "Erode"};
-    for (const Case &c : filterCases()) {
-        if (std::find(chosen.begin(), chosen.end(), c.name) == chosen.end()) continue;
-        for (const int mode : {ZYL_BORDER_REFLECT, ZYL_BORDER_WRAP}) {
-            Operation operation{
-                c.name + (mode == ZYL_BORDER_WRAP ? "_wrap" : "_reflect"), c.reportedName, 1,
-                [c, mode](ZylImage *const *images, const std::int32_t *tile) {
-                    if (images[0] != nullptr) {
-                        zylSetBorderMode(images[0], mode, ZYL_SIDE_ALL, 0);
-                    }
-                    const ZylImage *to = images[1];
-                    if (tile == nullptr || to == nullptr || to->tileInfo == nullptr) {
-                        c.run(images[0], images[1], nullptr);
-                        return;
-                    }
-                    const ZylTileMapping mapping = {tile[0] * to->tileInfo->width,
-                                                    tile[1] * to->tileInfo->height};
-                    c.run(images[0], images[1], &mapping);
-                }};
-            operation.shapes = usualShapes(c.depths);
-            operation.pointwise = false;
-            operation.tileArgument = c.mapping;
+    for (const int mode : {ZYL_BORDER_REFLECT, ZYL_BORDER_WRAP}) {
+        for (const Case &c : chosen(filterCases(), names, [](const Case &e) { return e.name; })) {
+            table.push_back(lawful(c, mode));
             // A blur takes no channel into a channel of another number.
-            operation.regions = c.reportedName != "zylBlur";
-            operation.headersReported = c.reportedName != "zylErode";
-            table.push_back(operation);
+            table.back().regions = c.reportedName != "zylBlur";
+        }
+        for (const Case &c :
+             {morphology("Erode", "zylErode", zylErode),
+              morphology("Dilate", "zylDilate", zylDilate), morphology("Open", "zylOpen", zylOpen),
+              morphology("Close", "zylClose", zylClose)}) {
+            table.push_back(lawful(c, mode));
+            table.back().headersReported = false;
         }
     }
     return table;

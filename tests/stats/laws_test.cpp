@@ -1,4 +1,8 @@
-// The laws over the operations of statistics that write an image.
+// The laws over the operations of statistics.
+
+#include <algorithm>
+#include <array>
+#include <cstring>
 
 #include "tests/stats/lut.h"
 #include "tests/support/laws.h"
@@ -102,6 +106,13 @@ std::vector<Operation> compositions() {
                        })));
         }
     }
+    for (const int alpha : {-1, 200}) {
+        table.push_back(withAlpha(
+            mapped(alpha < 0 ? "PreMultiplyAlpha" : "PreMultiplyAlpha200", "zylPreMultiplyAlpha", 0,
+                   [alpha](ZylImage *const *images, const ZylTileMapping *mapping) {
+                       zylPreMultiplyAlpha(images[0], alpha, mapping);
+                   })));
+    }
     table.push_back(mapped("MultiplySScale", "zylMultiplySScale", 1,
                            [](ZylImage *const *images, const ZylTileMapping *mapping) {
                                zylMultiplySScale(images[0], images[1], 200, mapping);
@@ -113,12 +124,82 @@ std::vector<Operation> compositions() {
     return table;
 }
 
+// Operations that give `count` numbers for each channel, which go into an image
+// that they do not see.
+Operation measure(const std::string &name, const std::string &reportedName, int sources, int count,
+                  const std::vector<std::uint32_t> &depths,
+                  std::function<std::vector<std::int32_t>(ZylImage *const *images)> run) {
+    Operation operation{
+        name, reportedName, sources, [run, sources](ZylImage *const *images, const std::int32_t *) {
+            const std::vector<std::int32_t> numbers = run(images);
+            if (zylGetErrStatus() != ZYL_StsOk) return;
+            auto *result = static_cast<TestImage *>(images[sources]->imageTag);
+            const int width = result->shape().width;
+            for (int i = 0; i < static_cast<int>(numbers.size()); ++i) {
+                result->set(i % width, 0, i / width + 1, numbers[static_cast<std::size_t>(i)]);
+            }
+        }};
+    operation.shapes = usualShapes(depths);
+    operation.result = [count](const Shape &shape) {
+        Shape result = shape;
+        result.depth = ZYL_DEPTH_32S;
+        result.width = count;
+        result.height = 1;
+        return result;
+    };
+    operation.measures = true;
+    operation.pointwise = false;
+    operation.inPlace = false;
+    operation.tileArgument = false;
+    return operation;
+}
+
+Operation histogram() {
+    return measure("ComputeHisto", "zylComputeHisto", 1, 7, {ZYL_DEPTH_8U, ZYL_DEPTH_16U},
+                   [](ZylImage *const *images) {
+                       const bool deep = images[0] != nullptr && images[0]->depth == ZYL_DEPTH_16U;
+                       TestLut red({0, 1, 2, 50, 128, 200, 256}, {});
+                       TestLut green({0, 3, 4, 5, 252, 255, deep ? 65536 : 256}, {});
+                       TestLut blue({7, 60, 61, 100, 101, 102, 250}, {});
+                       ZylLUT *luts[] = {red, green, blue};
+                       zylComputeHisto(images[0], luts, nullptr);
+                       std::vector<std::int32_t> counts;
+                       const int channels = images[0] != nullptr ? images[0]->nChannels : 0;
+                       for (int c = 0; c < std::min(channels, 3); ++c) {
+                           const auto &values = std::array{&red, &green, &blue}[c]->value;
+                           counts.insert(counts.end(), values.begin(), values.end());
+                       }
+                       return counts;
+                   });
+}
+
+// All kinds of norm, as the halves of their numbers.
+Operation norm(int sources) {
+    return measure(
+        "Norm" + std::to_string(sources), "zylNorm", sources, 6,
+        {std::begin(ALL_DEPTHS), std::end(ALL_DEPTHS)}, [sources](ZylImage *const *images) {
+            std::vector<std::int32_t> halves;
+            for (const int type : {ZYL_NORM_C, ZYL_NORM_L1, ZYL_NORM_L2}) {
+                const double number = zylNorm(images[0], sources == 2 ? images[1] : nullptr, type);
+                std::int32_t parts[2];
+                std::memcpy(parts, &number, sizeof number);
+                halves.insert(halves.end(), std::begin(parts), std::end(parts));
+            }
+            return halves;
+        });
+}
+
+std::vector<Operation> statistics() {
+    return {threshold("Threshold", 100),
+            threshold("ThresholdBelowAll", -2147483647 - 1),
+            stretch(),
+            equalise(),
+            histogram(),
+            norm(1),
+            norm(2)};
+}
+
 ZYLQX_RUN_LAWS(Alpha, compositions());
-
-const std::vector<Operation> TABLE = {threshold("Threshold", 100),
-                                      threshold("ThresholdBelowAll", -2147483647 - 1), stretch(),
-                                      equalise()};
-
-ZYLQX_RUN_LAWS(Stats, TABLE);
+ZYLQX_RUN_LAWS(Stats, statistics());
 
 } // namespace

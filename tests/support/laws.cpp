@@ -29,6 +29,11 @@ Images makeImages(const Operation &operation, const Shape &shape, unsigned seed)
     return images;
 }
 
+// The images that the operation itself takes.
+std::size_t imageArguments(const Operation &operation) {
+    return static_cast<std::size_t>(operation.sources) + (operation.measures ? 0 : 1);
+}
+
 Images copyImages(const Images &images) {
     Images copies;
     for (const auto &image : images) copies.push_back(std::make_unique<TestImage>(*image));
@@ -128,7 +133,7 @@ std::vector<Shape> usualShapes(const std::vector<std::uint32_t> &depths) {
 }
 
 void PrintTo(const Operation &operation, std::ostream *out) {
-    *out << operation.name;
+    *out << (operation.function.empty() ? operation.reportedName : operation.function);
 }
 
 std::string operationName(const testing::TestParamInfo<Operation> &info) {
@@ -385,7 +390,7 @@ TEST_P(Laws, ABadHeaderIsReportedAndNothingIsWritten) {
         {ZYL_FAULT_ROI_OFFSET, [](ZylImage &image) { image.roi->xOffset = -1; }},
     };
     for (const auto &fault : faults) {
-        for (std::size_t bad = 0; bad <= static_cast<std::size_t>(operation.sources); ++bad) {
+        for (std::size_t bad = 0; bad < imageArguments(operation); ++bad) {
             SCOPED_TRACE(describe(operation, shape,
                                   "fault " + std::to_string(fault.mask) + " of image " +
                                       std::to_string(bad)));
@@ -426,7 +431,7 @@ TEST_P(Laws, AFailureInTheMiddleLeavesNothingHalfOwned) {
         if (!struck) break;
     }
     if (!operation.tilesSupported) return;
-    for (std::size_t bad = 0; bad <= static_cast<std::size_t>(operation.sources); ++bad) {
+    for (std::size_t bad = 0; bad < imageArguments(operation); ++bad) {
         for (int n = 1; n < 20; ++n) {
             SCOPED_TRACE(describe(operation, shape,
                                   "request " + std::to_string(n) + " of image " +

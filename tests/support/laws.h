@@ -16,8 +16,10 @@
 #ifndef ZYLQX_TESTS_SUPPORT_LAWS_H
 #define ZYLQX_TESTS_SUPPORT_LAWS_H
 
+#include <algorithm>
 #include <functional>
 #include <gtest/gtest.h>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -47,12 +49,32 @@ struct Operation {
     bool headersReported = true; // header faults are reported by their joined texts
     bool abandonsTiles = false;  // a failed request leaves earlier tiles with the application
     bool tilesSupported = true;
+    bool measures = false; // gives numbers, which `run` writes into the last image
+
+    // The exported function, where reports name another.
+    std::string function = {};
 };
 
 // Six depths by one and three channels, sizes prime and larger than a tile.
 std::vector<Shape> usualShapes(const std::vector<std::uint32_t> &depths);
 
+// Prints the exported function: so the list of a program's tests tells which
+// functions the laws run over.
 void PrintTo(const Operation &operation, std::ostream *out);
+
+// The entries of a table that have these names. A name that no entry has ends the
+// program.
+template <class Table, class NameOf>
+Table chosen(const Table &table, const std::vector<std::string> &names, NameOf nameOf) {
+    Table result;
+    for (const std::string &name : names) {
+        const auto entry = std::find_if(table.begin(), table.end(),
+                                        [&](const auto &e) { return nameOf(e) == name; });
+        if (entry == table.end()) throw std::invalid_argument("no entry is named " + name);
+        result.push_back(*entry);
+    }
+    return result;
+}
 
 // Laws for every operation, and for those that know tiles, regions and so on.
 class Laws : public testing::TestWithParam<Operation> {};
@@ -79,7 +101,7 @@ std::vector<Operation> operationsWith(const std::vector<Operation> &table,
 #define ZYLQX_RUN_LAWS(Family, table)                                                              \
     ZYLQX_RUN_LAWS_IF(Family, Laws, table, !o.name.empty());                                       \
     ZYLQX_RUN_LAWS_IF(Family, TileLaws, table, o.tilesSupported);                                  \
-    ZYLQX_RUN_LAWS_IF(Family, RegionLaws, table, o.regions);                                       \
+    ZYLQX_RUN_LAWS_IF(Family, RegionLaws, table, (o.regions && !o.measures));                      \
     ZYLQX_RUN_LAWS_IF(Family, CropLaws, table, (o.regions && o.pointwise));                        \
     ZYLQX_RUN_LAWS_IF(Family, PlaneLaws, table, o.planesAlike);                                    \
     ZYLQX_RUN_LAWS_IF(Family, InPlaceLaws, table, o.inPlace);                                      \
