@@ -145,12 +145,15 @@ constexpr std::ptrdiff_t TILE_COLUMNS = 256;
 // read as 0. The panel has a multiple of LINES rows.
 template <class S>
 void loadRows(const Samples &from, std::ptrdiff_t rows, std::ptrdiff_t columns, S *panel) {
-    alignas(64) S tile[LINES][TILE_COLUMNS] = {};
+    alignas(64) S tile[LINES][TILE_COLUMNS];
     for (std::ptrdiff_t x = 0; x < columns; x += TILE_COLUMNS) {
         const std::ptrdiff_t n = smaller(columns - x, TILE_COLUMNS);
+        const std::ptrdiff_t raised = (n + LINES - 1) / LINES * LINES;
         const unsigned char *in = from.data + x * columnBytes(from);
-        for (std::ptrdiff_t y = 0; y < rows; ++y) {
-            LOAD_ROW<S>[from.depth](in + y * from.stride, from.step, n, tile[y]);
+        for (std::ptrdiff_t y = 0; y < LINES; ++y) {
+            const std::ptrdiff_t read = y < rows ? n : 0;
+            if (read > 0) LOAD_ROW<S>[from.depth](in + y * from.stride, from.step, n, tile[y]);
+            for (std::ptrdiff_t i = read; i < raised; ++i) tile[y][i] = 0;
         }
         for (std::ptrdiff_t i = 0; i < n; i += LINES) {
             const S *lines[LINES];
