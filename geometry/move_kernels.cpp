@@ -57,9 +57,9 @@ void reverseRow(const char *src, char *dst, std::ptrdiff_t n, bool forward,
     constexpr std::ptrdiff_t N = LANES<T>, SIZE = sizeof(T);
     using V = Vector<T>;
     if (n < N) {
-        const T *s = reinterpret_cast<const T *>(src);
-        T *d = reinterpret_cast<T *>(dst);
-        for (std::ptrdiff_t i = 0; i < n; ++i) d[i] = reverseSample(s[n - 1 - i]);
+        for (std::ptrdiff_t i = 0; i < n; ++i) {
+            store(dst + i * SIZE, reverseSample(load<T>(src + (n - 1 - i) * SIZE)));
+        }
         return;
     }
     auto vector = [&](std::ptrdiff_t i) {

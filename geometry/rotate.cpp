@@ -6,6 +6,7 @@
 
 #include "core/bits.h"
 #include "core/call.h"
+#include "core/trigonometry.h"
 #include "core/walk_destination.h"
 #include "geometry/kernels.h"
 #include "geometry/positions.h"
@@ -133,8 +134,9 @@ class FreeTurn {
         constexpr double PI = 3.14159265358979323846;
         const double theta = turn.angle * 0.01 * PI / 180;
         const auto xs = static_cast<double>(turn.xShift), ys = static_cast<double>(turn.yShift);
-        c_ = std::cos(theta);
-        s_ = std::sin(theta);
+        const auto [sine, cosine] = sineCosine(theta);
+        c_ = cosine;
+        s_ = sine;
         x0_ = xs - c_ * xs + s_ * ys;
         y0_ = ys - s_ * xs - c_ * ys;
         const TurnKernels &kernels = ZYLQX_KERNELS(turnKernels);

@@ -29,6 +29,7 @@ constexpr Kept KEPT[] = {
 constexpr const char *USAGE =
     "usage: %s [--long] [--operation NAME]... [--seed N] [--calls N] [--level NAME] [--trace]\n"
     "       %s --update FILE\n"
+    "       %s --list\n"
     "\n"
     "Runs random calls of every operation at every instruction level of this machine\n"
     "and compares their checksums with each other and with those kept. Exit code 1\n"
@@ -41,7 +42,8 @@ constexpr const char *USAGE =
     "  --calls N         so many calls of each operation\n"
     "  --level NAME      only at this level\n"
     "  --trace           a line for every call: what to compare when a checksum differs\n"
-    "  --update FILE     writes the checksums of this machine to FILE\n";
+    "  --update FILE     writes the checksums of this machine to FILE\n"
+    "  --list            only names the operations\n";
 
 struct Options {
     std::uint64_t seed = SEED;
@@ -49,6 +51,7 @@ struct Options {
     std::vector<std::string> operations;
     std::string level;
     bool trace = false;
+    bool list = false;
     const char *update = nullptr;
 };
 
@@ -67,6 +70,10 @@ bool parse(int argc, const char *const *argv, Options &options) {
         }
         if (option == "--trace") {
             options.trace = true;
+            continue;
+        }
+        if (option == "--list") {
+            options.list = true;
             continue;
         }
         if (++i == argc) return false;
@@ -164,8 +171,12 @@ int run(int argc, const char *const *argv) {
     bool level = options.level.empty();
     for (int i = 0; i < levelCount(); ++i) level = level || options.level == levelName(i);
     if (!fit || !level) {
-        std::fprintf(stderr, USAGE, argv[0], argv[0]);
+        std::fprintf(stderr, USAGE, argv[0], argv[0], argv[0]);
         return 2;
+    }
+    if (options.list) {
+        for (const Operation &operation : operations()) std::puts(operation.name);
+        return 0;
     }
     int differing = 0;
     std::vector<Kept> found;

@@ -9,6 +9,7 @@
 #include "core/call.h"
 #include "core/image.h"
 #include "core/memory.h"
+#include "core/trigonometry.h"
 #include "transform/kernels.h"
 #include "transform/roots.h"
 #include "transform/rounding.h"
@@ -57,7 +58,7 @@ class Tables {
             for (std::ptrdiff_t j = 0; j < h; ++j) {
                 const double angle =
                     static_cast<double>(2 * j + 1) * std::numbers::pi / static_cast<double>(4 * h);
-                secants_[h - 8 + j] = static_cast<float>(0.5 / std::cos(angle));
+                secants_[h - 8 + j] = static_cast<float>(0.5 / sineCosine(angle).cosine);
             }
         }
         half_ = half;
@@ -69,9 +70,8 @@ class Tables {
         cosines = {};
         cosines.values = Scratch<double>(4 * static_cast<std::uint64_t>(length));
         if (!cosines.values) return false;
-        for (std::ptrdiff_t k = 0; k < 4 * length; ++k) {
-            cosines.values[k] = unitRoot(k, 4 * static_cast<std::int64_t>(length)).c;
-        }
+        forEachRoot(4 * static_cast<std::int64_t>(length),
+                    [&cosines](std::int64_t k, Root<double> root) { cosines.values[k] = root.c; });
         cosines.length = length;
         return true;
     }

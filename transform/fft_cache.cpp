@@ -33,16 +33,18 @@ Root<std::int32_t> converted(Root<double> root) {
 
 template <class T>
 const Root<T> *fillRoots(Root<T> *roots, std::ptrdiff_t length) {
-    for (std::ptrdiff_t k = 0; k < length; ++k) roots[k] = converted<T>(unitRoot(k, length));
+    forEachRoot(length,
+                [roots](std::int64_t k, Root<double> root) { roots[k] = converted<T>(root); });
     return roots;
 }
 
-const Root<float> *fillSplit(Root<float> *split, std::ptrdiff_t length) {
-    for (std::ptrdiff_t j = 0; j < length / 4; ++j) {
-        const Root<double> root = unitRoot(j + 1, length);
-        split[j] = {static_cast<float>(0.5 * root.c), static_cast<float>(0.5 * (1 - root.s))};
-    }
-    return split;
+// Also the factors by which the spectra of two lines are taken apart.
+void fillRootsAndSplit(Root<float> *roots, Root<float> *split, std::ptrdiff_t length) {
+    forEachRoot(length, [roots, split, length](std::int64_t k, Root<double> root) {
+        roots[k] = converted<float>(root);
+        if (k == 0 || k > length / 4) return;
+        split[k - 1] = {static_cast<float>(0.5 * root.c), static_cast<float>(0.5 * (1 - root.s))};
+    });
 }
 
 const std::int32_t *fillOrder(std::int32_t *order, std::ptrdiff_t length) {
@@ -95,8 +97,11 @@ FftTables<float> fill(std::ptrdiff_t length, unsigned char *memory, void *work, 
         tables.realAny = fillAnyLength(memory, realLength(length), work);
         return tables;
     }
-    tables.roots = fillRoots(take<Root<float>>(memory, length), length);
-    tables.split = fillSplit(take<Root<float>>(memory, length / 4), length);
+    auto *roots = take<Root<float>>(memory, length);
+    auto *split = take<Root<float>>(memory, length / 4);
+    fillRootsAndSplit(roots, split, length);
+    tables.roots = roots;
+    tables.split = split;
     tables.order = fillOrder(take<std::int32_t>(memory, length), length);
     return tables;
 }

@@ -1,7 +1,8 @@
 #include "transform/roots.h"
 
-#include <cmath>
 #include <numbers>
+
+#include "core/trigonometry.h"
 
 namespace zylqx {
 
@@ -13,8 +14,9 @@ Root<double> unitRoot(std::int64_t k, std::int64_t n) {
     const bool past = 2 * rest > n;
     const double angle =
         std::numbers::pi / 2 * static_cast<double>(past ? n - rest : rest) / static_cast<double>(n);
-    const double c = past ? std::sin(angle) : std::cos(angle);
-    const double s = past ? std::cos(angle) : std::sin(angle);
+    const auto [sine, cosine] = sineCosine(angle);
+    const double c = past ? sine : cosine;
+    const double s = past ? cosine : sine;
     switch (quarter) {
     case 0:
         return {c, s};
