@@ -9,7 +9,7 @@ import subprocess
 import sys
 
 table, program = sys.argv[1:]
-described = {operation["name"] for operation in json.load(open(table))["operations"]}
+described = {operation["function"] for operation in json.load(open(table))["operations"]}
 called = subprocess.run([program, "--list"], capture_output=True, text=True, check=True)
 called = set(called.stdout.split())
 sums = pathlib.Path(__file__).with_name("checksums.inc").read_text()
