@@ -35,7 +35,7 @@ run four-levels and-s:value=0xC0
 run hue-saturation rgb2hsv
 run dithered color-to-gray convert:depth=16u multiply-s:value=257 reduce-bits:dither=8,bits=1
 run threshold color-to-gray threshold:limit=128
-run blurred blur:rows=9,cols=9
+run blurred blur:rows=9,columns=9
 run edges color-to-gray convolve-2d:kernel=laplace
 run eroded erode:iterations=2
 run turned rotate:degrees=30,interpolate=cubic

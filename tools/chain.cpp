@@ -50,11 +50,10 @@ Value parseValue(const Parameter &parameter, const std::string &word) {
     case Kind::choice: {
         std::vector<std::string_view> names;
         for (const auto &[name, code] : parameter.choices) names.push_back(name);
-        auto found = std::find(names.begin(), names.end(), word);
-        if (found == names.end())
-            throw unknown(std::string(parameter.name) + " value", word, names);
-        value.integer = parameter.choices[found - names.begin()].second;
-        break;
+        const auto code = parseInteger(word);
+        for (const auto &[name, number] : parameter.choices)
+            if (name == word || number == code) return {word, number};
+        throw unknown(std::string(parameter.name) + " value", word, names);
     }
     case Kind::flag:
         if (word != "yes" && word != "no") throw badValue(parameter, word, "yes or no");
@@ -62,6 +61,7 @@ Value parseValue(const Parameter &parameter, const std::string &word) {
         break;
     case Kind::text:
     case Kind::picture:
+    case Kind::described:
         break;
     }
     return value;

@@ -42,6 +42,10 @@ Shape makeShape(int width, int height, int channels, std::uint32_t depth) {
     return shape;
 }
 
+std::string nameOf(std::uint32_t depth) {
+    return std::to_string(bitsOf(depth)) + (depth & ZYL_DEPTH_SIGN ? "s" : "u");
+}
+
 std::string describe(const Shape &shape) {
     std::string text = std::to_string(shape.width) + " x " + std::to_string(shape.height) + ", " +
                        (shape.depth & ZYL_DEPTH_SIGN ? "signed " : "") +

@@ -29,6 +29,9 @@ struct Shape {
 // The usual shape for 1 to 4 channels: gray or RGB, the second or fourth is alpha.
 Shape makeShape(int width, int height, int channels, std::uint32_t depth);
 
+// "1u", "8s" ...: as words of the command line have it.
+std::string nameOf(std::uint32_t depth);
+
 // "640 x 480, 8-bit RGB with alpha"
 std::string describe(const Shape &shape);
 

@@ -83,6 +83,7 @@ std::string placeholder(const Parameter &p) {
     case Kind::picture:
         return "=FILE";
     case Kind::flag:
+    case Kind::described:
         return "";
     case Kind::choice:
         break;

@@ -16,6 +16,9 @@ std::span<const Operation> filterOperations();
 std::span<const Operation> geometryOperations();
 std::span<const Operation> statsOperations();
 
+// The operations with what the description of the library says of them filled in.
+std::vector<Operation> completed(std::vector<Operation> operations);
+
 // All families, in the order in which they are listed.
 std::vector<std::span<const Operation>> operationFamilies();
 

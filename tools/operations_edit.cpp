@@ -58,24 +58,32 @@ void exchange(Step &step) {
 } // namespace
 
 std::span<const Operation> editOperations() {
-    static const std::vector<Operation> table = {
-        {"crop", "cuts out a part, or one channel", {}, crop, regional},
+    static const std::vector<Operation> table = completed({
+        {"crop",
+         "cuts out a part, or one channel",
+         {},
+         crop,
+         regional,
+         "crop:x=10,y=10,width=40,height=30"},
         {"copy",
          "pastes another picture at x and y",
          {picture("with", required, "the picture to paste")},
          paste,
-         regional},
+         regional,
+         "copy:with=OTHER,x=8,y=8"},
         {"set",
-         "fills with a value",
-         {integer("value", required, "the value, clamped to the depth's range")},
+         "",
+         {ofLibrary("value")},
          set,
-         regional},
+         pointwise,
+         "set:value=255,x=10,y=10,width=20,height=20"},
         {"exchange",
          "swaps with the same part of another picture of this size",
          {picture("with", required, "the other picture; its file stays as it is")},
          exchange,
-         regional},
-    };
+         regional,
+         "exchange:with=OTHER,width=20"},
+    });
     return table;
 }
 

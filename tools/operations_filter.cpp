@@ -162,11 +162,9 @@ void convolveSep(Step &s) {
            [x, y](ZylImage *from, ZylImage *to) { zylConvolveSep2D(from, to, x.get(), y.get()); });
 }
 
-constexpr double LARGEST_BOX = 65535;
-
 std::vector<Parameter> box() {
-    return {integer("rows", "3", "the height of the box", 1, LARGEST_BOX),
-            integer("cols", "3", "the width of the box", 1, LARGEST_BOX), border};
+    return {ofLibrary("rows"), ofLibrary("columns"), ofLibrary("anchor-x"), ofLibrary("anchor-y"),
+            border};
 }
 
 using BoxFilter = void (*)(ZylImage *, ZylImage *, std::int32_t, std::int32_t, std::int32_t,
@@ -175,15 +173,13 @@ using BoxFilter = void (*)(ZylImage *, ZylImage *, std::int32_t, std::int32_t, s
 template <BoxFilter function>
 void runBox(Step &s) {
     const auto rows = static_cast<std::int32_t>(s.integer("rows"));
-    const auto columns = static_cast<std::int32_t>(s.integer("cols"));
-    filter(s, [rows, columns](ZylImage *from, ZylImage *to) {
-        function(from, to, rows, columns, columns / 2, rows / 2, nullptr);
-    });
-}
-
-std::vector<Parameter> iterations() {
-    return {integer("iterations", "1", "how often", 1, std::numeric_limits<std::int32_t>::max()),
-            border};
+    const auto columns = static_cast<std::int32_t>(s.integer("columns"));
+    const auto anchor = [&s](std::string_view name, std::int32_t size) {
+        return s.given(name) ? static_cast<std::int32_t>(s.integer(name)) : size / 2;
+    };
+    const std::int32_t x = anchor("anchor-x", columns), y = anchor("anchor-y", rows);
+    filter(s,
+           [=](ZylImage *from, ZylImage *to) { function(from, to, rows, columns, x, y, nullptr); });
 }
 
 using Morphology = void (*)(ZylImage *, ZylImage *, std::int32_t, const ZylTileMapping *);
@@ -217,36 +213,36 @@ void runMorphology(Step &s) {
 } // namespace
 
 std::span<const Operation> filterOperations() {
-    static const std::vector<Operation> table = {
+    const std::vector<Parameter> passes = {ofLibrary("iterations"), border};
+    static const std::vector<Operation> table = completed({
         {"convolve-2d",
-         "multiplies the pixels around each one by a kernel and adds them up",
+         "",
          {text("kernel", required,
                "sharpen, gauss, laplace, emboss, sobel-x, sobel-y, or rows of coefficients as in "
                "1 2 1/2 4 2/1 2 1"),
           integer("shift", "0", "how many bits the sum is shifted right", 0, 31), border},
          convolve,
-         regional},
+         regional,
+         "convolve-2d:kernel=sharpen"},
         {"convolve-sep-2d",
-         "convolves with a column and a row of coefficients",
+         "",
          {text("across", "1 4 6 4 1", "the coefficients along a row"),
           text("down", "1 4 6 4 1", "the coefficients down a column"),
           integer("shift", "8", "how many bits the sum is shifted right", 0, 31), border},
          convolveSep,
-         regional},
-        {"blur", "takes the mean of a box", box(), runBox<zylBlur>, regional},
-        {"median-filter", "takes the middle value of a box", box(), runBox<zylMedianFilter>,
-         regional},
-        {"max-filter", "takes the largest value of a box", box(), runBox<zylMaxFilter>, regional},
-        {"min-filter", "takes the smallest value of a box", box(), runBox<zylMinFilter>, regional},
-        {"erode", "shrinks what is bright by a pixel", iterations(),
-         runMorphology<zylErode, zylErode>, regional},
-        {"dilate", "grows what is bright by a pixel", iterations(),
-         runMorphology<zylDilate, zylDilate>, regional},
-        {"open", "removes small bright spots", iterations(),
-         runMorphology<zylOpen, zylErode, zylDilate>, regional},
-        {"close", "removes small dark spots", iterations(),
-         runMorphology<zylClose, zylDilate, zylErode>, regional},
-    };
+         regional,
+         "convolve-sep-2d:across=1 2 1,down=1 2 1,shift=4"},
+        {"blur", "", box(), runBox<zylBlur>, regional, "blur:rows=5,columns=5"},
+        {"median-filter", "", box(), runBox<zylMedianFilter>, regional,
+         "median-filter:rows=5,columns=5"},
+        {"max-filter", "", box(), runBox<zylMaxFilter>, regional, "max-filter:rows=3,columns=3"},
+        {"min-filter", "", box(), runBox<zylMinFilter>, regional, "min-filter:rows=3,columns=3"},
+        {"erode", "", passes, runMorphology<zylErode, zylErode>, regional, "erode:iterations=2"},
+        {"dilate", "", passes, runMorphology<zylDilate, zylDilate>, regional,
+         "dilate:iterations=2"},
+        {"open", "", passes, runMorphology<zylOpen, zylErode, zylDilate>, regional, "open"},
+        {"close", "", passes, runMorphology<zylClose, zylDilate, zylErode>, regional, "close"},
+    });
     return table;
 }
 

@@ -10,10 +10,6 @@ namespace tool {
 
 namespace {
 
-const Parameter interpolation =
-    choice("interpolate", "linear", "how samples between pixels are made",
-           {{"nearest", ZYL_INTER_NN}, {"linear", ZYL_INTER_LINEAR}, {"cubic", ZYL_INTER_CUBIC}});
-
 // A ratio as in 3/2, 2 or 1.5.
 struct Factor {
     std::int32_t upper, lower;
@@ -64,7 +60,7 @@ Factors factors(const Step &step) {
 std::vector<Parameter> factorParameters() {
     return {text("factor", "", "how much, as in 3/2 or 1.5"),
             text("x-factor", "", "the same for columns alone"),
-            text("y-factor", "", "the same for rows alone"), interpolation};
+            text("y-factor", "", "the same for rows alone"), ofLibrary("interpolate")};
 }
 
 // At least one pixel.
@@ -206,25 +202,19 @@ void mirror(Step &step) {
 } // namespace
 
 std::span<const Operation> geometryOperations() {
-    static const std::vector<Operation> table = {
-        {"zoom", "makes the picture larger", factorParameters(), zoom},
-        {"decimate", "makes the picture smaller by leaving pixels out", factorParameters(),
-         decimate},
+    static const std::vector<Operation> table = completed({
+        {"zoom", "", factorParameters(), zoom, plain, "zoom:factor=3/2,interpolate=cubic"},
+        {"decimate", "", factorParameters(), decimate, plain, "decimate:factor=1/2"},
         {"rotate",
-         "turns the picture, black coming in at the corners",
+         "",
          {number("degrees", required, "the angle, counterclockwise, in steps of 0.01", -1e6, 1e6),
-          interpolation,
-          integer("center-x", "", "the column to turn about; the middle if not given"),
-          integer("center-y", "", "the row to turn about; the middle if not given"),
+          ofLibrary("interpolate"), ofLibrary("center-x"), ofLibrary("center-y"),
           flag("fit", "give the result the size that the turned picture needs")},
-         rotate},
-        {"mirror",
-         "exchanges left and right, top and bottom, or both",
-         {choice("axis", required, "the axis that stays where it is",
-                 {{"horizontal", 0}, {"vertical", 1}, {"both", -1}})},
-         mirror,
-         regional},
-    };
+         rotate,
+         plain,
+         "rotate:degrees=30,fit"},
+        {"mirror", "", {ofLibrary("axis")}, mirror, regional, "mirror:axis=vertical"},
+    });
     return table;
 }
 

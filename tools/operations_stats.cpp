@@ -46,13 +46,9 @@ class Luts {
     std::vector<ZylLUT *> pointers_;
 };
 
-// The number of values of a sample; refuses what histograms are not made of.
+// The number of values of a sample.
 int histogramSize(const Step &step) {
-    const std::uint32_t depth = step.shape().depth;
-    if (depth != ZYL_DEPTH_8U && depth != ZYL_DEPTH_16U) {
-        step.refuse("needs a picture of 8 or 16 unsigned bits");
-    }
-    return 1 << depth;
+    return 1 << step.shape().depth;
 }
 
 // A histogram of every channel, in `bins` intervals of equal width. Its counts come
@@ -64,7 +60,8 @@ std::shared_ptr<Luts> emptyHistogram(const Step &step, int bins) {
         step.refuse("a histogram counts 2147483647 pixels at most: give a smaller region");
     auto luts = std::make_shared<Luts>(step.shape().channels, bins + 1);
     for (int c = 0; c < step.shape().channels; ++c) {
-        for (int i = 0; i <= bins; ++i) (*luts)[c].key[i] = size / bins * i;
+        for (int i = 0; i <= bins; ++i)
+            (*luts)[c].key[i] = static_cast<std::int32_t>(std::int64_t{size} * i / bins);
     }
     return luts;
 }
@@ -84,7 +81,7 @@ bool counted(const ZylROI &region, int channel) {
 void printHistogram(Luts &luts, const Shape &shape, const ZylROI &region) {
     for (int c = 0; c < shape.channels; ++c) {
         if (!counted(region, c)) continue;
-        for (int i = 0; i < BINS; ++i) {
+        for (int i = 0; i + 1 < luts[c].num; ++i) {
             if (luts[c].value[i] == 0) continue;
             std::cout << "channel " << c + 1 << ", from " << luts[c].key[i] << ": "
                       << luts[c].value[i] << '\n';
@@ -97,16 +94,18 @@ Image drawHistogram(Luts &luts, const Shape &drawn, const ZylROI &region) {
     std::int32_t highest = 1;
     for (int c = 0; c < drawn.channels; ++c) {
         if (!counted(region, c)) continue;
-        for (int i = 0; i < BINS; ++i) highest = std::max(highest, luts[c].value[i]);
+        for (int i = 0; i + 1 < luts[c].num; ++i) highest = std::max(highest, luts[c].value[i]);
     }
     Image drawing(drawn);
     for (int c = 0; c < drawn.channels; ++c) {
         if (!counted(region, c)) continue;
-        for (int i = 0; i < BINS; ++i) {
+        const int bins = luts[c].num - 1, width = drawn.width / bins;
+        for (int i = 0; i < bins; ++i) {
             const auto length =
                 static_cast<int>(std::int64_t{luts[c].value[i]} * drawn.height / highest);
             if (length == 0) continue;
-            drawing.setRegion(drawn.channels > 1 ? c + 1 : 0, i, drawn.height - length, 1, length);
+            drawing.setRegion(drawn.channels > 1 ? c + 1 : 0, i * width, drawn.height - length,
+                              width, length);
             zylSet(drawing.header(), 255, nullptr);
         }
     }
@@ -116,7 +115,8 @@ Image drawHistogram(Luts &luts, const Shape &drawn, const ZylROI &region) {
 
 void computeHisto(Step &step) {
     constexpr int HEIGHT = 200;
-    const auto luts = emptyHistogram(step, BINS);
+    const int bins = std::min(BINS, histogramSize(step));
+    const auto luts = emptyHistogram(step, bins);
     const bool draw = step.flag("draw");
     const Shape shape = step.shape();
     const Shape drawn = makeShape(BINS, HEIGHT, shape.color() ? 3 : 1, ZYL_DEPTH_8U);
@@ -173,10 +173,8 @@ void contrastStretch(Step &step) {
             const std::int64_t distance =
                 std::clamp<std::int64_t>(v, from.low, from.high) - from.low;
             (*luts)[c].key[v] = v;
-            (*luts)[c].value[v] = static_cast<std::int32_t>(
-                c + 1 == shape.alpha
-                    ? v
-                    : to.low + distance * (to.high - to.low) / (from.high - from.low));
+            (*luts)[c].value[v] = static_cast<std::int32_t>(to.low + distance * (to.high - to.low) /
+                                                                         (from.high - from.low));
         }
     }
     step.thenOnRegion([luts](const Images &images, ZylImage *result) {
@@ -184,22 +182,17 @@ void contrastStretch(Step &step) {
     });
 }
 
-// The alpha channel, if there is one, stays.
 void histoEqualize(Step &step) {
     const auto luts = emptyHistogram(step, histogramSize(step));
-    const int alpha = step.channel() == 0 ? step.shape().alpha : 0;
     Plan plan;
     plan.measure = [luts, region = countedRegion(step)](const Images &from) {
         const Region reading(from[0], region);
         zylComputeHisto(from[0], luts->pointers(), nullptr);
     };
     step.thenOnRegion(
-        [luts, alpha](const Images &from, ZylImage *to) {
+        [luts](const Images &from, ZylImage *to) {
             Luts counts = *luts; // which the library replaces by those of the result
             zylHistoEqualize(from[0], to, counts.pointers(), nullptr);
-            if (alpha == 0) return;
-            from[0]->roi->coi = to->roi->coi = alpha;
-            zylCopy(from[0], to, nullptr);
         },
         {}, plan);
 }
@@ -244,6 +237,8 @@ void multiplySScale(Step &step) {
 }
 
 void preMultiplyAlpha(Step &step) {
+    if (!step.given("alpha") && step.shape().alpha == 0)
+        step.refuse("the picture has no alpha: give a constant, as in alpha=128");
     const auto alpha = static_cast<std::int32_t>(step.integer("alpha"));
     step.thenOnCopy(
         [alpha](const Images &, ZylImage *to) { zylPreMultiplyAlpha(to, alpha, nullptr); });
@@ -282,78 +277,65 @@ void alphaComposite(Step &step) {
         {step.otherWithAlpha("with")});
 }
 
-const std::vector<std::pair<std::string_view, int>> RULES = {
-    {"over", ZYL_COMPOSITE_OVER}, {"in", ZYL_COMPOSITE_IN},   {"out", ZYL_COMPOSITE_OUT},
-    {"atop", ZYL_COMPOSITE_ATOP}, {"xor", ZYL_COMPOSITE_XOR}, {"plus", ZYL_COMPOSITE_PLUS}};
-
-const std::vector<std::pair<std::string_view, int>> NORMS = {{"c", ZYL_NORM_C},
-                                                             {"l1", ZYL_NORM_L1},
-                                                             {"l2", ZYL_NORM_L2},
-                                                             {"relative-c", ZYL_NORM_RELATIVE_C},
-                                                             {"relative-l1", ZYL_NORM_RELATIVE_L1},
-                                                             {"relative-l2", ZYL_NORM_RELATIVE_L2}};
-
 } // namespace
 
 std::span<const Operation> statsOperations() {
-    static const std::vector<Operation> table = {
+    static const std::vector<Operation> table = completed({
         {"compute-histo",
          "prints how often samples occur; with draw, shows it as a picture",
          {flag("draw", "make the histogram the current picture")},
          computeHisto,
-         regional | prints},
+         regional | prints,
+         "compute-histo:draw"},
         {"contrast-stretch",
          "spreads one range of samples over another one",
          {text("from", required, "the range that is spread, as in 10..200"),
           text("to", required, "what it becomes, as in 0..255")},
          contrastStretch,
-         regional},
-        {"histo-equalize",
-         "makes all brightnesses equally frequent, each channel by itself",
-         {},
-         histoEqualize,
-         regional},
-        {"threshold",
-         "makes samples below a limit black, all others white",
-         {integer("limit", required, "the least sample that becomes white")},
-         threshold,
-         regional},
+         pointwise,
+         "contrast-stretch:from=10..200,to=0..255"},
+        {"histo-equalize", "", {}, histoEqualize, pointwise, "histo-equalize"},
+        {"threshold", "", {ofLibrary("limit")}, threshold, pointwise, "threshold:limit=128"},
         {"norm",
          "prints a norm of the picture or of its difference from another one",
-         {picture("with", "", "the other picture, of the same size and depth"),
-          choice("type", "l2", "largest difference, sum, or root of the sum of squares", NORMS)},
+         {picture("with", "", "the other picture, of the same size and depth"), ofLibrary("type")},
          norm,
-         regional | prints},
+         regional | prints,
+         "norm:with=OTHER,type=l1"},
         {"multiply-scale",
-         "multiplies by a second picture, white being 1",
+         "",
          {picture("with", required, "the second picture, of the same size and depth")},
          multiplyScale,
-         regional},
+         pointwise,
+         "multiply-scale:with=OTHER"},
         {"multiply-s-scale",
-         "multiplies by a constant, the depth's maximum being 1",
-         {integer("scale", required, "the constant", 0, 65535)},
+         "",
+         {ofLibrary("scale")},
          multiplySScale,
-         regional},
+         pointwise,
+         "multiply-s-scale:scale=128"},
         {"pre-multiply-alpha",
-         "multiplies the colours by the alpha channel, or by a constant that becomes the alpha",
-         {integer("alpha", "-1", "the constant; -1 for the alpha channel", -1, 65535)},
+         "",
+         {integer("alpha", "-1", "the constant; below 0: each pixel's own alpha", -1, 65535)},
          preMultiplyAlpha,
-         regional},
+         regional | anyLayout,
+         "pre-multiply-alpha:alpha=128"},
         {"alpha-composite",
          "composites another picture with this one",
          {picture("with", required, "the other picture, of the same size and depth"),
-          choice("rule", "over", "how the two meet", RULES),
+          ofLibrary("rule"),
           integer("alpha", "-1", "a constant alpha of the other picture; -1 for its own", -1,
                   65535),
           integer("backdrop-alpha", "-1", "the same for this picture", -1, 65535),
-          flag("pre-multiplied", "the colours have been multiplied by their alphas already"),
+          ofLibrary("pre-multiplied"),
           choice("divide", "auto",
-                 "divide the colours by the resulting alpha; auto: where that is stored and "
-                 "the colours are not pre-multiplied",
+                 "divide the colors by the resulting alpha; auto: where that is stored and "
+                 "the colors are not pre-multiplied",
                  {{"auto", AUTO}, {"no", NO}, {"yes", YES}})},
          alphaComposite,
-         regional},
-    };
+         regional | anyLayout,
+         "alpha-composite:with=OTHER,alpha=128"},
+    });
     return table;
 }
 

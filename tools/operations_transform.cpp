@@ -44,7 +44,6 @@ void inMemory(Step &step, const Shape &result, Function transform) {
 }
 
 Shape transformedShape(const Step &step) {
-    if (step.shape().depth == ZYL_DEPTH_1U) step.refuse("takes no 1-bit pictures");
     Shape shape = step.shape();
     shape.depth = depthOf(step);
     return shape;
@@ -114,7 +113,6 @@ void drawSpectrum(const Magnitudes &magnitudes, const ZylImage &view, int channe
 }
 
 void viewSpectrum(Step &step) {
-    if (step.shape().depth == ZYL_DEPTH_1U) step.refuse("takes no 1-bit pictures");
     Shape shape = step.shape();
     shape.depth = ZYL_DEPTH_32S;
     const Shape drawn = makeShape(shape.width, shape.height, shape.color() ? 3 : 1, ZYL_DEPTH_8U);
@@ -129,22 +127,27 @@ void viewSpectrum(Step &step) {
 } // namespace
 
 std::span<const Operation> transformOperations() {
-    static const std::vector<Operation> table = {
-        {"real-fft-2d", "makes a picture its packed spectrum", fftParameters("forward", "32s"),
-         fft<zylRealFft2D>},
-        {"ccs-fft-2d", "makes a packed spectrum a picture", fftParameters("inverse", "8u"),
-         fft<zylCcsFft2D>},
+    static const std::vector<Operation> table = completed({
+        {"real-fft-2d", "", fftParameters("forward", "32s"), fft<zylRealFft2D>, plain,
+         "real-fft-2d ccs-fft-2d"},
+        {"ccs-fft-2d", "", fftParameters("inverse", "8u"), fft<zylCcsFft2D>, plain,
+         "real-fft-2d ccs-fft-2d"},
         {"dct-2d",
-         "makes a picture its cosine transform, or back",
+         "",
          {choice("direction", "forward", "back is the inverse",
                  {{"forward", ZYL_DCT_FORWARD}, {"inverse", ZYL_DCT_INVERSE}}),
           depth("32s")},
-         dct},
+         dct,
+         plain,
+         "dct-2d dct-2d:direction=inverse,depth=8u"},
         {"view-spectrum",
          "shows the Fourier spectrum: log magnitude, the mean in the middle",
          {},
-         viewSpectrum},
-    };
+         viewSpectrum,
+         plain,
+         "view-spectrum",
+         "real-fft-2d"},
+    });
     return table;
 }
 

@@ -1,17 +1,15 @@
 #include "step.h"
 
+#include "described.h"
 #include "pictures.h"
 #include "text.h"
 
-#include <memory>
+#include <algorithm>
+#include <deque>
 
 namespace tool {
 
 namespace {
-
-Parameter parameter(Kind kind, std::string_view name, Fallback fallback, std::string_view help) {
-    return {kind, name, fallback, help, 0, 0, {}};
-}
 
 // A picture with the channels of another shape; see Step::other(). Colour never
 // becomes gray here.
@@ -29,34 +27,63 @@ void likeChannels(const Shape &from, const Shape &wanted, const Request &request
     }
 }
 
+std::string_view functionOf(const Operation &operation) {
+    return operation.function.empty() ? operation.name : operation.function;
+}
+
+bool contains(const std::vector<std::uint32_t> &depths, std::uint32_t depth) {
+    return std::find(depths.begin(), depths.end(), depth) != depths.end();
+}
+
+// "1u, 8u and 16u"
+std::string listed(const std::vector<std::uint32_t> &depths) {
+    std::string list;
+    for (std::size_t i = 0; i < depths.size(); ++i) {
+        if (i > 0) list += i + 1 == depths.size() ? " and " : ", ";
+        list += nameOf(depths[i]);
+    }
+    return list;
+}
+
+// The depth to convert to: the narrowest that loses nothing, else the widest.
+std::string nearestOf(const std::vector<std::uint32_t> &depths, std::uint32_t depth) {
+    std::uint32_t best = depths.back();
+    const auto bits = [](std::uint32_t d) { return d & ~ZYL_DEPTH_SIGN; };
+    for (auto at = depths.rbegin(); at != depths.rend(); ++at)
+        if (bits(*at) >= bits(depth) && !(*at & ZYL_DEPTH_SIGN)) best = *at;
+    return nameOf(best);
+}
+
+unsigned layoutOf(const Shape &shape) {
+    if (shape.color()) return shape.alpha ? colorAlphaLayout : colorLayout;
+    return shape.alpha ? grayAlphaLayout : grayLayout;
+}
+
+std::string nameOfLayout(unsigned layout) {
+    switch (layout) {
+    case grayLayout:
+        return "gray";
+    case grayAlphaLayout:
+        return "gray with alpha";
+    case colorLayout:
+        return "color";
+    default:
+        return "color with alpha";
+    }
+}
+
+// What the picture lacks, and what would do.
+std::string layoutFault(unsigned taken, const Shape &shape) {
+    const unsigned has = layoutOf(shape);
+    if ((taken & (grayLayout | grayAlphaLayout)) == 0 && (has & (grayLayout | grayAlphaLayout)))
+        return "takes color, not " + nameOfLayout(has) + ": gray-to-color first";
+    if ((taken & (colorLayout | colorAlphaLayout)) == 0 && (has & (colorLayout | colorAlphaLayout)))
+        return "takes gray, not " + nameOfLayout(has) + ": gray first, or crop:channel=1";
+    if (!shape.alpha) return "needs a picture with alpha";
+    return "takes no alpha: crop:channel=1 first";
+}
+
 } // namespace
-
-Parameter integer(std::string_view name, Fallback fallback, std::string_view help, double least,
-                  double most) {
-    return {Kind::integer, name, fallback, help, least, most, {}};
-}
-
-Parameter number(std::string_view name, Fallback fallback, std::string_view help, double least,
-                 double most) {
-    return {Kind::number, name, fallback, help, least, most, {}};
-}
-
-Parameter choice(std::string_view name, Fallback fallback, std::string_view help,
-                 std::vector<std::pair<std::string_view, int>> choices) {
-    return {Kind::choice, name, fallback, help, 0, 0, std::move(choices)};
-}
-
-Parameter text(std::string_view name, Fallback fallback, std::string_view help) {
-    return parameter(Kind::text, name, fallback, help);
-}
-
-Parameter picture(std::string_view name, Fallback fallback, std::string_view help) {
-    return parameter(Kind::picture, name, fallback, help);
-}
-
-Parameter flag(std::string_view name, std::string_view help) {
-    return parameter(Kind::flag, name, "no", help);
-}
 
 std::vector<Parameter> Operation::allParameters() const {
     std::vector<Parameter> all = parameters;
@@ -67,12 +94,43 @@ std::vector<Parameter> Operation::allParameters() const {
         all.push_back(integer("height", "", "rows; the rest of the picture if not given", 1));
         all.push_back(integer("channel", "0", "channel to work on, from 1; 0 for all", 0, 4));
     }
+    if ((traits & pointwise) == pointwise)
+        all.push_back(flag("alpha", "work on the alpha channel too"));
     return all;
 }
 
 Step::Step(const Call &call, Pipeline &pipeline, Node picture)
     : call_(call), pipeline_(pipeline), node_(picture), region_(wholeOf(shape())) {
+    check(functionOf(*call_.operation));
     if (call_.operation->traits & regional) readRegion();
+}
+
+void Step::check(std::string_view function) const {
+    const Described *facts = described(function);
+    if (!facts) return;
+    std::vector<std::uint32_t> depths;
+    for (const auto &[source, results] : facts->depths) depths.push_back(source);
+    if (!contains(depths, shape().depth)) {
+        refuse("takes " + listed(depths) + ", not " + nameOf(shape().depth) +
+               ": convert first, as in convert:depth=" + nearestOf(depths, shape().depth));
+    }
+    if (!(call_.operation->traits & anyLayout) && !(facts->layouts & layoutOf(shape())))
+        refuse(layoutFault(facts->layouts, shape()));
+    if (shape().model.compare(0, facts->model.size(), facts->model) != 0) {
+        refuse("takes " + std::string(facts->model) + ", not " + shape().model.substr(0, 3));
+    }
+}
+
+void Step::checkResult(std::uint32_t depth) const {
+    for (const auto &[source, results] : described(functionOf(*call_.operation))->depths) {
+        if (source != shape().depth || contains(results, depth)) continue;
+        refuse("makes " + listed(results) + " of " + nameOf(source) + ", not " + nameOf(depth));
+    }
+}
+
+bool Step::keepsAlpha() const {
+    return (call_.operation->traits & pointwise) == pointwise && shape().alpha != 0 &&
+           channel_ == 0 && !flag("alpha");
 }
 
 void Step::readRegion() {
@@ -115,18 +173,21 @@ void Step::thenOnCopy(Work work, const std::vector<Node> &others) {
 
 void Step::onRegion(bool copied, Work work, const std::vector<Node> &others, Plan plan) {
     plan.result = shape();
-    plan.make = [copied, region = region_, channel = channel_,
-                 work = std::move(work)](Request &request) {
+    plan.make = [copied, region = region_, channel = channel_, work = std::move(work),
+                 alpha = keepsAlpha() ? shape().alpha : 0](Request &request) {
         const Rect &all = request.place;
         const Rect part = intersection(all, region);
         const bool filled = part.width == all.width && part.height == all.height && channel == 0;
         if (copied || !filled) copyPart(request, request.sources[0], all, all);
         if (empty(part)) return;
-        std::vector<std::unique_ptr<Region>> regions;
-        for (ZylImage *source : request.sources)
-            regions.push_back(std::make_unique<Region>(source, regionOf(part, channel)));
-        const Region writing(request.window, inWindow(request, part, channel));
-        work(request.sources, request.window);
+        {
+            std::deque<Region> regions;
+            for (ZylImage *source : request.sources)
+                regions.emplace_back(source, regionOf(part, channel));
+            regions.emplace_back(request.window, inWindow(request, part, channel));
+            work(request.sources, request.window);
+        }
+        if (alpha) copyPart(request, request.sources[0], part, part, alpha);
     };
     then(std::move(plan), others);
 }

@@ -3,48 +3,15 @@
 #pragma once
 
 #include "engine/pipeline.h"
+#include "parameter.h"
 #include "piece.h"
 
-#include <limits>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 namespace tool {
-
-enum class Kind { integer, number, choice, text, picture, flag };
-
-// A named value, as in `name=value`.
-struct Parameter {
-    Kind kind;
-    std::string_view name;
-    std::optional<std::string_view> fallback; // nothing: must be given
-    std::string_view help;
-    double least = 0; // range of integers and numbers
-    double most = 0;
-    std::vector<std::pair<std::string_view, int>> choices;
-};
-
-inline constexpr std::nullopt_t required = std::nullopt;
-using Fallback = std::optional<std::string_view>;
-
-// The kinds of parameters, for the tables of operations. Integers are decimal or,
-// after 0x, hexadecimal.
-Parameter integer(std::string_view name, Fallback fallback, std::string_view help,
-                  double least = std::numeric_limits<std::int32_t>::min(),
-                  double most = std::numeric_limits<std::int32_t>::max());
-Parameter number(std::string_view name, Fallback fallback, std::string_view help,
-                 double least = std::numeric_limits<double>::lowest(),
-                 double most = std::numeric_limits<double>::max());
-Parameter choice(std::string_view name, Fallback fallback, std::string_view help,
-                 std::vector<std::pair<std::string_view, int>> choices);
-Parameter text(std::string_view name, Fallback fallback, std::string_view help);
-// The name of a picture file.
-Parameter picture(std::string_view name, Fallback fallback, std::string_view help);
-// On when it is named, off else.
-Parameter flag(std::string_view name, std::string_view help);
 
 class Step;
 
@@ -54,19 +21,28 @@ enum Traits : unsigned {
     // Leaves the picture's shape as it is and may work on a part of it: takes the
     // parameters x, y, width, height and channel.
     regional = 1,
-    // Tells something about the picture and changes nothing.
-    prints = 2
+    // Looks at one pixel at a time: leaves alpha as it is unless `alpha` is given.
+    pointwise = 2 | regional,
+    // Tells something about the picture.
+    prints = 4,
+    // Tells itself which channels it takes.
+    anyLayout = 8
 };
 
 // An entry of the table of operations.
 struct Operation {
     std::string_view name;
-    std::string_view help; // one line, lower case, no full stop
+    std::string_view help; // one line, lower case, no full stop; empty: the library's
     std::vector<Parameter> parameters;
     void (*plan)(Step &);
     unsigned traits = plain;
+    // What follows INPUT in an example.
+    std::string_view example = {};
+    // The operation of the library whose depths and channels count, where that has
+    // another name. "-": the operation sees to them itself.
+    std::string_view function = {};
 
-    // The parameters above and, if it is regional, those of the region.
+    // The parameters above and those of its traits.
     std::vector<Parameter> allParameters() const;
 };
 
@@ -97,6 +73,9 @@ class Step {
     Node node() const { return node_; }
     const Shape &shape() const { return pipeline_.shape(node_); }
 
+    // Goes on with another node.
+    void goTo(Node node) { node_ = node; }
+
     // Plans the next node, made of the picture and the others.
     void then(Plan plan, const std::vector<Node> &others = {});
     // The same where a function makes the tiles of a result of this shape.
@@ -112,6 +91,15 @@ class Step {
     // The same for work that leaves samples of its region as they are: the result
     // begins as a copy of the picture.
     void thenOnCopy(Work work, const std::vector<Node> &others = {});
+
+    // Whether alpha has to stay as it is.
+    bool keepsAlpha() const;
+
+    // Refuses the picture unless an operation of the library takes its depth and its
+    // channels. Done already for the operation's own function.
+    void check(std::string_view function) const;
+    // Refuses a result of this depth unless the library makes it.
+    void checkResult(std::uint32_t depth) const;
 
     // The picture file that a parameter names, made alike where nothing is lost:
     // gray spread over colour channels, a missing alpha channel made opaque, one
