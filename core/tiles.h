@@ -1,10 +1,59 @@
-// Tiles: the one place that calls tile callbacks, the walk over the tiles of one
-// image, and the walk that cuts the common rectangle of several images into
-// pieces.
+// Tiles: the one place that calls tile callbacks, and the walks over tiles.
 //
-// A piece is a rectangle that lies in one tile (or in memory) of every image.
-// It is handed on as ordinary headers: pixels in memory, and a region for the
-// rectangle. So whatever processes images in memory processes pieces.
+// Several walks exist, and they differ on purpose: in which order tiles are asked for,
+// how many are held at a time and what is reported are parts of what an operation
+// promises. "dst" is the destination, "src" a source. All walks take tiles row by row,
+// each row from left to right; with a tile or a point as argument, one tile alone.
+//
+//   walk                 operations                 asks for, and holds
+//   walkPieces           arithmetic, logic,         bands of rows that no tile of any image
+//                        threshold                  cuts; in each, a tile of every source,
+//                                                   then of dst, until the next is needed
+//   walkTiles            set, histograms,           the tiles of one image, one at a time
+//                        norms of one image
+//   walkTilePairs        look-ups, norms of two,    for each tile of one image (dst, or the
+//                        copy and exchange with     first of a norm) those of the other,
+//                        one tiled image            while it is held
+//   forEachTile          copy and exchange          never two tiles: the tiles of src, into
+//   in arith/copy.cpp    between tiled images       a buffer, then one of dst
+//   walkBlocks           depths, bits to gray,      for each rectangle in one tile of either
+//                        colour twist               a tile of dst, then of src, until
+//                                                   another one of that image is needed
+//   walkColour           colour models, bit         each tile of dst, and while it is held
+//                        reduction                  those of src, borders included
+//   walkNeighbourhoods   filters                    the tiles of src once each, ahead in
+//                                                   bands; each tile of dst, alone
+//   walkDestination      zoom, decimation,          the tiles of src that a tile of dst is
+//                        rotation, mirror           made of, then this one alone
+//   GridWalk             scaled products,           a tile of every image for each tile of
+//                        compositing                the first tiled one; images with other
+//                                                   tiles in a buffer
+//
+//   walk                 reports a tile that is not          and exhausted memory
+//                        delivered as
+//   walkPieces           ZYL_StsBadArg, "(NAME->tileInfo->   -
+//                        tileData == ((void*)(0)))"
+//   walkTiles, Pairs,    ZYL_StsError, "Error get tile to    not at all
+//   copy and exchange    read" or "... write"
+//   walkBlocks           ZYL_StsBadArg, "(NAME->tileInfo->   -
+//                        tileData == NULL)"
+//   walkColour           of src: as walkPieces; of dst:      ZYL_StsNoMem, "Allocation
+//                        not at all, and it ends its row     failure"
+//                        of tiles, or all if it is the
+//                        first of its row
+//   walkNeighbourhoods   as walkTiles                        as the operation says
+//   walkDestination      as walkTiles; mirror as walkPieces  not at all
+//   GridWalk             ZYL_StsError, "ERROR in Tiling      the same
+//                        callBack"
+//
+// Either ends the walk, but for what is said of walkColour; what was written before
+// stays. The tiles held are given back then, but those of walkPieces stay with the
+// application. walkPieces and GridWalk also report a tile that is not taken back, the
+// others do not look.
+//
+// A new operation takes walkPieces when every result comes from the samples at its own
+// place, walkNeighbourhoods when it looks around itself, and walkDestination when its
+// results come from anywhere.
 #ifndef ZYLQX_CORE_TILES_H
 #define ZYLQX_CORE_TILES_H
 
@@ -116,6 +165,18 @@ bool forEachTile(const ZylImage &image, const Area &area, const std::int32_t *on
     return true;
 }
 
+// How an operation reports a tile that is not delivered.
+struct TileReport {
+    ZylStatus status;
+    const char *read, *write;
+
+    void noTile(const Call &call, std::int32_t mode) const {
+        call.report(status, mode == ZYL_GET_TILE_TO_READ ? read : write);
+    }
+};
+constexpr TileReport TRANSFER_REPORT = {ZYL_StsError, "Error get tile to read",
+                                        "Error get tile to write"};
+
 // Calls process(header) with one tile as an image in memory; false, with a
 // report, when the tile is not delivered.
 template <class F>
@@ -123,8 +184,7 @@ bool withTile(const Call &call, ZylImage &image, const TilePart &part, std::int3
               F process) {
     const TileLease tile(image, part.column, part.row, mode);
     if (!tile) {
-        call.report(ZYL_StsError, mode == ZYL_GET_TILE_TO_READ ? "Error get tile to read"
-                                                               : "Error get tile to write");
+        TRANSFER_REPORT.noTile(call, mode);
         return false;
     }
     process(tileHeader(image, tile.pixels()));

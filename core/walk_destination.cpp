@@ -11,7 +11,7 @@ SourceRect::SourceRect(const Call &call, const TileReport &report, ZylImage &ima
     pixels_.imageData = nullptr;
     if (!copy_) return;
     if (!rect.empty() && !copy_.readRows(image, rect.x, rect.y, 0, rect.height)) {
-        call.report(report.status, report.read);
+        report.noTile(call, ZYL_GET_TILE_TO_READ);
         return;
     }
     pixels_.imageData = copy_.image().imageData;

@@ -11,14 +11,6 @@
 
 namespace zylqx {
 
-// How an operation reports a tile that is not delivered.
-struct TileReport {
-    ZylStatus status;
-    const char *read, *write;
-};
-constexpr TileReport TRANSFER_REPORT = {ZYL_StsError, "Error get tile to read",
-                                        "Error get tile to write"};
-
 // A rectangle of an image in memory: the image's own pixels, or a copy of what is
 // held in tiles or will be overwritten.
 class SourceRect {
@@ -97,7 +89,7 @@ void walkDestination(const Call &call, const TileReport &report, ZylImage &src, 
         if (!source) return false;
         TileLease tile(dst, part.column, part.row, ZYL_GET_TILE_TO_WRITE);
         if (!tile) {
-            call.report(report.status, report.write);
+            report.noTile(call, ZYL_GET_TILE_TO_WRITE);
             return false;
         }
         return process(source,

@@ -229,10 +229,16 @@ WalkResult walkNeighbourhoods(ZylImage &srcImage, ZylImage &dstImage, PairedArea
     return NeighbourWalk(srcImage, dstImage, block, box, visit).run();
 }
 
-bool reportTiles(const Call &call, WalkResult walked) {
-    if (walked == WalkResult::NoTileToRead) call.report(ZYL_StsError, "Error get tile to read");
-    if (walked == WalkResult::NoTileToWrite) call.report(ZYL_StsError, "Error get tile to write");
-    return walked == WalkResult::NoTileToRead || walked == WalkResult::NoTileToWrite;
+bool reportTiles(const Call &call, WalkResult result) {
+    if (result == WalkResult::NoTileToRead) {
+        TRANSFER_REPORT.noTile(call, ZYL_GET_TILE_TO_READ);
+        return true;
+    }
+    if (result == WalkResult::NoTileToWrite) {
+        TRANSFER_REPORT.noTile(call, ZYL_GET_TILE_TO_WRITE);
+        return true;
+    }
+    return false;
 }
 
 } // namespace zylqx

@@ -48,7 +48,7 @@ WalkResult walkNeighbourhoods(ZylImage &srcImage, ZylImage &dstImage, PairedArea
                               const Box &box, const ZylTileMapping *mapping, NeighbourKernel visit);
 
 // Reports a tile that was not delivered; false when there was none such.
-bool reportTiles(const Call &call, WalkResult walked);
+bool reportTiles(const Call &call, WalkResult result);
 
 // Which channels go into which: the first `count` from `source` on into those
 // from `destination` on.

@@ -1,4 +1,4 @@
-// Walks of histograms, look-ups and norms: the tiles of one image that an area
+// Walks of copying, histograms, look-ups and norms: the tiles of one image that an area
 // touches, and, inside each of them, those of another image.
 #ifndef ZYLQX_CORE_WALK_TILES_H
 #define ZYLQX_CORE_WALK_TILES_H
