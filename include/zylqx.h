@@ -1519,8 +1519,8 @@ enum {
  * and with ZYL_FFT_FIXED_POINT, integers of 32 bits with 6 fraction bits and roots
  * of 14 bits. Fixed point is exact to about one part in 2^13 and wraps around when a
  * sum of samples reaches 2^25. Results are saturated to the destination's depth.
- * Sides that are powers of two are fast; other lengths take time in proportion to
- * their square.
+ * Sides that are powers of two are fastest. In fixed point, other lengths take time in
+ * proportion to their square.
  *
  * Tables and buffers, one set for the process, are freed at the end of a call unless
  * ZYL_FFT_KEEP_TABLES is given; a call that reports an error leaves them.
@@ -1705,7 +1705,8 @@ enum {
  * the one rounding to a double.
  *
  * \return the norm, at most 3.4028234663852886e38, also where the second image is all zeros;
- *         0 when nothing is processed and after a bad argument; -1 after a tile failed
+ *         0 when nothing is processed, after a bad argument and at a status left over; -1 after a
+ *         tile failed
  * \param srcImageA  all depths
  * \param srcImageB  null, or of the same depth, data order, number of channels and channel of
  *                   interest

@@ -44,6 +44,7 @@ SAMPLES = {"8U": ctypes.c_uint8, "8S": ctypes.c_int8, "16U": ctypes.c_uint16,
 SEQUENCES = {1: b"G", 2: b"GA", 3: b"RGB", 4: b"RGBA"}
 MODELS = {1: b"GRAY", 2: b"GRAY", 3: b"RGB", 4: b"RGBA"}
 TILE = 8
+WIDTH, HEIGHT = 13, 11  # of pictures: four tiles, three of them cut
 RELEASE_TILE = 4
 
 
@@ -190,7 +191,7 @@ class Image:
     refusal = 0
     held = []
 
-    def __init__(self, depth="8U", layout="gray", width=21, height=19, tiled=False, seed=1,
+    def __init__(self, depth="8U", layout="gray", width=WIDTH, height=HEIGHT, tiled=False, seed=1,
                  samples=None, model=None):
         self.depth, self.layout, self.width, self.height = depth, layout, width, height
         self.channels, alpha = LAYOUTS[layout]

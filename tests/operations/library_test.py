@@ -9,7 +9,7 @@ import re
 import sys
 import unittest
 
-from library import Image, Library, limits
+from library import HEIGHT, WIDTH, Image, Library, limits
 from table import DEPTHS, LAYOUTS, OPERATIONS, ROOT, pairs
 
 ZYLQX = None
@@ -25,9 +25,9 @@ class Bitmap(ctypes.LittleEndianStructure):
     _fields_ = [("size", ctypes.c_uint32), ("width", ctypes.c_int32), ("height", ctypes.c_int32),
                 ("planes", ctypes.c_uint16), ("bits", ctypes.c_uint16),
                 ("compression", ctypes.c_uint32), ("rest", ctypes.c_uint32 * 5),
-                ("rows", ctypes.c_ubyte * (BITMAP_ROW * 19))]
+                ("rows", ctypes.c_ubyte * (BITMAP_ROW * HEIGHT))]
 
-    def __init__(self, width=21, height=19, bits=24, rows=()):
+    def __init__(self, width=WIDTH, height=HEIGHT, bits=24, rows=()):
         super().__init__(40, width, height, 1, bits, 0)
         for at, byte in enumerate(byte for row in reversed(rows) for byte in row):
             self.rows[at] = byte
@@ -57,7 +57,7 @@ def default_arguments(operation, depth, layout):
             low, high = each["small"]
             arguments[each["name"]] = low + (high - low) // 2 + 1
         elif kind == "bitmap":
-            arguments[each["name"]] = Bitmap(rows=[[17 * i % 251 for i in range(BITMAP_ROW)]] * 19)
+            arguments[each["name"]] = Bitmap(rows=[[17 * i % 251 for i in range(BITMAP_ROW)]] * HEIGHT)
         elif kind == "bitmapOut":
             arguments[each["name"]] = Bitmap()
         elif kind == "shared":
@@ -240,7 +240,7 @@ class Described(unittest.TestCase):
             depths = deep_pair(operation)
             layouts = any_layouts(operation, depths)
             plain = Trial(operation, depths, layouts)
-            part = Trial(operation, depths, layouts, lambda image, _: image.region(3, 2, 11, 7))
+            part = Trial(operation, depths, layouts, lambda image, _: image.region(3, 2, 8, 7))
             with self.subTest(operation["function"]):
                 self.assertEqual(part.status, 0)
                 self.assertEqual((part.after, part.value) != (plain.after, plain.value),
@@ -248,8 +248,8 @@ class Described(unittest.TestCase):
                 if operation["regions"] and operation["result"] in ("same", "scaled", "changed"):
                     self.assertTrue(part.done)
                     was, now = part.before[0][-1], part.after[0][-1]
-                    outside = [(x, y) for y in range(19) for x in range(21)
-                               if not (3 <= x < 14 and 2 <= y < 9)]
+                    outside = [(x, y) for y in range(HEIGHT) for x in range(WIDTH)
+                               if not (3 <= x < 11 and 2 <= y < 9)]
                     self.assertEqual([now[y][x] for x, y in outside],
                                      [was[y][x] for x, y in outside])
 
@@ -262,7 +262,7 @@ class Described(unittest.TestCase):
             depths, layouts = deep_pair(operation), min(colour)
             plain = Trial(operation, depths, layouts)
             one = Trial(operation, depths, layouts,
-                        lambda image, _: image.region(0, 0, 21, 19, channel=2))
+                        lambda image, _: image.region(0, 0, WIDTH, HEIGHT, channel=2))
             with self.subTest(operation["function"]):
                 self.assertEqual(one.status, 0)
                 self.assertEqual((one.after, one.value) != (plain.after, plain.value),
