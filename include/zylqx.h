@@ -1000,9 +1000,9 @@ ZYL_API void ZYL_CALL zylColorToGray(ZylImage *srcImage, ZylImage *dstImage,
  * \param srcImage  8U, 16U, 32S, or 1U as 0 and 255; one channel, or planes, of which the
  *                  first is read
  * \param dstImage  the source's depth, 8U for 1U; colorModel begins with "RGB"
- * \param FractR,FractG,FractB  cut to multiples of 1/256 for 8U, 1/32768 for 16U. When all
- *                  three are 0 (or below 1/32768 for 32S), the weights of zylColorToGray()
- *                  are used
+ * \param FractR,FractG,FractB  not negative; cut to multiples of 1/256 for 8U, 1/32768
+ *                  for 16U. When all three are 0 (or below 1/32768 for 32S), the weights of
+ *                  zylColorToGray() are used
  * \param dstTile   column and row of one tile of dstImage, or null for all
  * \code zylGrayToColor(src, dst, 1, 1, 1, NULL); \endcode */
 ZYL_API void ZYL_CALL zylGrayToColor(ZylImage *srcImage, ZylImage *dstImage, float FractR,
@@ -1612,8 +1612,8 @@ ZYL_API void ZYL_CALL zylDCT2D(ZylImage *src, ZylImage *dst, int32_t flags);
  * stand in the texts as they are here); ZYL_StsNoMem, "". A tile that is not delivered is
  * reported as ZYL_StsError, "Error get tile to read" or "Error get tile to write", as
  * "zylComputeHisto" or "zylMap", and then as ZYL_StsBackTrace, ""; so is, alone, a negative
- * status that a tile callback has left. The LUTs are only
- * written by a call that has done all.
+ * status that a tile callback has left. The LUTs are only written by a call that has done
+ * all.
  * \{ */
 
 /** A function of the sample's value, given by intervals: [key[i], key[i+1]) is
