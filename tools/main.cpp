@@ -1,6 +1,7 @@
 // zyl: runs the library's operations on picture files.
 #include "chain.h"
 #include "chart.h"
+#include "formats/info.h"
 #include "operations.h"
 #include "pictures.h"
 #include "sheet.h"
@@ -45,6 +46,12 @@ struct Options {
     std::string view;
     std::optional<int> colors;
     std::optional<std::string> palette;
+    ReadOptions read;
+    WriteOptions write;
+    bool noOrient = false;
+    bool strip = false;
+    bool json = false;
+    std::string tile;
 };
 
 // The color table that the options ask for, if any.
@@ -53,13 +60,13 @@ std::optional<Palette> paletteOf(const Options &options) {
     return Palette{options.colors.value_or(256), options.palette != "standard"};
 }
 
-Tiling parseTiling(const std::string &word) {
+Tiling parseTiling(const std::string &option, const std::string &word) {
     if (word.empty()) return {};
     std::vector<std::string> sides = split(word, 'x');
     auto width = parseInteger(sides.front()), height = parseInteger(sides.back());
     auto valid = [](auto side) { return side && *side > 0 && *side <= 32768 && *side % 8 == 0; };
     if (sides.size() != 2 || !valid(width) || !valid(height))
-        throw Misuse("--tiles " + word + " is not WIDTHxHEIGHT in multiples of 8");
+        throw Misuse(option + " " + word + " is not WIDTHxHEIGHT in multiples of 8");
     return {static_cast<int>(*width), static_cast<int>(*height)};
 }
 
@@ -109,9 +116,9 @@ void help(const std::string &name) {
     }
 }
 
-void info(const std::string &path) {
-    std::string_view format = formatOfFile(path).name;
-    std::cout << path << ": " << format << ", " << describe(readPicture(path).shape()) << '\n';
+void info(const std::string &name, const Options &options) {
+    const Details details = openSource(name, options.read)->details();
+    std::cout << (options.json ? infoJson(name, details) : infoText(name, details));
 }
 
 void sheet(const std::vector<std::string> &words) {
@@ -130,7 +137,7 @@ bool isPrinting(const std::string &word) {
 }
 
 void runPicture(std::vector<std::string> words, const Options &options) {
-    Tiling tiling = parseTiling(options.tiles);
+    Tiling tiling = parseTiling("--tiles", options.tiles);
     std::optional<std::string> output;
     if (!isPrinting(words.back())) {
         output = words.back();
@@ -144,11 +151,13 @@ void runPicture(std::vector<std::string> words, const Options &options) {
     Pipeline::Options settings;
     settings.tile = tiling;
     Pipeline pipeline(settings);
-    Pipeline::Node node = pipeline.add(readPicture(words.front()));
+    Metadata metadata;
+    Pipeline::Node node = pipeline.add(readPicture(words.front(), options.read, metadata));
+    if (options.strip) metadata = {};
     for (const Call &call : calls) node = planCall(call, pipeline, node);
     const SlowNote note(words.front());
     if (!output) return pipeline.run(node, nullptr);
-    writePicture(*output, pipeline.image(node), paletteOf(options));
+    writePicture(*output, pipeline.image(node), metadata, options.write);
 }
 
 void dispatch(const Options &options) {
@@ -156,7 +165,7 @@ void dispatch(const Options &options) {
     const std::string &first = words.front();
     if (first == "list" && words.size() == 1) return list();
     if (first == "help" && words.size() == 2) return help(words[1]);
-    if (first == "info" && words.size() == 2) return info(words[1]);
+    if (first == "info" && words.size() == 2) return info(words[1], options);
     if (first == "chart" && words.size() == 2) return writePicture(words[1], drawChart());
     if (first == "sheet" && words.size() > 2) return sheet(words);
     static const std::set<std::string> commands = {"list", "help", "info", "chart", "sheet"};
@@ -179,10 +188,22 @@ int run(int argc, char **argv) {
                    "the colors: those that suit the picture (median-cut), or the usual ones "
                    "(standard)")
         ->check(CLI::IsMember({"median-cut", "standard"}));
+    app.add_option("--page", options.read.page, "read this page of the file, from 1 on");
+    app.add_flag("--no-orient", options.noOrient, "read the samples as they lie in the file");
+    app.add_flag("--strip", options.strip, "leave out the profile, Exif, resolution and texts");
+    app.add_flag("--json", options.json, "info as JSON");
+    app.add_option("--quality", options.write.quality, "of JPEG and WebP files, 1 to 100")
+        ->check(CLI::Range(1, 100));
+    app.add_option("--compression", options.write.compression,
+                   "of TIFF files, by name; of PNG files, 0 to 9; lossless for WebP");
+    app.add_option("--tile", options.tile, "write a TIFF file in tiles of this size, as 256x256");
     app.set_version_flag("--version", [] {
         const ZylLibVersion *version = zylGetLibVersion();
         return std::string("zyl, zylqx ") + version->versionText;
     });
+    // "-:png" is no option, but standard output. ":png" names it as well.
+    for (int i = 1; i < argc; ++i)
+        if (std::string_view(argv[i]).substr(0, 2) == "-:") ++argv[i];
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success &answered) {
@@ -195,6 +216,9 @@ int run(int argc, char **argv) {
         std::cerr << usage << '\n';
         return exitMisused;
     }
+    options.read.orient = !options.noOrient;
+    options.write.palette = paletteOf(options);
+    options.write.tile = parseTiling("--tile", options.tile);
     dispatch(options);
     return 0;
 }

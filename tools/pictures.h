@@ -1,14 +1,16 @@
-// Picture files as images in memory.
+// Pictures held in memory, from and to files.
 #pragma once
 
-#include "formats/format.h"
+#include "formats/registry.h"
+#include "image.h"
 
 namespace tool {
 
-const Format &formatOfFile(const std::string &path);
-const Format &formatOfName(const std::string &path);
-Image readPicture(const std::string &path);
-void writePicture(const std::string &path, const Image &image,
-                  const std::optional<Palette> &palette = {});
+Image readPicture(const std::string &name, const ReadOptions &options = {});
+// Also tells what goes with the picture.
+Image readPicture(const std::string &name, const ReadOptions &options, Metadata &metadata);
+
+void writePicture(const std::string &name, const Image &image, const Metadata &metadata = {},
+                  const WriteOptions &options = {});
 
 } // namespace tool

@@ -1,7 +1,7 @@
 #include "sheet.h"
 
 #include "font.h"
-#include "picture_io.h"
+#include "pictures.h"
 
 #include <algorithm>
 #include <filesystem>

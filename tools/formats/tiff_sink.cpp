@@ -1,0 +1,205 @@
+// Writing TIFF, in strips from top to bottom or in tiles of any order; BigTIFF
+// where the picture may not fit in 4 GiB.
+#include "formats.h"
+#include "output.h"
+#include "rows.h"
+#include "text.h"
+#include "tiff_format.h"
+
+#include <algorithm>
+#include <cstring>
+#include <mutex>
+
+namespace tool {
+
+namespace {
+
+constexpr std::size_t stripBytes = 1 << 18;
+
+struct Compression {
+    std::string_view name;
+    std::uint16_t code;
+    bool predicts; // takes differences of neighbours
+};
+constexpr Compression compressions[] = {{"none", COMPRESSION_NONE, false},
+                                        {"lzw", COMPRESSION_LZW, true},
+                                        {"deflate", COMPRESSION_ADOBE_DEFLATE, true},
+                                        {"zstd", COMPRESSION_ZSTD, true},
+                                        {"lzma", COMPRESSION_LZMA, true},
+                                        {"packbits", COMPRESSION_PACKBITS, false},
+                                        {"jpeg", COMPRESSION_JPEG, false},
+                                        {"fax3", COMPRESSION_CCITTFAX3, false},
+                                        {"fax4", COMPRESSION_CCITTFAX4, false}};
+
+const Compression &compressionOf(const std::string &name, const Shape &shape) {
+    std::vector<std::string_view> names;
+    for (const Compression &compression : compressions) {
+        if (!TIFFIsCODECConfigured(compression.code)) continue;
+        if (compression.name != (name.empty() ? "lzw" : name)) {
+            names.push_back(compression.name);
+            continue;
+        }
+        const bool fax =
+            compression.code == COMPRESSION_CCITTFAX3 || compression.code == COMPRESSION_CCITTFAX4;
+        if (fax && shape.depth != ZYL_DEPTH_1U)
+            throw Failure("compression " + name + " is for 1-bit pictures: convert it or take lzw");
+        if (compression.code == COMPRESSION_JPEG && (shape.depth != ZYL_DEPTH_8U || shape.alpha))
+            throw Failure("compression jpeg is for 8-bit pictures without alpha: convert it or "
+                          "take lzw");
+        return compression;
+    }
+    throw unknown("--compression", name, names);
+}
+
+// A compression may make noise half as large again.
+const char *modeFor(const Shape &shape, const Compression &compression) {
+    constexpr double classic = 4294967296.0 - 64.0 * (1 << 20);
+    const double bytes = static_cast<double>(rowBytes(shape, shape.width)) * shape.height;
+    return bytes * (compression.code == COMPRESSION_NONE ? 1 : 1.5) > classic ? "w8" : "w";
+}
+
+class TiffSink : public Sink {
+  public:
+    TiffSink(std::unique_ptr<Output> output, const Shape &shape, const Metadata &metadata,
+             const WriteOptions &options, const Compression &compression)
+        : output_(std::move(output)), shape_(shape), compression_(compression.code),
+          file_(*output_, modeFor(shape, compression)) {
+        setFields(options, compression);
+        writeTiffMetadata(file_, metadata);
+        if (options.tile) return;
+        strip_.resize(rowBytes(shape, shape.width) * static_cast<std::size_t>(piece_.height));
+    }
+    // A file that is not finished is thrown away: libtiff need not complete it.
+    ~TiffSink() override { file_.setDeferred(true); }
+
+  private:
+    void setFields(const WriteOptions &options, const Compression &compression) {
+        TIFF *t = file_.get();
+        const bool isSigned = (shape_.depth & ZYL_DEPTH_SIGN) != 0;
+        const int bits = static_cast<int>(shape_.depth & ~ZYL_DEPTH_SIGN);
+        TIFFSetField(t, TIFFTAG_IMAGEWIDTH, shape_.width);
+        TIFFSetField(t, TIFFTAG_IMAGELENGTH, shape_.height);
+        TIFFSetField(t, TIFFTAG_SAMPLESPERPIXEL, shape_.channels);
+        TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, bits);
+        TIFFSetField(t, TIFFTAG_SAMPLEFORMAT, isSigned ? SAMPLEFORMAT_INT : SAMPLEFORMAT_UINT);
+        TIFFSetField(t, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+        TIFFSetField(t, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
+        const std::uint16_t extra = EXTRASAMPLE_UNASSALPHA;
+        if (shape_.alpha) TIFFSetField(t, TIFFTAG_EXTRASAMPLES, 1, &extra);
+        TIFFSetField(t, TIFFTAG_COMPRESSION, compression.code);
+        setColor(options);
+        if (compression.predicts && bits >= 8)
+            TIFFSetField(t, TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL);
+        if (options.tile) {
+            order_ = Order::any;
+            piece_ = options.tile;
+            TIFFSetField(t, TIFFTAG_TILEWIDTH, piece_.width);
+            TIFFSetField(t, TIFFTAG_TILELENGTH, piece_.height);
+            return;
+        }
+        const std::size_t rows = stripBytes / rowBytes(shape_, shape_.width) / 16 * 16;
+        piece_ = {(shape_.width + 7) / 8 * 8, std::max(16, static_cast<int>(rows))};
+        TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, std::min(piece_.height, shape_.height));
+    }
+
+    void setColor(const WriteOptions &options) {
+        TIFF *t = file_.get();
+        const bool jpeg = compression_ == COMPRESSION_JPEG;
+        TIFFSetField(t, TIFFTAG_PHOTOMETRIC,
+                     !shape_.color() ? PHOTOMETRIC_MINISBLACK
+                     : jpeg          ? PHOTOMETRIC_YCBCR
+                                     : PHOTOMETRIC_RGB);
+        if (!jpeg) return;
+        if (shape_.color()) TIFFSetField(t, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
+        constexpr int usualQuality = 92;
+        TIFFSetField(t, TIFFTAG_JPEGQUALITY, options.quality.value_or(usualQuality));
+    }
+
+    void writeRect(const Rect &rect, ConstPixels from) override {
+        if (order_ == Order::any) return writeTile(rect, from);
+        const std::size_t bytes = rowBytes(shape_, shape_.width);
+        for (int y = 0; y < rect.height; ++y) {
+            std::memcpy(strip_.data() + bytes * static_cast<std::size_t>(stripRows_),
+                        from.data + y * from.stride, bytes);
+            if (++stripRows_ == piece_.height) writeStrip();
+        }
+    }
+
+    void writeStrip() {
+        const auto bytes = static_cast<tmsize_t>(rowBytes(shape_, shape_.width)) * stripRows_;
+        if (TIFFWriteEncodedStrip(file_.get(), stripsDone_++, strip_.data(), bytes) < 0) fail();
+        stripRows_ = 0;
+    }
+
+    // A tile is written whole; past the picture it repeats the last pixels, which
+    // compress well.
+    std::vector<unsigned char> wholeTile(const Rect &rect, ConstPixels from) const {
+        const std::size_t stride = rowBytes(shape_, piece_.width);
+        const std::size_t used = rowBytes(shape_, rect.width);
+        const std::size_t pixel = std::max<std::size_t>(1, rowBytes(shape_, 1));
+        std::vector<unsigned char> tile(stride * static_cast<std::size_t>(piece_.height));
+        for (int y = 0; y < piece_.height; ++y) {
+            unsigned char *row = tile.data() + stride * static_cast<std::size_t>(y);
+            std::memcpy(row, from.data + std::min(y, rect.height - 1) * from.stride, used);
+            for (std::size_t i = used; i < stride; ++i) row[i] = row[i - pixel];
+        }
+        return tile;
+    }
+
+    void writeTile(const Rect &rect, ConstPixels from) {
+        const std::uint32_t index = TIFFComputeTile(file_.get(), static_cast<std::uint32_t>(rect.x),
+                                                    static_cast<std::uint32_t>(rect.y), 0, 0);
+        std::vector<unsigned char> tile = wholeTile(rect, from);
+        const auto bytes = static_cast<tmsize_t>(tile.size());
+        if (compression_ != COMPRESSION_NONE) {
+            const std::lock_guard lock(mutex_);
+            if (TIFFWriteEncodedTile(file_.get(), index, tile.data(), bytes) < 0) fail();
+            return;
+        }
+        // libtiff gives the tile its place; the bytes are written without the lock.
+        std::uint64_t offset = 0;
+        {
+            const std::lock_guard lock(mutex_);
+            file_.setDeferred(true);
+            const tmsize_t done = TIFFWriteRawTile(file_.get(), index, tile.data(), bytes);
+            file_.setDeferred(false);
+            if (done < 0) fail();
+            offset = file_.writtenAt();
+        }
+        if (!output_->writeAt(offset, tile.data(), tile.size())) throw Failure(output_->error());
+    }
+
+    void complete() override {
+        if (stripRows_ > 0) writeStrip();
+        if (!TIFFFlush(file_.get())) fail();
+        file_.close();
+        output_->commit();
+    }
+
+    [[noreturn]] void fail() {
+        const std::string message = file_.takeMessage();
+        throw Failure(output_->failed() ? output_->error() : message);
+    }
+
+    std::unique_ptr<Output> output_;
+    Shape shape_;
+    std::uint16_t compression_;
+    std::mutex mutex_; // guards file_
+    TiffFile file_;
+    std::vector<unsigned char> strip_;
+    int stripRows_ = 0;
+    std::uint32_t stripsDone_ = 0;
+};
+
+} // namespace
+
+std::unique_ptr<Sink> createTiff(std::unique_ptr<Output> output, const Shape &shape,
+                                 const Metadata &metadata, const WriteOptions &options) {
+    const Compression &compression = compressionOf(options.compression, shape);
+    if (options.tile && (options.tile.width % 16 != 0 || options.tile.height % 16 != 0))
+        throw Misuse("--tile is a multiple of 16");
+    output->makeSeekable();
+    return std::make_unique<TiffSink>(std::move(output), shape, metadata, options, compression);
+}
+
+} // namespace tool
