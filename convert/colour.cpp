@@ -83,8 +83,8 @@ void colourFromBits(const unsigned char *bits, const GrayWeights &weights, Colou
     std::uint8_t gray[RUN];
     for (std::ptrdiff_t x = 0; x < n; x += RUN) {
         const std::ptrdiff_t count = std::min(RUN, n - x);
-        currentDepthKernels().fromBits[0](bits + x / 8, 0, 255, gray, 1, count);
-        currentGrayKernels().fromGray[0](gray, weights, row, count);
+        ZYLQX_KERNELS(depthKernels).fromBits[0](bits + x / 8, 0, 255, gray, 1, count);
+        ZYLQX_KERNELS(grayKernels).fromGray[0](gray, weights, row, count);
         for (void *&channel : row.channel) {
             channel = static_cast<unsigned char *>(channel) + RUN * row.step;
         }
@@ -123,7 +123,7 @@ void changeModel(const Call &call, ZylImage *srcImage, ZylImage *dstImage,
             Call(change.kernelName, KERNEL_FILE).report(ZYL_StsBadArg, BAD_DEPTHS);
             return;
         }
-        const auto row = currentColourKernels().model[static_cast<int>(change.model)][depth];
+        const auto row = ZYLQX_KERNELS(colourKernels).model[static_cast<int>(change.model)][depth];
         for (std::int32_t y = 0; y < height; ++y) {
             row(sourceRow(s, channels, 0, y), colourRow(d, FIRST_CHANNELS, 0, y), width);
         }
@@ -154,7 +154,7 @@ void zylColorToGray(ZylImage *srcImage, ZylImage *dstImage, const std::int32_t *
             Call("ownColorToGray", KERNEL_FILE).report(ZYL_StsBadArg, BAD_DEPTHS);
             return;
         }
-        const auto row = currentGrayKernels().toGray[from][to];
+        const auto row = ZYLQX_KERNELS(grayKernels).toGray[from][to];
         for (std::int32_t y = 0; y < height; ++y) {
             row(sourceRow(s, channels, 0, y), sampleAt(d, 0, y, 1), width);
         }
@@ -183,7 +183,7 @@ void zylGrayToColor(ZylImage *srcImage, ZylImage *dstImage, float FractR, float 
             Call("ownGrayToColor", KERNEL_FILE).report(ZYL_StsBadArg, BAD_DEPTHS);
             return;
         }
-        const auto row = currentGrayKernels().fromGray[depth];
+        const auto row = ZYLQX_KERNELS(grayKernels).fromGray[depth];
         for (std::int32_t y = 0; y < height; ++y) {
             const unsigned char *gray = sampleAt(s, 0, y, 1);
             if (fromBits) {

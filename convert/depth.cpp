@@ -69,7 +69,7 @@ void convertBlock(const Block &block, DepthKernels::Row convert) {
 
 void toBitonal(const Call &call, ZylImage &src, ZylImage &dst, const ZylTileMapping *tilePoint) {
     const int channel = src.nChannels > 1 ? src.roi->coi : 1;
-    const auto toBits = currentDepthKernels().toBits[kernelIndex(src.depth)];
+    const auto toBits = ZYLQX_KERNELS(depthKernels).toBits[kernelIndex(src.depth)];
     auto kernel = [&](const Block &block) {
         const std::ptrdiff_t step = pixelStep(*block.src);
         forEachRow(block, channel, 1,
@@ -94,7 +94,7 @@ void copyBitRows(const Call &call, ZylImage &src, ZylImage &dst, const ZylTileMa
 void convertDepth(const Call &call, ZylImage &src, ZylImage &dst, bool scale,
                   const ZylTileMapping *tilePoint) {
     const auto convert =
-        currentDepthKernels().convert[kernelIndex(src.depth)][kernelIndex(dst.depth)][scale];
+        ZYLQX_KERNELS(depthKernels).convert[kernelIndex(src.depth)][kernelIndex(dst.depth)][scale];
     auto kernel = [&](const Block &block) { convertBlock(block, convert); };
     walkBlocks(call, src, dst, wholeImage(src, dst, tilePoint), kernel);
 }
@@ -181,7 +181,7 @@ void zylBitonalToGray(ZylImage *srcImage, ZylImage *dstImage, std::int32_t ZeroS
         badScales(call, dst.depth, ZeroScale, OneScale)) {
         return;
     }
-    const auto fromBits = currentDepthKernels().fromBits[kernelIndex(dst.depth)];
+    const auto fromBits = ZYLQX_KERNELS(depthKernels).fromBits[kernelIndex(dst.depth)];
     auto kernel = [&](const Block &block) {
         const std::ptrdiff_t step = pixelStep(*block.dst);
         for (int c = 1; c <= block.dst->nChannels; ++c) {

@@ -11,7 +11,7 @@ template <class T>
 constexpr int BITS = static_cast<int>(sizeof(T) * 8);
 // Half of the range: what lies between a signed and an unsigned sample.
 template <class T>
-constexpr std::int32_t HALF = std::int32_t{1} << (BITS<T> - 1);
+constexpr s32 HALF = s32{1} << (BITS<T> - 1);
 
 // A signed sample cut to D's bits, still signed.
 template <class S, class D, bool SCALE>

@@ -58,7 +58,7 @@ class ImageRows {
 
     // n pixels from column x on, a multiple of 8.
     void read(std::ptrdiff_t y, std::ptrdiff_t x, std::uint32_t *pixels, std::ptrdiff_t n) const {
-        const BitmapKernels &kernels = currentBitmapKernels();
+        const BitmapKernels &kernels = ZYLQX_KERNELS(bitmapKernels);
         if (image_.depth == ZYL_DEPTH_1U) return kernels.getBits(row(y) + x / 8, pixels, n);
         std::fill_n(pixels, n, 0u);
         const auto get = kernels.getChannel[image_.depth == ZYL_DEPTH_16U];
@@ -72,7 +72,7 @@ class ImageRows {
 
     void write(std::ptrdiff_t y, std::ptrdiff_t x, const std::uint32_t *pixels,
                std::ptrdiff_t n) const {
-        const BitmapKernels &kernels = currentBitmapKernels();
+        const BitmapKernels &kernels = ZYLQX_KERNELS(bitmapKernels);
         if (image_.depth == ZYL_DEPTH_1U) return kernels.putBits(pixels, row(y) + x / 8, n);
         const auto put = kernels.putChannel[image_.depth == ZYL_DEPTH_16U];
         const std::ptrdiff_t step = pixelStep(image_);
@@ -107,7 +107,7 @@ void keepChannels(std::uint32_t *, std::ptrdiff_t) {}
 
 // Null for a sequence that is not known.
 BitmapKernels::Change channelOrder(const ZylImage &image, BitmapDirection direction) {
-    const BitmapKernels &kernels = currentBitmapKernels();
+    const BitmapKernels &kernels = ZYLQX_KERNELS(bitmapKernels);
     if (sequenceIs(image, "G\0\0\0") || sequenceIs(image, "GRAY")) {
         return direction == BitmapDirection::FromBitmap ? kernels.redFromColours
                                                         : kernels.coloursFromRed;
@@ -126,7 +126,7 @@ class BitmapReader {
     }
 
     void read(std::ptrdiff_t y, std::ptrdiff_t x, std::uint32_t *pixels, std::ptrdiff_t n) const {
-        const BitmapKernels &kernels = currentBitmapKernels();
+        const BitmapKernels &kernels = ZYLQX_KERNELS(bitmapKernels);
         const std::uint8_t *row = bitmap_.row(y);
         switch (bitmap_.header.biBitCount) {
         case 1:
@@ -167,7 +167,7 @@ class BitmapWriter {
     }
 
     void write(std::ptrdiff_t y, std::ptrdiff_t x, const std::uint32_t *pixels, std::ptrdiff_t n) {
-        const BitmapKernels &kernels = currentBitmapKernels();
+        const BitmapKernels &kernels = ZYLQX_KERNELS(bitmapKernels);
         std::uint8_t *row = bitmap_.row(y);
         switch (bitmap_.header.biBitCount) {
         case 1:

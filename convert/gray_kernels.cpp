@@ -21,7 +21,7 @@ struct Gray {
 template <class D>
 struct Gray<u16, D> {
     static constexpr s32 RED = 54, GREEN = 183, BLUE = 18;
-    using Sum = std::uint32_t;
+    using Sum = u32;
     static Sum weighted(u16 v, Sum weight) { return v * weight; }
     static D of(Sum sum) { return D(sum >> (sizeof(D) == 1 ? 16 : 8)); }
 };
@@ -177,11 +177,11 @@ void fromGrayRow(const void *s, const GrayWeights &weights, const ColourRow &d, 
     for (std::ptrdiff_t i = 0; i < n; i += CHUNK) {
         const std::ptrdiff_t count = chunkFrom(i, n);
         for (int k = 0; k < 3; ++k) {
-            const std::uint32_t weight = weights.weight[k];
+            const u32 weight = weights.weight[k];
             const int shift = weights.shift;
             T *channel = out[k];
             for (std::ptrdiff_t x = 0; x < count; ++x) {
-                const std::uint32_t value = (in[i + x] * weight) >> shift;
+                const u32 value = (in[i + x] * weight) >> shift;
                 channel[x] = T(value < HIGHEST<T> ? value : HIGHEST<T>);
             }
         }

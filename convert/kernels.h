@@ -153,22 +153,6 @@ ZYLQX_DECLARE_KERNELS(ColourKernels, colourKernels)
 ZYLQX_DECLARE_KERNELS(ReduceKernels, reduceKernels)
 ZYLQX_DECLARE_KERNELS(BitmapKernels, bitmapKernels)
 
-inline const DepthKernels &currentDepthKernels() {
-    return ZYLQX_KERNELS(depthKernels);
-}
-inline const GrayKernels &currentGrayKernels() {
-    return ZYLQX_KERNELS(grayKernels);
-}
-inline const ColourKernels &currentColourKernels() {
-    return ZYLQX_KERNELS(colourKernels);
-}
-inline const ReduceKernels &currentReduceKernels() {
-    return ZYLQX_KERNELS(reduceKernels);
-}
-inline const BitmapKernels &currentBitmapKernels() {
-    return ZYLQX_KERNELS(bitmapKernels);
-}
-
 } // namespace zylqx
 
 #endif

@@ -24,7 +24,7 @@ struct Reduction {
 };
 
 Reduction reductionFor(std::uint32_t src, std::uint32_t dst) {
-    const ReduceKernels &kernels = currentReduceKernels();
+    const ReduceKernels &kernels = ZYLQX_KERNELS(reduceKernels);
     switch (src) {
     case ZYL_DEPTH_8U:
         if (dst == ZYL_DEPTH_1U) return {kernels.u8ToBits, 16};

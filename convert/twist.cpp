@@ -91,7 +91,7 @@ bool sumsAreSmall(const Twist &twist) {
 }
 
 ColourKernels::TwistRow twistRow(const Twist &twist, bool narrow) {
-    const ColourKernels &kernels = currentColourKernels();
+    const ColourKernels &kernels = ZYLQX_KERNELS(colourKernels);
     if (!narrow) return kernels.twistDouble[1];
     if (sumsAreSmall(twist)) return kernels.twistWhole;
     return twist.scale >= TWIST_LOW_BITS ? kernels.twistFine : kernels.twistDouble[0];

@@ -64,11 +64,11 @@ void zylSetErrStatus(ZylStatus status) {
     currentContext().status = status;
 }
 
-int32_t zylGetErrMode(void) {
+std::int32_t zylGetErrMode(void) {
     return currentContext().mode;
 }
 
-void zylSetErrMode(int32_t mode) {
+void zylSetErrMode(std::int32_t mode) {
     currentContext().mode = mode;
 }
 

@@ -92,7 +92,7 @@ void freeHeaderMessage(const char *message) {
 
 using namespace zylqx;
 
-int32_t zylBadImageHeader(const ZylImage *image) {
+std::int32_t zylBadImageHeader(const ZylImage *image) {
     if (image == nullptr) return ZYL_FAULT_NULL;
     const bool inMemory = !isTiled(*image);
 

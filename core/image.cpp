@@ -104,10 +104,11 @@ std::int32_t fieldFaults(const ZylImage &image) {
 
 using namespace zylqx;
 
-ZylImage *zylCreateImageHeader(int32_t nChannels, int32_t alphaChannel, uint32_t depth,
-                               const char *colorModel, const char *channelSeq, int32_t dataOrder,
-                               int32_t origin, int32_t align, int32_t height, int32_t width,
-                               ZylROI *roi, void *imageTag, ZylTileInfo *tileInfo) {
+ZylImage *zylCreateImageHeader(std::int32_t nChannels, std::int32_t alphaChannel,
+                               std::uint32_t depth, const char *colorModel, const char *channelSeq,
+                               std::int32_t dataOrder, std::int32_t origin, std::int32_t align,
+                               std::int32_t height, std::int32_t width, ZylROI *roi, void *imageTag,
+                               ZylTileInfo *tileInfo) {
     if (colorModel == nullptr || channelSeq == nullptr) return nullptr;
 
     ZylImage header{};
@@ -136,7 +137,7 @@ ZylImage *zylCreateImageHeader(int32_t nChannels, int32_t alphaChannel, uint32_t
     return image;
 }
 
-void zylAllocateImage(ZylImage *image, int32_t fillValue) {
+void zylAllocateImage(ZylImage *image, std::int32_t fillValue) {
     if (image == nullptr) return;
     if (fieldFaults(*image) != 0) {
         image->imageData = nullptr;
@@ -167,7 +168,7 @@ void zylDeallocateImage(ZylImage *image) {
     releasePixels(*image);
 }
 
-void zylDeallocate(ZylImage *image, int32_t flags) {
+void zylDeallocate(ZylImage *image, std::int32_t flags) {
     if (image == nullptr) return;
     if ((flags & ZYL_DEALLOC_ROI) != 0) {
         zylDeleteROI(image->roi);
@@ -192,14 +193,15 @@ void zylDeallocateHeader(ZylImage *image) {
     zylDeallocate(image, ZYL_DEALLOC_HEADER);
 }
 
-ZylROI *zylCreateROI(int32_t coi, int32_t xOffset, int32_t yOffset, int32_t height, int32_t width) {
+ZylROI *zylCreateROI(std::int32_t coi, std::int32_t xOffset, std::int32_t yOffset,
+                     std::int32_t height, std::int32_t width) {
     auto *roi = newRecord<ZylROI>();
     zylSetROI(roi, coi, xOffset, yOffset, height, width);
     return roi;
 }
 
-void zylSetROI(ZylROI *roi, int32_t coi, int32_t xOffset, int32_t yOffset, int32_t height,
-               int32_t width) {
+void zylSetROI(ZylROI *roi, std::int32_t coi, std::int32_t xOffset, std::int32_t yOffset,
+               std::int32_t height, std::int32_t width) {
     if (roi != nullptr) *roi = {coi, xOffset, yOffset, height, width};
 }
 
@@ -207,14 +209,15 @@ void zylDeleteROI(ZylROI *roi) {
     freeBlock(roi);
 }
 
-ZylTileInfo *zylCreateTileInfo(ZylTileCallBack callBack, void *id, int32_t width, int32_t height) {
+ZylTileInfo *zylCreateTileInfo(ZylTileCallBack callBack, void *id, std::int32_t width,
+                               std::int32_t height) {
     auto *tileInfo = newRecord<ZylTileInfo>();
     zylSetTileInfo(tileInfo, callBack, id, width, height);
     return tileInfo;
 }
 
-void zylSetTileInfo(ZylTileInfo *tileInfo, ZylTileCallBack callBack, void *id, int32_t width,
-                    int32_t height) {
+void zylSetTileInfo(ZylTileInfo *tileInfo, ZylTileCallBack callBack, void *id, std::int32_t width,
+                    std::int32_t height) {
     if (tileInfo != nullptr) *tileInfo = {callBack, id, nullptr, width, height};
 }
 
@@ -222,7 +225,7 @@ void zylDeleteTileInfo(ZylTileInfo *tileInfo) {
     freeBlock(tileInfo);
 }
 
-void zylSetBorderMode(ZylImage *image, int32_t mode, int32_t sides, int32_t value) {
+void zylSetBorderMode(ZylImage *image, std::int32_t mode, std::int32_t sides, std::int32_t value) {
     if (image == nullptr) return;
     for (int i = 0; i < 4; ++i) {
         if ((sides >> i & 1) == 0) continue;

@@ -65,23 +65,23 @@ void refuseAllocations(bool (*refuse)(std::size_t bytes)) {
 
 using namespace zylqx;
 
-void *zylMalloc(int32_t n) {
+void *zylMalloc(std::int32_t n) {
     return allocateElements<unsigned char>(n);
 }
 
-int16_t *zylwMalloc(int32_t n) {
-    return allocateElements<int16_t>(n);
+std::int16_t *zylwMalloc(std::int32_t n) {
+    return allocateElements<std::int16_t>(n);
 }
 
-int32_t *zyliMalloc(int32_t n) {
-    return allocateElements<int32_t>(n);
+std::int32_t *zyliMalloc(std::int32_t n) {
+    return allocateElements<std::int32_t>(n);
 }
 
-float *zylsMalloc(int32_t n) {
+float *zylsMalloc(std::int32_t n) {
     return allocateElements<float>(n);
 }
 
-double *zyldMalloc(int32_t n) {
+double *zyldMalloc(std::int32_t n) {
     return allocateElements<double>(n);
 }
 

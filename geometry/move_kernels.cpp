@@ -69,7 +69,7 @@ void reverseRow(const char *src, char *dst, std::ptrdiff_t n, bool forward,
     vector(forward ? n - N : 0);
 }
 
-Vector<std::uint8_t> reversed(Vector<std::uint8_t> v) {
+Vector<u8> reversed(Vector<u8> v) {
 #if defined(__AVX2__)
     return __builtin_shufflevector(v, v, 31, 30, 29, 28, 27, 26, 25, 24, 23, 22, 21, 20, 19, 18, 17,
                                    16, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
@@ -77,14 +77,14 @@ Vector<std::uint8_t> reversed(Vector<std::uint8_t> v) {
     return __builtin_shufflevector(v, v, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
 #endif
 }
-Vector<std::uint16_t> reversed(Vector<std::uint16_t> v) {
+Vector<u16> reversed(Vector<u16> v) {
 #if defined(__AVX2__)
     return __builtin_shufflevector(v, v, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
 #else
     return __builtin_shufflevector(v, v, 7, 6, 5, 4, 3, 2, 1, 0);
 #endif
 }
-Vector<std::uint32_t> reversed(Vector<std::uint32_t> v) {
+Vector<u32> reversed(Vector<u32> v) {
 #if defined(__AVX2__)
     return __builtin_shufflevector(v, v, 7, 6, 5, 4, 3, 2, 1, 0);
 #else
@@ -113,9 +113,9 @@ Bytes reversedBits(Bytes b) {
 #if defined(__AVX2__)
 // The same by looking up either half of a byte.
 template <>
-Vector<std::uint8_t> reversedBits(Vector<std::uint8_t> b) {
+Vector<u8> reversedBits(Vector<u8> b) {
     using Chars = Vector<char>;
-    using Bytes = Vector<std::uint8_t>;
+    using Bytes = Vector<u8>;
     constexpr Chars LOW = {0,    -0x80, 0x40, -0x40, 0x20, -0x60, 0x60, -0x20,
                            0x10, -0x70, 0x50, -0x30, 0x30, -0x50, 0x70, -0x10,
                            0,    -0x80, 0x40, -0x40, 0x20, -0x60, 0x60, -0x20,
@@ -132,7 +132,7 @@ Vector<std::uint8_t> reversedBits(Vector<std::uint8_t> b) {
 
 void reverseBits(const void *src, std::ptrdiff_t srcStride, void *dst, std::ptrdiff_t dstStride,
                  std::ptrdiff_t columns, std::ptrdiff_t rows) {
-    using Byte = std::uint8_t;
+    using Byte = u8;
     forEachRow(src, srcStride, dst, dstStride, rows,
                [columns, forward = srcStride >= 0](const char *s, char *d) {
                    reverseRow<Byte>(
@@ -151,24 +151,23 @@ void copyRows(const void *src, std::ptrdiff_t srcStride, void *dst, std::ptrdiff
             __builtin_memcpy(d, s, static_cast<std::size_t>(columns));
             return;
         }
-        auto vector = [&](std::ptrdiff_t i) { store(d + i, load<Vector<std::uint8_t>>(s + i)); };
+        auto vector = [&](std::ptrdiff_t i) { store(d + i, load<Vector<u8>>(s + i)); };
         for (std::ptrdiff_t i = 0; i < columns - VECTOR_BYTES; i += VECTOR_BYTES) vector(i);
         vector(columns - VECTOR_BYTES);
     });
 }
 
-void gatherBits(const std::uint8_t *row, const std::int32_t *index, std::uint8_t *out,
-                std::ptrdiff_t n) {
+void gatherBits(const u8 *row, const s32 *index, u8 *out, std::ptrdiff_t n) {
     for (std::ptrdiff_t k = 0; k < n; ++k) {
-        out[k] = static_cast<std::uint8_t>(bitAt(row, index[k]));
+        out[k] = static_cast<u8>(bitAt(row, index[k]));
     }
 }
 
 // --- transposing ---
 
-using Lanes8 = Vector<std::uint8_t, 16>;
-using Lanes16 = Vector<std::uint16_t, 16>;
-using Lanes32 = Vector<std::uint32_t, 16>;
+using Lanes8 = Vector<u8, 16>;
+using Lanes16 = Vector<u16, 16>;
+using Lanes32 = Vector<u32, 16>;
 
 // The lower or upper halves of two vectors, interleaved.
 Lanes8 zipLow(Lanes8 a, Lanes8 b) {

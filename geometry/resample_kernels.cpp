@@ -88,7 +88,7 @@ void zoomRowsCubic(const void *const *rows, const void *weights, void *out, std:
 #if defined(__SSE2__)
 
 // 16-bit values as vectors: an instruction multiplies them and adds pairs of products.
-using Words = Vector<std::int16_t>;
+using Words = Vector<s16>;
 
 #if defined(__AVX2__)
 // Each half for itself, which packing undoes.
@@ -134,14 +134,14 @@ Vector<char> packBytes(Words a, Words b) {
 template <class T>
 struct Values;
 template <>
-struct Values<std::uint8_t> {
-    using Linear = std::uint16_t;
-    using Cubic = std::int16_t;
+struct Values<u8> {
+    using Linear = u16;
+    using Cubic = s16;
 };
 template <>
-struct Values<std::uint16_t> {
-    using Linear = std::uint32_t;
-    using Cubic = std::int32_t;
+struct Values<u16> {
+    using Linear = u32;
+    using Cubic = s32;
 };
 
 template <class T>
@@ -150,8 +150,8 @@ void decimateColumnsLinear(const void *const *taps, const void *weights, void *o
     using Value = typename Values<T>::Linear;
     const T *a = static_cast<const T *>(taps[0]);
     const T *b = static_cast<const T *>(taps[1]);
-    const std::uint16_t *f = static_cast<const std::uint16_t *>(weights);
-    const std::uint16_t *g = f + n;
+    const u16 *f = static_cast<const u16 *>(weights);
+    const u16 *g = f + n;
     Value *h = static_cast<Value *>(out);
     ZYLQX_VECTOR_LOOP
     for (std::ptrdiff_t k = 0; k < n; ++k) {
@@ -162,7 +162,7 @@ void decimateColumnsLinear(const void *const *taps, const void *weights, void *o
 #if defined(__SSE2__)
 // A vector of 8-bit results as words. Pairs are multiplied as signed numbers, which
 // takes 2^15 from every value and 2^23 from the sums; weights add up to 256.
-Words decimatedLinear(const std::uint16_t *a, const std::uint16_t *b, Words f, Words g) {
+Words decimatedLinear(const u16 *a, const u16 *b, Words f, Words g) {
     const Words sign = Words{} + INT16_MIN;
     const Words x = load<Words>(a) ^ sign, y = load<Words>(b) ^ sign;
     const int restored = (1 << 23) + (1 << 15); // rounding half up as well
@@ -177,16 +177,15 @@ void decimateRowsLinear(const void *const *rows, const void *weights, void *out,
     using Value = typename Values<T>::Linear;
     const Value *a = static_cast<const Value *>(rows[0]);
     const Value *b = static_cast<const Value *>(rows[1]);
-    const std::uint16_t *w = static_cast<const std::uint16_t *>(weights);
-    const std::uint32_t f = w[0], g = w[1];
+    const u16 *w = static_cast<const u16 *>(weights);
+    const u32 f = w[0], g = w[1];
     T *d = static_cast<T *>(out);
     std::ptrdiff_t k = 0;
 #if defined(__SSE2__)
     if constexpr (sizeof(T) == 1) {
-        constexpr std::ptrdiff_t N = LANES<std::int16_t>;
+        constexpr std::ptrdiff_t N = LANES<s16>;
         const Words zero = {};
-        const Words vf = zero + static_cast<std::int16_t>(f),
-                    vg = zero + static_cast<std::int16_t>(g);
+        const Words vf = zero + static_cast<s16>(f), vg = zero + static_cast<s16>(g);
         for (; k + 2 * N <= n; k += 2 * N) {
             store(d + k, packBytes(decimatedLinear(a + k, b + k, vf, vg),
                                    decimatedLinear(a + k + N, b + k + N, vf, vg)));
@@ -195,7 +194,7 @@ void decimateRowsLinear(const void *const *rows, const void *weights, void *out,
 #endif
     ZYLQX_VECTOR_LOOP
     for (; k < n; ++k) {
-        const std::uint32_t sum = std::uint32_t{a[k]} * f + std::uint32_t{b[k]} * g;
+        const u32 sum = u32{a[k]} * f + u32{b[k]} * g;
         d[k] = static_cast<T>(((sum >> 15) + 1) >> 1);
     }
 }
@@ -232,16 +231,16 @@ Sums cubicSums(Words a, Words b, Words c, Words d, Words w0, Words w1, Words w2,
 
 // Samples as words, and what their sums become. 16-bit samples are multiplied as
 // signed numbers, which takes 2^15 from every sample; weights add up to 6 * 256.
-Words cubicWords(const std::uint8_t *samples) {
-    return __builtin_convertvector(load<Vector<std::uint8_t, VECTOR_BYTES / 2>>(samples), Words);
+Words cubicWords(const u8 *samples) {
+    return __builtin_convertvector(load<Vector<u8, VECTOR_BYTES / 2>>(samples), Words);
 }
-Words cubicWords(const std::uint16_t *samples) {
+Words cubicWords(const u16 *samples) {
     return load<Words>(samples) ^ (Words{} + INT16_MIN);
 }
-void storeCubic(Sums sums, std::int16_t *out) {
+void storeCubic(Sums sums, s16 *out) {
     store(out, pack(sums.low >> 8, sums.high >> 8));
 }
-void storeCubic(Sums sums, std::int32_t *out) {
+void storeCubic(Sums sums, s32 *out) {
     const int restored = (6 * 256) << 15;
     const Vector<int> low = (sums.low + restored) >> 8, high = (sums.high + restored) >> 8;
 #if defined(__AVX2__)
@@ -263,14 +262,14 @@ void decimateColumnsCubic(const void *const *taps, const void *weights, void *ou
     const T *b = static_cast<const T *>(taps[1]);
     const T *c = static_cast<const T *>(taps[2]);
     const T *d = static_cast<const T *>(taps[3]);
-    const std::int16_t *w0 = static_cast<const std::int16_t *>(weights);
-    const std::int16_t *w1 = w0 + n;
-    const std::int16_t *w2 = w1 + n;
-    const std::int16_t *w3 = w2 + n;
+    const s16 *w0 = static_cast<const s16 *>(weights);
+    const s16 *w1 = w0 + n;
+    const s16 *w2 = w1 + n;
+    const s16 *w3 = w2 + n;
     Value *h = static_cast<Value *>(out);
     std::ptrdiff_t k = 0;
 #if defined(__SSE2__)
-    for (; k + LANES<std::int16_t> <= n; k += LANES<std::int16_t>) {
+    for (; k + LANES<s16> <= n; k += LANES<s16>) {
         storeCubic(cubicSums(cubicWords(a + k), cubicWords(b + k), cubicWords(c + k),
                              cubicWords(d + k), load<Words>(w0 + k), load<Words>(w1 + k),
                              load<Words>(w2 + k), load<Words>(w3 + k)),
@@ -285,8 +284,8 @@ void decimateColumnsCubic(const void *const *taps, const void *weights, void *ou
 
 // Rows of values with the same four weights.
 template <class Value>
-void combineCubic(const Value *a, const Value *b, const Value *c, const Value *d,
-                  const std::int16_t *w, Value *out, std::ptrdiff_t n) {
+void combineCubic(const Value *a, const Value *b, const Value *c, const Value *d, const s16 *w,
+                  Value *out, std::ptrdiff_t n) {
     const int w0 = w[0], w1 = w[1], w2 = w[2], w3 = w[3];
     std::ptrdiff_t k = 0;
 #if defined(__SSE2__)
@@ -308,18 +307,18 @@ void combineCubic(const Value *a, const Value *b, const Value *c, const Value *d
 // rounded up, which is exact for 15 bits. 16-bit: the half keeps the quotients
 // farther from whole numbers than single precision errs, up to 2^16.
 template <int DIVISOR>
-std::uint8_t quotient(std::int16_t value) {
-    constexpr std::uint32_t FACTOR = ((1 << 18) + DIVISOR - 1) / DIVISOR;
-    const auto positive = static_cast<std::uint16_t>(value > 0 ? value : 0);
-    const auto high = static_cast<std::uint16_t>(positive * FACTOR >> 16);
-    const auto result = static_cast<std::uint16_t>(high >> 2);
-    return static_cast<std::uint8_t>(result < 255 ? result : 255);
+u8 quotient(s16 value) {
+    constexpr u32 FACTOR = ((1 << 18) + DIVISOR - 1) / DIVISOR;
+    const auto positive = static_cast<u16>(value > 0 ? value : 0);
+    const auto high = static_cast<u16>(positive * FACTOR >> 16);
+    const auto result = static_cast<u16>(high >> 2);
+    return static_cast<u8>(result < 255 ? result : 255);
 }
 template <int DIVISOR>
-std::uint16_t quotient(std::int32_t value) {
+u16 quotient(s32 value) {
     const int positive = value > 0 ? value : 0;
     const float result = (static_cast<float>(positive) + 0.5f) * (1.0f / DIVISOR);
-    return saturated<std::uint16_t>(static_cast<int>(result));
+    return saturated<u16>(static_cast<int>(result));
 }
 
 template <class T>
@@ -329,7 +328,7 @@ void decimateRowsCubic(const void *const *rows, const void *weights, void *out, 
     const Value *b = static_cast<const Value *>(rows[1]);
     const Value *c = static_cast<const Value *>(rows[2]);
     const Value *d = static_cast<const Value *>(rows[3]);
-    const std::int16_t *w = static_cast<const std::int16_t *>(weights);
+    const s16 *w = static_cast<const s16 *>(weights);
     T *result = static_cast<T *>(out);
     constexpr std::ptrdiff_t BLOCK = 256;
     Value values[BLOCK];

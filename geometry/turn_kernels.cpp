@@ -95,20 +95,20 @@ void sampleNearest(const TurnSource &src, const TurnBlock &block, void *out, std
 }
 
 void sampleNearestBits(const TurnSource &src, const TurnBlock &block, void *out, std::ptrdiff_t n) {
-    const std::uint8_t *origin =
-        static_cast<const std::uint8_t *>(src.data) + (block.row - src.top) * (src.rowStep / 8);
-    std::uint8_t *d = static_cast<std::uint8_t *>(out);
+    const u8 *origin =
+        static_cast<const u8 *>(src.data) + (block.row - src.top) * (src.rowStep / 8);
+    u8 *d = static_cast<u8 *>(out);
     for (std::ptrdiff_t k = 0; k < n; ++k) {
-        d[k] = static_cast<std::uint8_t>(bitAt(origin, block.offset[k]));
+        d[k] = static_cast<u8>(bitAt(origin, block.offset[k]));
     }
 }
 
 // Two neighbours in a row, the left one in the low bits.
 template <class T>
-std::uint64_t pairAt(const char *sample, std::ptrdiff_t step) {
+u64 pairAt(const char *sample, std::ptrdiff_t step) {
     const T left = *reinterpret_cast<const T *>(sample);
     const T right = *reinterpret_cast<const T *>(sample + step);
-    return left | std::uint32_t{right} << (8 * sizeof(T));
+    return left | u32{right} << (8 * sizeof(T));
 }
 
 // Everything that is interpolated has 64 bits, so that the compiler needs no more
@@ -124,8 +124,8 @@ void toSamples(const double *values, void *out, std::ptrdiff_t n) {
 // the bits of 2^52, a number is that much too great; this takes less time than the
 // instructions that convert one.
 template <class T>
-double unpacked(std::uint64_t samples, int i) {
-    const std::uint64_t sample = samples >> (8 * static_cast<int>(sizeof(T)) * i) & HIGHEST<T>;
+double unpacked(u64 samples, int i) {
+    const u64 sample = samples >> (8 * static_cast<int>(sizeof(T)) * i) & HIGHEST<T>;
     return __builtin_bit_cast(double, sample | 0x4330000000000000u) - 0x1p52;
 }
 
@@ -135,11 +135,10 @@ struct LinearSamples {
     static constexpr int WORDS = 1;
 
     static void fetch(const char *p, std::ptrdiff_t step, std::ptrdiff_t rowStep,
-                      std::uint64_t (*packed)[TURN_BLOCK], std::ptrdiff_t k) {
+                      u64 (*packed)[TURN_BLOCK], std::ptrdiff_t k) {
         packed[0][k] = pairAt<T>(p, step) | pairAt<T>(p + rowStep, step) << (16 * sizeof(T));
     }
-    static double value(const std::uint64_t (*packed)[TURN_BLOCK], std::ptrdiff_t k, double fx,
-                        double fy) {
+    static double value(const u64 (*packed)[TURN_BLOCK], std::ptrdiff_t k, double fx, double fy) {
         const double a = unpacked<T>(packed[0][k], 0), b = unpacked<T>(packed[0][k], 1);
         const double c = unpacked<T>(packed[0][k], 2), d = unpacked<T>(packed[0][k], 3);
         const double top = a + (b - a) * fx;
@@ -165,17 +164,16 @@ struct CubicSamples {
     static constexpr int WORDS = 4;
 
     static void fetch(const char *p, std::ptrdiff_t step, std::ptrdiff_t rowStep,
-                      std::uint64_t (*packed)[TURN_BLOCK], std::ptrdiff_t k) {
+                      u64 (*packed)[TURN_BLOCK], std::ptrdiff_t k) {
         for (int row = 0; row < 4; ++row, p += rowStep) {
             packed[row][k] = pairAt<T>(p, step) | pairAt<T>(p + 2 * step, step) << (16 * sizeof(T));
         }
     }
-    static double value(const std::uint64_t (*packed)[TURN_BLOCK], std::ptrdiff_t k, double fx,
-                        double fy) {
+    static double value(const u64 (*packed)[TURN_BLOCK], std::ptrdiff_t k, double fx, double fy) {
         const CubicWeights across = cubicWeights(fx);
         const CubicWeights down = cubicWeights(fy);
         auto rowAt = [&](int row) {
-            const std::uint64_t samples = packed[row][k];
+            const u64 samples = packed[row][k];
             return unpacked<T>(samples, 0) * across.w[0] + unpacked<T>(samples, 1) * across.w[1] +
                    unpacked<T>(samples, 2) * across.w[2] + unpacked<T>(samples, 3) * across.w[3];
         };
@@ -187,7 +185,7 @@ struct CubicSamples {
 // Steps are constants for dense samples, so that a pair is read at once.
 template <class T, template <class> class Samples, bool DENSE>
 void interpolate(const TurnSource &src, const TurnBlock &block, void *out, std::ptrdiff_t n) {
-    std::uint64_t packed[Samples<T>::WORDS][TURN_BLOCK];
+    u64 packed[Samples<T>::WORDS][TURN_BLOCK];
     double values[TURN_BLOCK];
     const char *origin = originOf(src, block);
     const std::ptrdiff_t step = DENSE ? std::ptrdiff_t{sizeof(T)} : src.columnStep;
