@@ -21,9 +21,9 @@ int kernelIndex(std::uint32_t depth) {
     return depthIndex(depth) - 1;
 }
 
-BlockRegion wholeImage(const ZylImage &src, const ZylImage &dst, const ZylTileMapping *tilePoint) {
+PairedArea wholeImage(const ZylImage &src, const ZylImage &dst, const ZylTileMapping *tilePoint) {
     const bool flipped = src.origin != dst.origin;
-    BlockRegion region{0, flipped ? src.height - 1 : 0, 0, 0, dst.width, dst.height, flipped};
+    PairedArea region{0, flipped ? src.height - 1 : 0, 0, 0, dst.width, dst.height, flipped};
     cutToTile(region, dst, tilePoint);
     return region;
 }
@@ -33,15 +33,17 @@ BlockRegion wholeImage(const ZylImage &src, const ZylImage &dst, const ZylTileMa
 // Rows without gaps are one row.
 template <class F>
 void forEachRow(const Block &block, int srcChannel, int dstChannel, F row) {
-    const BlockRegion &at = block.at;
+    const PairedArea &at = block.at;
     const unsigned char *s = sampleAt(*block.src, at.srcX, at.srcY, srcChannel);
     unsigned char *d = sampleAt(*block.dst, at.dstX, at.dstY, dstChannel);
-    if (!at.flipped && isContiguous(*block.src, {at.srcX, at.srcY, at.width, at.height, 0}) &&
-        isContiguous(*block.dst, {at.dstX, at.dstY, at.width, at.height, 0})) {
-        return row(s, d, std::ptrdiff_t{at.width} * at.height);
+    const auto width = static_cast<std::int32_t>(at.width);
+    const auto height = static_cast<std::int32_t>(at.height);
+    const Area size = {0, 0, width, height, 0};
+    if (!at.flipped && isContiguous(*block.src, size) && isContiguous(*block.dst, size)) {
+        return row(s, d, std::ptrdiff_t{width} * height);
     }
-    for (std::int32_t y = 0; y < at.height; ++y) {
-        row(s, d, at.width);
+    for (std::int32_t y = 0; y < height; ++y) {
+        row(s, d, width);
         s += block.srcStride();
         d += block.dst->widthStep;
     }

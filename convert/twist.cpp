@@ -39,7 +39,7 @@ bool badImages(const Call &call, const ZylImage &src, const ZylImage &dst) {
            call.fails(src.origin != dst.origin, "(srcImage->origin != dstImage->origin)");
 }
 
-BlockRegion commonRegion(const ZylImage &src, const ZylImage &dst) {
+PairedArea commonRegion(const ZylImage &src, const ZylImage &dst) {
     Rect rects[2] = {regionRect(src), regionRect(dst)};
     cutToCommonSize(rects, 2);
     return {rects[0].begX, rects[0].begY,  rects[1].begX,
@@ -49,14 +49,12 @@ BlockRegion commonRegion(const ZylImage &src, const ZylImage &dst) {
 // Cuts the region to the destination tile that holds the point; false, with a
 // report, when that tile lies beside the region.
 bool restrictToTile(const Call &call, const ZylImage &dst, const ZylTileMapping &point,
-                    BlockRegion &region) {
+                    PairedArea &region) {
     // Coordinates just below 0 count as those of the first tile.
     const ZylTileInfo &info = *dst.tileInfo;
     const TileBounds tile = tileBounds(info, {point.xDst / info.width, point.yDst / info.height});
-    const bool beside =
-        tile.endX <= region.dstX || tile.begX >= std::int64_t{region.dstX} + region.width;
-    const bool above =
-        tile.endY <= region.dstY || tile.begY >= std::int64_t{region.dstY} + region.height;
+    const bool beside = tile.endX <= region.dstX || tile.begX >= region.dstX + region.width;
+    const bool above = tile.endY <= region.dstY || tile.begY >= region.dstY + region.height;
     if (call.fails(beside, "(((Mapping->xDst - Mapping->xDst % width_tile_d + width_tile_d) <= "
                            "coord_X_dst) || ((Mapping->xDst - Mapping->xDst % width_tile_d) >= "
                            "max_X))") ||
@@ -65,7 +63,7 @@ bool restrictToTile(const Call &call, const ZylImage &dst, const ZylTileMapping 
                           "max_Y))")) {
         return false;
     }
-    cutRegion(region, tile);
+    cutToTile(region, tile);
     return true;
 }
 
@@ -135,8 +133,8 @@ void zylApplyColorTwist(ZylImage *srcImage, ZylImage *dstImage, const ZylColorTw
         call.fails(cTwist == nullptr, "cTwist==0") || badImages(call, *srcImage, *dstImage)) {
         return;
     }
-    BlockRegion region = commonRegion(*srcImage, *dstImage);
-    if (region.width <= 0 || region.height <= 0) return;
+    PairedArea region = commonRegion(*srcImage, *dstImage);
+    if (region.empty()) return;
     if (Mapping != nullptr && isTiled(*dstImage) &&
         !restrictToTile(call, *dstImage, *Mapping, region)) {
         return;
@@ -145,7 +143,7 @@ void zylApplyColorTwist(ZylImage *srcImage, ZylImage *dstImage, const ZylColorTw
     const Twist twist = kernelTwist(*cTwist, offset, narrow ? 255 : 65535);
     const auto row = twistRow(twist, narrow);
     auto kernel = [&](const Block &block) {
-        const BlockRegion &at = block.at;
+        const PairedArea &at = block.at;
         for (std::int32_t y = 0; y < at.height; ++y) {
             row(sourceRow(*block.src, FIRST_CHANNELS, at.srcX, at.srcY + y), twist,
                 colourRow(*block.dst, FIRST_CHANNELS, at.dstX, at.dstY + y), at.width);

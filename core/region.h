@@ -69,6 +69,9 @@ struct PairedArea {
     std::int64_t srcX, srcY;
     std::int64_t dstX, dstY;
     std::int64_t width, height;
+    // The first destination row comes from source row srcY, and the next one from the
+    // row before that.
+    bool flipped = false;
 
     bool empty() const { return width <= 0 || height <= 0; }
 };

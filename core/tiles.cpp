@@ -33,6 +33,22 @@ TileBounds tileBounds(const ZylTileInfo &info, TileIndex tile) {
     return {x, x + info.width, y, y + info.height};
 }
 
+void cutToTile(PairedArea &pair, const TileBounds &tile) {
+    const std::int64_t right = std::max<std::int64_t>(tile.begX - pair.dstX, 0);
+    const std::int64_t down = std::max<std::int64_t>(tile.begY - pair.dstY, 0);
+    pair.width = std::min(pair.dstX + pair.width, tile.endX) - pair.dstX - right;
+    pair.height = std::min(pair.dstY + pair.height, tile.endY) - pair.dstY - down;
+    pair.srcX += right;
+    pair.dstX += right;
+    pair.srcY += pair.flipped ? -down : down;
+    pair.dstY += down;
+}
+
+void cutToTile(PairedArea &pair, const ZylImage &dst, const ZylTileMapping *point) {
+    if (point == nullptr || !isTiled(dst)) return;
+    cutToTile(pair, tileBounds(*dst.tileInfo, tileAt(*dst.tileInfo, *point)));
+}
+
 TilePart tilePart(const ZylImage &image, const Area &area, std::int32_t column, std::int32_t row) {
     const TileBounds tile = tileBounds(*image.tileInfo, {column, row});
     const std::int64_t x = std::max<std::int64_t>(area.x, tile.begX);

@@ -112,6 +112,11 @@ struct TileBounds {
 };
 TileBounds tileBounds(const ZylTileInfo &info, TileIndex tile);
 
+// Cuts a pair to a tile of its destination, or, if there is a point and the destination
+// is tiled, to the tile that holds it.
+void cutToTile(PairedArea &pair, const TileBounds &tile);
+void cutToTile(PairedArea &pair, const ZylImage &dst, const ZylTileMapping *point);
+
 // What of an area lies in one tile.
 struct TilePart {
     std::int32_t column, row;

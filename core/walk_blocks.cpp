@@ -47,32 +47,9 @@ class Side {
 
 } // namespace
 
-void cutRegion(BlockRegion &region, const TileBounds &tile) {
-    const std::int64_t x = std::max<std::int64_t>(region.dstX, tile.begX);
-    const std::int64_t y = std::max<std::int64_t>(region.dstY, tile.begY);
-    const std::int64_t width = std::min(std::int64_t{region.dstX} + region.width, tile.endX) - x;
-    const std::int64_t height = std::min(std::int64_t{region.dstY} + region.height, tile.endY) - y;
-    if (width <= 0 || height <= 0) {
-        region.width = region.height = 0;
-        return;
-    }
-    const auto right = static_cast<std::int32_t>(x - region.dstX);
-    const auto down = static_cast<std::int32_t>(y - region.dstY);
-    region.srcX += right;
-    region.srcY += region.flipped ? -down : down;
-    region.dstX += right;
-    region.dstY += down;
-    region.width = static_cast<std::int32_t>(width);
-    region.height = static_cast<std::int32_t>(height);
-}
-
-void cutToTile(BlockRegion &region, const ZylImage &dst, const ZylTileMapping *point) {
-    if (point == nullptr || !isTiled(dst)) return;
-    cutRegion(region, tileBounds(*dst.tileInfo, tileAt(*dst.tileInfo, *point)));
-}
-
-void walkBlocks(const Call &call, ZylImage &src, ZylImage &dst, const BlockRegion &region,
+void walkBlocks(const Call &call, ZylImage &src, ZylImage &dst, const PairedArea &region,
                 BlockKernel kernel) {
+    if (region.empty()) return;
     // The destination's last tile is given back before the source's.
     Side otherSource(src, ZYL_GET_TILE_TO_READ);
     Side destination(dst, ZYL_GET_TILE_TO_WRITE);
@@ -98,8 +75,7 @@ void walkBlocks(const Call &call, ZylImage &src, ZylImage &dst, const BlockRegio
             kernel({&source.header(),
                     &destination.header(),
                     {source.localX(srcX), source.localY(srcY), destination.localX(dstX),
-                     destination.localY(dstY), static_cast<std::int32_t>(width),
-                     static_cast<std::int32_t>(height), region.flipped}});
+                     destination.localY(dstY), width, height, region.flipped}});
         }
     }
 }

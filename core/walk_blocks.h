@@ -10,20 +10,11 @@
 
 namespace zylqx {
 
-// Which pixels go where. `flipped`: the rectangle's first destination row comes
-// from source row srcY, the next one from the row before that.
-struct BlockRegion {
-    std::int32_t srcX, srcY;
-    std::int32_t dstX, dstY;
-    std::int32_t width, height;
-    bool flipped = false;
-};
-
 // A block lies in two images in memory: whole ones, or tiles.
 struct Block {
     const ZylImage *src;
     const ZylImage *dst;
-    BlockRegion at; // positions within these two
+    PairedArea at; // positions within these two
 
     // Bytes from a source row to the one that belongs to the next destination row.
     std::ptrdiff_t srcStride() const { return at.flipped ? -src->widthStep : src->widthStep; }
@@ -31,19 +22,12 @@ struct Block {
 
 using BlockKernel = FunctionRef<void(const Block &block)>;
 
-// Cuts the region to a tile of the destination.
-void cutRegion(BlockRegion &region, const TileBounds &tile);
-
-// Cuts the region to the destination tile that holds the point, if there is a
-// point and the destination is tiled.
-void cutToTile(BlockRegion &region, const ZylImage &dst, const ZylTileMapping *point);
-
 // Calls the kernel for every block, rows of blocks from top to bottom and each
 // from left to right. A tile that is not delivered is reported as
 // "(dstImage->tileInfo->tileData == NULL)" or the same for srcImage, and ends the
 // walk; tiles held are given back all the same. An image that is both source and
 // destination has the same region as both.
-void walkBlocks(const Call &call, ZylImage &src, ZylImage &dst, const BlockRegion &region,
+void walkBlocks(const Call &call, ZylImage &src, ZylImage &dst, const PairedArea &region,
                 BlockKernel kernel);
 
 } // namespace zylqx

@@ -100,19 +100,6 @@ class Window {
     ScratchImage bottom_;
 };
 
-// Cuts a block to the destination's tile that holds a point.
-void cutToTile(PairedArea &block, const ZylTileInfo &tiles, const ZylTileMapping &point) {
-    const TileBounds tile = tileBounds(tiles, tileAt(tiles, point));
-    const std::int64_t cutX = std::max<std::int64_t>(tile.begX - block.dstX, 0);
-    const std::int64_t cutY = std::max<std::int64_t>(tile.begY - block.dstY, 0);
-    block.width = std::min(block.dstX + block.width, tile.endX) - block.dstX - cutX;
-    block.height = std::min(block.dstY + block.height, tile.endY) - block.dstY - cutY;
-    block.srcX += cutX;
-    block.dstX += cutX;
-    block.srcY += cutY;
-    block.dstY += cutY;
-}
-
 class NeighbourWalk {
   public:
     NeighbourWalk(ZylImage &srcImage, ZylImage &dstImage, const PairedArea &block, const Box &box,
@@ -222,9 +209,7 @@ WalkResult NeighbourWalk::band(ZylImage &source, std::int64_t boxX, std::int64_t
 WalkResult walkNeighbourhoods(ZylImage &srcImage, ZylImage &dstImage, PairedArea block,
                               const Box &box, const ZylTileMapping *mapping,
                               NeighbourKernel visit) {
-    if (!block.empty() && mapping != nullptr && isTiled(dstImage)) {
-        cutToTile(block, *dstImage.tileInfo, *mapping);
-    }
+    cutToTile(block, dstImage, mapping);
     if (block.empty()) return WalkResult::Done;
     return NeighbourWalk(srcImage, dstImage, block, box, visit).run();
 }
