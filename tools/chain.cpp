@@ -115,8 +115,9 @@ Call parseCall(const std::string &words) {
     }
 }
 
-Pipeline::Node planCall(const Call &call, Pipeline &pipeline, Pipeline::Node picture) {
-    Step step(call, pipeline, picture);
+Pipeline::Node planCall(const Call &call, Pipeline &pipeline, Pipeline::Node picture,
+                        const OpenPicture &open) {
+    Step step(call, pipeline, picture, open);
     call.operation->plan(step);
     return step.node();
 }

@@ -10,6 +10,7 @@ Call parseCall(const std::string &words);
 
 // Adds what a call does to a picture to the pipeline; throws Failure where it
 // cannot be done. Gives the node of the result.
-Pipeline::Node planCall(const Call &call, Pipeline &pipeline, Pipeline::Node picture);
+Pipeline::Node planCall(const Call &call, Pipeline &pipeline, Pipeline::Node picture,
+                        const OpenPicture &open);
 
 } // namespace tool

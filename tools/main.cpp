@@ -151,10 +151,13 @@ void runPicture(std::vector<std::string> words, const Options &options) {
     Pipeline::Options settings;
     settings.tile = tiling;
     Pipeline pipeline(settings);
+    const OpenPicture open = [&](const std::string &path) {
+        return pipeline.add(readPicture(path));
+    };
     Metadata metadata;
     Pipeline::Node node = pipeline.add(readPicture(words.front(), options.read, metadata));
     if (options.strip) metadata = {};
-    for (const Call &call : calls) node = planCall(call, pipeline, node);
+    for (const Call &call : calls) node = planCall(call, pipeline, node, open);
     const SlowNote note(words.front());
     if (!output) return pipeline.run(node, nullptr);
     writePicture(*output, pipeline.image(node), metadata, options.write);

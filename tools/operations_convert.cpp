@@ -93,11 +93,11 @@ void changeCopies(Step &step, std::uint32_t depth, Change change) {
     });
 }
 
-// 16-bit samples v become v / 257, rounded: (v - v / 256 + 128) / 256.
+// 16-bit samples v become v / 257, rounded: with n = v + 128, (n - n / 256) / 256.
 void narrow(ZylImage *image, ZylImage *other) {
+    zylAddS(image, image, 128, nullptr);
     zylRShiftS(image, other, 8, nullptr);
     zylSubtract(image, other, image, 0, nullptr);
-    zylAddS(image, image, 128, nullptr);
     zylRShiftS(image, image, 8, nullptr);
 }
 
@@ -157,7 +157,8 @@ void takeChannel(Step &step, int channel) {
 void convert(Step &step) {
     const std::uint32_t depth = depthOf(step);
     const int keep = step.choice("keep");
-    step.checkResult(keep == SCALE && step.shape().depth == ZYL_DEPTH_1U ? ZYL_DEPTH_1U : depth);
+    if (keep != SCALE && step.shape().depth == ZYL_DEPTH_1U && depth != ZYL_DEPTH_1U)
+        step.refuse("a sample of one bit has no low and high bits: leave keep out");
     if (depth == ZYL_DEPTH_1U && step.shape().channels > 1) {
         if (!step.given("channel"))
             step.refuse("one channel becomes bits: color-to-gray first, or give channel");

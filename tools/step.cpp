@@ -1,7 +1,6 @@
 #include "step.h"
 
 #include "described.h"
-#include "pictures.h"
 #include "text.h"
 
 #include <algorithm>
@@ -99,8 +98,8 @@ std::vector<Parameter> Operation::allParameters() const {
     return all;
 }
 
-Step::Step(const Call &call, Pipeline &pipeline, Node picture)
-    : call_(call), pipeline_(pipeline), node_(picture), region_(wholeOf(shape())) {
+Step::Step(const Call &call, Pipeline &pipeline, Node picture, const OpenPicture &open)
+    : call_(call), pipeline_(pipeline), open_(open), node_(picture), region_(wholeOf(shape())) {
     check(functionOf(*call_.operation));
     if (call_.operation->traits & regional) readRegion();
 }
@@ -194,7 +193,7 @@ void Step::onRegion(bool copied, Work work, const std::vector<Node> &others, Pla
 
 Step::Node Step::alike(std::string_view name, Shape wanted) {
     const std::string &path = text(name);
-    const Node file = pipeline_.add(readPicture(path));
+    const Node file = open_(path);
     const Shape ours = shape(), theirs = shape(file);
     if (theirs.depth != ours.depth || (theirs.color() && !ours.color())) {
         refuse(path + " (" + describe(theirs) + ") does not go with a picture of " +

@@ -61,13 +61,16 @@ struct Call {
     std::string words; // as the command line has them
 };
 
+// Adds the picture file of this name to the pipeline.
+using OpenPicture = std::function<Pipeline::Node(const std::string &path)>;
+
 // What an operation sees when it plans its work: the picture that it is given, and
 // its values. What it does becomes nodes of a pipeline.
 class Step {
   public:
     using Node = Pipeline::Node;
 
-    Step(const Call &call, Pipeline &pipeline, Node picture);
+    Step(const Call &call, Pipeline &pipeline, Node picture, const OpenPicture &open);
 
     // The picture as it is after what was planned so far.
     Node node() const { return node_; }
@@ -132,6 +135,7 @@ class Step {
 
     const Call &call_;
     Pipeline &pipeline_;
+    const OpenPicture &open_;
     Node node_;
     Rect region_;
     int channel_ = 0;
