@@ -6,6 +6,11 @@
 #     make test     builds everything and runs all tests
 #     make bench    builds the benchmarks, with every library to compare with
 #     make lint     runs clang-tidy over the library and the tool
+#     make python   builds the Python package into an environment in build/python
+#                   and runs its tests
+#     make python-packages  builds its wheel and source distribution, and tests each
+#                   in a fresh environment
+#     make python-bench  compares its speed with other libraries
 #
 # PRESET chooses another build of CMakePresets.json: make test PRESET=sanitizers
 
@@ -15,7 +20,7 @@ TOOL_PACKAGES = python3 libcli11-dev libjpeg-dev libpng-dev libtiff-dev
 
 PEER_PACKAGES = libfftw3-dev libleptonica-dev libpixman-1-dev libvips-dev libyuv-dev
 
-.PHONY: demo build test bench lint
+.PHONY: demo build test bench lint python python-packages python-bench
 demo:
 	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES)
 	cmake --preset $(PRESET) -DZYLQX_TESTS=OFF
@@ -41,3 +46,33 @@ lint:
 	cmake --preset clang -B build/lint -DZYLQX_TESTS=OFF -DZYLQX_LEVELS=baseline
 	git ls-files -z '*.cpp' ':!tests' ':!bench' ':!fuzz' ':!platform/windows.cpp' | \
 		xargs -0 -n 4 -P 2 clang-tidy --quiet -p build/lint
+
+# Debian's Python, whatever other one stands first in PATH.
+PYTHON = /usr/bin/python3
+PYTHON_PACKAGES = python3-dev python3-venv python3-numpy python3-scipy python3-pytest \
+	python3-zarr python3-tifffile python3-h5py python3-dask python3-distributed \
+	python3-tqdm python3-pil mypy
+PYTHON_BUILD = build/python
+# An environment with one package installed: $(call python_environment,name,package)
+python_environment = $(PYTHON) -m venv --clear --system-site-packages $(PYTHON_BUILD)/$(1) && \
+	$(PYTHON_BUILD)/$(1)/bin/pip install --quiet --no-index $(2)
+
+python:
+	scripts/packages.sh $(BUILD_PACKAGES) $(PYTHON_PACKAGES)
+	$(call python_environment,venv,./python)
+	$(PYTHON_BUILD)/venv/bin/python -P -m pytest -q -c python/pyproject.toml python/tests
+
+python-packages:
+	scripts/packages.sh $(BUILD_PACKAGES) $(PYTHON_PACKAGES)
+	rm -rf $(PYTHON_BUILD)/dist && mkdir -p $(PYTHON_BUILD)/dist
+	$(call python_environment,builder,pip)
+	$(PYTHON_BUILD)/builder/bin/pip wheel --quiet --no-index --no-deps -w $(PYTHON_BUILD)/dist ./python
+	cd python && $(PYTHON) -c 'import build_backend as b; b.build_sdist("../$(PYTHON_BUILD)/dist")'
+	for package in $(PYTHON_BUILD)/dist/*; do \
+		$(call python_environment,fresh,$$package) && \
+		$(PYTHON_BUILD)/fresh/bin/python -P -m pytest -q -c python/pyproject.toml python/tests || exit 1; \
+	done
+
+python-bench: python
+	scripts/packages.sh python3-skimage python3-matplotlib
+	$(PYTHON_BUILD)/venv/bin/python python/bench/compare.py
