@@ -1,11 +1,11 @@
 // zyl: runs the library's operations on picture files.
-#include "chain.h"
+#include "batch.h"
 #include "chart.h"
 #include "formats/info.h"
 #include "operations.h"
 #include "pictures.h"
+#include "run.h"
 #include "sheet.h"
-#include "slow_note.h"
 #include "text.h"
 
 #include <CLI/CLI.hpp>
@@ -31,6 +31,8 @@ constexpr const char *usage =
     "  zyl help OPERATION       its parameters\n"
     "  zyl info FILE            format, size and depth of a picture\n"
     "  zyl chart OUTPUT         draws a test chart\n"
+    "  zyl batch FILE... OPERATION... --to 'out/{name}.png'\n"
+    "                           does the same to many pictures\n"
     "  zyl sheet OUTPUT FILE... draws a contact sheet of the files\n"
     "\n"
     "  zyl photo.jpg crop:x=10,y=10,width=200,height=100 add-s:value=40 not out.png\n"
@@ -42,6 +44,12 @@ constexpr const char *usage =
 
 struct Options {
     std::vector<std::string> words;
+    int jobs = defaultJobs();
+    std::string memory = "256M";
+    bool progress = false;
+    bool quiet = false;
+    std::string to;
+    bool force = false;
     std::string tiles;
     std::string view;
     std::optional<int> colors;
@@ -65,8 +73,8 @@ Tiling parseTiling(const std::string &option, const std::string &word) {
     std::vector<std::string> sides = split(word, 'x');
     auto width = parseInteger(sides.front()), height = parseInteger(sides.back());
     auto valid = [](auto side) { return side && *side > 0 && *side <= 32768 && *side % 8 == 0; };
-    if (sides.size() != 2 || !valid(width) || !valid(height))
-        throw Misuse(option + " " + word + " is not WIDTHxHEIGHT in multiples of 8");
+    if (sides.size() > 2 || !valid(width) || !valid(height))
+        throw Misuse(option + " " + word + " is not a size in multiples of 8, as 256 or 256x128");
     return {static_cast<int>(*width), static_cast<int>(*height)};
 }
 
@@ -136,8 +144,20 @@ bool isPrinting(const std::string &word) {
     return false;
 }
 
+RunOptions runOptions(const Options &options) {
+    RunOptions run;
+    run.jobs = options.jobs;
+    run.memory = parseMemory(options.memory);
+    run.tiles = parseTiling("--tiles", options.tiles);
+    if (options.progress) run.progress = ProgressKind::lines;
+    if (options.quiet) run.progress = ProgressKind::none;
+    run.read = options.read;
+    run.write = options.write;
+    run.strip = options.strip;
+    return run;
+}
+
 void runPicture(std::vector<std::string> words, const Options &options) {
-    Tiling tiling = parseTiling("--tiles", options.tiles);
     std::optional<std::string> output;
     if (!isPrinting(words.back())) {
         output = words.back();
@@ -148,19 +168,17 @@ void runPicture(std::vector<std::string> words, const Options &options) {
     for (std::size_t i = 1; i < words.size(); ++i) calls.push_back(parseCall(words[i]));
     if (!options.view.empty()) calls.push_back(parseCall("view-" + options.view));
 
-    Pipeline::Options settings;
-    settings.tile = tiling;
-    Pipeline pipeline(settings);
-    const OpenPicture open = [&](const std::string &path) {
-        return pipeline.add(readPicture(path));
-    };
-    Metadata metadata;
-    Pipeline::Node node = pipeline.add(readPicture(words.front(), options.read, metadata));
-    if (options.strip) metadata = {};
-    for (const Call &call : calls) node = planCall(call, pipeline, node, open);
-    const SlowNote note(words.front());
-    if (!output) return pipeline.run(node, nullptr);
-    writePicture(*output, pipeline.image(node), metadata, options.write);
+    const RunOptions run = runOptions(options);
+    Progress progress(run.progress, "pixels");
+    runChain(words.front(), calls, output, run, [&](std::int64_t done, std::int64_t all) {
+        progress.update(static_cast<double>(done), static_cast<double>(all));
+    });
+    progress.finish();
+}
+
+void batch(const Options &options) {
+    const std::vector<std::string> words(options.words.begin() + 1, options.words.end());
+    runBatch(words, {runOptions(options), options.to, options.force});
 }
 
 void dispatch(const Options &options) {
@@ -171,7 +189,9 @@ void dispatch(const Options &options) {
     if (first == "info" && words.size() == 2) return info(words[1], options);
     if (first == "chart" && words.size() == 2) return writePicture(words[1], drawChart());
     if (first == "sheet" && words.size() > 2) return sheet(words);
-    static const std::set<std::string> commands = {"list", "help", "info", "chart", "sheet"};
+    if (first == "batch" && words.size() > 1) return batch(options);
+    static const std::set<std::string> commands = {"list",  "help",  "info",
+                                                   "chart", "sheet", "batch"};
     if (words.size() == 1 || commands.count(first))
         throw Misuse("see zyl --help for what stands after '" + first + "'");
     runPicture(words, options);
@@ -181,8 +201,16 @@ int run(int argc, char **argv) {
     Options options;
     CLI::App app(usage);
     app.add_option("WORDS", options.words)->group("");
+    app.add_option("--jobs", options.jobs, "threads; as many as processors if not given")
+        ->check(CLI::Range(1, 256));
+    app.add_option("--memory", options.memory,
+                   "for the tiles of all steps, as in 64M or 2G (256M)");
+    app.add_flag("--progress", options.progress, "tell in plain lines how far the work is");
+    app.add_flag("--quiet", options.quiet, "do not tell how far the work is");
+    app.add_option("--to", options.to, "batch: the names of the results");
+    app.add_flag("--force", options.force, "batch: overwrite files");
     app.add_option("--tiles", options.tiles,
-                   "run every operation on tiles of this size, as 256x256");
+                   "make the results of all operations in tiles of this size");
     app.add_option("--view", options.view, "write a picture of the result's spectrum instead")
         ->check(CLI::IsMember({"spectrum"}));
     app.add_option("--colors", options.colors, "write a BMP file with 2, 16 or 256 colors")
@@ -199,7 +227,8 @@ int run(int argc, char **argv) {
         ->check(CLI::Range(1, 100));
     app.add_option("--compression", options.write.compression,
                    "of TIFF files, by name; of PNG files, 0 to 9; lossless for WebP");
-    app.add_option("--tile", options.tile, "write a TIFF file in tiles of this size, as 256x256");
+    app.add_option("--tile", options.tile,
+                   "write a TIFF file in tiles of this size, as 256 or 256x128");
     app.set_version_flag("--version", [] {
         const ZylLibVersion *version = zylGetLibVersion();
         return std::string("zyl, zylqx ") + version->versionText;

@@ -1,10 +1,16 @@
 #include "pictures.h"
 
+#include "engine/spool.h"
 #include "formats/rows.h"
 
 #include <algorithm>
 
 namespace tool {
+
+Pipeline::Node addPicture(Pipeline &pipeline, const std::string &name, ReadOptions options) {
+    options.spool = stored;
+    return pipeline.add(name, [name, options] { return openSource(name, options); });
+}
 
 Image readPicture(const std::string &name, const ReadOptions &options) {
     Metadata metadata;

@@ -314,7 +314,7 @@ TEST(Engine, GivesTheBitsOfTheChainInMemory) {
         Pipeline::Options options;
         options.memory = round % 3 == 0 ? 1 << 20 : 64 << 20;
         options.jobs = 1 + round % 4;
-        const int side = 8 * static_cast<int>(random() % 12);
+        const int side = 24 + 8 * static_cast<int>(random() % 12);
         if (round % 2) options.tile = {side, side};
         // Transforms need more than the small budget.
         const std::size_t kinds = OPERATIONS.size() - (round % 3 == 0);

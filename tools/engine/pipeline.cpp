@@ -5,8 +5,7 @@
 #include "engine/nodes.h"
 
 #include <algorithm>
-#include <cstring>
-#include <numeric>
+#include <mutex>
 #include <utility>
 
 namespace tool {
@@ -161,36 +160,26 @@ void Pipeline::Impl::layOut(int last, Tiling piece) {
 // order: in memory if it is small, else in a temporary file.
 void Pipeline::Impl::store(int index) {
     NodeState &node = nodes_[index];
-    const Grid &grid = node.grid;
-    const Grid bands(node.shape, {roundUp(node.shape.width, 8), grid.tile.height});
+    const Grid bands(node.shape, {roundUp(node.shape.width, 8), node.grid.tile.height});
+    const auto read = [&](const Rect &rect, Pixels to) {
+        nodes_.fill(index, bands, 0, rect.y / bands.tile.height, to.data);
+        advance(std::int64_t{rect.width} * rect.height);
+    };
+    if (bytesOf(node.shape) > options_.memory / 4) {
+        auto spool = std::make_unique<Spool>(node.grid);
+        spool->fill(node.shape, read);
+        node.spool = std::move(spool);
+        return;
+    }
+    auto image = std::make_shared<Image>(Image::unfilled(node.shape));
     const Block band = nodes_.pool().get(bands.bytes);
-    const bool small = bytesOf(node.shape) <= options_.memory / 4;
-    std::shared_ptr<Image> image;
-    std::unique_ptr<Spool> spool;
-    if (small) {
-        image = std::make_shared<Image>(Image::unfilled(node.shape));
-    } else {
-        spool = std::make_unique<Spool>(grid);
-    }
-    const Block tile = nodes_.pool().get(grid.bytes);
     for (int row = 0; row < bands.rows; ++row) {
-        nodes_.fill(index, bands, 0, row, band.get());
-        const Rect place = bands.place(0, row);
-        if (image) {
-            copyPixels(node.shape, place.width, place.height, {band.get(), bands.stride},
-                       {image->row(place.y), image->header()->widthStep});
-        }
-        for (int column = 0; spool && column < grid.columns; ++column) {
-            const Rect part = grid.place(column, row);
-            copyPixels(node.shape, part.width, part.height,
-                       {band.get() + columnOffset(node.shape, part.x), bands.stride},
-                       {tile.get(), grid.stride});
-            spool->write(column, row, tile.get());
-        }
-        advance(std::int64_t{place.width} * place.height);
+        const Rect rect = bands.place(0, row);
+        read(rect, {band.get(), bands.stride});
+        copyPixels(node.shape, rect.width, rect.height, {band.get(), bands.stride},
+                   {image->row(rect.y), image->header()->widthStep});
     }
-    if (image) node.setImage(std::move(image));
-    node.spool = std::move(spool);
+    node.setImage(std::move(image));
 }
 
 void Pipeline::Impl::makeWhole(int index) {
@@ -207,6 +196,9 @@ void Pipeline::Impl::makeWhole(int index) {
         images.push_back(whole(source));
         headers.push_back(*images.back()->header());
     }
+    // Transforms share tables, also those of other pipelines.
+    static std::mutex one;
+    const std::lock_guard lock(one);
     auto result = std::make_shared<Image>(node.shape);
     Request request;
     for (ZylImage &header : headers) request.sources.push_back(&header);

@@ -1,10 +1,15 @@
 #include "engine/spool.h"
 
+#include "engine/layout.h"
 #include "text.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
+#include <optional>
+#include <vector>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -60,6 +65,21 @@ void Spool::write(int column, int row, const unsigned char *tile) {
     }
 }
 
+void Spool::fill(const Shape &shape, const std::function<void(const Rect &, Pixels)> &read) {
+    const Grid bands(shape, {roundUp(shape.width, 8), grid_.tile.height});
+    std::vector<unsigned char> band(bands.bytes), tile(grid_.bytes);
+    for (int row = 0; row < bands.rows; ++row) {
+        read(bands.place(0, row), {band.data(), bands.stride});
+        for (int column = 0; column < grid_.columns; ++column) {
+            const Rect part = grid_.place(column, row);
+            copyPixels(shape, part.width, part.height,
+                       {band.data() + columnOffset(shape, part.x), bands.stride},
+                       {tile.data(), grid_.stride});
+            write(column, row, tile.data());
+        }
+    }
+}
+
 void Spool::read(int column, int row, unsigned char *tile) const {
     auto at = static_cast<off_t>((std::size_t(row) * grid_.columns + column) * grid_.bytes);
     for (std::size_t left = grid_.bytes; left > 0;) {
@@ -70,6 +90,61 @@ void Spool::read(int column, int row, unsigned char *tile) const {
         tile += got;
         at += got;
     }
+}
+
+namespace {
+
+class Stored : public Source {
+  public:
+    explicit Stored(std::unique_ptr<Source> source) : source_(std::move(source)) {
+        details_ = source_->details();
+        order_ = Order::any;
+        piece_ = {TILE_SIDE, TILE_SIDE};
+        grid_ = Grid(shape(), piece_);
+    }
+
+  private:
+    void readRect(const Rect &rect, Pixels to) override {
+        std::call_once(once_, [this] { store(); });
+        std::vector<unsigned char> tile(grid_.bytes);
+        for (int row = rect.y / TILE_SIDE; row * TILE_SIDE < rect.y + rect.height; ++row) {
+            for (int column = rect.x / TILE_SIDE; column * TILE_SIDE < rect.x + rect.width;
+                 ++column) {
+                spool_->read(column, row, tile.data());
+                copyCommon(grid_.place(column, row), tile.data(), rect, to);
+            }
+        }
+    }
+
+    // What a tile and a rectangle have in common.
+    void copyCommon(const Rect &tile, const unsigned char *from, const Rect &rect,
+                    Pixels to) const {
+        const int left = std::max(tile.x, rect.x), top = std::max(tile.y, rect.y);
+        const int right = std::min(tile.x + tile.width, rect.x + rect.width);
+        const int bottom = std::min(tile.y + tile.height, rect.y + rect.height);
+        copyPixels(shape(), right - left, bottom - top,
+                   {from + (top - tile.y) * grid_.stride + columnOffset(shape(), left - tile.x),
+                    grid_.stride},
+                   {to.data + (top - rect.y) * to.stride + columnOffset(shape(), left - rect.x),
+                    to.stride});
+    }
+
+    void store() {
+        spool_.emplace(grid_);
+        spool_->fill(shape(), [this](const Rect &rect, Pixels to) { source_->read(rect, to); });
+        source_.reset();
+    }
+
+    std::unique_ptr<Source> source_;
+    std::once_flag once_;
+    Grid grid_;
+    std::optional<Spool> spool_;
+};
+
+} // namespace
+
+std::unique_ptr<Source> stored(std::unique_ptr<Source> source) {
+    return std::make_unique<Stored>(std::move(source));
 }
 
 } // namespace tool
