@@ -34,7 +34,8 @@ UnaryOperation addition(std::uint32_t depth, std::int64_t value, bool negated) {
     constant.value = static_cast<std::uint32_t>(std::min(std::abs(value), span(depth)));
     constant.before = negated ? ~bias(depth) : bias(depth);
     constant.after = bias(depth);
-    return {Rows::Kernel, value < 0 ? Unary::SubtractConstant : Unary::AddConstant, constant,
+    const ArithmeticKernels &kernels = ZYLQX_KERNELS(arithmeticKernels);
+    return {Rows::Kernel, value < 0 ? kernels.subtractConstant : kernels.addConstant, constant,
             BITS_KEPT};
 }
 
@@ -42,8 +43,9 @@ UnaryOperation addition(std::uint32_t depth, std::int64_t value, bool negated) {
 // every sample but 0 on signed ones.
 UnaryOperation multiplication(std::uint32_t depth, std::uint32_t value) {
     const bool exact = value <= (isSigned(depth) ? bias(depth) - 1 : span(depth));
-    const Unary beyond = isSigned(depth) ? Unary::LimitOfSign : Unary::MultiplyModulo;
-    return {Rows::Kernel, exact ? Unary::MultiplyExact : beyond, {value}, BITS_KEPT};
+    const ArithmeticKernels &kernels = ZYLQX_KERNELS(arithmeticKernels);
+    const UnaryRows &beyond = isSigned(depth) ? kernels.limitOfSign : kernels.multiplyModulo;
+    return {Rows::Kernel, exact ? kernels.multiplyExact : beyond, {value}, BITS_KEPT};
 }
 
 } // namespace
@@ -90,7 +92,7 @@ void zylLShiftS(ZylImage *srcImage, ZylImage *dstImage, std::uint32_t shift,
     if (shift >= bits) return zylAndS(srcImage, dstImage, 0, dstTile);
     if (bits == 1) return zylCopy(srcImage, dstImage, dstTile);
     processUnary(call, srcImage, dstImage, dstTile,
-                 {Rows::Logic, Unary::ShiftLeft, {shift}, BITS_KEPT});
+                 {Rows::Logic, ZYLQX_KERNELS(shiftKernels).left, {shift}, BITS_KEPT});
 }
 
 void zylRShiftS(ZylImage *srcImage, ZylImage *dstImage, std::uint32_t shift,
@@ -99,18 +101,24 @@ void zylRShiftS(ZylImage *srcImage, ZylImage *dstImage, std::uint32_t shift,
     if (badImages(call, srcImage, dstImage)) return;
     const BitConstant bits = shift == 0 ? BITS_KEPT : BITS_CLEARED;
     processUnary(call, srcImage, dstImage, dstTile,
-                 {Rows::Kernel, Unary::ShiftRight, {shift % 32}, bits, NULL_POINTER_TEXT_SHIFT});
+                 {Rows::Kernel,
+                  ZYLQX_KERNELS(shiftKernels).right,
+                  {shift % 32},
+                  bits,
+                  NULL_POINTER_TEXT_SHIFT});
 }
 
 void zylSquare(ZylImage *srcImage, ZylImage *dstImage, const std::int32_t *dstTile) {
     const Call call("zylSquare", "zylsqr");
     if (badImages(call, srcImage, dstImage)) return;
-    processUnary(call, srcImage, dstImage, dstTile, {Rows::Kernel, Unary::Square, {}, BITS_KEPT});
+    processUnary(call, srcImage, dstImage, dstTile,
+                 {Rows::Kernel, ZYLQX_KERNELS(arithmeticKernels).square, {}, BITS_KEPT});
 }
 
 void zylAbs(ZylImage *srcImage, ZylImage *dstImage, const std::int32_t *dstTile) {
     const Call call("zylAbs", "zylabs");
     if (badImages(call, srcImage, dstImage)) return;
     if (!isSigned(dstImage->depth)) return zylCopy(srcImage, dstImage, dstTile);
-    processUnary(call, srcImage, dstImage, dstTile, {Rows::Logic, Unary::Absolute, {}, BITS_KEPT});
+    processUnary(call, srcImage, dstImage, dstTile,
+                 {Rows::Logic, ZYLQX_KERNELS(arithmeticKernels).absolute, {}, BITS_KEPT});
 }

@@ -93,13 +93,16 @@ void forEachRowPair(const AreaSamples &a, const AreaSamples &b, F row) {
 
 // --- moving samples ---
 
+void moveBits(ConstBits from, Bits to, std::ptrdiff_t n) {
+    ZYLQX_KERNELS(logicKernels).bitUnary(from, to, n, BITS_KEPT);
+}
+
 // Copies n samples from position x of a row into a block.
 void loadSamples(const AreaSamples &s, const unsigned char *row, std::ptrdiff_t x, std::ptrdiff_t n,
                  SampleBlock &block) {
-    const ArithKernels &kernels = currentArithKernels();
     const std::ptrdiff_t bytes = sampleBytes(s.depth);
     if (s.depth == ZYL_DEPTH_1U) {
-        kernels.bitUnary({row + x / 8, s.bit}, {block.samples, 0}, n, BITS_KEPT);
+        moveBits({row + x / 8, s.bit}, {block.samples, 0}, n);
     } else if (s.step == 1) {
         std::memcpy(block.samples, row + x * bytes, static_cast<std::size_t>(n * bytes));
     } else {
@@ -111,10 +114,9 @@ void loadSamples(const AreaSamples &s, const unsigned char *row, std::ptrdiff_t 
 // Copies a block's n samples to position x of a row.
 void storeSamples(const AreaSamples &d, unsigned char *row, std::ptrdiff_t x, std::ptrdiff_t n,
                   const SampleBlock &block) {
-    const ArithKernels &kernels = currentArithKernels();
     const std::ptrdiff_t bytes = sampleBytes(d.depth);
     if (d.depth == ZYL_DEPTH_1U) {
-        kernels.bitUnary({block.samples, 0}, {row + x / 8, d.bit}, n, BITS_KEPT);
+        moveBits({block.samples, 0}, {row + x / 8, d.bit}, n);
     } else if (d.step == 1) {
         std::memcpy(row + x * bytes, block.samples, static_cast<std::size_t>(n * bytes));
     } else {
@@ -125,17 +127,16 @@ void storeSamples(const AreaSamples &d, unsigned char *row, std::ptrdiff_t x, st
 
 void copyRow(const AreaSamples &s, const unsigned char *from, const AreaSamples &d,
              unsigned char *to, std::ptrdiff_t n) {
-    const ArithKernels &kernels = currentArithKernels();
     const std::ptrdiff_t bytes = sampleBytes(s.depth);
     if (s.depth == ZYL_DEPTH_1U) {
-        kernels.bitUnary({from, s.bit}, {to, d.bit}, n, BITS_KEPT);
+        moveBits({from, s.bit}, {to, d.bit}, n);
         return;
     }
     if (s.step == 1 && d.step == 1) {
         if (s.solid() && d.solid()) {
             std::memmove(to, from, static_cast<std::size_t>(n * bytes));
         } else {
-            kernels.copy(from, to, n * bytes);
+            ZYLQX_KERNELS(copyKernels).copy(from, to, n * bytes);
         }
         return;
     }
@@ -171,11 +172,11 @@ void exchangePixels(const ZylImage &imageA, const Area &areaA, const ZylImage &i
     AreaSamples a = areaSamples(imageA, areaA);
     AreaSamples b = areaSamples(imageB, areaB);
     takeWholeBytes(a, b);
-    const ArithKernels &kernels = currentArithKernels();
     if (a.depth != ZYL_DEPTH_1U && a.step == 1 && b.step == 1) {
         const std::ptrdiff_t bytes = sampleBytes(a.depth);
+        const auto exchange = ZYLQX_KERNELS(copyKernels).exchange;
         forEachRowPair(a, b, [&](unsigned char *rowA, unsigned char *rowB, std::ptrdiff_t n) {
-            kernels.exchange(rowA, rowB, n * bytes);
+            exchange(rowA, rowB, n * bytes);
         });
         return;
     }
@@ -208,13 +209,13 @@ void setPixels(const ZylImage &image, const Area &area, std::int32_t value) {
         d.countBytes();
         bits = value != 0 ? 0xFFu : 0u;
     }
-    const ArithKernels &kernels = currentArithKernels();
-    const int size = sizeIndex(sampleBytes(d.depth));
+    const auto fill = ZYLQX_KERNELS(copyKernels).fill[sizeIndex(sampleBytes(d.depth))];
+    const BitUnaryRow fillBits = ZYLQX_KERNELS(logicKernels).bitUnary;
     forEachRowPair(d, d, [&](unsigned char *row, unsigned char *, std::ptrdiff_t n) {
         if (d.depth == ZYL_DEPTH_1U) {
-            kernels.bitUnary({row, d.bit}, {row, d.bit}, n, bits != 0 ? BITS_SET : BITS_CLEARED);
+            fillBits({row, d.bit}, {row, d.bit}, n, bits != 0 ? BITS_SET : BITS_CLEARED);
         } else {
-            kernels.fill[size](row, d.step, n, bits);
+            fill(row, d.step, n, bits);
         }
     });
 }

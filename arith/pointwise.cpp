@@ -104,11 +104,10 @@ void processSamples(const Frame &frame, int count, std::uint32_t depth, F proces
 } // namespace
 
 void processBinary(const Call &call, ZylImage *srcImageA, ZylImage *srcImageB, ZylImage *dstImage,
-                   const std::int32_t *dstTile, Binary operation, BitBinary bits, bool reverse) {
+                   const std::int32_t *dstTile, const BinaryRows &rows, BitBinaryRow bitRow,
+                   bool reverse) {
     const std::uint32_t depth = dstImage->depth;
-    const ArithKernels &kernels = currentArithKernels();
-    const auto row = kernels.binary[static_cast<int>(operation)][depthIndex(depth)];
-    const auto bitRow = kernels.bitBinary[static_cast<int>(bits)];
+    const BinaryRow row = rows[depthIndex(depth)];
     auto kernel = [&](const ZylImage *const *images) {
         Frame frame;
         if (!kernelFrame(images, 3, frame)) return;
@@ -135,8 +134,8 @@ void processBinary(const Call &call, ZylImage *srcImageA, ZylImage *srcImageB, Z
 void processUnary(const Call &call, ZylImage *srcImage, ZylImage *dstImage,
                   const std::int32_t *dstTile, const UnaryOperation &operation) {
     const std::uint32_t depth = dstImage->depth;
-    const ArithKernels &kernels = currentArithKernels();
-    const auto row = kernels.unary[static_cast<int>(operation.operation)][depthIndex(depth)];
+    const UnaryRow row = operation.loops[depthIndex(depth)];
+    const BitUnaryRow bitRow = ZYLQX_KERNELS(logicKernels).bitUnary;
     const bool wholeBuffer =
         operation.rows == Rows::LogicWholeBuffer && !isTiled(*srcImage) && !isTiled(*dstImage);
     auto kernel = [&](const ZylImage *const *images) {
@@ -147,8 +146,8 @@ void processUnary(const Call &call, ZylImage *srcImage, ZylImage *dstImage,
         if (depth == ZYL_DEPTH_1U) {
             const FrameImage *image = frame.image;
             forEachRow(frame, 2, [&](unsigned char *const *data) {
-                kernels.bitUnary({data[0], image[0].bit}, {data[1], image[1].bit}, frame.samples,
-                                 operation.bits);
+                bitRow({data[0], image[0].bit}, {data[1], image[1].bit}, frame.samples,
+                       operation.bits);
             });
             return;
         }

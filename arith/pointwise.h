@@ -15,9 +15,9 @@ bool badImages(const Call &call, const ZylImage *srcImageA, const ZylImage *srcI
                const ZylImage *dstImage);
 bool badImages(const Call &call, const ZylImage *srcImage, const ZylImage *dstImage);
 
-// dst = a operation b. `bits` is what the operation means for 1-bit samples.
+// dst = a operation b, by the loop of the images' depth, or by that of 1-bit samples.
 void processBinary(const Call &call, ZylImage *srcImageA, ZylImage *srcImageB, ZylImage *dstImage,
-                   const std::int32_t *dstTile, Binary operation, BitBinary bits,
+                   const std::int32_t *dstTile, const BinaryRows &rows, BitBinaryRow bitRow,
                    bool reverse = false);
 
 // Samples on their way between rows of different steps or offsets; a multiple of
@@ -33,7 +33,7 @@ enum class Rows { Kernel, Logic, LogicWholeBuffer };
 
 struct UnaryOperation {
     Rows rows;
-    Unary operation;
+    const UnaryRows &loops;
     UnaryConstant constant;
     BitConstant bits; // for 1-bit samples
     const char *nullText = NULL_POINTER_TEXT;

@@ -60,7 +60,7 @@ void convertRow(const void *s, std::ptrdiff_t sStep, void *d, std::ptrdiff_t dSt
 template <class S>
 std::ptrdiff_t bytesToBits(const S *in, u8 *d, std::ptrdiff_t n) {
     std::ptrdiff_t i = 0;
-    for (; i + 32 <= n; i += 32) packTops(Flags(load<Vector<S, 32>>(in + i) > 0), d + i / 8);
+    for (; i + 32 <= n; i += 32) packTops(Flags(load<SizedVector<S, 32>>(in + i) > 0), d + i / 8);
     return i;
 }
 

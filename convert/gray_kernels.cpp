@@ -53,12 +53,12 @@ struct Gray<s32, Flag> : Gray<s32, u8> {
 };
 
 #if defined(__AVX2__)
-using Bytes16 = Vector<u8, 16>;
-using Bytes32 = Vector<u8, 32>;
-using Chars32 = Vector<char, 32>;
-using Words16 = Vector<u16, 32>;
-using Shorts16 = Vector<short, 32>;
-using Pixels8 = Vector<s32, 32>;
+using Bytes16 = SizedVector<u8, 16>;
+using Bytes32 = SizedVector<u8, 32>;
+using Chars32 = SizedVector<char, 32>;
+using Words16 = SizedVector<u16, 32>;
+using Shorts16 = SizedVector<short, 32>;
+using Pixels8 = SizedVector<s32, 32>;
 
 // Eight pixels, each in four bytes; of three channels 28 bytes are read.
 template <int STEP>

@@ -17,8 +17,8 @@ inline std::ptrdiff_t chunkFrom(std::ptrdiff_t i, std::ptrdiff_t n) {
 }
 
 #if defined(__AVX2__)
-using Flags = Vector<char, 32>;
-using FlagWords = Vector<u32, 32>;
+using Flags = SizedVector<char, 32>;
+using FlagWords = SizedVector<u32, 32>;
 
 // The top bits of 32 bytes as bits of a row. They are gathered from the last
 // element on: in each group of eight the bytes change places before.
@@ -34,7 +34,7 @@ inline Flags unpacked(const u8 *bits) {
     const Flags copies =
         __builtin_shufflevector(v, v, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1, 18, 18, 18,
                                 18, 18, 18, 18, 18, 19, 19, 19, 19, 19, 19, 19, 19);
-    return Flags(Vector<u64, 32>(copies) & 0x0102040810204080u);
+    return Flags(SizedVector<u64, 32>(copies) & 0x0102040810204080u);
 }
 #endif
 

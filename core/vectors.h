@@ -1,6 +1,8 @@
-// Vectors of a level's natural width, for kernels that the compiler cannot
-// vectorise by itself. Included by kernels only; a room that gains nothing from
-// vectors of more than 32 bytes defines ZYLQX_NARROW_VECTORS before.
+// Vectors, for kernels that the compiler cannot vectorise by itself. Included by
+// kernels only, each of which says which width it takes:
+//
+//     using namespace wide_vectors;    // the level's natural width
+//     using namespace narrow_vectors;  // at most 32 bytes, where more gain nothing
 #ifndef ZYLQX_CORE_VECTORS_H
 #define ZYLQX_CORE_VECTORS_H
 
@@ -10,22 +12,40 @@ namespace zylqx::ZYLQX_LEVEL {
 
 namespace {
 
-#if defined(__AVX512BW__) && !defined(ZYLQX_NARROW_VECTORS)
-constexpr int VECTOR_BYTES = 64;
-#elif defined(__AVX2__)
+template <class T, int BYTES>
+struct VectorOf {
+    typedef T Type __attribute__((vector_size(BYTES)));
+};
+template <class T, int BYTES>
+using SizedVector = typename VectorOf<T, BYTES>::Type;
+
+namespace narrow_vectors {
+
+#if defined(__AVX2__)
 constexpr int VECTOR_BYTES = 32;
 #else
 constexpr int VECTOR_BYTES = 16;
 #endif
-
-template <class T, int BYTES = VECTOR_BYTES>
-struct VectorOf {
-    typedef T Type __attribute__((vector_size(BYTES)));
-};
-template <class T, int BYTES = VECTOR_BYTES>
-using Vector = typename VectorOf<T, BYTES>::Type;
+template <class T>
+using Vector = SizedVector<T, VECTOR_BYTES>;
 template <class T>
 constexpr std::ptrdiff_t LANES = VECTOR_BYTES / static_cast<std::ptrdiff_t>(sizeof(T));
+
+} // namespace narrow_vectors
+
+namespace wide_vectors {
+
+#if defined(__AVX512BW__)
+constexpr int VECTOR_BYTES = 64;
+#else
+constexpr int VECTOR_BYTES = narrow_vectors::VECTOR_BYTES;
+#endif
+template <class T>
+using Vector = SizedVector<T, VECTOR_BYTES>;
+template <class T>
+constexpr std::ptrdiff_t LANES = VECTOR_BYTES / static_cast<std::ptrdiff_t>(sizeof(T));
+
+} // namespace wide_vectors
 
 template <class V>
 inline V load(const void *p) {

@@ -9,6 +9,8 @@ namespace zylqx::ZYLQX_LEVEL {
 
 namespace {
 
+using namespace wide_vectors;
+
 template <class T>
 T clamp(T value, T low, T high) {
     return smaller(larger(value, low), high);

@@ -1,12 +1,13 @@
 #include "geometry/kernels.h"
-// Instructions that move bytes across more than 32 gain nothing.
-#define ZYLQX_NARROW_VECTORS
 #include "core/pack.h"
 #include "core/vectors.h"
 
 namespace zylqx::ZYLQX_LEVEL {
 
 namespace {
+
+// Instructions that move bytes across more than 32 gain nothing.
+using namespace narrow_vectors;
 
 // --- moving samples ---
 
@@ -16,7 +17,7 @@ void gatherRow(const void *row, const Gather &gather, void *out) {
     T *result = static_cast<T *>(out);
     std::ptrdiff_t k = 0;
 #if defined(__AVX2__)
-    using Half = Vector<char, 16>;
+    using Half = SizedVector<char, 16>;
     using Whole = Vector<char>;
     auto joined = [](const char *a, const char *b) {
         return __builtin_shufflevector(load<Half>(a), load<Half>(b), 0, 1, 2, 3, 4, 5, 6, 7, 8, 9,
@@ -165,9 +166,9 @@ void gatherBits(const u8 *row, const s32 *index, u8 *out, std::ptrdiff_t n) {
 
 // --- transposing ---
 
-using Lanes8 = Vector<u8, 16>;
-using Lanes16 = Vector<u16, 16>;
-using Lanes32 = Vector<u32, 16>;
+using Lanes8 = SizedVector<u8, 16>;
+using Lanes16 = SizedVector<u16, 16>;
+using Lanes32 = SizedVector<u32, 16>;
 
 // The lower or upper halves of two vectors, interleaved.
 Lanes8 zipLow(Lanes8 a, Lanes8 b) {
@@ -195,7 +196,7 @@ Lanes32 zipHigh(Lanes32 a, Lanes32 b) {
 template <class T>
 void transposeSquare(const char *src, std::ptrdiff_t srcStride, char *dst,
                      std::ptrdiff_t dstStride) {
-    using V = Vector<T, 16>;
+    using V = SizedVector<T, 16>;
     constexpr int N = 16 / sizeof(T);
     V rows[N], zipped[N];
     for (int i = 0; i < N; ++i) rows[i] = load<V>(src + i * srcStride);

@@ -1,13 +1,14 @@
 #include "core/kernel.h"
 #include "geometry/kernels.h"
 #include "geometry/rounding.h"
-// Instructions that move bytes across more than 32 gain nothing.
-#define ZYLQX_NARROW_VECTORS
 #include "core/vectors.h"
 
 namespace zylqx::ZYLQX_LEVEL {
 
 namespace {
+
+// Instructions that move bytes across more than 32 gain nothing.
+using namespace narrow_vectors;
 
 // --- zoom ---
 
@@ -232,7 +233,7 @@ Sums cubicSums(Words a, Words b, Words c, Words d, Words w0, Words w1, Words w2,
 // Samples as words, and what their sums become. 16-bit samples are multiplied as
 // signed numbers, which takes 2^15 from every sample; weights add up to 6 * 256.
 Words cubicWords(const u8 *samples) {
-    return __builtin_convertvector(load<Vector<u8, VECTOR_BYTES / 2>>(samples), Words);
+    return __builtin_convertvector(load<SizedVector<u8, VECTOR_BYTES / 2>>(samples), Words);
 }
 Words cubicWords(const u16 *samples) {
     return load<Words>(samples) ^ (Words{} + INT16_MIN);

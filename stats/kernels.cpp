@@ -83,10 +83,10 @@ void lookUpRow(const T *s, std::ptrdiff_t sStep, T *d, std::ptrdiff_t dStep, std
 
 #if defined(__AVX2__)
 
-using Bytes16 = Vector<std::uint8_t, 16>;
-using Bytes32 = Vector<std::uint8_t, 32>;
-using SignedBytes32 = Vector<std::int8_t, 32>;
-using Chars32 = Vector<char, 32>;
+using Bytes16 = SizedVector<std::uint8_t, 16>;
+using Bytes32 = SizedVector<std::uint8_t, 32>;
+using SignedBytes32 = SizedVector<std::int8_t, 32>;
+using Chars32 = SizedVector<char, 32>;
 
 // A look-up in 256 bytes, 32 samples at once. An instruction looks up 16 bytes by
 // the low half of a sample and gives zero where the sample's top bit is set. The

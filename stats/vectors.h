@@ -2,13 +2,14 @@
 #ifndef ZYLQX_STATS_VECTORS_H
 #define ZYLQX_STATS_VECTORS_H
 
-// Memory is the limit here, not the width.
-#define ZYLQX_NARROW_VECTORS
 #include "core/vectors.h"
 
 namespace zylqx::ZYLQX_LEVEL {
 
 namespace {
+
+// Memory is the limit here, not the width.
+using namespace narrow_vectors;
 
 using Bytes = Vector<std::uint8_t>;
 using Words = Vector<std::uint16_t>;

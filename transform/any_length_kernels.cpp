@@ -14,13 +14,15 @@ namespace zylqx::ZYLQX_LEVEL {
 
 namespace {
 
+using namespace wide_vectors;
+
 // Lines of a group, and the doubles of its rows.
 constexpr int GROUP = ANY_LENGTH_GROUP;
 constexpr int ROW = 2 * GROUP;
 
 constexpr int WIDE = VECTOR_BYTES < 32 ? 16 : 32;
-using Lanes = Vector<double, WIDE>;
-using Floats = Vector<float, WIDE / 2>;
+using Lanes = SizedVector<double, WIDE>;
+using Floats = SizedVector<float, WIDE / 2>;
 constexpr int STEP = WIDE / static_cast<int>(sizeof(double));
 
 struct Complex {

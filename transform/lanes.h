@@ -10,6 +10,8 @@ namespace zylqx::ZYLQX_LEVEL {
 
 namespace {
 
+using namespace wide_vectors;
+
 // Row i of the result is at to + i * stride: entry i of each of N rows, which have
 // N values of four bytes.
 template <class T, int N>
