@@ -1,10 +1,12 @@
-#include "stats/alpha_kernels.h"
-
-#include "stats/vectors.h"
+#include "core/vectors.h"
+#include "stats/kernels.h"
 
 namespace zylqx::ZYLQX_LEVEL {
 
 namespace {
+
+// Memory is the limit, not the width.
+using namespace narrow_vectors;
 
 // The values of `compositeType`.
 enum Rule { OVER, IN, OUT, ATOP, XOR, PLUS };
@@ -12,19 +14,19 @@ enum Rule { OVER, IN, OUT, ATOP, XOR, PLUS };
 // --- vectors of samples ---
 
 // The high halves of products.
-inline Words highProducts(Words x, Words y) {
+inline Vector<u16> highProducts(Vector<u16> x, Vector<u16> y) {
 #if defined(__AVX2__)
-    return reinterpret_cast<Words>(__builtin_ia32_pmulhuw256(reinterpret_cast<SignedWords>(x),
-                                                             reinterpret_cast<SignedWords>(y)));
+    return reinterpret_cast<Vector<u16>>(__builtin_ia32_pmulhuw256(
+        reinterpret_cast<Vector<s16>>(x), reinterpret_cast<Vector<s16>>(y)));
 #elif defined(__SSE2__)
-    return reinterpret_cast<Words>(__builtin_ia32_pmulhuw128(reinterpret_cast<SignedWords>(x),
-                                                             reinterpret_cast<SignedWords>(y)));
+    return reinterpret_cast<Vector<u16>>(__builtin_ia32_pmulhuw128(
+        reinterpret_cast<Vector<s16>>(x), reinterpret_cast<Vector<s16>>(y)));
 #else
-    const Doubles a = reinterpret_cast<Doubles>(x);
-    const Doubles b = reinterpret_cast<Doubles>(y);
-    const Doubles even = ((a & 0xFFFFu) * (b & 0xFFFFu)) >> 16;
-    const Doubles odd = (a >> 16) * (b >> 16) & 0xFFFF0000u;
-    return reinterpret_cast<Words>(even | odd);
+    const Vector<u32> a = reinterpret_cast<Vector<u32>>(x);
+    const Vector<u32> b = reinterpret_cast<Vector<u32>>(y);
+    const Vector<u32> even = ((a & 0xFFFFu) * (b & 0xFFFFu)) >> 16;
+    const Vector<u32> odd = (a >> 16) * (b >> 16) & 0xFFFF0000u;
+    return reinterpret_cast<Vector<u16>>(even | odd);
 #endif
 }
 
@@ -35,28 +37,28 @@ inline Words highProducts(Words x, Words y) {
     a, b, a + 1, b + 1, a + 2, b + 2, a + 3, b + 3, a + 4, b + 4, a + 5, b + 5, a + 6, b + 6,      \
         a + 7, b + 7
 #if defined(__AVX2__)
-inline Words lowPairs(Bytes a, Bytes b) {
-    return reinterpret_cast<Words>(
+inline Vector<u16> lowPairs(Vector<u8> a, Vector<u8> b) {
+    return reinterpret_cast<Vector<u16>>(
         __builtin_shufflevector(a, b, ZYLQX_PAIRS(0, 32), ZYLQX_PAIRS(16, 48)));
 }
-inline Words highPairs(Bytes a, Bytes b) {
-    return reinterpret_cast<Words>(
+inline Vector<u16> highPairs(Vector<u8> a, Vector<u8> b) {
+    return reinterpret_cast<Vector<u16>>(
         __builtin_shufflevector(a, b, ZYLQX_PAIRS(8, 40), ZYLQX_PAIRS(24, 56)));
 }
-inline Bytes packed(Words low, Words high) {
-    return reinterpret_cast<Bytes>(__builtin_ia32_packuswb256(reinterpret_cast<SignedWords>(low),
-                                                              reinterpret_cast<SignedWords>(high)));
+inline Vector<u8> packed(Vector<u16> low, Vector<u16> high) {
+    return reinterpret_cast<Vector<u8>>(__builtin_ia32_packuswb256(
+        reinterpret_cast<Vector<s16>>(low), reinterpret_cast<Vector<s16>>(high)));
 }
 #else
-inline Words lowPairs(Bytes a, Bytes b) {
-    return reinterpret_cast<Words>(__builtin_shufflevector(a, b, ZYLQX_PAIRS(0, 16)));
+inline Vector<u16> lowPairs(Vector<u8> a, Vector<u8> b) {
+    return reinterpret_cast<Vector<u16>>(__builtin_shufflevector(a, b, ZYLQX_PAIRS(0, 16)));
 }
-inline Words highPairs(Bytes a, Bytes b) {
-    return reinterpret_cast<Words>(__builtin_shufflevector(a, b, ZYLQX_PAIRS(8, 24)));
+inline Vector<u16> highPairs(Vector<u8> a, Vector<u8> b) {
+    return reinterpret_cast<Vector<u16>>(__builtin_shufflevector(a, b, ZYLQX_PAIRS(8, 24)));
 }
-inline Bytes packed(Words low, Words high) {
-    return reinterpret_cast<Bytes>(__builtin_ia32_packuswb128(reinterpret_cast<SignedWords>(low),
-                                                              reinterpret_cast<SignedWords>(high)));
+inline Vector<u8> packed(Vector<u16> low, Vector<u16> high) {
+    return reinterpret_cast<Vector<u8>>(__builtin_ia32_packuswb128(
+        reinterpret_cast<Vector<s16>>(low), reinterpret_cast<Vector<s16>>(high)));
 }
 #endif
 #endif
@@ -66,9 +68,9 @@ template <class T>
 struct Samples;
 
 template <>
-struct Samples<std::uint8_t> {
-    static constexpr std::uint8_t MOST = 255;
-    using V = Bytes;
+struct Samples<u8> {
+    static constexpr u8 MOST = 255;
+    using V = Vector<u8>;
 
     static V product(V x, V y) {
 #if defined(__SSE2__)
@@ -78,10 +80,10 @@ struct Samples<std::uint8_t> {
         return packed(highProducts(lowPairs(ones, x), lowPairs(y, y)) >> 8,
                       highProducts(highPairs(ones, x), highPairs(y, y)) >> 8);
 #else
-        const Words a = reinterpret_cast<Words>(x);
-        const Words b = reinterpret_cast<Words>(y);
-        const Words even = (a & 0xFF) * (b & 0xFF);
-        const Words odd = (a >> 8) * (b >> 8);
+        const Vector<u16> a = reinterpret_cast<Vector<u16>>(x);
+        const Vector<u16> b = reinterpret_cast<Vector<u16>>(y);
+        const Vector<u16> even = (a & 0xFF) * (b & 0xFF);
+        const Vector<u16> odd = (a >> 8) * (b >> 8);
         return reinterpret_cast<V>((even + (even >> 8) + 1) >> 8 |
                                    ((odd + (odd >> 8) + 1) & 0xFF00));
 #endif
@@ -89,25 +91,25 @@ struct Samples<std::uint8_t> {
 
     // The same with alphaOf() a pixel, whose words are 257 * y as they stand.
     static V alphaProduct(V x, V alpha) {
-        const Words a = reinterpret_cast<Words>(x);
-        const Words b = reinterpret_cast<Words>(alpha);
-        const Words even = highProducts(a << 8 | 1, b) >> 8;
-        const Words odd = highProducts((a & 0xFF00) | 1, b) & 0xFF00;
+        const Vector<u16> a = reinterpret_cast<Vector<u16>>(x);
+        const Vector<u16> b = reinterpret_cast<Vector<u16>>(alpha);
+        const Vector<u16> even = highProducts(a << 8 | 1, b) >> 8;
+        const Vector<u16> odd = highProducts((a & 0xFF00) | 1, b) & 0xFF00;
         return reinterpret_cast<V>(even | odd);
     }
 
     static V alphaMask() {
-        return reinterpret_cast<V>(Doubles{} + 0xFF000000u);
+        return reinterpret_cast<V>(Vector<u32>{} + 0xFF000000u);
     }
     // Every sample replaced by the alpha of its pixel.
     static V alphaOf(V pixels) {
 #if defined(__AVX2__)
-        const Quads last = {0x0707070703030303, 0x0F0F0F0F0B0B0B0B, 0x0707070703030303,
-                            0x0F0F0F0F0B0B0B0B};
-        return reinterpret_cast<V>(__builtin_ia32_pshufb256(reinterpret_cast<Chars>(pixels),
-                                                            reinterpret_cast<Chars>(last)));
+        const Vector<u64> last = {0x0707070703030303, 0x0F0F0F0F0B0B0B0B, 0x0707070703030303,
+                                  0x0F0F0F0F0B0B0B0B};
+        return reinterpret_cast<V>(__builtin_ia32_pshufb256(reinterpret_cast<Vector<char>>(pixels),
+                                                            reinterpret_cast<Vector<char>>(last)));
 #else
-        Doubles alpha = reinterpret_cast<Doubles>(pixels) >> 24;
+        Vector<u32> alpha = reinterpret_cast<Vector<u32>>(pixels) >> 24;
         alpha |= alpha << 8;
         return reinterpret_cast<V>(alpha | alpha << 16);
 #endif
@@ -115,9 +117,9 @@ struct Samples<std::uint8_t> {
 };
 
 template <>
-struct Samples<std::uint16_t> {
-    static constexpr std::uint16_t MOST = 65535;
-    using V = Words;
+struct Samples<u16> {
+    static constexpr u16 MOST = 65535;
+    using V = Vector<u16>;
 
     // p + (p >> 16) + 1 carries into the high half when the halves of the product
     // p add up to 2^16 - 1 or more.
@@ -128,9 +130,9 @@ struct Samples<std::uint16_t> {
     }
     static V alphaProduct(V x, V alpha) { return product(x, alpha); }
 
-    static V alphaMask() { return reinterpret_cast<V>(Quads{} + (0xFFFFull << 48)); }
+    static V alphaMask() { return reinterpret_cast<V>(Vector<u64>{} + (0xFFFFull << 48)); }
     static V alphaOf(V pixels) {
-        Quads alpha = reinterpret_cast<Quads>(pixels) >> 48;
+        Vector<u64> alpha = reinterpret_cast<Vector<u64>>(pixels) >> 48;
         alpha |= alpha << 16;
         return reinterpret_cast<V>(alpha | alpha << 32);
     }
@@ -176,7 +178,7 @@ void multiplyRow(const void *a, const void *b, void *d, std::ptrdiff_t n) {
 }
 
 template <class T>
-void multiplyConstantRow(const void *s, std::uint16_t scale, void *d, std::ptrdiff_t n) {
+void multiplyConstantRow(const void *s, u16 scale, void *d, std::ptrdiff_t n) {
     using V = typename Samples<T>::V;
     const V factor = V{} + static_cast<T>(scale);
     mapRows<T>(
@@ -299,13 +301,13 @@ void compositePixels(const void *a, PixelAlpha alphaA, const void *b, PixelAlpha
 template <class T>
 struct Fraction;
 template <>
-struct Fraction<std::uint8_t> {
+struct Fraction<u8> {
     using Type = float;
     // Numbers from here on have no fraction: adding it rounds to nearest even.
     static constexpr float WHOLE = 8388608.0f;
 };
 template <>
-struct Fraction<std::uint16_t> {
+struct Fraction<u16> {
     using Type = double;
     static constexpr double WHOLE = 4503599627370496.0;
 };
@@ -316,7 +318,7 @@ inline T rounded(typename Fraction<T>::Type value) {
     constexpr F MOST = Samples<T>::MOST;
     const F capped = value > MOST ? MOST : value;
     const F whole = (capped + Fraction<T>::WHOLE) - Fraction<T>::WHOLE;
-    return static_cast<T>(static_cast<std::int32_t>(whole));
+    return static_cast<T>(static_cast<s32>(whole));
 }
 
 // Colours, or with colours of 1 the alpha itself.
@@ -408,6 +410,6 @@ void spreadRow(const void *s, std::ptrdiff_t times, void *d, std::ptrdiff_t n) {
             BY_RULE(resultAlphaDividedRow, T), complementRow<T>, spreadRow<T>                      \
     }
 
-const AlphaKernels alphaKernels = {DEPTH_KERNELS(std::uint8_t), DEPTH_KERNELS(std::uint16_t)};
+const AlphaKernels alphaKernels = {DEPTH_KERNELS(u8), DEPTH_KERNELS(u16)};
 
 } // namespace zylqx::ZYLQX_LEVEL

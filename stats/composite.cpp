@@ -5,7 +5,7 @@
 #include "core/step_kernels.h"
 #include "core/walk_grid.h"
 #include "stats/alpha.h"
-#include "stats/alpha_kernels.h"
+#include "stats/kernels.h"
 
 using namespace zylqx;
 
@@ -102,7 +102,7 @@ template <class T>
 class Compositor {
   public:
     explicit Compositor(const Composition &composition)
-        : composition_(composition), kernels_(currentAlphaKernels(sizeof(T))),
+        : composition_(composition), kernels_(ZYLQX_KERNELS(alphaKernels).ofSize(sizeof(T))),
           steps_(ZYLQX_KERNELS(stepKernels)),
           row_((composition.divided
                     ? kernels_.compositeDivided
@@ -318,11 +318,10 @@ void composite(const Call &call, const Composition &composition) {
 
 } // namespace
 
-void ZYL_CALL zylAlphaComposite(ZylImage *srcImageA, ZylImage *srcImageB, ZylImage *dstImage,
-                                std::int32_t compositeType, ZylImage *alphaImageA,
-                                ZylImage *alphaImageB, ZylImage *alphaImageDst,
-                                std::int32_t premulAlpha, std::int32_t divideMode,
-                                const ZylTileMapping *mapping) {
+void zylAlphaComposite(ZylImage *srcImageA, ZylImage *srcImageB, ZylImage *dstImage,
+                       std::int32_t compositeType, ZylImage *alphaImageA, ZylImage *alphaImageB,
+                       ZylImage *alphaImageDst, std::int32_t premulAlpha, std::int32_t divideMode,
+                       const ZylTileMapping *mapping) {
     const Call call("zylAlphaComposite", ALPHA_FILE_NAME);
     if (badAlphaImage(call, dstImage, "dstImage") || badAlphaImage(call, srcImageA, "srcImageA") ||
         badAlphaImage(call, srcImageB, "srcImageB") ||
@@ -361,10 +360,10 @@ void ZYL_CALL zylAlphaComposite(ZylImage *srcImageA, ZylImage *srcImageB, ZylIma
                      premulAlpha != 0, divideMode != 0, mapping});
 }
 
-void ZYL_CALL zylAlphaCompositeC(ZylImage *srcImageA, ZylImage *srcImageB, ZylImage *dstImage,
-                                 std::int32_t compositeType, std::int32_t aA, std::int32_t aB,
-                                 std::int32_t premulAlpha, std::int32_t divideMode,
-                                 const ZylTileMapping *mapping) {
+void zylAlphaCompositeC(ZylImage *srcImageA, ZylImage *srcImageB, ZylImage *dstImage,
+                        std::int32_t compositeType, std::int32_t aA, std::int32_t aB,
+                        std::int32_t premulAlpha, std::int32_t divideMode,
+                        const ZylTileMapping *mapping) {
     const Call call("zylAlphaCompositeC", ALPHA_FILE_NAME);
     if (badAlphaImage(call, dstImage, "dstImage") || badAlphaImage(call, srcImageA, "srcImageA") ||
         badAlphaImage(call, srcImageB, "srcImageB") ||

@@ -51,7 +51,7 @@ void addBits(const TilePiece &a, const TilePiece *b, NormSums &sums) {
         if (b != nullptr) {
             rowB = {sampleAt(*b->image, b->area.x, b->area.y + y, 1), b->area.x % 8};
         }
-        const std::uint64_t bits = currentStatsKernels().countBits(rowA, rowB, a.area.width);
+        const std::uint64_t bits = ZYLQX_KERNELS(normKernels).countBits(rowA, rowB, a.area.width);
         sums.largest = std::max<std::uint64_t>(sums.largest, bits != 0);
         sums.sum += bits;
         sums.squaresLow += bits;
@@ -61,7 +61,8 @@ void addBits(const TilePiece &a, const TilePiece *b, NormSums &sums) {
 // `step` samples lie between those of a row.
 void addRows(const TilePiece &a, const TilePiece *b, int channel, std::ptrdiff_t samples,
              std::ptrdiff_t step, NormPart part, NormSums &sums) {
-    const auto row = currentStatsKernels().norm[static_cast<int>(part)][depthIndex(a.image->depth)];
+    const auto row =
+        ZYLQX_KERNELS(normKernels).row[static_cast<int>(part)][depthIndex(a.image->depth)];
     for (std::int32_t y = 0; y < a.area.height; ++y) {
         const void *rowB = nullptr;
         if (b != nullptr) rowB = sampleAt(*b->image, b->area.x, b->area.y + y, channel);
@@ -82,7 +83,7 @@ void addPiece(const TilePiece &a, const TilePiece *b, NormPart part, NormSums &s
 
 } // namespace
 
-double ZYL_CALL zylNorm(ZylImage *srcImageA, ZylImage *srcImageB, std::int32_t normType) {
+double zylNorm(ZylImage *srcImageA, ZylImage *srcImageB, std::int32_t normType) {
     const Call call("zylNorm", FILE_NAME);
     if (call.fails(!isNormType(normType), "normType unknown") || zylGetErrStatus() < 0) return 0.0;
     if (call.badHeader(srcImageA)) return 0.0;

@@ -5,7 +5,7 @@
 #include "core/step_kernels.h"
 #include "core/walk_grid.h"
 #include "stats/alpha.h"
-#include "stats/alpha_kernels.h"
+#include "stats/kernels.h"
 
 namespace zylqx {
 
@@ -136,7 +136,7 @@ void processProducts(const Call &call, ZylImage *srcImageA, ZylImage *srcImageB,
 template <class T>
 void scaleImage(const Call &call, ZylImage *srcImage, ZylImage *dstImage, std::uint16_t scale,
                 const ZylTileMapping *mapping) {
-    const auto multiply = currentAlphaKernels(sizeof(T)).multiplyConstant;
+    const auto multiply = ZYLQX_KERNELS(alphaKernels).ofSize(sizeof(T)).multiplyConstant;
     processProducts<T>(
         call, srcImage, srcImage, dstImage, mapping,
         [&](const T *a, const T *, T *d, std::ptrdiff_t n) { multiply(a, scale, d, n); });
@@ -145,7 +145,7 @@ void scaleImage(const Call &call, ZylImage *srcImage, ZylImage *dstImage, std::u
 template <class T>
 void multiplyImages(const Call &call, ZylImage *srcImageA, ZylImage *srcImageB, ZylImage *dstImage,
                     const ZylTileMapping *mapping) {
-    const auto multiply = currentAlphaKernels(sizeof(T)).multiply;
+    const auto multiply = ZYLQX_KERNELS(alphaKernels).ofSize(sizeof(T)).multiply;
     processProducts<T>(
         call, srcImageA, srcImageB, dstImage, mapping,
         [&](const T *a, const T *b, T *d, std::ptrdiff_t n) { multiply(a, b, d, n); });
@@ -164,7 +164,7 @@ void fillChannel(const View<T> &channel, T value) {
 // One channel of colours times alpha.
 template <class T>
 void preMultiplyChannel(const GridPixels &pixels, int channel, PixelAlpha alpha) {
-    const AlphaKernels::Depth &kernels = currentAlphaKernels(sizeof(T));
+    const AlphaKernels::Depth &kernels = ZYLQX_KERNELS(alphaKernels).ofSize(sizeof(T));
     const View<T> colours = pixels.channel<T>(channel);
     const int alphaChannel = alpha.own ? pixels.image().alphaChannel : channel;
     const ChannelViews<T> channels = {colours, colours, pixels.channel<T>(alphaChannel)};
@@ -184,7 +184,9 @@ void preMultiplyBlock(const GridPixels &pixels, int coi, PixelAlpha alpha) {
     if (coi == 0 && !isPlanar(image) && image.nChannels == 4 && alphaChannel == 4) {
         const View<T> all = pixels.allChannels<T>();
         for (std::ptrdiff_t y = 0; y < all.rows; ++y) {
-            currentAlphaKernels(sizeof(T)).preMultiplyPixels(all.row(y), alpha, all.columns / 4);
+            ZYLQX_KERNELS(alphaKernels)
+                .ofSize(sizeof(T))
+                .preMultiplyPixels(all.row(y), alpha, all.columns / 4);
         }
         return;
     }
@@ -208,8 +210,8 @@ void preMultiplyImage(const Call &call, ZylImage *image, PixelAlpha alpha,
 
 } // namespace
 
-void ZYL_CALL zylMultiplySScale(ZylImage *srcImage, ZylImage *dstImage, std::uint32_t scale,
-                                const ZylTileMapping *mapping) {
+void zylMultiplySScale(ZylImage *srcImage, ZylImage *dstImage, std::uint32_t scale,
+                       const ZylTileMapping *mapping) {
     const Call call("zylMultiplySScale", ALPHA_FILE_NAME);
     if (badAlphaImage(call, dstImage, "dstImage") || badAlphaImage(call, srcImage, "srcImage") ||
         badDepth(call, *dstImage, "dstImage") ||
@@ -226,8 +228,8 @@ void ZYL_CALL zylMultiplySScale(ZylImage *srcImage, ZylImage *dstImage, std::uin
     }
 }
 
-void ZYL_CALL zylMultiplyScale(ZylImage *srcImageA, ZylImage *srcImageB, ZylImage *dstImage,
-                               const ZylTileMapping *mapping) {
+void zylMultiplyScale(ZylImage *srcImageA, ZylImage *srcImageB, ZylImage *dstImage,
+                      const ZylTileMapping *mapping) {
     const Call call("zylMultiplyScale", ALPHA_FILE_NAME);
     if (badAlphaImage(call, dstImage, "dstImage") || badAlphaImage(call, srcImageA, "srcImageA") ||
         badAlphaImage(call, srcImageB, "srcImageB") || badDepth(call, *dstImage, "dstImage") ||
@@ -246,8 +248,7 @@ void ZYL_CALL zylMultiplyScale(ZylImage *srcImageA, ZylImage *srcImageB, ZylImag
     }
 }
 
-void ZYL_CALL zylPreMultiplyAlpha(ZylImage *image, std::int32_t alpha,
-                                  const ZylTileMapping *mapping) {
+void zylPreMultiplyAlpha(ZylImage *image, std::int32_t alpha, const ZylTileMapping *mapping) {
     const Call call("zylPreMultiplyAlpha", ALPHA_FILE_NAME);
     if (badAlphaImage(call, image, "image") || badDepth(call, *image, "image") ||
         call.fails(image->alphaChannel > 0 && image->alphaChannel != image->nChannels,

@@ -32,7 +32,7 @@ bool regionOverflows(const ZylImage &image) {
            std::int64_t{roi.yOffset} + roi.height - 1 > INT32_MAX;
 }
 
-void thresholdSamples(const Frame &frame, StatsKernels::ThresholdRow row,
+void thresholdSamples(const Frame &frame, ThresholdKernels::Row row,
                       const ThresholdLevels &levels) {
     const FrameImage &src = frame.image[0];
     const FrameImage &dst = frame.image[1];
@@ -47,8 +47,8 @@ void thresholdSamples(const Frame &frame, StatsKernels::ThresholdRow row,
 
 } // namespace
 
-void ZYL_CALL zylThreshold(ZylImage *srcImage, ZylImage *dstImage, std::int32_t threshold,
-                           const std::int32_t *dstTile) {
+void zylThreshold(ZylImage *srcImage, ZylImage *dstImage, std::int32_t threshold,
+                  const std::int32_t *dstTile) {
     const Call call("zylThreshold", "zylthres");
     if (call.badHeader(srcImage) || call.badHeader(dstImage)) return;
     if (call.fails(srcImage->depth != dstImage->depth, "(srcImage->depth!=dstImage->depth)") ||
@@ -60,7 +60,7 @@ void ZYL_CALL zylThreshold(ZylImage *srcImage, ZylImage *dstImage, std::int32_t 
     const Operand operands[] = {{srcImage, "srcImage", ZYL_GET_TILE_TO_READ},
                                 {dstImage, "dstImage", ZYL_GET_TILE_TO_WRITE}};
     const ThresholdLevels levels = levelsOf(srcImage->depth, threshold);
-    const auto row = currentStatsKernels().threshold[depthIndex(srcImage->depth)];
+    const auto row = ZYLQX_KERNELS(thresholdKernels).row[depthIndex(srcImage->depth)];
     auto kernel = [&](const ZylImage *const *images) {
         if (call.fails(regionOverflows(*images[0]) || regionOverflows(*images[1]),
                        "The fields of ROI has error") ||
