@@ -16,7 +16,7 @@
 
 PRESET = release
 BUILD_PACKAGES = cmake g++ make ninja-build pkg-config googletest
-TOOL_PACKAGES = python3 libcli11-dev libjpeg-dev libpng-dev libtiff-dev
+TOOL_PACKAGES = python3 libcli11-dev libjpeg-dev libpng-dev libtiff-dev libwebp-dev
 
 PEER_PACKAGES = libfftw3-dev libleptonica-dev libpixman-1-dev libvips-dev libyuv-dev
 

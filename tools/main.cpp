@@ -37,7 +37,8 @@ constexpr const char *usage =
     "\n"
     "  zyl photo.jpg crop:x=10,y=10,width=200,height=100 add-s:value=40 not out.png\n"
     "\n"
-    "Reads PNG, JPEG, TIFF and BMP, and writes the format of OUTPUT's extension. OUTPUT\n"
+    "Reads and writes PNG, JPEG, TIFF, BMP, WebP and PNM. INPUT is known by its content,\n"
+    "OUTPUT by its extension; - is standard input, and -:png standard output. OUTPUT\n"
     "may be left out when the last operation only prints. A comma inside a\n"
     "value has a backslash before it.\n"
     "Exit codes: 0 done, 1 a file or an operation failed, 2 a wrong command line.";

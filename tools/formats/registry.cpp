@@ -57,7 +57,8 @@ const Format &formatOfStart(std::string_view start) {
 } // namespace
 
 std::span<const Format *const> pictureFormats() {
-    static const Format *const formats[] = {&pngFormat, &jpegFormat, &tiffFormat, &bmpFormat};
+    static const Format *const formats[] = {&pngFormat, &jpegFormat, &tiffFormat,
+                                            &bmpFormat, &pnmFormat,  &webpFormat};
     return formats;
 }
 
