@@ -9,8 +9,8 @@ namespace tool {
 
 std::vector<std::span<const Operation>> operationFamilies() {
     return {
-        editOperations(),     arithOperations(),     convertOperations(), filterOperations(),
-        geometryOperations(), transformOperations(), statsOperations(),
+        resizeOperations(), editOperations(),     arithOperations(),     convertOperations(),
+        filterOperations(), geometryOperations(), transformOperations(), statsOperations(),
     };
 }
 

@@ -15,6 +15,7 @@ std::span<const Operation> convertOperations();
 std::span<const Operation> filterOperations();
 std::span<const Operation> geometryOperations();
 std::span<const Operation> statsOperations();
+std::span<const Operation> resizeOperations();
 
 // The operations with what the description of the library says of them filled in.
 std::vector<Operation> completed(std::vector<Operation> operations);

@@ -1,0 +1,288 @@
+// Other sizes without aliasing: what the new size cannot show is taken away by a
+// separable convolution before pixels are left out.
+//
+// Along each direction a picture is reduced by n / z * m: by boxes of n pixels, a power of
+// two, where much is to be reduced; by a zoom z that makes the rest a whole number
+// of pixels; by a windowed sinc (Lanczos, 3 lobes) and every m-th pixel. Middles of
+// pixels, not corners, are what corresponds; the library counts from corners, so the
+// kernel is moved by the difference.
+#include "operations.h"
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <numbers>
+
+namespace tool {
+
+namespace {
+
+using Kernel = std::shared_ptr<ZylConvKernel>;
+
+struct DeleteKernel {
+    void operator()(ZylConvKernel *kernel) const { zylDeleteConvKernel(kernel); }
+};
+
+// Coefficients whose sum is 2^bits.
+struct Row {
+    std::vector<std::int8_t> values = {1};
+    int anchor = 0;
+    int bits = 0;
+};
+
+Kernel makeKernel(const Row &row, bool across) {
+    const auto n = static_cast<std::int32_t>(row.values.size());
+    Kernel kernel(across ? zylCreateConvKernel(1, n, row.anchor, 0, row.values.data(), row.bits)
+                         : zylCreateConvKernel(n, 1, 0, row.anchor, row.values.data(), row.bits),
+                  DeleteKernel());
+    if (!kernel) throw std::bad_alloc();
+    return kernel;
+}
+
+void convolve(Step &step, const Row &across, const Row &down) {
+    const Kernel x = makeKernel(across, true), y = makeKernel(down, false);
+    step.then(step.shape(), [x, y](Request &request) {
+        ZylImage *source = request.sources[0];
+        const Region reading(source, regionOf(request.place));
+        zylSetBorderMode(source, ZYL_BORDER_REPLICATE, ZYL_SIDE_ALL, 0);
+        zylConvolveSep2D(source, request.window, x.get(), y.get());
+    });
+}
+
+// Every column-th column and row-th row.
+void leaveOut(Step &step, int columns, int rows, int width, int height) {
+    Shape shape = step.shape();
+    shape.width = width;
+    shape.height = height;
+    step.then(shape, [=](Request &r) {
+        zylDecimate(r.sources[0], r.result, 1, columns, 1, rows, ZYL_INTER_NN, &r.point);
+    });
+}
+
+double sinc(double x) {
+    if (x == 0) return 1;
+    return std::sin(std::numbers::pi * x) / (std::numbers::pi * x);
+}
+
+// Integers in proportion to the values, their sum 2^bits: the most bits that keep
+// them within `largest`. What rounding leaves goes to the largest one.
+Row scaled(const std::vector<double> &values, int anchor, int mostBits) {
+    double sum = 0;
+    for (const double value : values) sum += value;
+    const auto peak = std::max_element(values.begin(), values.end());
+    Row row;
+    row.anchor = anchor;
+    row.bits = mostBits;
+    while (*peak / sum * (1 << row.bits) > 126) --row.bits;
+    row.values.clear();
+    int rest = 1 << row.bits;
+    for (const double value : values) {
+        row.values.push_back(static_cast<std::int8_t>(std::lround(value / sum * (1 << row.bits))));
+        rest -= row.values.back();
+    }
+    row.values[peak - values.begin()] =
+        static_cast<std::int8_t>(row.values[peak - values.begin()] + rest);
+    return row;
+}
+
+// For every m-th pixel, its middle moved by `shift` pixels.
+Row lanczos(int m, double shift, int mostBits) {
+    constexpr int LOBES = 3;
+    if (m == 1 && shift == 0) return {};
+    const double reach = LOBES * m;
+    const int first = std::min(static_cast<int>(std::ceil(shift - reach)), 0);
+    const int last = std::max(static_cast<int>(std::floor(shift + reach)), 0);
+    std::vector<double> values;
+    for (int k = first; k <= last; ++k) {
+        const double x = (k - shift) / m;
+        values.push_back(std::abs(x) < LOBES ? sinc(x) * sinc(x / LOBES) : 0);
+    }
+    return scaled(values, -first, mostBits);
+}
+
+// How one direction is reduced or enlarged from `from` to `to` pixels.
+struct Direction {
+    Direction(int from, int to) : size(from), target(to) {
+        // Half as many pixels by boxes as long as the last filter decides what is
+        // seen.
+        constexpr double LEAST = 3;
+        while (size / (2.0 * boxes * target) >= LEAST && boxes < 1 << 14) boxes *= 2;
+    }
+    int size, target;
+    int boxes = 1;
+
+    // After the boxes. The last one may be cut by the edge.
+    double boxed() const { return size / static_cast<double>(boxes); }
+    int step() const { return static_cast<int>(std::ceil(boxed() / target - 1e-9)); }
+    double zoom() const { return step() * target / boxed(); }
+};
+
+constexpr int MOST_BOX = 8;
+
+Row boxRow(int n) {
+    Row row;
+    row.values.assign(n, 1);
+    while (1 << row.bits < n) ++row.bits;
+    return row;
+}
+
+// Boxes of up to 8 pixels at a time.
+void reduceByBoxes(Step &step, Direction &x, Direction &y) {
+    int columns = x.boxes, rows = y.boxes;
+    while (columns > 1 || rows > 1) {
+        const int m = std::min(columns, MOST_BOX), n = std::min(rows, MOST_BOX);
+        convolve(step, boxRow(m), boxRow(n));
+        const Shape &shape = step.shape();
+        leaveOut(step, m, n, (shape.width + m - 1) / m, (shape.height + n - 1) / n);
+        columns /= m;
+        rows /= n;
+    }
+}
+
+// So many pixels that they can be left out by whole steps.
+void zoomToSteps(Step &step, const Direction &x, const Direction &y) {
+    Shape shape = step.shape();
+    shape.width = std::max(x.step() * x.target, 1);
+    shape.height = std::max(y.step() * y.target, 1);
+    if (x.zoom() == 1 && y.zoom() == 1) return;
+    const auto factor = [](const Direction &d) {
+        return std::pair{d.step() * d.target * d.boxes, d.size};
+    };
+    const auto [xU, xL] = factor(x);
+    const auto [yU, yL] = factor(y);
+    step.then(shape, [=](Request &r) {
+        zylZoom(r.sources[0], r.result, xU, xL, yU, yL, ZYL_INTER_CUBIC, &r.point);
+    });
+}
+
+void resizeColors(Step &step, int width, int height) {
+    Direction x(step.shape().width, width), y(step.shape().height, height);
+    const int bits = step.shape().depth == ZYL_DEPTH_8U ? 8 : 7; // sums fit 32 bits
+    reduceByBoxes(step, x, y);
+    zoomToSteps(step, x, y);
+    // The library's boxes and zoom begin at the corner of the first pixel.
+    const auto shift = [](const Direction &d) { return (d.step() - d.zoom()) / 2; };
+    const Row across = lanczos(x.step(), shift(x), bits), down = lanczos(y.step(), shift(y), bits);
+    if (across.values.size() > 1 || down.values.size() > 1) convolve(step, across, down);
+    if (x.step() > 1 || y.step() > 1) leaveOut(step, x.step(), y.step(), width, height);
+}
+
+// Colors count by their alpha: what cannot be seen does not bleed into its
+// surroundings.
+void multiplyByAlpha(Step &step) {
+    step.then(step.shape(), [](Request &request) {
+        copyPart(request, request.sources[0], request.place, request.place);
+        zylPreMultiplyAlpha(request.window, -1, nullptr);
+    });
+}
+
+void divideByAlpha(Step &step) {
+    step.then(step.shape(), [shape = step.shape()](Request &request) {
+        Shape part = shape;
+        part.width = request.place.width;
+        part.height = request.place.height;
+        const Image nothing(part);
+        const Region reading(request.sources[0], regionOf(request.place));
+        zylAlphaComposite(request.sources[0], nothing.header(), request.window, ZYL_COMPOSITE_OVER,
+                          nullptr, nullptr, nullptr, 1, 1, nullptr);
+    });
+}
+
+void resizeTo(Step &step, int width, int height) {
+    const Shape shape = step.shape();
+    if (shape.width == width && shape.height == height) return;
+    if (shape.depth == ZYL_DEPTH_1U) {
+        Shape wide = shape;
+        wide.depth = ZYL_DEPTH_8U;
+        step.then(wide,
+                  [](Request &r) { zylBitonalToGray(r.sources[0], r.result, 0, 255, &r.point); });
+    }
+    if (shape.alpha) multiplyByAlpha(step);
+    resizeColors(step, width, height);
+    if (shape.alpha) divideByAlpha(step);
+}
+
+enum Fit { INSIDE, COVER, EXACT };
+
+constexpr double LARGEST_SIDE = 1'000'000;
+
+int rounded(const Step &step, double size) {
+    if (size > LARGEST_SIDE) step.refuse("the picture would be too large");
+    return std::max(static_cast<int>(std::lround(size)), 1);
+}
+
+// Cuts the middle out.
+void cutMiddle(Step &step, int width, int height) {
+    Shape shape = step.shape();
+    const int x = (shape.width - width) / 2, y = (shape.height - height) / 2;
+    shape.width = width;
+    shape.height = height;
+    if (x == 0 && y == 0) return;
+    step.then(shape, [x, y](Request &request) {
+        copyPart(request, request.sources[0], moved(request.place, x, y), request.place);
+    });
+}
+
+void resize(Step &step) {
+    const double width = step.shape().width, height = step.shape().height;
+    const bool sized = step.given("width") || step.given("height");
+    if (sized == step.given("scale")) step.refuse("needs width, height or both, or scale");
+    if (!sized) {
+        const double scale = step.number("scale");
+        return resizeTo(step, rounded(step, width * scale), rounded(step, height * scale));
+    }
+    const bool both = step.given("width") && step.given("height");
+    const auto wide = static_cast<double>(step.integer("width"));
+    const auto high = static_cast<double>(step.integer("height"));
+    const int fit = step.choice("fit");
+    if (fit != INSIDE && !both) step.refuse("fit goes with width and height");
+    if (fit == EXACT) return resizeTo(step, static_cast<int>(wide), static_cast<int>(high));
+    double scale = step.given("width") ? wide / width : high / height;
+    if (both && fit == INSIDE) scale = std::min(wide / width, high / height);
+    if (both && fit == COVER) scale = std::max(wide / width, high / height);
+    resizeTo(step, rounded(step, width * scale), rounded(step, height * scale));
+    if (fit == COVER) cutMiddle(step, static_cast<int>(wide), static_cast<int>(high));
+}
+
+// Never larger than the picture.
+void thumbnail(Step &step) {
+    const double largest = std::max(step.shape().width, step.shape().height);
+    const double scale = static_cast<double>(step.integer("size")) / largest;
+    if (scale >= 1) return;
+    resizeTo(step, rounded(step, step.shape().width * scale),
+             rounded(step, step.shape().height * scale));
+}
+
+Parameter side(std::string_view name, std::string_view help) {
+    return integer(name, "", help, 1, LARGEST_SIDE);
+}
+
+} // namespace
+
+std::span<const Operation> resizeOperations() {
+    static const std::vector<Operation> table = completed({
+        {"resize",
+         "gives the picture another size, smoothly",
+         {side("width", "pixels; by the height, if not given"),
+          side("height", "pixels; by the width, if not given"),
+          number("scale", "", "the factor instead, as 0.5", 1e-6, 1e6),
+          choice("fit", "inside",
+                 "with both: inside keeps the proportions within them, cover fills them and cuts "
+                 "what is over, exact stretches",
+                 {{"inside", INSIDE}, {"cover", COVER}, {"exact", EXACT}})},
+         resize,
+         anyLayout,
+         "resize:width=80,height=80,fit=cover",
+         "decimate"},
+        {"thumbnail",
+         "makes the longer side so long, if it is longer",
+         {integer("size", "256", "pixels", 1, LARGEST_SIDE)},
+         thumbnail,
+         anyLayout,
+         "thumbnail:size=64",
+         "decimate"},
+    });
+    return table;
+}
+
+} // namespace tool
