@@ -258,21 +258,36 @@ ZylImage *createHeader(const Bitmap &bitmap, const ImageLayout &layout) {
 
 // ---- writing bitmaps --------------------------------------------------------------
 
-// Fills the colour table; false when the median cut failed.
-bool fillTable(Bitmap &bitmap, const ZylImage &image, std::int32_t paletteConversion) {
-    const std::uint16_t bits = bitmap.header.biBitCount;
-    if (paletteConversion == 0 || bits >= 16) return true;
-    if (paletteConversion == 2 && bits > 8) return false;
-    if (!bitmap.knownBitCount()) return true; // there is no table
-    if (paletteConversion == 1) {
-        fillFixedTable(bitmap.table, bitmap.entries, image.nChannels == 1);
-        return true;
+// The colour table that a bitmap gets once nothing can fail any more.
+class NewTable {
+  public:
+    // False when the median cut failed.
+    bool make(const Bitmap &bitmap, const ZylImage &image, std::int32_t paletteConversion) {
+        const std::uint16_t bits = bitmap.header.biBitCount;
+        if (paletteConversion == 0 || bits >= 16) return true;
+        if (paletteConversion == 2 && bits > 8) return false;
+        if (!bitmap.knownBitCount()) return true; // there is no table
+        if (paletteConversion == 1) {
+            const bool filled = fillFixedTable(table_, bitmap.entries, image.nChannels == 1);
+            entries_ = filled ? bitmap.entries : 0;
+            return true;
+        }
+        entries_ = static_cast<std::uint64_t>(medianCutTable(image, bits, table_));
+        medianCut_ = true;
+        return entries_ != 0;
     }
-    const int used = medianCutTable(image, bits, bitmap.table);
-    if (used == 0) return false;
-    bitmap.setEntriesUsed(static_cast<std::uint32_t>(used));
-    return true;
-}
+
+    void putInto(Bitmap &bitmap) const {
+        std::memcpy(bitmap.table, table_, static_cast<std::size_t>(entries_) * ENTRY_BYTES);
+        if (medianCut_) bitmap.setEntriesUsed(static_cast<std::uint32_t>(entries_));
+    }
+
+  private:
+    static constexpr std::uint64_t MAX_ENTRIES = 256;
+    std::uint8_t table_[MAX_ENTRIES * ENTRY_BYTES];
+    std::uint64_t entries_ = 0;
+    bool medianCut_ = false;
+};
 
 // A copy of an image with 8 bits, freed at the end of the scope.
 class ReducedImage {
@@ -364,6 +379,7 @@ void zylConvertToDIB(ZylImage *image, void *dib, std::int32_t dither,
     if (call.badHeader(image) || call.fails(dib == nullptr, "dib==0")) return;
     if (call.fails(isTiled(*image), "image->imageData==0")) return;
     Bitmap bitmap(dib);
+    NewTable table;
     const bool alpha = image->alphaChannel == 4;
     if (call.fails(image->nChannels <= 0 || image->nChannels > 4,
                    "(image->nChannels <= 0 || image->nChannels > 4)") ||
@@ -380,7 +396,7 @@ void zylConvertToDIB(ZylImage *image, void *dib, std::int32_t dither,
         call.fails(
             paletteConversion < 0 || paletteConversion > 2,
             "(paletteConversion != 0 && paletteConversion != 1 && paletteConversion != 2)") ||
-        call.fails(!fillTable(bitmap, *image, paletteConversion), "create medcut palette error")) {
+        call.fails(!table.make(bitmap, *image, paletteConversion), "create medcut palette error")) {
         return;
     }
 
@@ -398,6 +414,7 @@ void zylConvertToDIB(ZylImage *image, void *dib, std::int32_t dither,
         call.fails(bitmap.emptyMask(), "Bad dib color mask")) {
         return;
     }
+    table.putInto(bitmap);
     BitmapWriter writer(bitmap);
     convertRows(rows, change, writer, image->height, image->width);
 }

@@ -48,10 +48,16 @@ void fill256(std::uint8_t *table) {
 
 } // namespace
 
-void fillFixedTable(std::uint8_t *table, std::uint64_t entries, bool gray) {
-    if (entries == 2) return fillRamp(table, 2);
-    if (entries == 16) return gray ? fillRamp(table, 16) : fill16(table);
-    if (entries == 256) return gray ? fillRamp(table, 256) : fill256(table);
+bool fillFixedTable(std::uint8_t *table, std::uint64_t entries, bool gray) {
+    if (entries != 2 && entries != 16 && entries != 256) return false;
+    if (gray || entries == 2) {
+        fillRamp(table, static_cast<unsigned>(entries));
+    } else if (entries == 16) {
+        fill16(table);
+    } else {
+        fill256(table);
+    }
+    return true;
 }
 
 NearestColour::NearestColour(const std::uint8_t *table, std::uint64_t entries)

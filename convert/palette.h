@@ -28,8 +28,8 @@ bool isGrayRamp(const std::uint8_t *table, std::uint64_t entries);
 
 // Fills a table of 2, 16 or 256 entries: black and white; a gray ramp, or the 16
 // standard colours; a gray ramp, or 8 levels of red and green and 4 of blue. Any
-// other table stays as it is.
-void fillFixedTable(std::uint8_t *table, std::uint64_t entries, bool gray);
+// other table stays as it is: false.
+bool fillFixedTable(std::uint8_t *table, std::uint64_t entries, bool gray);
 
 // Finds the entry nearest to a colour: the first of those with the smallest sum
 // of squared differences.

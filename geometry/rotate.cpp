@@ -305,22 +305,16 @@ class QuarterTurn {
         }
         const Span columns = {filled.columns.begin - piece.dx, filled.columns.end - piece.dx};
         const Span rows = {filled.rows.begin - piece.dy, filled.rows.end - piece.dy};
-        writer.clear({0, rows.begin}, all);
-        writer.clear({rows.end, area.height}, all);
-        writer.clear(rows, {0, columns.begin});
-        writer.clear(rows, {columns.end, area.width});
-
         DstPiece part = piece; // the part that gets source pixels
         part.area = {static_cast<std::int32_t>(area.x + columns.begin),
                      static_cast<std::int32_t>(area.y + rows.begin),
                      static_cast<std::int32_t>(columns.end - columns.begin),
                      static_cast<std::int32_t>(rows.end - rows.begin), area.coi};
-        const Area from = sourceOf(filled);
-        if (turn_.angle == 2 * QUARTER_TURN) return turnRound(source, part, from);
-        if (piece.image.depth == ZYL_DEPTH_1U) return transposeBits(source, part, from);
-        for (int plane = 0; plane < turn_.pairs.planes; ++plane) {
-            transpose(source, part, from, plane);
-        }
+        if (!move(source, part, sourceOf(filled))) return false;
+        writer.clear({0, rows.begin}, all);
+        writer.clear({rows.end, area.height}, all);
+        writer.clear(rows, {0, columns.begin});
+        writer.clear(rows, {columns.end, area.width});
         return true;
     }
 
@@ -362,6 +356,19 @@ class QuarterTurn {
         return {static_cast<std::int32_t>(left), static_cast<std::int32_t>(top),
                 static_cast<std::int32_t>(swapped ? y2 - y1 : x2 - x1),
                 static_cast<std::int32_t>(swapped ? x2 - x1 : y2 - y1), 0};
+    }
+
+    // False, with nothing written, when memory is exhausted.
+    bool move(const SourceRect &source, const DstPiece &part, const Area &from) const {
+        if (turn_.angle == 2 * QUARTER_TURN) return turnRound(source, part, from);
+        if (part.image.depth == ZYL_DEPTH_1U) {
+            transposeBits(source, part, from);
+            return true;
+        }
+        for (int plane = 0; plane < turn_.pairs.planes; ++plane) {
+            transpose(source, part, from, plane);
+        }
+        return true;
     }
 
     bool turnRound(const SourceRect &source, const DstPiece &part, const Area &from) const {
@@ -416,7 +423,7 @@ class QuarterTurn {
         });
     }
 
-    bool transposeBits(const SourceRect &source, const DstPiece &part, const Area &from) const {
+    void transposeBits(const SourceRect &source, const DstPiece &part, const Area &from) const {
         const Writer writer(part, turn_.pairs);
         const auto sample = ZYLQX_KERNELS(turnKernels).sampleNearest[2];
         const auto bits = std::int64_t{source.image().widthStep} * 8;
@@ -434,7 +441,6 @@ class QuarterTurn {
                 putBlock(source, turn_, sample, block, writer, i, j, n);
             }
         }
-        return true;
     }
 
     const Turn &turn_;

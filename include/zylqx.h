@@ -99,8 +99,7 @@
  * the destination is as it was or as it should be. What is finished together are
  * tiles or parts of tiles; of a destination in memory rows, or nothing. Exceptions:
  * zylErode(), zylDilate(), zylOpen() and zylClose(), which go over the destination
- * several times; zylExchange() between tiled images; zylConvertToDIB(), which
- * may have changed the colour table.
+ * several times, and zylExchange() between tiled images.
  *
  * Exhausted memory is reported as ZYL_StsNoMem where the comments name the report.
  * These calls end without one: zylCopy() and zylExchange() between tiled images,
@@ -888,9 +887,6 @@ ZYL_API void ZYL_CALL zylConvertFromDIB(const void *dib, ZylImage *image);
  *                16 or 256 entries; 2, a table made for the image by median cut, which
  *                sets biClrUsed, and so where the rows start: there is room for
  *                2^biBitCount entries then
- *
- * The table is written before the last checks are made and memory for the reduction is
- * obtained: it may have changed when the call has ended early.
  *
  * Reports the faults of the image's header, "dib==0", "image->imageData==0" for a tiled
  * image; "(image->nChannels <= 0 || image->nChannels > 4)", "(image->depth & 0x80000000)",

@@ -607,6 +607,27 @@ TEST(ConvertToDib, DithersDeepImagesWithThreeLevels) {
     EXPECT_GT(middle, 100);
 }
 
+TEST(ConvertToDib, WithoutMemoryTheTableStaysAsItIs) {
+    TestImage image(
+        {.depth = ZYL_DEPTH_16U, .channels = 3, .width = 9, .height = 5, .sequence = "RGB"});
+    image.randomise(6);
+    int failures = 0;
+    for (int n = 1; n <= 8; ++n) {
+        for (const int palette : {1, 2}) {
+            Reports reports;
+            BitmapBlock bitmap(9, 5, 8);
+            fillNoise(bitmap, 7);
+            const auto before = bitmap.bytes();
+            const AllocationFault fault(n);
+            zylConvertToDIB(image, bitmap, 8, palette);
+            if (reports.texts().empty()) continue;
+            ++failures;
+            EXPECT_EQ(bitmap.bytes(), before) << reports.texts()[0] << ", allocation " << n;
+        }
+    }
+    EXPECT_GE(failures, 4);
+}
+
 using Options = std::array<std::int32_t, 2>;
 using Failure = Fault<ZylBitmapInfoHeader, ZylImage, Options>;
 

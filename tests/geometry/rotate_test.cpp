@@ -259,4 +259,30 @@ TEST(Rotate, FaultsLeaveNothingHeld) {
     }
 }
 
+// In memory, in place too: what cannot be turned for lack of memory is not cleared
+// at its edges either.
+TEST(Rotate, WithoutMemoryThePictureStaysAsItIs) {
+    int struck = 0;
+    for (const int angle : {9000, 18000, 27000, 4000}) {
+        for (const bool inPlace : {false, true}) {
+            for (int n = 1; n < 4; ++n) {
+                TestImage src({.channels = 3, .width = 30, .height = 30}), other(src);
+                src.randomise(1).region(2, 0, 0, 30, 30);
+                other.region(2, 0, 0, 30, 30);
+                TestImage &dst = inPlace ? src : other.randomise(2);
+                const TestImage before(dst);
+                {
+                    const support::AllocationFault fault(n);
+                    zylRotate(src, dst, angle, 10, 12, 1, nullptr);
+                    if (!support::AllocationFault::struck()) continue;
+                }
+                ++struck;
+                EXPECT_EQ(support::difference(before, dst), "")
+                    << angle << (inPlace ? " in place" : "") << ", allocation " << n;
+            }
+        }
+    }
+    EXPECT_GE(struck, 4);
+}
+
 } // namespace
