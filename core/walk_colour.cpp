@@ -19,9 +19,9 @@ ZylImage imageFrom(const ZylImage &image, std::int32_t x, std::int32_t y) {
 }
 
 // Rectangles of the source, one at a time.
-class ColourSourceTiles {
+class SourceTiles {
   public:
-    ColourSourceTiles(const Call &call, ZylImage &image) : call_(call), image_(image) {}
+    SourceTiles(const Call &call, ZylImage &image) : call_(call), image_(image) {}
 
     // The rectangle as an image in memory; null when it could not be had, which
     // has been reported.
@@ -58,7 +58,7 @@ void walkColour(const Call &call, ZylImage &src, ZylImage &dst, const std::int32
         kernel(src, dst, std::min(src.width, dst.width), std::min(src.height, dst.height));
         return;
     }
-    ColourSourceTiles source(call, src);
+    SourceTiles source(call, src);
     if (!isTiled(dst)) {
         const ZylImage *pixels = source.rectangle(0, 0, dst.width, dst.height);
         if (pixels != nullptr) kernel(*pixels, dst, dst.width, dst.height);

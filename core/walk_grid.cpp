@@ -52,25 +52,25 @@ GridWalk::GridWalk(const Call &call, const GridOperand *operands, int count,
     : call_(call),
       count_(count), columns_{0, MOST_PIXELS}, rows_{0, MOST_PIXELS}, blockX_{0, 0}, blockY_{0, 0} {
     for (int i = 0; i < count; ++i) {
-        Member &part = parts_[i];
-        part.operand = operands[i];
+        Member &member = members_[i];
+        member.operand = operands[i];
         ZylImage *image = operands[i].image;
         if (image == nullptr) continue;
         for (int k = i - 1; k >= 0; --k) {
-            if (operands[k].image == image) part.same = k;
+            if (operands[k].image == image) member.same = k;
         }
         const Area area = clippedArea(*image);
-        part.x0 = area.x;
-        part.y0 = area.y;
+        member.x0 = area.x;
+        member.y0 = area.y;
         columns_.end = std::min(columns_.end, area.width);
         rows_.end = std::min(rows_.end, area.height);
-        if (master_ == nullptr && isTiled(*image)) master_ = &part;
+        if (master_ == nullptr && isTiled(*image)) master_ = &member;
     }
     if (mapping != nullptr && isTiled(*operands[0].image)) restrictTo(*mapping);
 }
 
 void GridWalk::restrictTo(const ZylTileMapping &mapping) {
-    const Member &destination = parts_[0];
+    const Member &destination = members_[0];
     const ZylTileInfo &info = *destination.operand.image->tileInfo;
     const auto cut = [](Interval &interval, std::int64_t begin, std::int64_t end) {
         begin = std::clamp<std::int64_t>(begin, interval.begin, interval.end);
@@ -83,8 +83,8 @@ void GridWalk::restrictTo(const ZylTileMapping &mapping) {
 }
 
 const GridPixels &GridWalk::pixels(int operand) const {
-    const Member &part = parts_[operand];
-    return part.same >= 0 ? parts_[part.same].pixels : part.pixels;
+    const Member &member = members_[operand];
+    return member.same >= 0 ? members_[member.same].pixels : member.pixels;
 }
 
 bool GridWalk::fail() {
@@ -96,13 +96,13 @@ bool GridWalk::next() {
     if (!finishAll()) return fail();
     if (!advance()) return false;
     for (int i = 0; i < count_; ++i) {
-        Member &part = parts_[i];
-        if (!isProvided(part)) continue;
-        const Area area = {part.x0 + blockX_.begin, part.y0 + blockY_.begin,
+        Member &member = members_[i];
+        if (!isProvided(member)) continue;
+        const Area area = {member.x0 + blockX_.begin, member.y0 + blockY_.begin,
                            blockX_.end - blockX_.begin, blockY_.end - blockY_.begin, 0};
-        if (provide(part, area)) continue;
+        if (provide(member, area)) continue;
         // What was provided is given back unchanged.
-        for (Member &held : parts_) {
+        for (Member &held : members_) {
             if (held.holding == Holding::Buffer) held.holding = Holding::Nothing;
         }
         finishAll();
@@ -115,11 +115,11 @@ bool GridWalk::next() {
 // Rows that follow each other without a gap, in all images, become one.
 void GridWalk::joinRows() {
     for (int i = 0; i < count_; ++i) {
-        if (!isProvided(parts_[i])) continue;
-        if (!isContiguous(parts_[i].pixels.image_, parts_[i].pixels.area_)) return;
+        if (!isProvided(members_[i])) continue;
+        if (!isContiguous(members_[i].pixels.image_, members_[i].pixels.area_)) return;
     }
     for (int i = 0; i < count_; ++i) {
-        if (isProvided(parts_[i])) zylqx::joinRows(parts_[i].pixels.area_);
+        if (isProvided(members_[i])) zylqx::joinRows(members_[i].pixels.area_);
     }
 }
 
@@ -155,54 +155,54 @@ bool GridWalk::advance() {
     return true;
 }
 
-bool GridWalk::provide(Member &part, const Area &area) {
-    ZylImage &image = *part.operand.image;
+bool GridWalk::provide(Member &member, const Area &area) {
+    ZylImage &image = *member.operand.image;
     if (!isTiled(image)) {
-        part.pixels.image_ = image;
-        part.pixels.area_ = area;
+        member.pixels.image_ = image;
+        member.pixels.area_ = area;
         return true;
     }
     const TileRange range(image, area);
     if (range.firstColumn != range.lastColumn || range.firstRow != range.lastRow) {
-        return provideBuffer(part, area);
+        return provideBuffer(member, area);
     }
-    part.tileColumn = range.firstColumn;
-    part.tileRow = range.firstRow;
-    if (!requestTile(image, part.tileColumn, part.tileRow,
-                     part.operand.written ? ZYL_GET_TILE_TO_WRITE : ZYL_GET_TILE_TO_READ)) {
+    member.tileColumn = range.firstColumn;
+    member.tileRow = range.firstRow;
+    if (!requestTile(image, member.tileColumn, member.tileRow,
+                     member.operand.written ? ZYL_GET_TILE_TO_WRITE : ZYL_GET_TILE_TO_READ)) {
         return false;
     }
-    part.holding = Holding::Tile;
-    part.pixels.image_ = tileHeader(image, image.tileInfo->tileData);
-    part.pixels.area_ = tilePart(image, area, part.tileColumn, part.tileRow).inTile;
+    member.holding = Holding::Tile;
+    member.pixels.image_ = tileHeader(image, image.tileInfo->tileData);
+    member.pixels.area_ = tilePart(image, area, member.tileColumn, member.tileRow).inTile;
     return true;
 }
 
-bool GridWalk::provideBuffer(Member &part, const Area &area) {
-    ZylImage &image = *part.operand.image;
-    part.buffer = ScratchImage(image, area.width, area.height);
-    if (!part.buffer || !copyTiles(image, area, part.buffer.image(), false)) return false;
-    part.holding = Holding::Buffer;
-    part.pixels.image_ = part.buffer.image();
-    part.pixels.area_ = {0, 0, area.width, area.height, 0};
+bool GridWalk::provideBuffer(Member &member, const Area &area) {
+    ZylImage &image = *member.operand.image;
+    member.buffer = ScratchImage(image, area.width, area.height);
+    if (!member.buffer || !copyTiles(image, area, member.buffer.image(), false)) return false;
+    member.holding = Holding::Buffer;
+    member.pixels.image_ = member.buffer.image();
+    member.pixels.area_ = {0, 0, area.width, area.height, 0};
     return true;
 }
 
-bool GridWalk::finish(Member &part) {
-    const Holding holding = part.holding;
-    part.holding = Holding::Nothing;
+bool GridWalk::finish(Member &member) {
+    const Holding holding = member.holding;
+    member.holding = Holding::Nothing;
     if (holding == Holding::Tile) {
-        return releaseTile(*part.operand.image, part.tileColumn, part.tileRow);
+        return releaseTile(*member.operand.image, member.tileColumn, member.tileRow);
     }
-    if (holding == Holding::Nothing || !part.operand.written) return true;
-    const Area area = {part.x0 + blockX_.begin, part.y0 + blockY_.begin,
+    if (holding == Holding::Nothing || !member.operand.written) return true;
+    const Area area = {member.x0 + blockX_.begin, member.y0 + blockY_.begin,
                        blockX_.end - blockX_.begin, blockY_.end - blockY_.begin, 0};
-    return copyTiles(*part.operand.image, area, part.pixels.image_, true);
+    return copyTiles(*member.operand.image, area, member.pixels.image_, true);
 }
 
 bool GridWalk::finishAll() {
     bool taken = true;
-    for (int i = 0; i < count_; ++i) taken = finish(parts_[i]) && taken;
+    for (int i = 0; i < count_; ++i) taken = finish(members_[i]) && taken;
     return taken;
 }
 

@@ -82,22 +82,22 @@ class GridWalk {
 
     // Whether the walk provides its pixels; those of an image that appears twice
     // are provided once.
-    static bool isProvided(const Member &part) {
-        return part.operand.image != nullptr && part.same < 0;
+    static bool isProvided(const Member &member) {
+        return member.operand.image != nullptr && member.same < 0;
     }
 
     void restrictTo(const ZylTileMapping &mapping);
     bool advance();
-    bool provide(Member &part, const Area &area);
+    bool provide(Member &member, const Area &area);
     void joinRows();
-    bool provideBuffer(Member &part, const Area &area);
-    bool finish(Member &part);
+    bool provideBuffer(Member &member, const Area &area);
+    bool finish(Member &member);
     bool finishAll();
     bool fail();
 
     const Call &call_;
     int count_;
-    Member parts_[MAX_GRID_OPERANDS];
+    Member members_[MAX_GRID_OPERANDS];
     const Member *master_ = nullptr;
     Interval columns_, rows_;  // of the operation
     Interval blockX_, blockY_; // of the block at hand

@@ -26,7 +26,7 @@ struct TileCursor {
 
 // One operand during the walk: its rectangle, its cursor, and the header of the
 // piece at hand.
-struct Part {
+struct WalkedOperand {
     Operand operand;
     Rect rect;
     TileCursor cursor;
@@ -50,9 +50,9 @@ void setUpTiles(const ZylImage &image, ZylImage &copy, const Rect &rect, TileCur
               copy.height};
 }
 
-class Walk {
+class PieceWalk {
   public:
-    Walk(const Call &call, const Operand *operands, int count, const char *nullText)
+    PieceWalk(const Call &call, const Operand *operands, int count, const char *nullText)
         : call_(call), count_(count), nullText_(nullText) {
         Rect rects[MAX_OPERANDS];
         for (int i = 0; i < count; ++i) rects[i] = regionRect(*operands[i].image);
@@ -68,20 +68,20 @@ class Walk {
 
   private:
     bool band(PieceKernel kernel);
-    bool request(Part &part);
-    bool release(Part &part);
+    bool request(WalkedOperand &part);
+    bool release(WalkedOperand &part);
     bool releaseAll();
-    bool reportTile(const Part &part, const char *comparison);
+    bool reportTile(const WalkedOperand &part, const char *comparison);
 
     const Call &call_;
     int count_;
     const char *nullText_;
-    Part parts_[MAX_OPERANDS];
+    WalkedOperand parts_[MAX_OPERANDS];
 };
 
 // Cuts every rectangle as the last one is cut by its tile.
-bool Walk::restrictTo(const std::int32_t *dstTile) {
-    const Part &last = parts_[count_ - 1];
+bool PieceWalk::restrictTo(const std::int32_t *dstTile) {
+    const WalkedOperand &last = parts_[count_ - 1];
     if (dstTile == nullptr || !isTiled(*last.operand.image)) return true;
     const ZylTileInfo &info = *last.operand.image->tileInfo;
     const auto [begX, endX, begY, endY] = tileBounds(info, {dstTile[0], dstTile[1]});
@@ -107,7 +107,7 @@ bool Walk::restrictTo(const std::int32_t *dstTile) {
     return true;
 }
 
-bool Walk::reportTile(const Part &part, const char *comparison) {
+bool PieceWalk::reportTile(const WalkedOperand &part, const char *comparison) {
     char text[80];
     std::snprintf(text, sizeof text, "(%s->tileInfo->tileData %s %s)", part.operand.name,
                   comparison, nullText_);
@@ -115,7 +115,7 @@ bool Walk::reportTile(const Part &part, const char *comparison) {
     return false;
 }
 
-bool Walk::request(Part &part) {
+bool PieceWalk::request(WalkedOperand &part) {
     const TileCursor &cursor = part.cursor;
     if (!requestTile(*part.operand.image, cursor.column, cursor.row, part.operand.mode)) {
         return reportTile(part, "==");
@@ -124,22 +124,22 @@ bool Walk::request(Part &part) {
     return true;
 }
 
-bool Walk::release(Part &part) {
+bool PieceWalk::release(WalkedOperand &part) {
     if (releaseTile(*part.operand.image, part.cursor.column, part.cursor.row)) return true;
     return reportTile(part, "!=");
 }
 
-bool Walk::releaseAll() {
+bool PieceWalk::releaseAll() {
     for (int i = 0; i < count_; ++i) {
         if (parts_[i].cursor.tiled && !release(parts_[i])) return false;
     }
     return true;
 }
 
-void Walk::run(PieceKernel kernel) {
+void PieceWalk::run(PieceKernel kernel) {
     if (parts_[0].rect.empty()) return;
     for (int i = 0; i < count_; ++i) {
-        Part &part = parts_[i];
+        WalkedOperand &part = parts_[i];
         const ZylImage &image = *part.operand.image;
         setUpTiles(image, part.header, part.rect, part.cursor);
         part.roi = {channelOfInterest(image), 0, 0, 0, 0};
@@ -151,7 +151,7 @@ void Walk::run(PieceKernel kernel) {
         // A band ends where the first of the images' tile rows ends.
         height = rows - y;
         for (int i = 0; i < count_; ++i) {
-            Part &part = parts_[i];
+            WalkedOperand &part = parts_[i];
             const std::int32_t row = part.rect.begY + y;
             part.roi.yOffset = row;
             if (!part.cursor.tiled) continue;
@@ -167,7 +167,7 @@ void Walk::run(PieceKernel kernel) {
     }
 }
 
-bool Walk::band(PieceKernel kernel) {
+bool PieceWalk::band(PieceKernel kernel) {
     const std::int32_t columns = parts_[0].rect.endX - parts_[0].rect.begX;
     const ZylImage *headers[MAX_OPERANDS];
     for (int i = 0; i < count_; ++i) headers[i] = &parts_[i].header;
@@ -175,7 +175,7 @@ bool Walk::band(PieceKernel kernel) {
     for (std::int32_t x = 0; x < columns; x += width) {
         width = columns - x;
         for (int i = 0; i < count_; ++i) {
-            Part &part = parts_[i];
+            WalkedOperand &part = parts_[i];
             const std::int32_t column = part.rect.begX + x;
             part.roi.xOffset = column;
             if (!part.cursor.tiled) continue;
@@ -201,7 +201,7 @@ bool Walk::band(PieceKernel kernel) {
 
 void walkPieces(const Call &call, const Operand *operands, int count, const std::int32_t *dstTile,
                 PieceKernel kernel, const char *nullText) {
-    Walk walk(call, operands, count, nullText);
+    PieceWalk walk(call, operands, count, nullText);
     if (walk.restrictTo(dstTile)) walk.run(kernel);
 }
 
