@@ -71,7 +71,8 @@ def c_entry(operation):
     letters = "".join(KINDS[p["kind"]][0] for p in operation["parameters"])
     name = operation["function"]
     alone = int(operation["reads"] == ALONE)
-    return f'    {{"{name}", "{letters}", {alone}, call_{name}}},\n'
+    in_place = int(operation["inPlace"])
+    return f'    {{"{name}", "{letters}", {alone}, {in_place}, call_{name}}},\n'
 
 
 def c_text(operations):

@@ -50,22 +50,9 @@ static void record_dealloc(PyObject *self) {
     Py_DECREF(type);
 }
 
-static Record *new_record(int32_t channels, uint32_t depth, int32_t height, int32_t width) {
+static Record *new_record(void) {
     allocfunc allocate = (allocfunc)PyType_GetSlot(recordType, Py_tp_alloc);
-    Record *record = (Record *)allocate(recordType, 0);
-    if (record == NULL) return NULL;
-    ZylImage *header = &record->header;
-    header->headerSize = sizeof *header;
-    header->nChannels = channels;
-    header->depth = depth;
-    header->dataOrder = ZYL_DATA_ORDER_PIXEL;
-    header->origin = ZYL_ORIGIN_TL;
-    header->align = ZYL_ALIGN_4;
-    header->height = height;
-    header->width = width;
-    memcpy(header->colorModel, channels < 3 ? "GRAY" : channels == 3 ? "RGB\0" : "RGBA", 4);
-    memcpy(header->channelSeq, channels < 3 ? "G\0\0\0" : channels == 3 ? "RGB\0" : "RGBA", 4);
-    return record;
+    return (Record *)allocate(recordType, 0);
 }
 
 static Py_ssize_t raised(Py_ssize_t bytes, int align) {
@@ -76,6 +63,8 @@ static Py_ssize_t raised(Py_ssize_t bytes, int align) {
  * side, rows in order. `rowBytes` is what one row's samples occupy. */
 static int fits(const Py_buffer *view, uint32_t depth, Py_ssize_t channels, Py_ssize_t *rowBytes,
                 Py_ssize_t *stride) {
+    if (view->ndim != 2 && view->ndim != 3) return 0;
+    if (view->len == 0) return 0;
     const Py_ssize_t height = view->shape[0], width = view->shape[1];
     const Py_ssize_t bytes = view->itemsize;
     *rowBytes = width * channels * bytes;
@@ -87,10 +76,53 @@ static int fits(const Py_buffer *view, uint32_t depth, Py_ssize_t channels, Py_s
     return (uintptr_t)view->buf % (uintptr_t)bytes == 0;
 }
 
+/* How the pixels of an array lie. */
+typedef struct {
+    Py_ssize_t channels, rowBytes, stride;
+} Layout;
+
+/* Whether the library can take the buffer as it lies; with `natural` its rows have to be
+ * as far apart as zylCreateImageHeader() would put them. */
+static int layout_of(const Py_buffer *view, uint32_t depth, int natural, Layout *layout) {
+    layout->channels = view->ndim == 3 ? view->shape[2] : 1;
+    if (!fits(view, depth, layout->channels, &layout->rowBytes, &layout->stride)) return 0;
+    if (!natural || view->shape[0] == 1) return 1;
+    return layout->stride == raised(layout->rowBytes, 4) ||
+           layout->stride == raised(layout->rowBytes, 8);
+}
+
+/* Whether sizes fit the header's fields. */
+static int countable(const Py_buffer *view, const Layout *layout) {
+    return layout->stride <= INT_MAX && layout->stride * view->shape[0] <= INT_MAX &&
+           layout->channels <= INT_MAX;
+}
+
+/* Describes the pixels of a buffer. Images of equal imageSize may be processed as flat
+ * buffers, padding included; what lies between an array's rows is not ours to write, so
+ * a source with padding gets another one. */
+static void describe(ZylImage *header, const Py_buffer *view, const Layout *layout, int32_t width,
+                     uint32_t depth, int source) {
+    const int padded = layout->stride != layout->rowBytes;
+    const int32_t channels = (int32_t)layout->channels;
+    memset(header, 0, sizeof *header);
+    header->headerSize = sizeof *header;
+    header->nChannels = channels;
+    header->depth = depth;
+    header->dataOrder = ZYL_DATA_ORDER_PIXEL;
+    header->origin = ZYL_ORIGIN_TL;
+    header->align = layout->stride == raised(layout->rowBytes, 4) ? ZYL_ALIGN_4 : ZYL_ALIGN_8;
+    header->height = (int32_t)view->shape[0];
+    header->width = width;
+    memcpy(header->colorModel, channels < 3 ? "GRAY" : channels == 3 ? "RGB\0" : "RGBA", 4);
+    memcpy(header->channelSeq, channels < 3 ? "G\0\0\0" : channels == 3 ? "RGB\0" : "RGBA", 4);
+    header->imageData = view->buf;
+    header->widthStep = (int32_t)layout->stride;
+    header->imageSize = padded && source ? 1 : (int32_t)(layout->stride * view->shape[0]);
+}
+
 /* record(array, depth, width, writable, source, natural): the record of an array
  * of (rows, columns) or (rows, columns, channels), whose bytes are bits when depth
- * is ZYL_DEPTH_1U. None when its layout has to be copied first; with `natural`
- * also when rows are not as far apart as zylCreateImageHeader() would put them. */
+ * is ZYL_DEPTH_1U. None when its layout has to be copied first. */
 static PyObject *core_record(PyObject *module, PyObject *const *args, Py_ssize_t count) {
     (void)module;
     if (count != 6) {
@@ -107,36 +139,27 @@ static PyObject *core_record(PyObject *module, PyObject *const *args, Py_ssize_t
     if (PyObject_GetBuffer(args[0], &view, writable ? PyBUF_STRIDED : PyBUF_STRIDED_RO) != 0) {
         return NULL;
     }
-    const Py_ssize_t channels = view.ndim == 3 ? view.shape[2] : 1;
-    Py_ssize_t rowBytes = 0, stride = 0;
-    if (!fits(&view, depth, channels, &rowBytes, &stride)) goto copy;
-    const int align = stride == raised(rowBytes, 4) ? 4 : 8;
-    if (natural && view.shape[0] > 1 && stride != raised(rowBytes, align)) goto copy;
-    if (stride > INT_MAX || stride * view.shape[0] > INT_MAX || channels > INT_MAX) {
+    Layout layout;
+    if (!layout_of(&view, depth, natural, &layout)) {
+        PyBuffer_Release(&view);
+        Py_RETURN_NONE;
+    }
+    if (!countable(&view, &layout)) {
         PyErr_SetString(PyExc_ValueError, "an array of 2 GiB or more is too large for one call: "
                                           "zylqx.open() takes it in tiles");
         PyBuffer_Release(&view);
         return NULL;
     }
-    Record *record = new_record((int32_t)channels, depth, (int32_t)view.shape[0],
-                                (int32_t)(depth == ZYL_DEPTH_1U ? bitWidth : view.shape[1]));
+    Record *record = new_record();
     if (record == NULL) {
         PyBuffer_Release(&view);
         return NULL;
     }
     record->view = view;
-    record->padded = stride != rowBytes;
-    record->header.align = align;
-    record->header.imageData = view.buf;
-    record->header.widthStep = (int32_t)stride;
-    /* Images of equal imageSize may be processed as flat buffers, padding included;
-     * what lies between an array's rows is not ours to write. */
-    record->header.imageSize = record->padded && source ? 1 : (int32_t)(stride * view.shape[0]);
+    record->padded = layout.stride != layout.rowBytes;
+    const long width = depth == ZYL_DEPTH_1U ? bitWidth : (long)view.shape[1];
+    describe(&record->header, &view, &layout, (int32_t)width, depth, source);
     return (PyObject *)record;
-
-copy:
-    PyBuffer_Release(&view);
-    Py_RETURN_NONE;
 }
 
 /* ---- tiles --------------------------------------------------------------------- */
@@ -196,8 +219,12 @@ static PyObject *core_tiled(PyObject *module, PyObject *args) {
                           &tileWidth, &deliver)) {
         return NULL;
     }
-    Record *record = new_record(channels, depth, height, width);
+    Record *record = new_record();
     if (record == NULL) return NULL;
+    const Py_ssize_t shape[2] = {height, width};
+    const Py_buffer none = {.shape = (Py_ssize_t *)shape};
+    const Layout layout = {channels, 0, 0};
+    describe(&record->header, &none, &layout, width, depth, 0);
     record->tiles = (ZylTileInfo){serve_tile, record, NULL, tileWidth, tileHeight};
     record->header.tileInfo = &record->tiles;
     record->header.align = ZYL_ALIGN_8; /* that of the copies that tiles may be */
@@ -217,13 +244,14 @@ static PyObject *record_set_region(PyObject *self, PyObject *args) {
     Py_RETURN_NONE;
 }
 
-static PyObject *record_set_borders(PyObject *self, PyObject *args) {
-    ZylImage *header = &((Record *)self)->header;
+static int parse_borders(ZylImage *header, PyObject *borders) {
     int *modes = header->borderMode, *values = header->borderConst;
-    if (!PyArg_ParseTuple(args, "(iiii)(iiii)", modes, modes + 1, modes + 2, modes + 3, values,
-                          values + 1, values + 2, values + 3)) {
-        return NULL;
-    }
+    return PyArg_ParseTuple(borders, "(iiii)(iiii)", modes, modes + 1, modes + 2, modes + 3, values,
+                            values + 1, values + 2, values + 3);
+}
+
+static PyObject *record_set_borders(PyObject *self, PyObject *args) {
+    if (!parse_borders(&((Record *)self)->header, args)) return NULL;
     Py_RETURN_NONE;
 }
 
@@ -363,6 +391,7 @@ typedef struct {
     const char *name;
     const char *kinds; /* a letter for each argument, see argument() */
     int alone;         /* must not run twice at the same time */
+    int inPlace;       /* the destination may be the source */
     double (*call)(const Argument *arguments);
 } Operation;
 
@@ -558,6 +587,156 @@ static PyObject *core_call(PyObject *module, PyObject *const *args, Py_ssize_t c
     return PyFloat_FromDouble(result);
 }
 
+/* ---- plain calls --------------------------------------------------------------- */
+
+#define MOST_IMAGES 3
+
+/* Arrays of a plain call, the destination last. */
+typedef struct {
+    Py_buffer views[MOST_IMAGES];
+    ZylImage headers[MOST_IMAGES];
+    int count;
+} Arrays;
+
+static void clear_arrays(Arrays *arrays) {
+    for (int i = 0; i < arrays->count; ++i) PyBuffer_Release(&arrays->views[i]);
+}
+
+/* Adds an array; false, without an exception, when it is not of the plain kind. */
+static int add_array(Arrays *arrays, PyObject *array, uint32_t depth, int writable, int natural) {
+    Py_buffer *view = &arrays->views[arrays->count];
+    Layout layout;
+    if (PyObject_GetBuffer(array, view, writable ? PyBUF_STRIDED : PyBUF_STRIDED_RO) != 0) {
+        PyErr_Clear();
+        return 0;
+    }
+    ZylImage *header = &arrays->headers[arrays->count++];
+    if (!layout_of(view, depth, natural, &layout) || !countable(view, &layout)) return 0;
+    describe(header, view, &layout, (int32_t)view->shape[1], depth, !writable);
+    return 1;
+}
+
+static int apart(const ZylImage *a, const ZylImage *b) {
+    const unsigned char *endA = a->imageData + (Py_ssize_t)a->widthStep * a->height;
+    const unsigned char *endB = b->imageData + (Py_ssize_t)b->widthStep * b->height;
+    return endA <= b->imageData || endB <= a->imageData;
+}
+
+/* Whether two images are the same pixels, rows without gaps between them. */
+static int same(const ZylImage *a, const ZylImage *b) {
+    return a->imageData == b->imageData && a->widthStep == b->widthStep && a->height == b->height &&
+           a->width == b->width && a->imageSize == b->imageSize;
+}
+
+/* Finds the header of each image: a source that is the destination shares its one. False
+ * when images overlap otherwise. */
+static int place_images(Arrays *arrays, int inPlace, ZylImage **images) {
+    ZylImage *destination = &arrays->headers[arrays->count - 1];
+    for (int i = 0; i < arrays->count; ++i) {
+        images[i] = &arrays->headers[i];
+        if (images[i] == destination || apart(images[i], destination)) continue;
+        if (!inPlace || !same(images[i], destination)) return 0;
+        images[i] = destination;
+    }
+    return 1;
+}
+
+/* plain(index, depth, natural, borders, sources, destination, values): the usual call, of
+ * arrays that need no copy, have no region and overlap at most in place; whoever calls has compared
+ * types and shapes. False, with nothing done, for arrays that are not like this. */
+static PyObject *core_plain(PyObject *module, PyObject *const *args, Py_ssize_t count) {
+    (void)module;
+    if (count != 7) {
+        PyErr_SetString(PyExc_TypeError, "plain() takes seven arguments");
+        return NULL;
+    }
+    const long index = PyLong_AsLong(args[0]);
+    const uint32_t depth = (uint32_t)PyLong_AsUnsignedLong(args[1]);
+    const int natural = PyObject_IsTrue(args[2]);
+    const Py_ssize_t sources = PyTuple_Size(args[4]);
+    if (PyErr_Occurred()) return NULL;
+    if (index < 0 || index >= (long)(sizeof OPERATIONS / sizeof *OPERATIONS) ||
+        sources >= MOST_IMAGES) {
+        PyErr_SetString(PyExc_IndexError, "no such plain call");
+        return NULL;
+    }
+    const Operation *operation = &OPERATIONS[index];
+
+    Arrays arrays;
+    arrays.count = 0;
+    int plain = 1;
+    for (Py_ssize_t i = 0; plain && i < sources; ++i) {
+        plain = add_array(&arrays, PyTuple_GetItem(args[4], i), depth, 0, natural);
+    }
+    ZylImage *images[MOST_IMAGES];
+    plain = plain && add_array(&arrays, args[5], depth, 1, natural) &&
+            place_images(&arrays, operation->inPlace, images);
+    if (!plain) {
+        clear_arrays(&arrays);
+        Py_RETURN_FALSE;
+    }
+
+    Argument arguments[MOST_ARGUMENTS];
+    Arena arena;
+    arena.viewCount = arena.blockCount = arena.pairCount = 0;
+    arena.kernelCount = 0;
+    int good = args[3] == Py_None || (parse_borders(&arrays.headers[0], args[3]) &&
+                                      parse_borders(&arrays.headers[arrays.count - 1], args[3]));
+    int image = 0;
+    Py_ssize_t value = 0;
+    for (int i = 0; good && operation->kinds[i] != '\0'; ++i) {
+        const char kind = operation->kinds[i];
+        if (kind == 'i') {
+            arguments[i].image = images[image++];
+        } else if (kind == 'p') {
+            arguments[i].pair = NULL;
+        } else if (kind == 'c') {
+            arguments[i].number = arena.kernelCount;
+        } else {
+            PyObject *item = PyTuple_GetItem(args[6], value++);
+            good = item != NULL && argument(&arena, kind, item, &arguments[i]);
+        }
+    }
+    Report report;
+    report.status = ZYL_StsOk;
+    if (good) run(operation, arguments, &report);
+    clear_arena(&arena);
+    clear_arrays(&arrays);
+    if (!good) return NULL;
+    if (report.status != ZYL_StsOk) return raise_report(&report);
+    Py_RETURN_TRUE;
+}
+
+/* translate(dib): (rows, columns, channels, depth, planes, bottom row first, alpha, row
+ * stride, samples) of the image that the library makes of a bitmap. */
+static PyObject *core_translate(PyObject *module, PyObject *dib) {
+    (void)module;
+    Py_buffer view;
+    if (PyObject_GetBuffer(dib, &view, PyBUF_SIMPLE) != 0) return NULL;
+    Report report;
+    report.status = ZYL_StsOk;
+    const Outside outside = listen_to(&report);
+    int32_t shared = 0;
+    ZylImage *image = zylTranslateDIB(view.buf, &shared);
+    stop_listening(&outside);
+
+    PyObject *result = NULL;
+    if (report.status != ZYL_StsOk || image == NULL) {
+        raise_report(&report);
+    } else {
+        const int planes = image->dataOrder == ZYL_DATA_ORDER_PLANE;
+        const Py_ssize_t bytes =
+            (Py_ssize_t)image->widthStep * image->height * (planes ? image->nChannels : 1);
+        result = Py_BuildValue("(iiiiiiiiy#)", (int)image->height, (int)image->width,
+                               (int)image->nChannels, (int)image->depth, planes,
+                               image->origin == ZYL_ORIGIN_BL, (int)image->alphaChannel,
+                               (int)image->widthStep, (const char *)image->imageData, bytes);
+    }
+    if (image != NULL) zylDeallocate(image, ZYL_DEALLOC_HEADER | ZYL_DEALLOC_DATA);
+    PyBuffer_Release(&view);
+    return result;
+}
+
 static PyObject *core_set_error(PyObject *module, PyObject *type) {
     (void)module;
     Py_INCREF(type);
@@ -606,6 +785,9 @@ static PyMethodDef methods[] = {
     {"tiled", core_tiled, METH_VARARGS,
      "tiled(height, width, channels, depth, tile_height, tile_width, deliver)"},
     {"call", (PyCFunction)(void (*)(void))core_call, METH_FASTCALL, "call(index, arguments...)"},
+    {"plain", (PyCFunction)(void (*)(void))core_plain, METH_FASTCALL,
+     "plain(index, depth, natural, borders, sources, destination, values)"},
+    {"translate", core_translate, METH_O, "translate(dib)"},
     {"set_error", core_set_error, METH_O, "set_error(type)"},
     {"names", core_names, METH_NOARGS, "names()"},
     {"context", core_context, METH_NOARGS, "context()"},

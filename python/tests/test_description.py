@@ -28,7 +28,7 @@ def test_every_function_of_the_header_is_there():
     assert len(names) == 97
     wanted = {n for n in names if not NOT_WRAPPED.search(n)}
     assert wanted == set(_core.names())
-    for name in operations.__all__:
+    for name in operations.__all__ + ["translate_dib", "convert_from_dib", "convert_to_dib"]:
         assert callable(getattr(zx, name)) and name in zx.__all__
 
 
@@ -60,7 +60,8 @@ def test_documentation(name):
 
 
 def test_examples_of_the_package():
-    for module in (zx, sys.modules["zylqx._image"], sys.modules["zylqx.picture"]):
+    for module in (zx, sys.modules["zylqx._image"], sys.modules["zylqx.picture"],
+                   sys.modules["zylqx._bitmap"]):
         failed, tried = doctest.testmod(module, extraglobs={"zx": zx, "np": np})
         assert failed == 0
 

@@ -10,6 +10,7 @@ channel, borders. open() takes pictures of any size, which are computed window b
 import importlib
 
 from zylqx import _core
+from zylqx._bitmap import convert_from_dib, convert_to_dib, translate_dib
 from zylqx._error import Error
 from zylqx._image import Image
 from zylqx._save import SaveError
@@ -19,7 +20,8 @@ from zylqx.operations import *
 from zylqx import operations
 
 __version__ = _core.version()
-__all__ = ["Error", "Image", "Kernel", "Picture", "SaveError", "Table", "Twist", "open"] + operations.__all__
+__all__ = ["Error", "Image", "Kernel", "Picture", "SaveError", "Table", "Twist", "convert_from_dib",
+           "convert_to_dib", "open", "translate_dib"] + operations.__all__
 
 
 def __getattr__(name):

@@ -32,7 +32,7 @@ BIT = DEPTHS["1U"]
 BOOL, BYTE = TYPES["1U"], TYPES["8U"]
 
 # The library finds their rows by the header's other fields, not by the row stride.
-BY_FIELDS = {"copy", "set", "exchange", "abs", "rotate"}
+BY_FIELDS = {"copy", "set", "exchange", "abs", "rotate", "convert_from_dib", "convert_to_dib"}
 # The library wants images with equally many channels here, so a channel is copied out.
 SAME_CHANNELS = {"blur", "convolve_sep_2d", "mirror", "real_fft_2d", "ccs_fft_2d", "dct_2d"}
 READ = ("source", "second", "alpha")
@@ -76,7 +76,16 @@ class Operation:
         self.checks = [_check(p, choices) for p in parameters if p["kind"] in VALUES
                        or p["kind"] in ("int32", "uint32", "choice", "flags", "tables")]
         self.plan = [_role(p["kind"]) for p in parameters]
+        self.plain = self._plain_depths()
         self.tile = next((p["kind"] for p in parameters if p["kind"] in ("tile", "point")), None)
+
+    def _plain_depths(self):
+        """The depths of arrays that plain calls take; none where a call is more than that."""
+        special = self.reads == "all" or self.name in (
+            "contrast_stretch", "histo_equalize", "apply_color_twist", "alpha_composite")
+        if special or self.models or self.alpha == "used" or self.result not in ("same", "scaled"):
+            return {}
+        return {t: DEPTH_OF[t] for t, results in self.types.items() if t != BOOL and t in results}
 
     def __repr__(self):
         return f"<operation {self.name}>"
@@ -137,11 +146,11 @@ DESCRIBED = _load()
 class Operand:
     """One array of a call: what of it is worked on, and how the library is told so."""
 
-    __slots__ = ("name", "array", "extra", "depth", "channel", "region", "record", "temporary",
+    __slots__ = ("name", "array", "fresh", "extra", "depth", "channel", "region", "record", "temporary",
                  "channels", "rows", "columns")
 
     def __init__(self, name, image, crops, keeps_channel):
-        self.name, self.record, self.temporary = name, None, None
+        self.name, self.record, self.temporary, self.fresh = name, None, None, False
         self.channel, self.region, self.extra = 0, None, None
         if type(image) is np.ndarray:
             array = image
@@ -195,8 +204,10 @@ class Operand:
     def describe(self, operation, writable, source):
         """Makes the record; `temporary` is then a copy of the array, if one was needed."""
         if self.depth == BIT:
-            self.temporary = _packed(self.array)
-            self.record = _core.record(self.temporary, BIT, self.array.shape[1], True, source, True)
+            natural = operation.by_fields or operation.name == "l_shift_s"  # which may copy
+            self.temporary = _packed(self.array, natural) if not self.fresh or natural else \
+                np.zeros((self.rows, -(-self.columns // 8)), np.uint8)
+            self.record = _core.record(self.temporary, BIT, self.array.shape[1], True, source, natural)
             return
         array = self.array
         if writable and not array.flags.writeable:
@@ -208,11 +219,17 @@ class Operand:
                                        operation.by_fields)
 
     def finish(self):
-        """Brings what was written in a copy to the array."""
+        """Brings what was written in a copy to the array. A fresh one has nothing to keep."""
         if self.temporary is None:
             return
         if self.depth == BIT:
-            self.array[...] = _unpacked(self.temporary, self.array.shape[1]).reshape(self.array.shape)
+            pixels = np.unpackbits(self.temporary, axis=1, count=self.array.shape[1]).view(BOOL)
+            if self.array.ndim == 3:
+                pixels = pixels[..., np.newaxis]
+            if self.fresh:
+                self.array = pixels
+            else:
+                self.array[...] = pixels
         else:
             self.array[...] = self.temporary
 
@@ -229,13 +246,10 @@ def _natural_copy(array):
     return copy
 
 
-def _packed(array):
+def _packed(array, natural):
     """Eight bools a byte."""
-    return _natural_copy(np.packbits(array.reshape(array.shape[:2]), axis=1))
-
-
-def _unpacked(packed, columns):
-    return np.unpackbits(packed, axis=1, count=columns).view(np.bool_)
+    packed = np.packbits(array if array.ndim == 2 else array[..., 0], axis=1)
+    return packed if packed.flags.c_contiguous and not natural else _natural_copy(packed)
 
 
 def _same_place(a, b):
@@ -401,8 +415,7 @@ def _tables(operation, operand, luts, picture):
     """One table for each channel up to the last one that is worked on."""
     if luts is None:
         if operation.name == "compute_histo":
-            most = {BOOL: 2, BYTE: 256}.get(operand.array.dtype, 65536)
-            luts = _values.Table(np.arange(most + 1))
+            luts = _values.Table.of_values({BOOL: 2, BYTE: 256}.get(operand.array.dtype, 65536))
         else:
             luts = _histogram_tables(picture)
     if isinstance(luts, _values.Table):
@@ -424,7 +437,7 @@ def _histogram_tables(picture):
     """Tables with the counts of a picture's own values."""
     counts = run(DESCRIBED["compute_histo"], (picture,), (None,))
     counts = counts.reshape(-1, counts.shape[-1])
-    tables = tuple(_values.Table(np.arange(counts.shape[1] + 1), row) for row in counts)
+    tables = tuple(_values.Table.of_values(counts.shape[1], row) for row in counts)
     channel = picture.channel if isinstance(picture, Image) and picture.channel else 1
     return tables * channel if len(tables) == 1 else tables
 
@@ -484,6 +497,37 @@ def call(operation, records, destination, alpha_destination, values, tile=None):
     return _core.call(operation.index, *arguments)
 
 
+def _plain(operation, images, values, border, out):
+    """The usual call: arrays of one kind without anything else. None when it is not that; the
+    arguments are then looked at one by one."""
+    first = images[0]
+    if type(first) is not np.ndarray:
+        return None
+    dtype, shape = first.dtype, first.shape
+    depth = operation.plain.get(dtype)
+    if depth is None or len(shape) < 2:
+        return None
+    if len(images) == 2:
+        second = images[1]
+        if type(second) is not np.ndarray or second.dtype != dtype or second.shape != shape:
+            return None
+    if operation.layouts is not None:
+        channels = shape[2] if len(shape) == 3 else 1
+        if channels not in operation.layouts.get(channels, ()):
+            return None
+    if operation.result == "scaled":
+        shape = result_size(operation, *shape[:2], values) + shape[2:]
+    if out is None:
+        out = np.empty(shape, dtype)
+    elif type(out) is not np.ndarray or out.dtype != dtype or out.shape != shape:
+        return None
+    if border is not None:
+        border = _values.borders(border)
+    values = tuple([v if isinstance(v, (int, float)) else packed(v) for v in values])
+    done = _core.plain(operation.index, depth, operation.by_fields, border, tuple(images), out, values)
+    return out if done else None
+
+
 lazy = []  # the type of pictures of any size, and what makes a step of a call; set by picture.py
 
 
@@ -492,11 +536,15 @@ def run(operation, images, values, dtype=None, border=None, alpha_image_dst=None
     for image in images:
         if type(image) is lazy[0]:
             return lazy[1](operation, images, values, dtype, border, alpha_image_dst, out)
-    if operation.name == "rotate":
+    if operation.name == "rotate" and None in values:
         values = _defaults(operation, Operand("src_image", images[0], False, True), list(values))
     elif operation.name == "bitonal_to_gray" and values[1] is None:
         values = values[0], largest(result_type(operation, BOOL, dtype if out is None else _array(out).dtype))
     values = checked(operation, values)
+    if operation.plain and dtype is None:
+        result = _plain(operation, images, values, border, out)
+        if result is not None:
+            return result
 
     sources = [None if image is None else Operand(name, image, operation.crops, operation.channel)
                for name, image in zip(operation.image_names, images)]
@@ -538,6 +586,7 @@ def run(operation, images, values, dtype=None, border=None, alpha_image_dst=None
             raise ValueError(f"{first.name}: a bool result has one channel, not {channels}; "
                              "Image(channel=) chooses one")
         destination = Operand("out", _new_result(operation, first, shape, wanted), True, True)
+        destination.fresh = True
     else:
         destination = Operand("out", out, operation.crops, operation.channel)
         _check_out(operation, destination, first, shape, wanted)

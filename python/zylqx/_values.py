@@ -1,4 +1,5 @@
 """Arguments that are no arrays: kernels, tables, twists and numbers."""
+import functools
 import operator
 
 import numpy as np
@@ -67,6 +68,11 @@ class Twist:
         return self.data, self.scale
 
 
+@functools.cache
+def _numbers_to(count):
+    return np.arange(count + 1, dtype=np.int32)
+
+
 class Table:
     """A function of a sample given by intervals: key[i] <= sample < key[i + 1] is interval i.
 
@@ -84,6 +90,17 @@ class Table:
         self.interpolate = int(bool(interpolate)) if interpolate is not None else int(factor is not None)
         if self.interpolate and factor is None:
             raise ValueError("factor: slopes are needed to interpolate")
+
+    @classmethod
+    def of_values(cls, count, value=None):
+        """A table with an interval for each of the values 0 to count - 1."""
+        table = cls.__new__(cls)
+        table.key = _numbers_to(count)
+        table.value = np.zeros(count + 1, np.int32)
+        if value is not None:
+            table.value[:count] = value
+        table.factor, table.interpolate = None, 0
+        return table
 
     def _one_each(self, values, name):
         table = np.zeros(self.key.size, np.int32)
@@ -108,7 +125,11 @@ class Table:
         return self.key, self.value, self.factor, self.interpolate
 
     def copy(self):
-        return Table(self.key, self.value, self.factor, self.interpolate)
+        """Another table; what a call writes into one does not change the other."""
+        table = Table.__new__(Table)
+        table.key, table.value, table.factor = self.key, self.value.copy(), self.factor
+        table.interpolate = self.interpolate
+        return table
 
 
 def kernel(value, name):
