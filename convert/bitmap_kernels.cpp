@@ -1,3 +1,6 @@
+// Pixels of bitmaps and of images to and from working pixels, four bytes each. Fields
+// are masked and shifted; nothing is computed but the nearest colour, whose squared
+// distance is at most 3 * 255^2.
 #include "convert/kernels.h"
 #include "core/pack.h"
 

@@ -1,3 +1,13 @@
+// Colour models, the colour twist and bit reduction, on three arrays of samples that
+// hold the channels of a part of a row.
+//
+// 8-bit models compute in whole numbers, with quotients by constants as products and
+// shifts of the documented factors; deeper ones in double precision, truncated.
+// Quotients of two small whole numbers are taken in single precision: the true one
+// keeps far enough from the next whole number for the rounding not to reach it. The
+// twist of bytes is summed in 32 bits, in two parts where one would not hold it, that
+// of 16-bit samples in double precision, where 16 times 32 bits are exact. Choices are
+// masks, so that the loops have no branches.
 #include "convert/channels.h"
 
 namespace zylqx::ZYLQX_LEVEL {

@@ -1,3 +1,6 @@
+// Samples from one depth to another: cut to the low bits or scaled by a shift toward
+// zero, with half of the range added or taken away where the sign changes. All values
+// fit in 32 bits. Bits are packed from and unpacked to 32 bytes at a time.
 #include "convert/kernels.h"
 #include "core/pack.h"
 

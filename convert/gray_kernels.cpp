@@ -1,3 +1,10 @@
+// Colour to gray by weighted sums, and gray to colour by factors.
+//
+// Weights add up to 255 for 8- and 16-bit samples, so that sums are below 2^16 and
+// 2^24; 32-bit samples lose 11 bits before weights that add up to 512, so that sums
+// stay below 2^31. Where pairs of products are summed by one instruction, which takes
+// signed bytes, 128 is taken from every sample and 128 * 255 given back. Gray becomes
+// colour by whole weights and a shift, 32-bit samples by fractions in double precision.
 #include "convert/channels.h"
 #include "core/vectors.h"
 

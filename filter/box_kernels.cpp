@@ -1,3 +1,12 @@
+// Sums of boxes of samples, and means of them.
+//
+// Sums slide: a column takes in the row that enters and gives up the one that
+// leaves, a box likewise with columns, so that a row costs the same for any box.
+// Differences of unsigned sums may wrap and come back, since the sums themselves
+// fit: the caller takes 32 bits when area * largest sample is below 2^31, else 64;
+// columns of up to 128 bytes have 16. Along a row, a vector's boxes are the running sum
+// of its changes. A mean is the product of a sum and a factor, truncated, in double
+// precision; blur.cpp says when single precision gives the same.
 #include "filter/kernels.h"
 #include "filter/vectors.h"
 

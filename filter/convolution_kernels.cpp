@@ -1,3 +1,12 @@
+// Sums of samples times coefficients, and what becomes of the sums.
+//
+// Sums are taken modulo 2^16 or 2^32: whatever wraps on the way, the total is exact
+// when it fits, and the caller knows from the coefficients and the samples' range
+// which width holds it. Samples with equal coefficients are added first and
+// multiplied once. Narrow samples are not widened: a lane of sums starts as several
+// samples taken as one number, and what the upper ones have added to it is taken
+// away at the end, modulo 2^n again. Results of 32 bits have sums in double precision, as
+// the interface promises: whole numbers up to 2^53, added in the order of the taps.
 #include "filter/kernels.h"
 #include "filter/vectors.h"
 

@@ -1,3 +1,13 @@
+// Maxima, minima and medians: nothing but comparisons, so that results are samples
+// as they came. Bits are words of which extremes are "or" and "and".
+//
+// Medians come in three ways. Few values are compared, lane by lane, in a network
+// that keeps only as many as may still be the median: of n / 2 + 2 values neither
+// the largest nor the smallest can be it, so both make room for one that waits.
+// 8-bit samples of larger boxes are counted in histograms of columns, of blocks of
+// 16 values and of single ones, which follow the box. Others are sorted once, and
+// the box is a set of places in that order, one bit each; its median is found by
+// counting bits from where the one before was.
 #include "filter/kernels.h"
 #include "filter/vectors.h"
 

@@ -1,6 +1,9 @@
-#include "geometry/kernels.h"
+// Samples and bits that change places: gathered by an index, turned round, transposed.
+// Nothing is computed. A last vector that would reach past the end of a row overlaps
+// the one before it.
 #include "core/pack.h"
 #include "core/vectors.h"
+#include "geometry/kernels.h"
 
 namespace zylqx::ZYLQX_LEVEL {
 

@@ -1,7 +1,16 @@
+// Interpolation along rows and columns, for zoom and decimation.
+//
+// Zoom computes in floating point, in the width and the order of operations that the
+// interface promises, and truncates with the tolerance of positions.h. Decimation
+// computes in whole numbers: linear weights add up to 256, cubic ones to 6 * 256,
+// and the bounds of the intermediate values stand beside their types. Instructions
+// that multiply pairs want signed factors, so samples are shifted by half of their
+// range and the sums set right. Divisions by 6 and 36 are products, exact over the
+// range that the sums have.
 #include "core/kernel.h"
+#include "core/vectors.h"
 #include "geometry/kernels.h"
 #include "geometry/rounding.h"
-#include "core/vectors.h"
 
 namespace zylqx::ZYLQX_LEVEL {
 

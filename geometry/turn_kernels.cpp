@@ -1,3 +1,10 @@
+// Rotation: for each pixel of a row a position in the source, and the sample there by
+// nearest neighbour, or interpolated from 2 x 2 or 4 x 4 samples.
+//
+// Positions and weights are in double precision, in the order of operations that the
+// interface promises; they are inside the source, so that truncation rounds down.
+// Samples are fetched one by one, packed into words, and become doubles by the bits of
+// 2^52, which is exact for all depths here.
 #include "core/bits.h"
 #include "core/kernel.h"
 #include "geometry/kernels.h"

@@ -1,3 +1,12 @@
+// Scaled products [x * y] = floor(x * y / M), M being the depth's maximum, and what
+// compositing makes of them.
+//
+// With p = x * y and M = 2^n - 1, floor(p / M) = (p + (p >> n) + 1) >> n for all
+// p up to M^2. 16-bit samples take it as it stands, with the carry between the halves
+// of p found by a comparison; bytes take a product of 16 bits with a factor rounded
+// up, which gives the same for all pairs of bytes. Divided results are computed in
+// single precision for bytes and in double precision for words, and rounded to nearest
+// even by adding a number that leaves no room for a fraction.
 #include "core/vectors.h"
 #include "stats/kernels.h"
 

@@ -1,3 +1,10 @@
+// Cosine transforms of lines, a vector of lines at once.
+//
+// Powers of two halve the line, in single precision: sums and differences of mirrored
+// samples give the even and the odd terms, each by a transform of half the length,
+// with secants as factors. All other lengths are summed up directly, over folded
+// samples and in double precision. The 8 x 8 case keeps its block in registers. Every
+// sum has one order, so that all levels give the same bits.
 #include "transform/kernels.h"
 #include "transform/lanes.h"
 #include "transform/samples.h"

@@ -1,3 +1,12 @@
+// Fourier transforms of lines whose length is a power of two, in single precision or
+// in fixed point, and the ways from samples to panels of lines and back.
+//
+// A real line of n samples is a complex one of n / 2, whose terms are split
+// afterwards; complex lines go through radix-4 passes in place. Transforms with the
+// positive exponent are those with the negative one between two conjugations.
+// Lengths without a table of roots are summed up directly, floats in double precision.
+// Fixed point multiplies by roots in Q14 and wraps at 32 bits, as unsigned
+// numbers. Every sum has one order, so that all levels give the same bits.
 #include "transform/kernels.h"
 #include "transform/lanes.h"
 #include "transform/samples.h"
