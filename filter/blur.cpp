@@ -73,7 +73,7 @@ bool blurNarrow(const NeighbourPiece &piece, const Box &box, const Passes &passe
     const Scratch<std::uint16_t> scratch(static_cast<std::uint64_t>(count + 2 * PAD));
     if (!rows || !scratch) return false;
     std::uint16_t *columns = scratch.data() + PAD;
-    const BoxKernels &kernels = currentBoxKernels();
+    const BoxKernels &kernels = ZYLQX_KERNELS(boxKernels);
     const float factor = factorOf(box);
     const double area = static_cast<double>(box.rows * box.columns);
     const float half = area * factor < 1 ? -0.5f : 0.5f;
@@ -107,7 +107,7 @@ bool blurPiece(const NeighbourPiece &piece, const Box &box, const Passes &passes
     PieceRows rows(piece, box, passes, box.rows + 1, 1);
     BoxSums sums(rows, piece, box, passes, depth, wide);
     if (!rows || !sums) return false;
-    const BoxKernels &kernels = currentBoxKernels();
+    const BoxKernels &kernels = ZYLQX_KERNELS(boxKernels);
     const auto mean = (wide ? kernels.meanWide : kernels.mean)[checkedDepthIndex(depth)];
     for (int pass = 0; pass < passes.count(); ++pass) {
         rows.select(passes, pass);

@@ -190,7 +190,6 @@ void atLeast(const u32 *boxes, u32 least, u8 *d, std::ptrdiff_t n) {
 
 } // namespace
 
-extern const BoxKernels boxKernels;
 const BoxKernels boxKernels = {
     .addRow = ZYLQX_SAMPLES(addRow, , u32),
     .slideRow = ZYLQX_SAMPLES(slideRow, , u32),

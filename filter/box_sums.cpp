@@ -25,7 +25,7 @@ BoxSums::BoxSums(PieceRows &rows, const NeighbourPiece &piece, const Box &box, c
 }
 
 const void *BoxSums::row(std::int64_t y) {
-    const BoxKernels &kernels = currentBoxKernels();
+    const BoxKernels &kernels = ZYLQX_KERNELS(boxKernels);
     SourceRows &source = rows_.source;
     const std::int64_t top = boxY_ + y;
     if (y == 0) {

@@ -266,7 +266,6 @@ void finishWide(const double *s, s32 *d, std::ptrdiff_t n) {
 
 } // namespace
 
-extern const ConvolutionKernels convolutionKernels;
 const ConvolutionKernels convolutionKernels = {
     .accumulate = {{accumulate<u8, u16>, accumulate<u8, u32>},
                    {accumulate<u8, u16>, accumulate<u8, u32>},

@@ -99,7 +99,7 @@ Combine combineOf(int method) {
 }
 
 void integerStrip(const Convolution &c, std::ptrdiff_t x, void *d, std::ptrdiff_t n, Strip &strip) {
-    const ConvolutionKernels &kernels = currentConvolutionKernels();
+    const ConvolutionKernels &kernels = ZYLQX_KERNELS(convolutionKernels);
     const auto accumulate = kernels.accumulate[static_cast<int>(c.source)][1];
     auto *sums = reinterpret_cast<std::int32_t *>(strip.sums);
     auto *results = reinterpret_cast<std::int32_t *>(strip.results);
@@ -118,7 +118,7 @@ void integerStrip(const Convolution &c, std::ptrdiff_t x, void *d, std::ptrdiff_
 }
 
 void wideStrip(const Convolution &c, std::ptrdiff_t x, void *d, std::ptrdiff_t n, Strip &strip) {
-    const ConvolutionKernels &kernels = currentConvolutionKernels();
+    const ConvolutionKernels &kernels = ZYLQX_KERNELS(convolutionKernels);
     const auto accumulate = kernels.accumulateWide[static_cast<int>(c.source)];
     auto *sums = reinterpret_cast<double *>(strip.sums);
     auto *results = reinterpret_cast<double *>(strip.results);
@@ -140,7 +140,7 @@ void wideStrip(const Convolution &c, std::ptrdiff_t x, void *d, std::ptrdiff_t n
 
 // One kernel, no squares: the narrowest sums that hold its results.
 void singleStrip(const Convolution &c, std::ptrdiff_t x, void *d, std::ptrdiff_t n, Strip &strip) {
-    const ConvolutionKernels &kernels = currentConvolutionKernels();
+    const ConvolutionKernels &kernels = ZYLQX_KERNELS(convolutionKernels);
     const KernelTaps &part = c.parts[0];
     const Sum sum = part.taps.sum();
     kernels.accumulate[static_cast<int>(c.source)][sumWidth(sum)](

@@ -53,7 +53,7 @@ struct Separable {
 
 bool convolvePiece(const NeighbourPiece &piece, const Box &box, const Passes &passes,
                    const Separable &s) {
-    const ConvolutionKernels &kernels = currentConvolutionKernels();
+    const ConvolutionKernels &kernels = ZYLQX_KERNELS(convolutionKernels);
     const auto down = kernels.accumulate[static_cast<int>(s.source)][sumWidth(s.sum)];
     const auto across = kernels.accumulate[static_cast<int>(sampleOf(s.sum))][sumWidth(s.result)];
     const auto finish = kernels.finish[static_cast<int>(s.result)][static_cast<int>(s.destination)];

@@ -28,7 +28,7 @@ struct Tap {
 enum class Combine { Add, AddSquare, Max, Min };
 constexpr int COMBINE_COUNT = 4;
 
-// Numbers that a median of n values keeps at a time; see median.
+// Numbers that a median of n values keeps at a time; see ofSamples.
 constexpr std::ptrdiff_t medianWorkBytes(std::ptrdiff_t n) {
     return (n / 2 + 2) * 64;
 }
@@ -96,7 +96,7 @@ struct BoxKernels {
                     std::ptrdiff_t n);
 };
 
-struct RankKernels {
+struct MaxMinKernels {
     // Extremes: index 0 the larger, 1 the smaller. d may be a or b, as some results
     // may be made twice, but not a part of them that is moved; in bits, or and and
     // of words.
@@ -108,12 +108,14 @@ struct RankKernels {
     // Words of bits: d = s and s moved `bits` to the left, and for three in a row.
     void (*extremeBits)(bool smaller, const std::uint64_t *s, std::ptrdiff_t bits, std::uint64_t *d,
                         std::ptrdiff_t words);
+};
 
+struct MedianKernels {
     // d[i] = the (count / 2 + 1)-th smallest of samples[0][i] ... samples[count - 1][i].
     // `work` has medianWorkBytes(count) bytes, aligned to 64.
     using Median = void (*)(const void *const *samples, std::ptrdiff_t count, void *d, void *work,
                             std::ptrdiff_t n);
-    Median median[SAMPLE_COUNT];
+    Median ofSamples[SAMPLE_COUNT];
 
     // Puts n samples of 1, 2 or 4 bytes in order: places[i] is that of sample i, and
     // `ordered` has the samples as they come. Samples are flipped by `flip` before
@@ -129,29 +131,20 @@ struct RankKernels {
                                     std::ptrdiff_t rows, std::ptrdiff_t step, std::ptrdiff_t count,
                                     const void *ordered, std::uint64_t *set, std::ptrdiff_t words,
                                     void *d, std::ptrdiff_t n);
-    MedianOfPlaces medianOfPlaces[3];
+    MedianOfPlaces ofPlaces[3];
 
     // One row of medians of 8-bit samples from histograms of columns: boxes of
     // `count` columns, of `values` values, `step` columns apart. Samples are
     // flipped by `flip` before they are counted.
-    void (*medianHistogram)(const std::uint16_t *histograms, std::ptrdiff_t step,
-                            std::ptrdiff_t count, std::uint32_t values, std::uint8_t flip,
-                            std::uint8_t *d, std::ptrdiff_t n);
+    void (*ofHistograms)(const std::uint16_t *histograms, std::ptrdiff_t step, std::ptrdiff_t count,
+                         std::uint32_t values, std::uint8_t flip, std::uint8_t *d,
+                         std::ptrdiff_t n);
 };
 
 ZYLQX_DECLARE_KERNELS(ConvolutionKernels, convolutionKernels)
 ZYLQX_DECLARE_KERNELS(BoxKernels, boxKernels)
-ZYLQX_DECLARE_KERNELS(RankKernels, rankKernels)
-
-inline const ConvolutionKernels &currentConvolutionKernels() {
-    return ZYLQX_KERNELS(convolutionKernels);
-}
-inline const BoxKernels &currentBoxKernels() {
-    return ZYLQX_KERNELS(boxKernels);
-}
-inline const RankKernels &currentRankKernels() {
-    return ZYLQX_KERNELS(rankKernels);
-}
+ZYLQX_DECLARE_KERNELS(MaxMinKernels, maxMinKernels)
+ZYLQX_DECLARE_KERNELS(MedianKernels, medianKernels)
 
 constexpr Sample sampleOf(int depthIndex) {
     return static_cast<Sample>(depthIndex);

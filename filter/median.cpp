@@ -1,4 +1,4 @@
-#include "filter/median.h"
+// The middle sample of a box, in order of size.
 
 #include <algorithm>
 #include <cstring>
@@ -8,8 +8,9 @@
 #include "core/memory.h"
 #include "filter/box_sums.h"
 #include "filter/kernels.h"
+#include "filter/rank_filter.h"
 
-namespace zylqx {
+using namespace zylqx;
 
 namespace {
 
@@ -31,7 +32,7 @@ bool medianOfBits(const NeighbourPiece &piece, const Box &box, const Passes &pas
     BoxSums sums(rows, piece, box, passes, ZYL_DEPTH_1U, false);
     if (!rows || !sums) return false;
     const auto least = static_cast<std::uint32_t>((box.rows * box.columns + 1) / 2);
-    const BoxKernels &kernels = currentBoxKernels();
+    const BoxKernels &kernels = ZYLQX_KERNELS(boxKernels);
     for (std::int64_t y = 0; y < piece.height; ++y) {
         kernels.atLeast(static_cast<const std::uint32_t *>(sums.row(y)), least,
                         static_cast<std::uint8_t *>(rows.destination.row(piece.dstY + y)),
@@ -52,7 +53,7 @@ void placeBox(const void **samples, SourceRows &rows, std::int64_t y, const Box 
 
 bool medianByComparing(const NeighbourPiece &piece, const Box &box, const Passes &passes) {
     const std::uint32_t depth = piece.destination.depth;
-    const auto median = currentRankKernels().median[checkedDepthIndex(depth)];
+    const auto median = ZYLQX_KERNELS(medianKernels).ofSamples[checkedDepthIndex(depth)];
     const std::ptrdiff_t count = static_cast<std::ptrdiff_t>(box.rows * box.columns);
     PieceRows rows(piece, box, passes, box.rows, 1);
     const Scratch<const void *> samples(static_cast<std::uint64_t>(count));
@@ -85,7 +86,7 @@ void count(std::uint16_t *histograms, const void *row, std::int64_t columns, std
 }
 
 bool medianStrip(const NeighbourPiece &piece, const Box &box, const Passes &passes) {
-    const auto median = currentRankKernels().medianHistogram;
+    const auto median = ZYLQX_KERNELS(medianKernels).ofHistograms;
     const std::uint8_t flip = piece.destination.depth == ZYL_DEPTH_8S ? 0x80 : 0;
     const auto values = static_cast<std::uint32_t>(box.rows * box.columns);
     PieceRows rows(piece, box, passes, box.rows + 1, 1);
@@ -153,7 +154,7 @@ class OrderedBlock {
     // them, and writes their medians.
     void run(PieceRows &rows, std::int64_t x, std::int64_t columns, std::int64_t y,
              std::int64_t count, std::int64_t dstY) {
-        const RankKernels &kernels = currentRankKernels();
+        const MedianKernels &kernels = ZYLQX_KERNELS(medianKernels);
         const std::int64_t width = columns + (box_.columns - 1) * step_;
         const std::int64_t height = count + box_.rows - 1;
         for (std::int64_t r = 0; r < height; ++r) {
@@ -165,9 +166,9 @@ class OrderedBlock {
                                     ordered_.data());
         for (std::int64_t r = 0; r < count; ++r) {
             auto *d = static_cast<unsigned char *>(rows.destination.row(dstY + r));
-            kernels.medianOfPlaces[size_](places_.data() + r, height, box_.rows, step_,
-                                          box_.columns, ordered_.data(), set_.data(), setWords(n),
-                                          d + x * bytes_, columns);
+            kernels.ofPlaces[size_](places_.data() + r, height, box_.rows, step_, box_.columns,
+                                    ordered_.data(), set_.data(), setWords(n), d + x * bytes_,
+                                    columns);
         }
     }
 
@@ -220,8 +221,8 @@ bool atMost(const Box &box, std::int64_t samples) {
     return box.rows <= samples && box.columns <= samples && box.rows * box.columns <= samples;
 }
 
-} // namespace
-
+// Computes a piece; false when there is no memory. Of an even number of samples
+// the larger middle one; of bits, 1 when at least half of them are.
 bool medianPiece(const NeighbourPiece &piece, const Box &box, const Passes &passes) {
     const std::uint32_t depth = piece.destination.depth;
     if (depth == ZYL_DEPTH_1U) return medianOfBits(piece, box, passes);
@@ -230,4 +231,10 @@ bool medianPiece(const NeighbourPiece &piece, const Box &box, const Passes &pass
     return medianByOrder(piece, box, passes);
 }
 
-} // namespace zylqx
+} // namespace
+
+void zylMedianFilter(ZylImage *srcImage, ZylImage *dstImage, std::int32_t nRows, std::int32_t nCols,
+                     std::int32_t anchorX, std::int32_t anchorY, const ZylTileMapping *mapping) {
+    rankFilter(Call("zylMedianFilter", "zylnlf"),
+               {srcImage, dstImage, nRows, nCols, anchorX, anchorY, mapping}, medianPiece);
+}

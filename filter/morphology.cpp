@@ -4,7 +4,7 @@
 
 #include "core/image.h"
 #include "core/walk_neighbourhoods.h"
-#include "filter/extreme.h"
+#include "filter/max_min.h"
 
 using namespace zylqx;
 

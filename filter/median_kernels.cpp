@@ -1,96 +1,19 @@
-// Maxima, minima and medians: nothing but comparisons, so that results are samples
-// as they came. Bits are words of which extremes are "or" and "and".
+// Medians, in three ways: nothing but comparisons and counting, so that results are
+// samples as they came.
 //
-// Medians come in three ways. Few values are compared, lane by lane, in a network
-// that keeps only as many as may still be the median: of n / 2 + 2 values neither
-// the largest nor the smallest can be it, so both make room for one that waits.
-// 8-bit samples of larger boxes are counted in histograms of columns, of blocks of
-// 16 values and of single ones, which follow the box. Others are sorted once, and
-// the box is a set of places in that order, one bit each; its median is found by
-// counting bits from where the one before was.
+// Few values are compared, lane by lane, in a network that keeps only as many as may
+// still be the median: of n / 2 + 2 values neither the largest nor the smallest can be
+// it, so both make room for one that waits. 8-bit samples of larger boxes are counted
+// in histograms of columns, of blocks of 16 values and of single ones, which follow
+// the box; a bin holds fewer than 2^16. Others are sorted once, and the box is a set
+// of places in that order, one bit each; its median is found by counting bits from
+// where the one before was.
 #include "filter/kernels.h"
 #include "filter/vectors.h"
 
 namespace zylqx::ZYLQX_LEVEL {
 
 namespace {
-
-struct OrOf {
-    template <class T>
-    static T of(T a, T b) {
-        return a | b;
-    }
-};
-struct AndOf {
-    template <class T>
-    static T of(T a, T b) {
-        return a & b;
-    }
-};
-
-// out[i] = f(i) for a vector of results at a time: the last one overlaps the one
-// before it, so results must not depend on those that are there already. What is
-// too short for a vector goes sample by sample.
-template <class T, class F>
-inline void extremeRow(T *out, std::ptrdiff_t n, F f) {
-    if (n < LANES<T>) {
-        for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = f(T(), i);
-        return;
-    }
-    for (std::ptrdiff_t i = 0; i < n - LANES<T>; i += LANES<T>) store(out + i, f(Vector<T>(), i));
-    store(out + n - LANES<T>, f(Vector<T>(), n - LANES<T>));
-}
-
-template <class T, class F>
-void extreme2(const void *a, const void *b, void *d, std::ptrdiff_t n) {
-    const T *first = static_cast<const T *>(a);
-    const T *second = static_cast<const T *>(b);
-    extremeRow(static_cast<T *>(d), n, [=](auto like, std::ptrdiff_t i) {
-        using V = decltype(like);
-        return F::of(load<V>(first + i), load<V>(second + i));
-    });
-}
-
-template <class T, class F>
-void extreme3(const void *a, const void *b, const void *c, void *d, std::ptrdiff_t n) {
-    const T *first = static_cast<const T *>(a);
-    const T *second = static_cast<const T *>(b);
-    const T *third = static_cast<const T *>(c);
-    extremeRow(static_cast<T *>(d), n, [=](auto like, std::ptrdiff_t i) {
-        using V = decltype(like);
-        return F::of(F::of(load<V>(first + i), load<V>(second + i)), load<V>(third + i));
-    });
-}
-
-// The bits that enter the last word are unspecified, as are those after the row.
-template <class F>
-void shiftedBits(const u64 *s, std::ptrdiff_t bits, u64 *d, std::ptrdiff_t words) {
-    const std::ptrdiff_t skip = bits / 64;
-    const int shift = static_cast<int>(bits % 64);
-    std::ptrdiff_t i = 0;
-    if (shift == 0) {
-        for (; i + skip < words; ++i) d[i] = F::of(s[i], s[i + skip]);
-    } else {
-        ZYLQX_VECTOR_LOOP
-        for (i = 0; i < words - skip - 1; ++i) {
-            d[i] = F::of(s[i], s[i + skip] << shift | s[i + skip + 1] >> (64 - shift));
-        }
-        i = words - skip - 1 > 0 ? words - skip - 1 : 0;
-        if (i + skip < words) {
-            d[i] = F::of(s[i], s[i + skip] << shift);
-            ++i;
-        }
-    }
-    for (; i < words; ++i) d[i] = s[i];
-}
-
-void extremeBits(bool isSmaller, const u64 *s, std::ptrdiff_t bits, u64 *d, std::ptrdiff_t words) {
-    if (isSmaller) {
-        shiftedBits<AndOf>(s, bits, d, words);
-    } else {
-        shiftedBits<OrOf>(s, bits, d, words);
-    }
-}
 
 template <class V>
 inline __attribute__((always_inline)) void order(V &low, V &high) {
@@ -387,20 +310,13 @@ void medianHistogram(const u16 *histograms, std::ptrdiff_t step, std::ptrdiff_t 
     }
 }
 
-#define ZYLQX_EXTREMES(name, bits, F)                                                              \
-    { name<u64, bits>, name<u8, F>, name<s8, F>, name<u16, F>, name<s16, F>, name<s32, F> }
-
 } // namespace
 
-extern const RankKernels rankKernels;
-const RankKernels rankKernels = {
-    .extreme2 = {ZYLQX_EXTREMES(extreme2, OrOf, MaxOf), ZYLQX_EXTREMES(extreme2, AndOf, MinOf)},
-    .extreme3 = {ZYLQX_EXTREMES(extreme3, OrOf, MaxOf), ZYLQX_EXTREMES(extreme3, AndOf, MinOf)},
-    .extremeBits = extremeBits,
-    .median = ZYLQX_SAMPLES(median),
+const MedianKernels medianKernels = {
+    .ofSamples = ZYLQX_SAMPLES(median),
     .orderSamples = {orderSamples<u8>, orderSamples<u16>, orderSamples<u32>},
-    .medianOfPlaces = {medianOfPlaces<u8>, medianOfPlaces<u16>, medianOfPlaces<u32>},
-    .medianHistogram = medianHistogram,
+    .ofPlaces = {medianOfPlaces<u8>, medianOfPlaces<u16>, medianOfPlaces<u32>},
+    .ofHistograms = medianHistogram,
 };
 
 } // namespace zylqx::ZYLQX_LEVEL

@@ -1,6 +1,6 @@
 // The largest or the smallest sample of a box.
-#ifndef ZYLQX_FILTER_EXTREME_H
-#define ZYLQX_FILTER_EXTREME_H
+#ifndef ZYLQX_FILTER_MAX_MIN_H
+#define ZYLQX_FILTER_MAX_MIN_H
 
 #include "core/walk_neighbourhoods.h"
 

@@ -1,4 +1,5 @@
-#include "filter/extreme.h"
+// The largest or smallest sample of a box.
+#include "filter/max_min.h"
 
 #include <algorithm>
 #include <utility>
@@ -6,6 +7,7 @@
 #include "core/image.h"
 #include "core/memory.h"
 #include "filter/kernels.h"
+#include "filter/rank_filter.h"
 
 namespace zylqx {
 
@@ -21,8 +23,10 @@ class ExtremeRows {
           count_(bits_ ? (rows_.samples + 63) / 64 : rows_.samples),
           bytes_(bits_ ? 8 : sampleBytes(piece.source.depth)),
           smallest_(extreme == Extreme::Smallest), stride_((count_ * bytes_ + 63) / 64 * 64),
-          two_(currentRankKernels().extreme2[smallest_][checkedDepthIndex(piece.source.depth)]),
-          three_(currentRankKernels().extreme3[smallest_][checkedDepthIndex(piece.source.depth)]),
+          two_(ZYLQX_KERNELS(maxMinKernels)
+                   .extreme2[smallest_][checkedDepthIndex(piece.source.depth)]),
+          three_(ZYLQX_KERNELS(maxMinKernels)
+                     .extreme3[smallest_][checkedDepthIndex(piece.source.depth)]),
           work_(static_cast<std::uint64_t>(2 * workSize())), reduced_(reducedSize()) {}
 
     explicit operator bool() const { return rows_ && work_ && reduced_; }
@@ -54,8 +58,8 @@ class ExtremeRows {
     const std::ptrdiff_t bytes_;
     const bool smallest_;
     const std::int64_t stride_;
-    const RankKernels::Extreme2 two_;
-    const RankKernels::Extreme3 three_;
+    const MaxMinKernels::Extreme2 two_;
+    const MaxMinKernels::Extreme3 three_;
     Scratch<unsigned char> work_;
     Scratch<unsigned char> reduced_;
 };
@@ -84,7 +88,7 @@ void ExtremeRows::reduce(std::int64_t y, void *d) {
 }
 
 void ExtremeRows::reduceBits(const void *s, void *d) {
-    const auto extreme = currentRankKernels().extremeBits;
+    const auto extreme = ZYLQX_KERNELS(maxMinKernels).extremeBits;
     const auto *from = static_cast<const std::uint64_t *>(s);
     auto *work = reinterpret_cast<std::uint64_t *>(work_.data());
     const std::ptrdiff_t words = workSize() / 8;
@@ -165,3 +169,23 @@ bool extremePiece(const NeighbourPiece &piece, const Box &box, const Passes &pas
 }
 
 } // namespace zylqx
+
+using namespace zylqx;
+
+void zylMaxFilter(ZylImage *srcImage, ZylImage *dstImage, std::int32_t nRows, std::int32_t nCols,
+                  std::int32_t anchorX, std::int32_t anchorY, const ZylTileMapping *mapping) {
+    rankFilter(Call("zylMaxFilter", "zylnlf"),
+               {srcImage, dstImage, nRows, nCols, anchorX, anchorY, mapping},
+               [](const NeighbourPiece &piece, const Box &box, const Passes &passes) {
+                   return extremePiece(piece, box, passes, Extreme::Largest);
+               });
+}
+
+void zylMinFilter(ZylImage *srcImage, ZylImage *dstImage, std::int32_t nRows, std::int32_t nCols,
+                  std::int32_t anchorX, std::int32_t anchorY, const ZylTileMapping *mapping) {
+    rankFilter(Call("zylMinFilter", "zylnlf"),
+               {srcImage, dstImage, nRows, nCols, anchorX, anchorY, mapping},
+               [](const NeighbourPiece &piece, const Box &box, const Passes &passes) {
+                   return extremePiece(piece, box, passes, Extreme::Smallest);
+               });
+}
