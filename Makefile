@@ -12,6 +12,11 @@
 #                   in a fresh environment
 #     make python-bench  compares its speed with other libraries
 #
+#     make i686, make aarch64, make s390x
+#                   builds everything for another platform and runs all tests
+#     make everywhere
+#                   runs the self-test on all platforms and prints one table
+#
 # PRESET chooses another build of CMakePresets.json: make test PRESET=sanitizers
 
 PRESET = release
@@ -20,7 +25,13 @@ TOOL_PACKAGES = python3 libcli11-dev libjpeg-dev libpng-dev libtiff-dev libwebp-
 
 PEER_PACKAGES = libfftw3-dev libleptonica-dev libpixman-1-dev libvips-dev libyuv-dev
 
-.PHONY: demo build test bench lint python python-packages python-bench
+# Compilers for other platforms, and what runs their programs.
+PACKAGES_32-bit = g++-i686-linux-gnu
+PACKAGES_aarch64-linux-gnu = g++-aarch64-linux-gnu qemu-user-static
+PACKAGES_s390x-linux-gnu = g++-s390x-linux-gnu qemu-user-static
+PLATFORMS = 32-bit aarch64-linux-gnu
+
+.PHONY: demo build test bench lint python python-packages python-bench i686 aarch64 s390x everywhere
 demo:
 	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES)
 	cmake --preset $(PRESET) -DZYLQX_TESTS=OFF
@@ -28,12 +39,22 @@ demo:
 	scripts/demo.sh build/$(PRESET)/tools/zyl "$(PICTURE)"
 
 build:
-	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES)
+	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES) $(PACKAGES_$(PRESET))
 	cmake --preset $(PRESET) -DZYLQX_TESTS=ON
 	cmake --build --preset $(PRESET)
 
 test: build
 	ctest --preset $(PRESET)
+
+i686:
+	$(MAKE) test PRESET=32-bit
+aarch64 s390x:
+	$(MAKE) test PRESET=$@-linux-gnu
+
+everywhere:
+	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES) \
+		$(foreach platform,$(PLATFORMS),$(PACKAGES_$(platform)))
+	scripts/everywhere.sh release $(PLATFORMS)
 
 bench:
 	scripts/packages.sh $(BUILD_PACKAGES) libbenchmark-dev $(PEER_PACKAGES)

@@ -7,6 +7,10 @@ include(GNUInstallDirs)
 # contracted, so that every instruction level gives the same bits.
 add_library(zylqx_flags INTERFACE)
 target_compile_options(zylqx_flags INTERFACE -ffp-contract=off -fno-exceptions -fno-rtti)
+# The x87 unit does not round at every step; 32-bit compilers use it unless told.
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86|x86_64|AMD64|i.86)$" AND CMAKE_SIZEOF_VOID_P EQUAL 4)
+  target_compile_options(zylqx_flags INTERFACE -msse2 -mfpmath=sse)
+endif()
 # Clang would warn of every loop that it cannot vectorise; such a loop is slower,
 # not wrong.
 target_compile_options(zylqx_flags INTERFACE $<$<CXX_COMPILER_ID:Clang,AppleClang>:-Wno-pass-failed>)

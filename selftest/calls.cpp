@@ -22,14 +22,16 @@ void binary(Case &c) {
     const Shape shape = c.shape(ALL_DEPTHS);
     ZylImage *a = c.image(shape);
     ZylImage *b = c.image(shape);
-    OPERATION(a, b, c.destination(shape), c.tile());
+    const std::int32_t *tile = c.tile();
+    OPERATION(a, b, c.destination(shape), tile);
 }
 
 template <Unary OPERATION>
 void unary(Case &c) {
     const Shape shape = c.shape(ALL_DEPTHS);
     ZylImage *src = c.image(shape);
-    OPERATION(src, c.destination(shape), c.tile());
+    const std::int32_t *tile = c.tile();
+    OPERATION(src, c.destination(shape), tile);
 }
 
 template <WithInt OPERATION>
@@ -37,7 +39,8 @@ void withInt(Case &c) {
     const Shape shape = c.shape(ALL_DEPTHS);
     ZylImage *src = c.image(shape);
     ZylImage *dst = c.destination(shape);
-    OPERATION(src, dst, c.number(), c.tile());
+    const std::int32_t *tile = c.tile();
+    OPERATION(src, dst, c.number(), tile);
 }
 
 template <WithWord OPERATION>
@@ -45,7 +48,8 @@ void withWord(Case &c) {
     const Shape shape = c.shape(ALL_DEPTHS);
     ZylImage *src = c.image(shape);
     ZylImage *dst = c.destination(shape);
-    OPERATION(src, dst, static_cast<std::uint32_t>(c.number()), c.tile());
+    const std::int32_t *tile = c.tile();
+    OPERATION(src, dst, static_cast<std::uint32_t>(c.number()), tile);
 }
 
 template <WithWord OPERATION>
@@ -53,7 +57,8 @@ void shifted(Case &c) {
     const Shape shape = c.shape(ALL_DEPTHS);
     ZylImage *src = c.image(shape);
     ZylImage *dst = c.destination(shape);
-    OPERATION(src, dst, static_cast<std::uint32_t>(c.mostly(c.in.below(34))), c.tile());
+    const std::int32_t *tile = c.tile();
+    OPERATION(src, dst, static_cast<std::uint32_t>(c.mostly(c.in.below(34))), tile);
 }
 
 void subtract(Case &c) {
@@ -61,7 +66,8 @@ void subtract(Case &c) {
     ZylImage *a = c.image(shape);
     ZylImage *b = c.image(shape);
     ZylImage *dst = c.destination(shape);
-    zylSubtract(a, b, dst, c.in.below(2), c.tile());
+    const std::int32_t *tile = c.tile();
+    zylSubtract(a, b, dst, c.in.below(2), tile);
 }
 
 void subtractS(Case &c) {
@@ -69,12 +75,14 @@ void subtractS(Case &c) {
     ZylImage *src = c.image(shape);
     ZylImage *dst = c.destination(shape);
     const std::int32_t value = c.number();
-    zylSubtractS(src, dst, value, c.in.below(2), c.tile());
+    const std::int32_t *tile = c.tile();
+    zylSubtractS(src, dst, value, c.in.below(2), tile);
 }
 
 void set(Case &c) {
     ZylImage *image = c.image(c.shape(ALL_DEPTHS));
-    zylSet(image, c.number(), c.tile());
+    const std::int32_t *tile = c.tile();
+    zylSet(image, c.number(), tile);
 }
 
 // ---- conversion and colour --------------------------------------------------------
@@ -95,7 +103,8 @@ void convert(Case &c) {
     to.alpha = std::min(to.alpha, to.channels);
     ZylImage *src = c.image(from);
     ZylImage *dst = c.destination(to);
-    zylConvert(src, dst, c.mostly(c.in.below(2)), c.point());
+    const ZylTileMapping *point = c.point();
+    zylConvert(src, dst, c.mostly(c.in.below(2)), point);
 }
 
 void bitonalToGray(Case &c) {
@@ -129,7 +138,8 @@ void colorToGray(Case &c) {
     c.fill(Fill::NotNegative);
     const Shape from = colours(c, U8 | U16 | S32);
     ZylImage *src = c.image(from);
-    zylColorToGray(src, c.destination(gray(c, from, BITS | U8 | U16)), c.tile());
+    const std::int32_t *tile = c.tile();
+    zylColorToGray(src, c.destination(gray(c, from, BITS | U8 | U16)), tile);
 }
 
 void grayToColor(Case &c) {
@@ -163,7 +173,8 @@ void colourModel(Case &c) {
     from.model = FROM;
     if (FIRST != 'R' && !c.in.oneIn(4)) from.sequence = FROM;
     ZylImage *src = c.image(from);
-    OPERATION(src, c.destination(to), c.tile());
+    const std::int32_t *tile = c.tile();
+    OPERATION(src, c.destination(to), tile);
 }
 
 void reduceBits(Case &c) {
@@ -199,7 +210,8 @@ void colorTwist(Case &c) {
     }
     ZylImage *src = c.image(shape);
     ZylImage *dst = c.destination(shape);
-    zylApplyColorTwist(src, dst, twist, c.in.flag() ? 0 : c.number(), c.point());
+    const ZylTileMapping *point = c.point();
+    zylApplyColorTwist(src, dst, twist, c.in.flag() ? 0 : c.number(), point);
     zylDeleteColorTwist(twist);
 }
 
@@ -237,10 +249,11 @@ Shape bitmapShape(Case &c) {
 }
 
 void translateDIB(Case &c) {
-    BitmapBlock bitmap(c.in, c.in.between(1, 90), c.in.between(1, 20));
+    const int height = c.in.between(1, 20);
+    BitmapBlock bitmap(c.in, c.in.between(1, 90), height);
     std::int32_t cloned = -7;
-    ZylImage *image = zylTranslateDIB(c.in.oneIn(40) ? nullptr : bitmap.data(),
-                                      c.in.oneIn(40) ? nullptr : &cloned);
+    std::int32_t *flag = c.in.oneIn(40) ? nullptr : &cloned;
+    ZylImage *image = zylTranslateDIB(c.in.oneIn(40) ? nullptr : bitmap.data(), flag);
     c.sum.addSigned(cloned);
     bitmap.addTo(c.sum);
     if (image == nullptr) return;
@@ -260,8 +273,8 @@ void convertFromDIB(Case &c) {
     ZylImage *image = c.image(bitmapShape(c));
     const int width = image != nullptr ? std::max(image->width, 1) : 9;
     const int height = image != nullptr ? std::max(image->height, 1) : 9;
-    BitmapBlock bitmap(c.in, std::max(1, width - c.in.below(3)),
-                       std::max(1, height - c.in.below(3)));
+    const int rows = std::max(1, height - c.in.below(3));
+    BitmapBlock bitmap(c.in, std::max(1, width - c.in.below(3)), rows);
     zylConvertFromDIB(c.in.oneIn(40) ? nullptr : bitmap.data(), image);
     bitmap.addTo(c.sum);
 }
@@ -403,7 +416,8 @@ void rotate(Case &c) {
                                                : c.in.between(-36100, 36100);
     const std::int32_t x = c.mostly(c.in.between(-10, 80));
     const std::int32_t y = c.mostly(c.in.between(-10, 40));
-    zylRotate(src, dst, angle, x, y, c.mostly(c.in.below(3)), c.tile());
+    const std::int32_t *tile = c.tile();
+    zylRotate(src, dst, angle, x, y, c.mostly(c.in.below(3)), tile);
 }
 
 void mirror(Case &c) {
@@ -503,7 +517,8 @@ void computeHisto(Case &c) {
     const Shape shape = c.shape(c.in.oneIn(16) ? ALL_DEPTHS : BITS | U8 | U16);
     ZylImage *image = c.image(shape);
     const Luts luts(c, shape.depth, true);
-    zylComputeHisto(image, c.in.oneIn(40) ? nullptr : luts.pointers(), c.tile());
+    const std::int32_t *tile = c.tile();
+    zylComputeHisto(image, c.in.oneIn(40) ? nullptr : luts.pointers(), tile);
     luts.addTo(c.sum);
 }
 
@@ -515,7 +530,8 @@ void mapped(Case &c) {
     ZylImage *src = c.image(shape);
     ZylImage *dst = c.destination(shape);
     const Luts luts(c, shape.depth, COUNTS);
-    OPERATION(src, dst, c.in.oneIn(40) ? nullptr : luts.pointers(), c.tile());
+    const std::int32_t *tile = c.tile();
+    OPERATION(src, dst, c.in.oneIn(40) ? nullptr : luts.pointers(), tile);
     luts.addTo(c.sum);
 }
 
@@ -523,7 +539,8 @@ void threshold(Case &c) {
     const Shape shape = c.shape(ALL_DEPTHS);
     ZylImage *src = c.image(shape);
     ZylImage *dst = c.destination(shape);
-    zylThreshold(src, dst, c.number(), c.tile());
+    const std::int32_t *tile = c.tile();
+    zylThreshold(src, dst, c.number(), tile);
 }
 
 void norm(Case &c) {
@@ -551,31 +568,38 @@ Shape withAlpha(Case &c, Shape shape, int colours, bool alpha) {
     return shape;
 }
 
+// A factor that suits samples of 8 or 16 bits.
+std::int32_t fraction(Case &c) {
+    const std::int32_t value = c.in.below(300);
+    return c.in.flag() ? 257 * value : value;
+}
+
 void multiplySScale(Case &c) {
     const Shape shape = c.shape(U8 | U16);
     ZylImage *src = c.image(shape);
     ZylImage *dst = c.destination(other(c, shape));
-    zylMultiplySScale(
-        src, dst, static_cast<std::uint32_t>(c.mostly(c.in.below(300) * (1 + 256 * c.in.below(2)))),
-        c.point());
+    const ZylTileMapping *point = c.point();
+    zylMultiplySScale(src, dst, static_cast<std::uint32_t>(c.mostly(fraction(c))), point);
 }
 
 void multiplyScale(Case &c) {
     const Shape shape = c.shape(U8 | U16);
     ZylImage *a = c.image(shape);
     ZylImage *b = c.image(other(c, shape));
-    zylMultiplyScale(a, b, c.destination(shape), c.point());
+    const ZylTileMapping *point = c.point();
+    zylMultiplyScale(a, b, c.destination(shape), point);
 }
 
 std::int32_t alphaValue(Case &c) {
-    return c.in.oneIn(3) ? -1 : c.mostly(c.in.below(300) * (1 + 256 * c.in.below(2)));
+    return c.in.oneIn(3) ? -1 : c.mostly(fraction(c));
 }
 
 void preMultiplyAlpha(Case &c) {
     const Shape shape = c.shape(U8 | U16, 1, 4);
-    const Shape made = withAlpha(c, shape, c.in.between(1, 4), !c.in.oneIn(4));
-    ZylImage *image = c.image(made);
-    zylPreMultiplyAlpha(image, alphaValue(c), c.point());
+    const bool alpha = !c.in.oneIn(4);
+    ZylImage *image = c.image(withAlpha(c, shape, c.in.between(1, 4), alpha));
+    const ZylTileMapping *point = c.point();
+    zylPreMultiplyAlpha(image, alphaValue(c), point);
 }
 
 void alphaComposite(Case &c) {
@@ -583,7 +607,9 @@ void alphaComposite(Case &c) {
     const int colours = c.in.between(1, 4);
     const bool images = c.in.oneIn(3);
     const auto alphaImage = [&](bool given) -> ZylImage * {
-        return given ? c.image(withAlpha(c, shape, c.in.below(4) + 1, c.in.flag())) : nullptr;
+        if (!given) return nullptr;
+        const bool alpha = c.in.flag();
+        return c.image(withAlpha(c, shape, c.in.between(1, 4), alpha));
     };
     ZylImage *alphaA = alphaImage(images);
     ZylImage *alphaB = alphaImage(images && c.in.flag());
@@ -624,10 +650,10 @@ void createImageHeader(Case &c) {
     const int align = usual(c.in.flag() ? ZYL_ALIGN_4 : ZYL_ALIGN_8);
     const int height = usual(c.in.below(30));
     const int width = usual(c.in.below(90));
-    ZylImage *image =
-        zylCreateImageHeader(channels, alpha, shape.depth, c.in.oneIn(24) ? nullptr : shape.model,
-                             c.in.oneIn(24) ? nullptr : shape.sequence, order, origin, align,
-                             height, width, nullptr, nullptr, nullptr);
+    const char *sequence = c.in.oneIn(24) ? nullptr : shape.sequence;
+    const char *model = c.in.oneIn(24) ? nullptr : shape.model;
+    ZylImage *image = zylCreateImageHeader(channels, alpha, shape.depth, model, sequence, order,
+                                           origin, align, height, width, nullptr, nullptr, nullptr);
     c.sum.add(image != nullptr);
     if (image == nullptr) return;
     addHeader(c.sum, *image);

@@ -1,5 +1,6 @@
 // The one source of chance: the same numbers on every system. The standard's
-// distributions differ between libraries and are not used.
+// distributions differ between libraries and are not used. Draw one number in an
+// expression: the order in which arguments and operands are evaluated is open.
 #ifndef ZYLQX_SELFTEST_RANDOM_H
 #define ZYLQX_SELFTEST_RANDOM_H
 
