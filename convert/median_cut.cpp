@@ -6,6 +6,7 @@
 #include "convert/palette.h"
 #include "core/image.h"
 #include "core/memory.h"
+#include "core/words.h"
 
 namespace zylqx {
 
@@ -184,7 +185,7 @@ void countColours(const ZylImage &image, bool redFirst, std::uint32_t *counts) {
     const std::ptrdiff_t bytes = sampleBytes(image.depth);
     const std::ptrdiff_t channelStep = isPlanar(image) ? planeStep(image) : bytes;
     // The upper byte of a 16-bit sample.
-    const std::ptrdiff_t first = bytes - 1;
+    const std::ptrdiff_t first = LOWEST_FIRST ? bytes - 1 : 0;
     const std::ptrdiff_t red = first + (redFirst ? 0 : 2 * channelStep);
     const std::ptrdiff_t green = first + channelStep;
     const std::ptrdiff_t blue = first + (redFirst ? 2 * channelStep : 0);

@@ -7,14 +7,13 @@
 
 namespace zylqx {
 
-// Swaps the bytes of a word on processors whose lowest byte is the last, or whose
-// lowest byte is the first.
+// Whether the first byte of a number is its lowest: then the first of the samples
+// that a number holds is in its low bits, else in its high ones.
+constexpr bool LOWEST_FIRST = __BYTE_ORDER__ != __ORDER_BIG_ENDIAN__;
+
+// A word as it lies in memory with its lowest byte first, or with its highest.
 static inline std::uint64_t lowestFirst(std::uint64_t word) {
-#if __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
-    return __builtin_bswap64(word);
-#else
-    return word;
-#endif
+    return LOWEST_FIRST ? word : __builtin_bswap64(word);
 }
 static inline std::uint64_t highestFirst(std::uint64_t word) {
     return __builtin_bswap64(lowestFirst(word));

@@ -141,8 +141,10 @@ void slideRowNarrow(const void *entering, const void *leaving, void *d, std::ptr
     for (; i + LANES<u8> <= n; i += LANES<u8>) {
         const V a = load<V>(in + i);
         const V b = load<V>(out + i);
-        const V even = (a & 0xFF) - (b & 0xFF);
-        const V odd = (a >> 8) - (b >> 8);
+        const V low = (a & 0xFF) - (b & 0xFF);
+        const V high = (a >> 8) - (b >> 8);
+        const V even = LOWEST_FIRST ? low : high;
+        const V odd = LOWEST_FIRST ? high : low;
         u16 *to = sums + i;
         store(to, load<V>(to) + zipLow<u16>(even, odd));
         to += LANES<u16>;
@@ -170,13 +172,17 @@ void meanNarrow(const u16 *columns, std::ptrdiff_t count, float factor, float ha
             const u16 *from = columns + i + k * LANES<u16>;
             const auto changes =
                 (Signed)(load<Vector<u16>>(from + count - 1) - load<Vector<u16>>(from - 1));
-            const Signed second = changes >> 16;
-            const V change = runningSum((V)(second + (changes << 16 >> 16)));
+            const Signed low = changes << 16 >> 16;
+            const Signed high = changes >> 16;
+            const Signed second = LOWEST_FIRST ? high : low;
+            const V change = runningSum((V)(low + high));
             const V sum = before + change;
             before += lastOf(change, typename IndicesTo<LANES<u32>>::Type());
-            means[k] = meanOf(sum - (V)second) | meanOf(sum) << 16;
+            const V firstMean = meanOf(sum - (V)second);
+            const V secondMean = meanOf(sum);
+            means[k] = LOWEST_FIRST ? firstMean | secondMean << 16 : firstMean << 16 | secondMean;
         }
-        return unzip<u8>((Vector<u8>)means[0], (Vector<u8>)means[1]);
+        return lowerHalves<u8>((Vector<u8>)means[0], (Vector<u8>)means[1]);
     };
     std::ptrdiff_t i = 0;
     for (; i + LANES<u8> <= n; i += LANES<u8>) store(d + i, meansAt(i));

@@ -27,9 +27,9 @@ struct Parts {
 };
 
 // A vector of samples is taken as a vector of sums, which is quicker than to widen
-// the samples side by side. Part p has the samples from place p on, as one number:
-// those above it are taken away when all is summed up. Signed samples are made
-// positive by turning their highest bits.
+// the samples side by side. Part p has the samples from place p on, counted from the
+// lowest bits, as one number: those above it are taken away when all is summed up.
+// Signed samples are made positive by turning their highest bits.
 template <class T, class U>
 inline Parts<T, U> partsAt(const T *s) {
     auto v = load<Vector<U>>(s);
@@ -99,6 +99,13 @@ void sumVectors(const Tap *taps, std::ptrdiff_t count, std::ptrdiff_t x, U *sums
         for (int p = 0; p < P - 1; ++p) total[b][p] -= total[b][p + 1] << BITS<T>;
 #pragma GCC unroll 4
         for (int p = 0; p < P; ++p) total[b][p] -= Vector<U>{} + excess;
+        if constexpr (!LOWEST_FIRST) {
+            for (int p = 0; p < P / 2; ++p) {
+                const Vector<U> part = total[b][p];
+                total[b][p] = total[b][P - 1 - p];
+                total[b][P - 1 - p] = part;
+            }
+        }
         storeParts<U>(total[b], sums + b * LANES<T>);
     }
 }

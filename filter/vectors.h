@@ -4,6 +4,7 @@
 #define ZYLQX_FILTER_VECTORS_H
 
 #include "core/vectors.h"
+#include "core/words.h"
 
 namespace zylqx::ZYLQX_LEVEL {
 
@@ -48,13 +49,13 @@ inline Vector<T> zipHigh(Vector<T> a, Vector<T> b) {
 }
 
 template <class V, int... I>
-inline V evenOf(V a, V b, Indices<I...>) {
-    return __builtin_shufflevector(a, b, (2 * I)...);
+inline V lowOf(V a, V b, Indices<I...>) {
+    return __builtin_shufflevector(a, b, (2 * I + (LOWEST_FIRST ? 0 : 1))...);
 }
-// Every second lane of two vectors, from the first on.
+// The lower halves of lanes twice as wide, of two vectors.
 template <class T>
-inline Vector<T> unzip(Vector<T> a, Vector<T> b) {
-    return evenOf(a, b, typename IndicesTo<LANES<T>>::Type());
+inline Vector<T> lowerHalves(Vector<T> a, Vector<T> b) {
+    return lowOf(a, b, typename IndicesTo<LANES<T>>::Type());
 }
 
 // The lower parts of all lanes of a number of vectors, in one.
@@ -64,13 +65,13 @@ inline Vector<T> narrow(const Vector<U> (&v)[1]) {
 }
 template <class T, class U>
 inline Vector<T> narrow(const Vector<U> (&v)[2]) {
-    return unzip<T>((Vector<T>)v[0], (Vector<T>)v[1]);
+    return lowerHalves<T>((Vector<T>)v[0], (Vector<T>)v[1]);
 }
 template <class T, class U>
 inline Vector<T> narrow(const Vector<U> (&v)[4]) {
-    const auto low = unzip<u16>((Vector<u16>)v[0], (Vector<u16>)v[1]);
-    const auto high = unzip<u16>((Vector<u16>)v[2], (Vector<u16>)v[3]);
-    return unzip<T>((Vector<T>)low, (Vector<T>)high);
+    const auto low = lowerHalves<u16>((Vector<u16>)v[0], (Vector<u16>)v[1]);
+    const auto high = lowerHalves<u16>((Vector<u16>)v[2], (Vector<u16>)v[3]);
+    return lowerHalves<T>((Vector<T>)low, (Vector<T>)high);
 }
 
 // d[i] = f(s + i), for a vector of results at a time: f makes vectors of numbers

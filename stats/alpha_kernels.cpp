@@ -8,6 +8,7 @@
 // single precision for bytes and in double precision for words, and rounded to nearest
 // even by adding a number that leaves no room for a fraction.
 #include "core/vectors.h"
+#include "core/words.h"
 #include "stats/kernels.h"
 
 namespace zylqx::ZYLQX_LEVEL {
@@ -108,7 +109,7 @@ struct Samples<u8> {
     }
 
     static V alphaMask() {
-        return reinterpret_cast<V>(Vector<u32>{} + 0xFF000000u);
+        return reinterpret_cast<V>(Vector<u32>{} + (LOWEST_FIRST ? 0xFF000000u : 0xFFu));
     }
     // Every sample replaced by the alpha of its pixel.
     static V alphaOf(V pixels) {
@@ -118,7 +119,8 @@ struct Samples<u8> {
         return reinterpret_cast<V>(__builtin_ia32_pshufb256(reinterpret_cast<Vector<char>>(pixels),
                                                             reinterpret_cast<Vector<char>>(last)));
 #else
-        Vector<u32> alpha = reinterpret_cast<Vector<u32>>(pixels) >> 24;
+        Vector<u32> alpha = reinterpret_cast<Vector<u32>>(pixels);
+        alpha = LOWEST_FIRST ? alpha >> 24 : alpha & 0xFF;
         alpha |= alpha << 8;
         return reinterpret_cast<V>(alpha | alpha << 16);
 #endif
@@ -139,9 +141,12 @@ struct Samples<u16> {
     }
     static V alphaProduct(V x, V alpha) { return product(x, alpha); }
 
-    static V alphaMask() { return reinterpret_cast<V>(Vector<u64>{} + (0xFFFFull << 48)); }
+    static V alphaMask() {
+        return reinterpret_cast<V>(Vector<u64>{} + (LOWEST_FIRST ? 0xFFFFull << 48 : 0xFFFFull));
+    }
     static V alphaOf(V pixels) {
-        Vector<u64> alpha = reinterpret_cast<Vector<u64>>(pixels) >> 48;
+        Vector<u64> alpha = reinterpret_cast<Vector<u64>>(pixels);
+        alpha = LOWEST_FIRST ? alpha >> 48 : alpha & 0xFFFF;
         alpha |= alpha << 16;
         return reinterpret_cast<V>(alpha | alpha << 32);
     }
