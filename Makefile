@@ -22,6 +22,8 @@
 PRESET = release
 BUILD_PACKAGES = cmake g++ make ninja-build pkg-config googletest
 TOOL_PACKAGES = python3 libcli11-dev libjpeg-dev libpng-dev libtiff-dev libwebp-dev
+# Other readers and writers of pictures.
+TEST_PACKAGES = libtiff-tools netpbm python3-pil webp
 
 PEER_PACKAGES = libfftw3-dev libleptonica-dev libpixman-1-dev libvips-dev libyuv-dev
 
@@ -44,6 +46,7 @@ build:
 	cmake --build --preset $(PRESET)
 
 test: build
+	scripts/packages.sh $(TEST_PACKAGES)
 	ctest --preset $(PRESET)
 
 i686:

@@ -69,10 +69,10 @@ Grid gridOf(const TiffFile &file, const TiffLayout &layout) {
     grid.height = static_cast<int>(height);
     grid.across = (layout.shape.width - 1) / grid.width + 1;
     grid.down = (layout.shape.height - 1) / grid.height + 1;
-    const bool plainBits =
-        layout.bits >= 8 || file.field<std::uint16_t>(TIFFTAG_FILLORDER) == FILLORDER_MSB2LSB;
+    // libtiff turns the bits of files that begin with the lowest.
+    const bool usualBits = file.field<std::uint16_t>(TIFFTAG_FILLORDER) == FILLORDER_MSB2LSB;
     grid.compressed =
-        file.field<std::uint16_t>(TIFFTAG_COMPRESSION) != COMPRESSION_NONE || !plainBits;
+        file.field<std::uint16_t>(TIFFTAG_COMPRESSION) != COMPRESSION_NONE || !usualBits;
     grid.swapped = layout.bits > 8 && TIFFIsByteSwapped(file.get());
     return grid;
 }
