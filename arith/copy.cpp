@@ -222,11 +222,6 @@ void setPixels(const ZylImage &image, const Area &area, std::int32_t value) {
 
 // --- tiles ---
 
-// Between two images of the family the thread's status decides at every step.
-bool statusIsGood() {
-    return zylGetErrStatus() >= 0;
-}
-
 // An image for the channels that an area of `image` has.
 ScratchImage bufferFor(const ZylImage &image, const Area &area) {
     ZylImage format = image;
@@ -238,7 +233,8 @@ Area wholeOf(const ZylImage &buffer) {
 }
 
 // Both areas have the same size, which is not empty. A tiled source's tiles are
-// requested with `readMode`. False when something ended the walk early.
+// requested with `readMode`. False when something ended the walk early. Once the
+// thread's status is negative, tiles are still walked but no samples are moved.
 bool copyAreas(const Call &call, ZylImage &src, const Area &srcArea, ZylImage &dst,
                const Area &dstArea, const std::int32_t *dstTile,
                std::int32_t readMode = ZYL_GET_TILE_TO_READ) {
@@ -246,7 +242,7 @@ bool copyAreas(const Call &call, ZylImage &src, const Area &srcArea, ZylImage &d
         const WalkedImage from = {&src, srcArea, readMode};
         const WalkedImage to = {&dst, dstArea, ZYL_GET_TILE_TO_WRITE};
         return walkTilePairs(call, to, from, dstTile, [](const TilePiece &d, const TilePiece &s) {
-            if (statusIsGood()) copyPixels(*s.image, s.area, *d.image, d.area);
+            if (zylGetErrStatus() >= 0) copyPixels(*s.image, s.area, *d.image, d.area);
             return true;
         });
     }
@@ -256,7 +252,7 @@ bool copyAreas(const Call &call, ZylImage &src, const Area &srcArea, ZylImage &d
         if (!buffer) return false;
         ZylImage &held = buffer.image();
         return copyAreas(call, src, part.of(srcArea), held, wholeOf(held), nullptr, readMode) &&
-               statusIsGood() &&
+               zylGetErrStatus() >= 0 &&
                copyAreas(call, held, wholeOf(held), dst, part.of(dstArea), nullptr);
     });
 }
@@ -267,7 +263,7 @@ void exchangeAreas(const Call &call, ZylImage &imageA, const Area &areaA, ZylIma
         const WalkedImage a = {&imageA, areaA, ZYL_GET_TILE_TO_WRITE};
         const WalkedImage b = {&imageB, areaB, ZYL_GET_TILE_TO_WRITE};
         walkTilePairs(call, b, a, tileB, [](const TilePiece &pieceB, const TilePiece &pieceA) {
-            if (statusIsGood()) {
+            if (zylGetErrStatus() >= 0) {
                 exchangePixels(*pieceA.image, pieceA.area, *pieceB.image, pieceB.area);
             }
             return true;
@@ -285,12 +281,12 @@ void exchangeAreas(const Call &call, ZylImage &imageA, const Area &areaA, ZylIma
         const Area partOfA = part.of(areaA);
         if (!copyAreas(call, imageA, partOfA, held, wholeOf(held), nullptr,
                        ZYL_GET_TILE_TO_WRITE) ||
-            !statusIsGood()) {
+            zylGetErrStatus() < 0) {
             return false;
         }
         bool exchanged = false;
         withTile(call, imageB, part, ZYL_GET_TILE_TO_WRITE, [&](const ZylImage &tile) {
-            if (!statusIsGood()) return;
+            if (zylGetErrStatus() < 0) return;
             exchangePixels(held, wholeOf(held), tile, part.inTile);
             exchanged = true;
         });
@@ -310,7 +306,7 @@ bool badPair(const Call &call, const ZylImage *srcImage, const ZylImage *dstImag
                                   "srcImage->dataOrder != dstImage->dataOrder");
     const bool origin =
         call.fails(srcImage->origin != dstImage->origin, "srcImage->origin != dstImage->origin");
-    return depth || order || origin || !statusIsGood();
+    return depth || order || origin || zylGetErrStatus() < 0;
 }
 
 // The regions of two images, cut to a common size; false when there is nothing

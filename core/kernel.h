@@ -1,4 +1,4 @@
-// What every kernels.cpp starts from. These files are compiled once per
+// What every file of kernels starts from. These files are compiled once per
 // instruction level and emit no weak symbols: templates and helpers live in an
 // unnamed namespace, and nothing but <cstddef> and <cstdint> is included.
 #ifndef ZYLQX_CORE_KERNEL_H

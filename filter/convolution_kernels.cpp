@@ -68,7 +68,7 @@ void sumVectors(const Tap *taps, std::ptrdiff_t count, std::ptrdiff_t x, U *sums
     Vector<U> total[B][P] = {};
     U coefficients = 0;
     for (std::ptrdiff_t k = 0; k < count;) {
-        const std::int32_t coefficient = taps[k].coefficient;
+        const s32 coefficient = taps[k].coefficient;
         Parts<T, U> group[B];
         const T *s = static_cast<const T *>(taps[k].samples) + x;
 #pragma GCC unroll 4

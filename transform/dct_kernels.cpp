@@ -309,20 +309,10 @@ void store8Rows(const float (&rows)[8][8], const Samples &to) {
         }
     }
 }
-constexpr void (*LOAD_8_ROWS[])(const Samples &from,
-                                float (&rows)[8][8]) = {nullptr,
-                                                        load8Rows<std::uint8_t>,
-                                                        load8Rows<std::int8_t>,
-                                                        load8Rows<std::uint16_t>,
-                                                        load8Rows<std::int16_t>,
-                                                        load8Rows<std::int32_t>};
-constexpr void (*STORE_8_ROWS[])(const float (&rows)[8][8],
-                                 const Samples &to) = {nullptr,
-                                                       store8Rows<std::uint8_t>,
-                                                       store8Rows<std::int8_t>,
-                                                       store8Rows<std::uint16_t>,
-                                                       store8Rows<std::int16_t>,
-                                                       store8Rows<std::int32_t>};
+constexpr void (*LOAD_8_ROWS[])(const Samples &from, float (&rows)[8][8]) = {
+    nullptr, load8Rows<u8>, load8Rows<s8>, load8Rows<u16>, load8Rows<s16>, load8Rows<s32>};
+constexpr void (*STORE_8_ROWS[])(const float (&rows)[8][8], const Samples &to) = {
+    nullptr, store8Rows<u8>, store8Rows<s8>, store8Rows<u16>, store8Rows<s16>, store8Rows<s32>};
 
 struct Block8x8 {
     alignas(64) float rows[8][8];

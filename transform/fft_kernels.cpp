@@ -26,28 +26,28 @@ struct FloatMath {
 };
 
 struct FixedMath {
-    using Value = std::int32_t;
-    using Lanes = Vector<std::uint32_t>;
-    static constexpr std::int32_t HALF_ROOT = 11585; // in Q14
+    using Value = s32;
+    using Lanes = Vector<u32>;
+    static constexpr s32 HALF_ROOT = 11585; // in Q14
 
     // v * factor / 2^14 for a factor in Q14: the upper and the lower half of v
     // apart, the lower one without its last bit.
-    static Lanes times(Lanes v, std::int32_t factor) {
-        const auto f = std::uint32_t(factor);
-        const Lanes low = Lanes(Vector<std::int32_t>(((v & 0xFFFF) >> 1) * f) >> 13);
-        const Lanes high = Lanes(Vector<std::int32_t>(v) >> 16);
+    static Lanes times(Lanes v, s32 factor) {
+        const auto f = u32(factor);
+        const Lanes low = Lanes(Vector<s32>(((v & 0xFFFF) >> 1) * f) >> 13);
+        const Lanes high = Lanes(Vector<s32>(v) >> 16);
         return low + high * (f * 4);
     }
 
     // Exactly floor(v * factor / 2^14), as the terms of direct sums are formed.
-    static Lanes timesExactly(Lanes v, std::int32_t factor) {
-        const auto f = std::uint32_t(factor);
-        const Lanes low = Lanes(Vector<std::int32_t>((v & 0xFFFF) * f) >> 14);
-        const Lanes high = Lanes(Vector<std::int32_t>(v) >> 16);
+    static Lanes timesExactly(Lanes v, s32 factor) {
+        const auto f = u32(factor);
+        const Lanes low = Lanes(Vector<s32>((v & 0xFFFF) * f) >> 14);
+        const Lanes high = Lanes(Vector<s32>(v) >> 16);
         return low + high * (f * 4);
     }
 
-    static Lanes half(Lanes v) { return Lanes(Vector<std::int32_t>(v) >> 1); }
+    static Lanes half(Lanes v) { return Lanes(Vector<s32>(v) >> 1); }
 };
 
 template <class Math>
@@ -181,7 +181,7 @@ inline void splitTerm(Complex<FloatMath> z, Complex<FloatMath> y, Root<float> ro
     mirrored = {z.re - tr, ti - z.im};
 }
 
-inline void splitTerm(Complex<FixedMath> z, Complex<FixedMath> y, Root<std::int32_t> root,
+inline void splitTerm(Complex<FixedMath> z, Complex<FixedMath> y, Root<s32> root,
                       Complex<FixedMath> &term, Complex<FixedMath> &mirrored) {
     const Complex<FixedMath> even = {z.re + y.re, z.im - y.im};
     const auto odd = times(Complex<FixedMath>{z.im + y.im, y.re - z.re}, root);
@@ -200,7 +200,7 @@ inline void joinTerm(Complex<FloatMath> x, Complex<FloatMath> y, Root<float> roo
     mirrored = {2.0f * (x.re - tr), 2.0f * (ti - x.im)};
 }
 
-inline void joinTerm(Complex<FixedMath> x, Complex<FixedMath> y, Root<std::int32_t> root,
+inline void joinTerm(Complex<FixedMath> x, Complex<FixedMath> y, Root<s32> root,
                      Complex<FixedMath> &term, Complex<FixedMath> &mirrored) {
     const Complex<FixedMath> even = {x.re + y.re, x.im - y.im};
     // i * (difference) * conj(w), through the conjugate.
@@ -212,7 +212,7 @@ inline void joinTerm(Complex<FixedMath> x, Complex<FixedMath> y, Root<std::int32
 inline Root<float> splitRoot(const FftTables<float> &tables, std::ptrdiff_t k) {
     return tables.split[k - 1];
 }
-inline Root<std::int32_t> splitRoot(const FftTables<std::int32_t> &tables, std::ptrdiff_t k) {
+inline Root<s32> splitRoot(const FftTables<s32> &tables, std::ptrdiff_t k) {
     return tables.roots[k];
 }
 
@@ -418,9 +418,9 @@ struct FixedSums {
     FixedLanes sine = {};
 };
 
-inline FixedSums fixedSums(const std::int32_t *rows, std::ptrdiff_t count, std::ptrdiff_t stride,
-                           const FftTables<std::int32_t> &tables, std::ptrdiff_t firstRow,
-                           std::ptrdiff_t k, int sineSign) {
+inline FixedSums fixedSums(const s32 *rows, std::ptrdiff_t count, std::ptrdiff_t stride,
+                           const FftTables<s32> &tables, std::ptrdiff_t firstRow, std::ptrdiff_t k,
+                           int sineSign) {
     FixedSums sums;
     std::ptrdiff_t at = firstRow * k;
     for (std::ptrdiff_t j = 0; j < count; ++j, at += k) {
@@ -433,24 +433,22 @@ inline FixedSums fixedSums(const std::int32_t *rows, std::ptrdiff_t count, std::
     return sums;
 }
 
-void complexDirectly(std::int32_t *panel, const FftTables<std::int32_t> &tables, int sign,
-                     void *work) {
+void complexDirectly(s32 *panel, const FftTables<s32> &tables, int sign, void *work) {
     const std::ptrdiff_t length = tables.length;
-    auto *copy = static_cast<std::int32_t *>(work);
+    auto *copy = static_cast<s32 *>(work);
     __builtin_memcpy(copy, panel, std::size_t(length) * 2 * LINES * sizeof *copy);
     for (std::ptrdiff_t k = 0; k < length; ++k) {
         for (int lane = 0; lane < LINES; lane += STEP<FixedMath>) {
             const auto re = fixedSums(copy + lane, length, 2 * LINES, tables, 0, k, sign);
             const auto im = fixedSums(copy + lane + LINES, length, 2 * LINES, tables, 0, k, -sign);
-            std::int32_t *row = panel + k * 2 * LINES + lane;
+            s32 *row = panel + k * 2 * LINES + lane;
             store(row, re.cosine + im.sine);
             store(row + LINES, im.cosine + re.sine);
         }
     }
 }
 
-void realDirectly(const std::int32_t *panel, std::int32_t *packed,
-                  const FftTables<std::int32_t> &tables, int sign, void *) {
+void realDirectly(const s32 *panel, s32 *packed, const FftTables<s32> &tables, int sign, void *) {
     const std::ptrdiff_t length = tables.length;
     for (std::ptrdiff_t k = 0; k <= length / 2; ++k) {
         for (int lane = 0; lane < LINES; lane += STEP<FixedMath>) {
@@ -462,13 +460,12 @@ void realDirectly(const std::int32_t *panel, std::int32_t *packed,
     }
 }
 
-void packedDirectly(const std::int32_t *packed, std::int32_t *panel,
-                    const FftTables<std::int32_t> &tables, int sign, void *) {
+void packedDirectly(const s32 *packed, s32 *panel, const FftTables<s32> &tables, int sign, void *) {
     const std::ptrdiff_t length = tables.length;
     const std::ptrdiff_t pairs = (length - 1) / 2;
     for (std::ptrdiff_t j = 0; j < length; ++j) {
         for (int lane = 0; lane < LINES; lane += STEP<FixedMath>) {
-            const std::int32_t *at = packed + lane;
+            const s32 *at = packed + lane;
             const auto re = fixedSums(at + LINES, pairs, 2 * LINES, tables, 1, j, sign);
             const auto im = fixedSums(at + 2 * LINES, pairs, 2 * LINES, tables, 1, j, -sign);
             auto sum = load<FixedLanes>(at) + 2 * (re.cosine + im.sine);
@@ -508,8 +505,8 @@ void packedLines(const typename Math::Value *packed, typename Math::Value *panel
 // ---- Samples and panels
 
 template <class S>
-void storeRows(const S *panel, const std::int32_t *order, std::ptrdiff_t rows,
-               std::ptrdiff_t columns, const FftFinish &finish, const Samples &to) {
+void storeRows(const S *panel, const s32 *order, std::ptrdiff_t rows, std::ptrdiff_t columns,
+               const FftFinish &finish, const Samples &to) {
     alignas(64) S tile[LINES][TILE_COLUMNS];
     for (std::ptrdiff_t x = 0; x < columns; x += TILE_COLUMNS) {
         const std::ptrdiff_t n = smaller(columns - x, TILE_COLUMNS);
@@ -541,8 +538,8 @@ void loadPairs(const Samples &from, std::ptrdiff_t rows, std::ptrdiff_t pairs, S
 }
 
 template <class S>
-void storePairs(const S *panel, const std::int32_t *order, std::ptrdiff_t rows,
-                std::ptrdiff_t pairs, const FftFinish &finish, const Samples &to) {
+void storePairs(const S *panel, const s32 *order, std::ptrdiff_t rows, std::ptrdiff_t pairs,
+                const FftFinish &finish, const Samples &to) {
     alignas(64) S pair[2 * LINES];
     for (std::ptrdiff_t y = 0; y < rows; ++y) {
         const S *row = panel + termRow(order, y) * 2 * LINES;
@@ -592,7 +589,7 @@ void rowsToColumns(const S *packed, std::ptrdiff_t length, std::ptrdiff_t y,
 }
 
 template <class S>
-void columnsToRows(const SpectrumBlock<S> &block, const S *edges, const std::int32_t *order,
+void columnsToRows(const SpectrumBlock<S> &block, const S *edges, const s32 *order,
                    std::ptrdiff_t y, std::ptrdiff_t rows, S *packed, std::ptrdiff_t length) {
     std::ptrdiff_t at[LINES];
     for (int i = 0; i < LINES; ++i) at[i] = smaller(y + i, rows - 1);
@@ -628,6 +625,6 @@ constexpr FftKernels<typename Math::Value> KERNELS = {
 } // namespace
 
 const FftKernels<float> floatFftKernels = KERNELS<FloatMath>;
-const FftKernels<std::int32_t> fixedFftKernels = KERNELS<FixedMath>;
+const FftKernels<s32> fixedFftKernels = KERNELS<FixedMath>;
 
 } // namespace zylqx::ZYLQX_LEVEL

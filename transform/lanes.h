@@ -16,7 +16,7 @@ using namespace wide_vectors;
 // N values of four bytes.
 template <class T, int N>
 inline void transpose(const T *const (&rows)[N], T *to, std::ptrdiff_t stride) {
-    using Quad = typename VectorOf<std::uint32_t, 16>::Type;
+    using Quad = typename VectorOf<u32, 16>::Type;
     for (int i = 0; i < N; i += 4) {
         for (int j = 0; j < N; j += 4) {
             const Quad a = load<Quad>(rows[i] + j);

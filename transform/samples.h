@@ -16,13 +16,13 @@ constexpr int FRACTION_BITS = 6;
 template <class T>
 constexpr bool SIGNED = T(-1) < T(0);
 template <class T>
-constexpr std::int32_t LOWEST = SIGNED<T> ? -(1 << (8 * sizeof(T) - 1)) : 0;
+constexpr s32 LOWEST = SIGNED<T> ? -(1 << (8 * sizeof(T) - 1)) : 0;
 template <class T>
-constexpr std::int32_t HIGHEST = (1 << (8 * sizeof(T) - SIGNED<T>)) - 1;
+constexpr s32 HIGHEST = (1 << (8 * sizeof(T) - SIGNED<T>)) - 1;
 template <>
-constexpr std::int32_t LOWEST<std::int32_t> = -2147483647 - 1;
+constexpr s32 LOWEST<s32> = -2147483647 - 1;
 template <>
-constexpr std::int32_t HIGHEST<std::int32_t> = 2147483647;
+constexpr s32 HIGHEST<s32> = 2147483647;
 
 template <class V>
 constexpr V limited(V v, V low, V high) {
@@ -34,11 +34,11 @@ constexpr V limited(V v, V low, V high) {
 template <class T>
 inline T truncated(float v) {
     if constexpr (sizeof(T) < 4) {
-        return T(std::int32_t(limited(v, float(LOWEST<T>), float(HIGHEST<T>))));
+        return T(s32(limited(v, float(LOWEST<T>), float(HIGHEST<T>))));
     } else {
         constexpr float LIMIT = 2147483648.0f;
         constexpr float BELOW_LIMIT = 2147483520.0f;
-        const auto inside = std::int32_t(limited(v, -LIMIT, BELOW_LIMIT));
+        const auto inside = s32(limited(v, -LIMIT, BELOW_LIMIT));
         return v >= LIMIT ? HIGHEST<T> : inside;
     }
 }
@@ -52,11 +52,11 @@ inline float roundedToEven(float v) {
     return __builtin_copysignf(size < NO_FRACTION ? whole : size, v);
 }
 
-inline float toWorking(std::int32_t sample, float) {
+inline float toWorking(s32 sample, float) {
     return float(sample);
 }
-inline std::int32_t toWorking(std::int32_t sample, std::int32_t) {
-    return std::int32_t(std::uint32_t(sample) << FRACTION_BITS);
+inline s32 toWorking(s32 sample, s32) {
+    return s32(u32(sample) << FRACTION_BITS);
 }
 
 template <class T, class S>
@@ -91,19 +91,18 @@ void storeRow(const float *from, std::ptrdiff_t n, const FftFinish &finish, unsi
 }
 
 template <class T>
-void storeRow(const std::int32_t *from, std::ptrdiff_t n, const FftFinish &finish,
-              unsigned char *to, std::ptrdiff_t step) {
+void storeRow(const s32 *from, std::ptrdiff_t n, const FftFinish &finish, unsigned char *to,
+              std::ptrdiff_t step) {
     const int shift = finish.shift;
-    const auto low = std::int32_t(~std::uint32_t{0} << shift);
-    const auto shifted = [=](std::int32_t v) { return v < 0 && v > low ? 0 : v >> shift; };
+    const auto low = s32(~u32{0} << shift);
+    const auto shifted = [=](s32 v) { return v < 0 && v > low ? 0 : v >> shift; };
     if (finish.scale == 1) {
         storeEach<T>(from, n, to, step,
-                     [=](std::int32_t v) { return T(limited(shifted(v), LOWEST<T>, HIGHEST<T>)); });
+                     [=](s32 v) { return T(limited(shifted(v), LOWEST<T>, HIGHEST<T>)); });
     } else {
         const float scale = finish.scale;
-        storeEach<T>(from, n, to, step, [=](std::int32_t v) {
-            return truncated<T>(roundedToEven(float(shifted(v)) * scale));
-        });
+        storeEach<T>(from, n, to, step,
+                     [=](s32 v) { return truncated<T>(roundedToEven(float(shifted(v)) * scale)); });
     }
 }
 
@@ -116,27 +115,16 @@ inline void storeRounded(const float *from, std::ptrdiff_t n, unsigned char *to,
 // By depth index; there is none for 1-bit samples.
 template <class S>
 constexpr void (*LOAD_ROW[])(const unsigned char *from, std::ptrdiff_t step, std::ptrdiff_t n,
-                             S *to) = {nullptr,
-                                       loadRow<std::uint8_t, S>,
-                                       loadRow<std::int8_t, S>,
-                                       loadRow<std::uint16_t, S>,
-                                       loadRow<std::int16_t, S>,
-                                       loadRow<std::int32_t, S>};
+                             S *to) = {nullptr,         loadRow<u8, S>,  loadRow<s8, S>,
+                                       loadRow<u16, S>, loadRow<s16, S>, loadRow<s32, S>};
 template <class S>
 constexpr void (*STORE_ROW[])(const S *from, std::ptrdiff_t n, const FftFinish &finish,
-                              unsigned char *to, std::ptrdiff_t step) = {nullptr,
-                                                                         storeRow<std::uint8_t>,
-                                                                         storeRow<std::int8_t>,
-                                                                         storeRow<std::uint16_t>,
-                                                                         storeRow<std::int16_t>,
-                                                                         storeRow<std::int32_t>};
+                              unsigned char *to, std::ptrdiff_t step) = {
+    nullptr, storeRow<u8>, storeRow<s8>, storeRow<u16>, storeRow<s16>, storeRow<s32>};
 constexpr void (*STORE_ROUNDED[])(const float *from, std::ptrdiff_t n, unsigned char *to,
-                                  std::ptrdiff_t step) = {nullptr,
-                                                          storeRounded<std::uint8_t>,
-                                                          storeRounded<std::int8_t>,
-                                                          storeRounded<std::uint16_t>,
-                                                          storeRounded<std::int16_t>,
-                                                          storeRounded<std::int32_t>};
+                                  std::ptrdiff_t step) = {nullptr,           storeRounded<u8>,
+                                                          storeRounded<s8>,  storeRounded<u16>,
+                                                          storeRounded<s16>, storeRounded<s32>};
 
 // Columns that pass between rows and lines at once.
 constexpr std::ptrdiff_t TILE_COLUMNS = 256;
