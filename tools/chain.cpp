@@ -103,15 +103,16 @@ std::vector<std::pair<std::string_view, Value>> parseValues(const Operation &ope
 
 } // namespace
 
-Call parseCall(const std::string &words) {
-    std::size_t colon = words.find(':');
+Call parseCall(const std::string &given) {
+    const std::string words = withoutAlias(given);
+    const std::size_t colon = words.find(':');
     const Operation &operation = findOperation(words.substr(0, colon));
     std::vector<std::string> parts;
     if (colon != std::string::npos) parts = split(std::string_view(words).substr(colon + 1), ',');
     try {
-        return {&operation, parseValues(operation, parts), words};
+        return {&operation, parseValues(operation, parts), given};
     } catch (const Misuse &misuse) {
-        throw Misuse(std::string(operation.name) + ": " + misuse.what());
+        throw Misuse(given.substr(0, given.find(':')) + ": " + misuse.what());
     }
 }
 

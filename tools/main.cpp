@@ -80,12 +80,18 @@ Tiling parseTiling(const std::string &option, const std::string &word) {
 }
 
 void list() {
-    for (std::span<const Operation> family : operationFamilies()) {
-        for (const Operation &operation : family)
-            std::cout << std::left << std::setw(20) << operation.name << operation.help << '\n';
+    const auto line = [](std::string_view name, std::string_view help) {
+        std::cout << "  " << std::left << std::setw(20) << name << help << '\n';
+    };
+    for (const Family &family : operationFamilies()) {
+        std::cout << family.title << '\n';
+        for (const Operation &operation : family.operations) line(operation.name, operation.help);
         std::cout << '\n';
     }
-    std::cout << "zyl help OPERATION tells its parameters.\n";
+    std::cout << "Other names\n";
+    for (const Alias &alias : aliases())
+        line(alias.name, std::string(alias.help) + " (" + std::string(alias.words) + ")");
+    std::cout << "\nzyl help OPERATION tells its parameters.\n";
 }
 
 std::string placeholder(const Parameter &p) {
@@ -137,9 +143,10 @@ void sheet(const std::vector<std::string> &words) {
 }
 
 bool isPrinting(const std::string &word) {
-    std::string name = word.substr(0, word.find(':'));
-    for (std::span<const Operation> family : operationFamilies()) {
-        for (const Operation &operation : family)
+    const std::string words = withoutAlias(word);
+    const std::string name = words.substr(0, words.find(':'));
+    for (const Family &family : operationFamilies()) {
+        for (const Operation &operation : family.operations)
             if (operation.name == name) return (operation.traits & prints) != 0;
     }
     return false;

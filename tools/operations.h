@@ -16,12 +16,30 @@ std::span<const Operation> filterOperations();
 std::span<const Operation> geometryOperations();
 std::span<const Operation> statsOperations();
 std::span<const Operation> resizeOperations();
+std::span<const Operation> everydayOperations();
 
 // The operations with what the description of the library says of them filled in.
 std::vector<Operation> completed(std::vector<Operation> operations);
 
-// All families, in the order in which they are listed.
-std::vector<std::span<const Operation>> operationFamilies();
+struct Family {
+    std::string_view title;
+    std::span<const Operation> operations;
+};
+
+// In the order in which they are listed.
+std::vector<Family> operationFamilies();
+
+// Another name of an operation, with some of its values.
+struct Alias {
+    std::string_view name;
+    std::string_view words;
+    std::string_view help;
+};
+
+std::span<const Alias> aliases();
+
+// What an alias stands for, with the values that follow it; else the words.
+std::string withoutAlias(const std::string &words);
 
 // The operation of this name; throws Misuse, with a near name, if there is none.
 const Operation &findOperation(std::string_view name);

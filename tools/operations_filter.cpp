@@ -3,6 +3,7 @@
 
 #include "text.h"
 
+#include <algorithm>
 #include <cctype>
 #include <memory>
 #include <sstream>
@@ -131,8 +132,34 @@ const NamedKernel KERNELS[] = {
     {"sobel-y", "-1 -2 -1/0 0 0/1 2 1", 0},
 };
 
+// The length of the gradient, from both slopes. So that the squares of 16-bit samples
+// fit, slopes are a 16th there, and the length is multiplied afterwards.
+void convolveSobel(Step &s) {
+    const bool wide = s.shape().depth == ZYL_DEPTH_16U;
+    const int shift = wide ? 4 : 0;
+    const auto named = [&](std::string_view name) {
+        const auto *found = std::find_if(std::begin(KERNELS), std::end(KERNELS),
+                                         [&](const NamedKernel &k) { return k.name == name; });
+        return makeKernel(parseMatrix(s, found->matrix, "kernel"), shift);
+    };
+    filter(s, [x = named("sobel-x"), y = named("sobel-y"), shift](ZylImage *from, ZylImage *to) {
+        ZylConvKernel *const kernels[] = {x.get(), y.get()};
+        if (from->alphaChannel) zylCopy(from, to, nullptr);
+        zylConvolve2D(from, to, kernels, 2, ZYL_SUMSQROOT, nullptr);
+        if (!shift) return;
+        for (int channel = 1; channel <= to->nChannels - (to->alphaChannel != 0); ++channel) {
+            ZylROI region = *to->roi;
+            if (region.coi == 0) region.coi = channel;
+            if (to->roi->coi && channel > 1) break;
+            const Region one(to, region);
+            zylMultiplyS(to, to, 1 << shift, nullptr);
+        }
+    });
+}
+
 void convolve(Step &s) {
     const std::string &words = s.text("kernel");
+    if (words == "sobel") return convolveSobel(s);
     std::int64_t shift = s.integer("shift");
     Matrix matrix;
     for (const NamedKernel &named : KERNELS) {
@@ -218,8 +245,8 @@ std::span<const Operation> filterOperations() {
         {"convolve-2d",
          "",
          {text("kernel", required,
-               "sharpen, gauss, laplace, emboss, sobel-x, sobel-y, or rows of coefficients as in "
-               "1 2 1/2 4 2/1 2 1"),
+               "sharpen, gauss, laplace, emboss, sobel (both slopes), sobel-x, sobel-y, or rows of "
+               "coefficients as in 1 2 1/2 4 2/1 2 1"),
           integer("shift", "0", "how many bits the sum is shifted right", 0, 31), border},
          convolve,
          regional,

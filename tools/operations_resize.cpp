@@ -1,53 +1,22 @@
 // Other sizes without aliasing: what the new size cannot show is taken away by a
 // separable convolution before pixels are left out.
 //
-// Along each direction a picture is reduced by n / z * m: by boxes of n pixels, a power of
-// two, where much is to be reduced; by a zoom z that makes the rest a whole number
-// of pixels; by a windowed sinc (Lanczos, 3 lobes) and every m-th pixel. Middles of
-// pixels, not corners, are what corresponds; the library counts from corners, so the
-// kernel is moved by the difference.
+// Each direction is reduced by n / z * m: by boxes of n pixels, a power of two, where
+// much is to go; by a zoom z that makes the rest a whole number of pixels; by a
+// windowed sinc (Lanczos, 3 lobes) and every m-th pixel. Old and new pixels correspond
+// by their middles. The library counts from corners, so the kernel is moved by the
+// difference.
 #include "operations.h"
+
+#include "separable.h"
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
 #include <numbers>
 
 namespace tool {
 
 namespace {
-
-using Kernel = std::shared_ptr<ZylConvKernel>;
-
-struct DeleteKernel {
-    void operator()(ZylConvKernel *kernel) const { zylDeleteConvKernel(kernel); }
-};
-
-// Coefficients whose sum is 2^bits.
-struct Row {
-    std::vector<std::int8_t> values = {1};
-    int anchor = 0;
-    int bits = 0;
-};
-
-Kernel makeKernel(const Row &row, bool across) {
-    const auto n = static_cast<std::int32_t>(row.values.size());
-    Kernel kernel(across ? zylCreateConvKernel(1, n, row.anchor, 0, row.values.data(), row.bits)
-                         : zylCreateConvKernel(n, 1, 0, row.anchor, row.values.data(), row.bits),
-                  DeleteKernel());
-    if (!kernel) throw std::bad_alloc();
-    return kernel;
-}
-
-void convolve(Step &step, const Row &across, const Row &down) {
-    const Kernel x = makeKernel(across, true), y = makeKernel(down, false);
-    step.then(step.shape(), [x, y](Request &request) {
-        ZylImage *source = request.sources[0];
-        const Region reading(source, regionOf(request.place));
-        zylSetBorderMode(source, ZYL_BORDER_REPLICATE, ZYL_SIDE_ALL, 0);
-        zylConvolveSep2D(source, request.window, x.get(), y.get());
-    });
-}
 
 // Every column-th column and row-th row.
 void leaveOut(Step &step, int columns, int rows, int width, int height) {
@@ -64,29 +33,8 @@ double sinc(double x) {
     return std::sin(std::numbers::pi * x) / (std::numbers::pi * x);
 }
 
-// Integers in proportion to the values, their sum 2^bits: the most bits that keep
-// them within `largest`. What rounding leaves goes to the largest one.
-Row scaled(const std::vector<double> &values, int anchor, int mostBits) {
-    double sum = 0;
-    for (const double value : values) sum += value;
-    const auto peak = std::max_element(values.begin(), values.end());
-    Row row;
-    row.anchor = anchor;
-    row.bits = mostBits;
-    while (*peak / sum * (1 << row.bits) > 126) --row.bits;
-    row.values.clear();
-    int rest = 1 << row.bits;
-    for (const double value : values) {
-        row.values.push_back(static_cast<std::int8_t>(std::lround(value / sum * (1 << row.bits))));
-        rest -= row.values.back();
-    }
-    row.values[peak - values.begin()] =
-        static_cast<std::int8_t>(row.values[peak - values.begin()] + rest);
-    return row;
-}
-
 // For every m-th pixel, its middle moved by `shift` pixels.
-Row lanczos(int m, double shift, int mostBits) {
+Coefficients lanczos(int m, double shift, int bits) {
     constexpr int LOBES = 3;
     if (m == 1 && shift == 0) return {};
     const double reach = LOBES * m;
@@ -97,7 +45,7 @@ Row lanczos(int m, double shift, int mostBits) {
         const double x = (k - shift) / m;
         values.push_back(std::abs(x) < LOBES ? sinc(x) * sinc(x / LOBES) : 0);
     }
-    return scaled(values, -first, mostBits);
+    return coefficients(values, -first, bits);
 }
 
 // How one direction is reduced or enlarged from `from` to `to` pixels.
@@ -119,8 +67,8 @@ struct Direction {
 
 constexpr int MOST_BOX = 8;
 
-Row boxRow(int n) {
-    Row row;
+Coefficients box(int n) {
+    Coefficients row;
     row.values.assign(n, 1);
     while (1 << row.bits < n) ++row.bits;
     return row;
@@ -131,7 +79,7 @@ void reduceByBoxes(Step &step, Direction &x, Direction &y) {
     int columns = x.boxes, rows = y.boxes;
     while (columns > 1 || rows > 1) {
         const int m = std::min(columns, MOST_BOX), n = std::min(rows, MOST_BOX);
-        convolve(step, boxRow(m), boxRow(n));
+        convolveSeparably(step, box(m), box(n));
         const Shape &shape = step.shape();
         leaveOut(step, m, n, (shape.width + m - 1) / m, (shape.height + n - 1) / n);
         columns /= m;
@@ -157,13 +105,14 @@ void zoomToSteps(Step &step, const Direction &x, const Direction &y) {
 
 void resizeColors(Step &step, int width, int height) {
     Direction x(step.shape().width, width), y(step.shape().height, height);
-    const int bits = step.shape().depth == ZYL_DEPTH_8U ? 8 : 7; // sums fit 32 bits
+    const int bits = mostBits(step.shape());
     reduceByBoxes(step, x, y);
     zoomToSteps(step, x, y);
     // The library's boxes and zoom begin at the corner of the first pixel.
     const auto shift = [](const Direction &d) { return (d.step() - d.zoom()) / 2; };
-    const Row across = lanczos(x.step(), shift(x), bits), down = lanczos(y.step(), shift(y), bits);
-    if (across.values.size() > 1 || down.values.size() > 1) convolve(step, across, down);
+    const Coefficients across = lanczos(x.step(), shift(x), bits),
+                       down = lanczos(y.step(), shift(y), bits);
+    if (across.values.size() > 1 || down.values.size() > 1) convolveSeparably(step, across, down);
     if (x.step() > 1 || y.step() > 1) leaveOut(step, x.step(), y.step(), width, height);
 }
 

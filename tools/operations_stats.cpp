@@ -1,6 +1,8 @@
 // Histograms, threshold, norms, scaled products and compositing.
 #include "operations.h"
 
+#include "tables.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <iostream>
@@ -13,39 +15,6 @@ namespace {
 
 using Images = std::vector<ZylImage *>;
 
-// One LUT for each channel, with room for `keys` keys.
-class Luts {
-  public:
-    Luts(int channels, int keys) : arrays_(static_cast<std::size_t>(channels)) {
-        for (Arrays &a : arrays_) {
-            a.key.resize(static_cast<std::size_t>(keys));
-            a.value = a.factor = a.key;
-        }
-        connect();
-    }
-    Luts(const Luts &other) : arrays_(other.arrays_) { connect(); }
-    Luts &operator=(const Luts &) = delete;
-
-    ZylLUT *const *pointers() const { return pointers_.data(); }
-    ZylLUT &operator[](int channel) { return arrays_[static_cast<std::size_t>(channel)].lut; }
-
-  private:
-    struct Arrays {
-        std::vector<std::int32_t> key, value, factor;
-        ZylLUT lut;
-    };
-    void connect() {
-        for (Arrays &a : arrays_) {
-            a.lut = {static_cast<std::int32_t>(a.key.size()), a.key.data(), a.value.data(),
-                     a.factor.data(), 0};
-            pointers_.push_back(&a.lut);
-        }
-    }
-
-    std::vector<Arrays> arrays_;
-    std::vector<ZylLUT *> pointers_;
-};
-
 // The number of values of a sample.
 int histogramSize(const Step &step) {
     return 1 << step.shape().depth;
@@ -53,12 +22,12 @@ int histogramSize(const Step &step) {
 
 // A histogram of every channel, in `bins` intervals of equal width. Its counts come
 // with the first pass over the picture.
-std::shared_ptr<Luts> emptyHistogram(const Step &step, int bins) {
+std::shared_ptr<Tables> emptyHistogram(const Step &step, int bins) {
     const int size = histogramSize(step);
     const Rect &region = step.region();
     if (std::int64_t{region.width} * region.height > std::numeric_limits<std::int32_t>::max())
         step.refuse("a histogram counts 2147483647 pixels at most: give a smaller region");
-    auto luts = std::make_shared<Luts>(step.shape().channels, bins + 1);
+    auto luts = std::make_shared<Tables>(step.shape().channels, bins + 1);
     for (int c = 0; c < step.shape().channels; ++c) {
         for (int i = 0; i <= bins; ++i)
             (*luts)[c].key[i] = static_cast<std::int32_t>(std::int64_t{size} * i / bins);
@@ -78,7 +47,7 @@ bool counted(const ZylROI &region, int channel) {
 }
 
 // One block of lines for each channel.
-void printHistogram(Luts &luts, const Shape &shape, const ZylROI &region) {
+void printHistogram(Tables &luts, const Shape &shape, const ZylROI &region) {
     for (int c = 0; c < shape.channels; ++c) {
         if (!counted(region, c)) continue;
         for (int i = 0; i + 1 < luts[c].num; ++i) {
@@ -90,7 +59,7 @@ void printHistogram(Luts &luts, const Shape &shape, const ZylROI &region) {
 }
 
 // A bar for each interval, in the channel's own colour; alpha is not drawn.
-Image drawHistogram(Luts &luts, const Shape &drawn, const ZylROI &region) {
+Image drawHistogram(Tables &luts, const Shape &drawn, const ZylROI &region) {
     std::int32_t highest = 1;
     for (int c = 0; c < drawn.channels; ++c) {
         if (!counted(region, c)) continue;
@@ -167,7 +136,7 @@ void contrastStretch(Step &step) {
         step.refuse("'to' must lie within 0.." + std::to_string(size - 1));
     }
     const Shape shape = step.shape();
-    const auto luts = std::make_shared<Luts>(shape.channels, size);
+    const auto luts = std::make_shared<Tables>(shape.channels, size);
     for (int c = 0; c < shape.channels; ++c) {
         for (int v = 0; v < size; ++v) {
             const std::int64_t distance =
@@ -191,7 +160,7 @@ void histoEqualize(Step &step) {
     };
     step.thenOnRegion(
         [luts](const Images &from, ZylImage *to) {
-            Luts counts = *luts; // which the library replaces by those of the result
+            Tables counts = *luts; // which the library replaces by those of the result
             zylHistoEqualize(from[0], to, counts.pointers(), nullptr);
         },
         {}, plan);
