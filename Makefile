@@ -3,6 +3,8 @@
 #
 #     make demo     builds zyl and runs it on a test chart, or on PICTURE=path
 #     make build    builds everything
+#     make install  installs the library and zyl, with its manual page, under
+#                   PREFIX=/usr/local
 #     make test     builds everything and runs all tests
 #     make bench    builds the benchmarks, with every library to compare with
 #     make lint     runs clang-tidy over the library and the tool
@@ -33,7 +35,7 @@ PACKAGES_aarch64-linux-gnu = g++-aarch64-linux-gnu qemu-user-static
 PACKAGES_s390x-linux-gnu = g++-s390x-linux-gnu qemu-user-static
 PLATFORMS = 32-bit aarch64-linux-gnu
 
-.PHONY: demo build test bench lint python python-packages python-bench i686 aarch64 s390x everywhere
+.PHONY: demo build install test bench lint python python-packages python-bench i686 aarch64 s390x everywhere
 demo:
 	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES)
 	cmake --preset $(PRESET) -DZYLQX_TESTS=OFF
@@ -44,6 +46,15 @@ build:
 	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES) $(PACKAGES_$(PRESET))
 	cmake --preset $(PRESET) -DZYLQX_TESTS=ON
 	cmake --build --preset $(PRESET)
+
+# What is built already is taken as it is.
+PREFIX = /usr/local
+install:
+	test -e build/$(PRESET)/build.ninja || \
+		{ scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES) && \
+		cmake --preset $(PRESET) -DZYLQX_TESTS=OFF; }
+	cmake --build --preset $(PRESET)
+	cmake --install build/$(PRESET) --prefix $(PREFIX)
 
 test: build
 	scripts/packages.sh $(TEST_PACKAGES)

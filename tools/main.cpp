@@ -2,6 +2,7 @@
 #include "batch.h"
 #include "chart.h"
 #include "formats/info.h"
+#include "help.h"
 #include "operations.h"
 #include "pictures.h"
 #include "run.h"
@@ -11,7 +12,6 @@
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
-#include <iomanip>
 #include <iostream>
 #include <new>
 #include <set>
@@ -23,25 +23,34 @@ namespace {
 constexpr int exitFailed = 1; // a file or an operation did not work
 constexpr int exitMisused = 2;
 
+bool verbose = false; // adds the library's own words to errors
+
 constexpr const char *usage =
     "zyl runs image operations on picture files.\n"
     "\n"
     "  zyl INPUT [OPERATION[:name=value,...]]... OUTPUT\n"
     "  zyl list                 all operations\n"
-    "  zyl help OPERATION       its parameters\n"
+    "  zyl help OPERATION       its parameters, and an example\n"
     "  zyl info FILE            format, size and depth of a picture\n"
     "  zyl chart OUTPUT         draws a test chart\n"
     "  zyl batch FILE... OPERATION... --to 'out/{name}.png'\n"
     "                           does the same to many pictures\n"
     "  zyl sheet OUTPUT FILE... draws a contact sheet of the files\n"
     "\n"
-    "  zyl photo.jpg crop:x=10,y=10,width=200,height=100 add-s:value=40 not out.png\n"
+    "  zyl photo.jpg auto-level resize:width=800 unsharp:sigma=1 small.jpg\n"
     "\n"
     "Reads and writes PNG, JPEG, TIFF, BMP, WebP and PNM. INPUT is known by its content,\n"
     "OUTPUT by its extension; - is standard input, and -:png standard output. OUTPUT\n"
     "may be left out when the last operation only prints. A comma inside a\n"
     "value has a backslash before it.\n"
     "Exit codes: 0 done, 1 a file or an operation failed, 2 a wrong command line.";
+
+// The library's number alone: its text may say more.
+std::string version() {
+    const ZylLibVersion *known = zylGetLibVersion();
+    return std::to_string(known->majorVersion) + "." + std::to_string(known->minorVersion) + "." +
+           std::to_string(known->buildNumber);
+}
 
 struct Options {
     std::vector<std::string> words;
@@ -60,6 +69,7 @@ struct Options {
     bool noOrient = false;
     bool strip = false;
     bool json = false;
+    bool verbose = false;
     std::string tile;
 };
 
@@ -79,58 +89,6 @@ Tiling parseTiling(const std::string &option, const std::string &word) {
     return {static_cast<int>(*width), static_cast<int>(*height)};
 }
 
-void list() {
-    const auto line = [](std::string_view name, std::string_view help) {
-        std::cout << "  " << std::left << std::setw(20) << name << help << '\n';
-    };
-    for (const Family &family : operationFamilies()) {
-        std::cout << family.title << '\n';
-        for (const Operation &operation : family.operations) line(operation.name, operation.help);
-        std::cout << '\n';
-    }
-    std::cout << "Other names\n";
-    for (const Alias &alias : aliases())
-        line(alias.name, std::string(alias.help) + " (" + std::string(alias.words) + ")");
-    std::cout << "\nzyl help OPERATION tells its parameters.\n";
-}
-
-std::string placeholder(const Parameter &p) {
-    switch (p.kind) {
-    case Kind::integer:
-        return "=INTEGER";
-    case Kind::number:
-        return "=NUMBER";
-    case Kind::text:
-        return "=TEXT";
-    case Kind::picture:
-        return "=FILE";
-    case Kind::flag:
-    case Kind::described:
-        return "";
-    case Kind::choice:
-        break;
-    }
-    std::string names;
-    for (const auto &[name, code] : p.choices)
-        names += (names.empty() ? "=" : "|") + std::string(name);
-    return names;
-}
-
-void help(const std::string &name) {
-    const Operation &operation = findOperation(name);
-    std::cout << operation.name << ": " << operation.help << '\n';
-    for (const Parameter &p : operation.allParameters()) {
-        std::cout << "  " << std::left << std::setw(24) << std::string(p.name) + placeholder(p)
-                  << ' ' << p.help;
-        if (!p.fallback) {
-            std::cout << " (needed)";
-        } else if (!p.fallback->empty() && p.kind != Kind::flag) {
-            std::cout << " (" << *p.fallback << ")";
-        }
-        std::cout << '\n';
-    }
-}
-
 void info(const std::string &name, const Options &options) {
     const Details details = openSource(name, options.read)->details();
     std::cout << (options.json ? infoJson(name, details) : infoText(name, details));
@@ -142,14 +100,20 @@ void sheet(const std::vector<std::string> &words) {
     writePicture(words[1], drawSheet({words.begin() + 2, words.end()}, columns));
 }
 
-bool isPrinting(const std::string &word) {
+// The operation of a word, null for a file.
+const Operation *operationOf(const std::string &word) {
     const std::string words = withoutAlias(word);
     const std::string name = words.substr(0, words.find(':'));
     for (const Family &family : operationFamilies()) {
         for (const Operation &operation : family.operations)
-            if (operation.name == name) return (operation.traits & prints) != 0;
+            if (operation.name == name) return &operation;
     }
-    return false;
+    return nullptr;
+}
+
+bool isPrinting(const std::string &word) {
+    const Operation *operation = operationOf(word);
+    return operation && (operation->traits & prints);
 }
 
 RunOptions runOptions(const Options &options) {
@@ -170,6 +134,8 @@ void runPicture(std::vector<std::string> words, const Options &options) {
     if (!isPrinting(words.back())) {
         output = words.back();
         words.pop_back();
+        if (words.empty() || operationOf(*output))
+            throw Misuse("OUTPUT is missing after '" + *output + "'");
         formatOfName(*output);
     }
     std::vector<Call> calls;
@@ -192,16 +158,15 @@ void batch(const Options &options) {
 void dispatch(const Options &options) {
     const std::vector<std::string> &words = options.words;
     const std::string &first = words.front();
-    if (first == "list" && words.size() == 1) return list();
-    if (first == "help" && words.size() == 2) return help(words[1]);
+    if (first == "list" && words.size() == 1) return writeList(std::cout);
+    if (first == "help" && words.size() == 2) return writeHelp(std::cout, words[1]);
     if (first == "info" && words.size() == 2) return info(words[1], options);
     if (first == "chart" && words.size() == 2) return writePicture(words[1], drawChart());
     if (first == "sheet" && words.size() > 2) return sheet(words);
     if (first == "batch" && words.size() > 1) return batch(options);
     static const std::set<std::string> commands = {"list",  "help",  "info",
                                                    "chart", "sheet", "batch"};
-    if (words.size() == 1 || commands.count(first))
-        throw Misuse("see zyl --help for what stands after '" + first + "'");
+    if (commands.count(first)) throw Misuse("see zyl --help for what stands after '" + first + "'");
     runPicture(words, options);
 }
 
@@ -237,10 +202,12 @@ int run(int argc, char **argv) {
                    "of TIFF files, by name; of PNG files, 0 to 9; lossless for WebP");
     app.add_option("--tile", options.tile,
                    "write a TIFF file in tiles of this size, as 256 or 256x128");
-    app.set_version_flag("--version", [] {
-        const ZylLibVersion *version = zylGetLibVersion();
-        return std::string("zyl, zylqx ") + version->versionText;
-    });
+    app.add_flag("--verbose", options.verbose, "add the library's own words to an error");
+    app.set_version_flag("--version", [] { return "zyl " + version(); });
+    bool manual = false;
+    std::string shell;
+    app.add_flag("--manual", manual, "write the manual page")->group("");
+    app.add_option("--completion", shell, "write the completion of words for a shell")->group("");
     // "-:png" is no option, but standard output. ":png" names it as well.
     for (int i = 1; i < argc; ++i)
         if (std::string_view(argv[i]).substr(0, 2) == "-:") ++argv[i];
@@ -252,15 +219,42 @@ int run(int argc, char **argv) {
         std::cerr << "zyl: " << error.what() << '\n';
         return exitMisused;
     }
+    if (manual) writeManual(std::cout, app, version());
+    if (!shell.empty()) writeCompletion(std::cout, app, shell);
+    if (manual || !shell.empty()) return 0;
+    if (options.words == std::vector<std::string>{"help"}) {
+        std::cout << app.help();
+        return 0;
+    }
     if (options.words.empty()) {
         std::cerr << usage << '\n';
         return exitMisused;
     }
+    verbose = options.verbose;
     options.read.orient = !options.noOrient;
     options.write.palette = paletteOf(options);
     options.write.tile = parseTiling("--tile", options.tile);
     dispatch(options);
     return 0;
+}
+
+// What a report of the library means for the picture.
+std::string sentence(const LibraryFailure &failure) {
+    std::string text = failure.operation + ": ";
+    const auto about = [&](const char *word) {
+        return failure.context.find(word) != std::string::npos;
+    };
+    if (failure.status == ZYL_StsNoMem || about("llocation")) {
+        text += "there is not enough memory";
+    } else if (about("tile")) {
+        text += "a part of the picture could not be read";
+    } else if (about("No calculations")) {
+        text += "takes pictures of two pixels or more";
+    } else {
+        text += "the library does not do this with this picture";
+    }
+    if (verbose) text += " (" + failure.context + ")";
+    return text;
 }
 
 // Tells of what goes wrong in one line; gives the exit code.
@@ -273,6 +267,8 @@ int runReporting(int argc, char **argv) {
     } catch (const Misuse &misuse) {
         std::cerr << "zyl: " << misuse.what() << '\n';
         return exitMisused;
+    } catch (const LibraryFailure &failure) {
+        std::cerr << "zyl: " << sentence(failure) << '\n';
     } catch (const std::bad_alloc &) {
         std::cerr << "zyl: not enough memory\n";
     } catch (const std::exception &failure) {

@@ -179,7 +179,7 @@ void bitonalToGray(Step &step) {
     const auto value = [&](std::string_view name, std::int64_t fallback) {
         const std::int64_t given = step.given(name) ? step.integer(name) : fallback;
         if (given < least || given > most) {
-            step.refuse(std::string(name) + "=" + std::to_string(given) + " does not fit " +
+            step.misuse(std::string(name) + "=" + std::to_string(given) + " does not fit " +
                         nameOf(depth) + ", which has " + std::to_string(least) + " to " +
                         std::to_string(most));
         }
@@ -339,12 +339,12 @@ void reduceBits(Step &step) {
             step.refuse("a cut from " + nameOf(from) + " to " + nameOf(depth) +
                         " changes nothing: give a dither, as in dither=floyd-steinberg");
         }
-        if (step.given("bits")) step.refuse("bits go with a dither");
+        if (step.given("bits")) step.misuse("bits go with a dither");
         if (from != ZYL_DEPTH_8U && bits) reduce(step, ZYL_DEPTH_8U, 0, dither, 0);
         return reduce(step, depth, jitter, dither, 0);
     }
     const auto wanted = static_cast<std::int32_t>(step.integer("bits"));
-    if (bits && wanted != 1) step.refuse("1u has one bit: leave bits out");
+    if (bits && wanted != 1) step.misuse("1u has one bit: leave bits out");
     if (wanted >= static_cast<std::int32_t>(made)) {
         step.refuse("bits=" + std::to_string(wanted) + " is no fewer than " + nameOf(made) +
                     " has");
@@ -367,11 +367,11 @@ void applyColorTwist(Step &step) {
     while (words >> word) {
         const auto value = parseInteger(word);
         if (!value || *value < INT32_MIN || *value > INT32_MAX)
-            step.refuse("'" + word + "' is not a 32-bit integer");
+            step.misuse("'" + word + "' is not a 32-bit integer");
         if (count == data.size()) break;
         data[count++] = static_cast<std::int32_t>(*value);
     }
-    if (count != 12 && count != 16) step.refuse("matrix has 12 or 16 integers");
+    if (count != 12 && count != 16) step.misuse("matrix has 12 or 16 integers");
     const auto scale = static_cast<std::int32_t>(step.integer("scale"));
     const auto offset = static_cast<std::int32_t>(step.integer("offset"));
     const std::shared_ptr<ZylColorTwist> twist(zylCreateColorTwist(data.data(), scale),
@@ -477,7 +477,7 @@ std::span<const Operation> convertOperations() {
           integer("scale", "0", "the results are divided by 2^scale", 0, 31), ofLibrary("offset")},
          applyColorTwist,
          regional,
-         "apply-color-twist:matrix=0 0 1 0 0 1 0 0 1 0 0 0"},
+         "'apply-color-twist:matrix=0 0 1 0 0 1 0 0 1 0 0 0'"},
     });
     return table;
 }

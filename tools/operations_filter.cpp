@@ -33,7 +33,7 @@ Border parseBorder(const Step &step) {
     int value = 0;
     std::getline(rest, name, ':');
     if (name != "constant" || !(rest >> value) || !rest.eof()) {
-        step.refuse("border must be replicate, reflect, wrap, constant or constant:VALUE, not \"" +
+        step.misuse("border must be replicate, reflect, wrap, constant or constant:VALUE, not \"" +
                     words + "\"");
     }
     return {ZYL_BORDER_CONSTANT, value};
@@ -74,7 +74,7 @@ struct Matrix {
 // Numbers between blanks, rows between slashes.
 Matrix parseMatrix(const Step &step, const std::string &words, const char *parameter) {
     const auto refuse = [&] {
-        step.refuse(std::string(parameter) +
+        step.misuse(std::string(parameter) +
                     " must be rows of coefficients between -128 and 127, " +
                     "as in \"1 2 1/2 4 2/1 2 1\", not \"" + words + "\"");
     };
@@ -181,7 +181,7 @@ void convolve(Step &s) {
 void convolveSep(Step &s) {
     Matrix across = parseMatrix(s, s.text("across"), "across");
     Matrix down = parseMatrix(s, s.text("down"), "down");
-    if (across.rows != 1 || down.rows != 1) s.refuse("across and down must be one row each");
+    if (across.rows != 1 || down.rows != 1) s.misuse("across and down must be one row each");
     std::swap(down.rows, down.columns);
     const Kernel x = makeKernel(across, s.integer("shift"));
     const Kernel y = makeKernel(down, 0);
@@ -258,7 +258,7 @@ std::span<const Operation> filterOperations() {
           integer("shift", "8", "how many bits the sum is shifted right", 0, 31), border},
          convolveSep,
          regional,
-         "convolve-sep-2d:across=1 2 1,down=1 2 1,shift=4"},
+         "'convolve-sep-2d:across=1 2 1,down=1 2 1,shift=4'"},
         {"blur", "", box(), runBox<zylBlur>, regional, "blur:rows=5,columns=5"},
         {"median-filter", "", box(), runBox<zylMedianFilter>, regional,
          "median-filter:rows=5,columns=5"},

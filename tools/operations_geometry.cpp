@@ -18,7 +18,7 @@ struct Factor {
 Factor parseFactor(const Step &step, std::string_view name) {
     const std::string &words = step.text(name);
     const auto refuse = [&] {
-        step.refuse(std::string(name) + ": '" + words + "' is no ratio above 0 such as 3/2 or 1.5");
+        step.misuse(std::string(name) + ": '" + words + "' is no ratio above 0 such as 3/2 or 1.5");
     };
     const std::size_t slash = words.find('/');
     std::int64_t lower = 1;
@@ -48,7 +48,7 @@ struct Factors {
 Factors factors(const Step &step) {
     const bool both = step.given("factor");
     if (both == (step.given("x-factor") || step.given("y-factor"))) {
-        step.refuse("needs factor, or x-factor and y-factor");
+        step.misuse("needs factor, or x-factor and y-factor");
     }
     if (both) {
         const Factor factor = parseFactor(step, "factor");
@@ -99,7 +99,7 @@ Factor nearestFactor(Factor factor) {
 void zoom(Step &step) {
     Factors by = factors(step);
     if (by.x.upper < by.x.lower || by.y.upper < by.y.lower) {
-        step.refuse("makes pictures larger; to make them smaller, use decimate");
+        step.misuse("makes pictures larger; to make them smaller, use decimate");
     }
     const Shape &shape = step.shape();
     const Shape result = scaledShape(step, by);
@@ -112,7 +112,7 @@ void zoom(Step &step) {
 void decimate(Step &step) {
     const Factors by = factors(step);
     if (by.x.upper > by.x.lower || by.y.upper > by.y.lower) {
-        step.refuse("makes pictures smaller; to make them larger, use zoom");
+        step.misuse("makes pictures smaller; to make them larger, use zoom");
     }
     const Shape &shape = step.shape();
     const auto none = [](int size, Factor f) { return std::int64_t{size} * f.upper < f.lower; };

@@ -175,7 +175,7 @@ void cutMiddle(Step &step, int width, int height) {
 void resize(Step &step) {
     const double width = step.shape().width, height = step.shape().height;
     const bool sized = step.given("width") || step.given("height");
-    if (sized == step.given("scale")) step.refuse("needs width, height or both, or scale");
+    if (sized == step.given("scale")) step.misuse("needs width, height or both, or scale");
     if (!sized) {
         const double scale = step.number("scale");
         return resizeTo(step, rounded(step, width * scale), rounded(step, height * scale));
@@ -184,7 +184,7 @@ void resize(Step &step) {
     const auto wide = static_cast<double>(step.integer("width"));
     const auto high = static_cast<double>(step.integer("height"));
     const int fit = step.choice("fit");
-    if (fit != INSIDE && !both) step.refuse("fit goes with width and height");
+    if (fit != INSIDE && !both) step.misuse("fit goes with width and height");
     if (fit == EXACT) return resizeTo(step, static_cast<int>(wide), static_cast<int>(high));
     double scale = step.given("width") ? wide / width : high / height;
     if (both && fit == INSIDE) scale = std::min(wide / width, high / height);

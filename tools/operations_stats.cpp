@@ -118,7 +118,7 @@ Range range(const Step &step, std::string_view name) {
     int read = 0;
     const int found = std::sscanf(text.c_str(), "%lld..%lld%n", &low, &high, &read);
     if (found != 2 || text.size() != static_cast<std::size_t>(read)) {
-        step.refuse("'" + text + "' is no range: write two numbers, as in 10..200");
+        step.misuse("'" + text + "' is no range: write two numbers, as in 10..200");
     }
     return {low, high};
 }
@@ -169,7 +169,7 @@ void histoEqualize(Step &step) {
 void norm(Step &step) {
     const int type = step.choice("type");
     const bool two = step.given("with");
-    if (!two && type > ZYL_NORM_L2) step.refuse("a relative norm needs 'with'");
+    if (!two && type > ZYL_NORM_L2) step.misuse("a relative norm needs 'with'");
     std::vector<Step::Node> others;
     if (two) others = {step.other("with")};
     Plan plan;

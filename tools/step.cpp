@@ -137,8 +137,11 @@ void Step::readRegion() {
     std::int64_t x = integer("x"), y = integer("y");
     std::int64_t width = given("width") ? integer("width") : all.width - x;
     std::int64_t height = given("height") ? integer("height") : all.height - y;
+    if (!given("width")) width = std::max<std::int64_t>(width, 0);
+    if (!given("height")) height = std::max<std::int64_t>(height, 0);
     if (width < 1 || height < 1 || x + width > all.width || y + height > all.height) {
-        refuse("the region from column " + std::to_string(x) + " and row " + std::to_string(y) +
+        refuse("the region " + std::to_string(width) + " x " + std::to_string(height) +
+               " at x=" + std::to_string(x) + ", y=" + std::to_string(y) +
                " does not lie in the picture of " + describe(all));
     }
     channel_ = static_cast<int>(integer("channel"));
@@ -149,7 +152,7 @@ void Step::readRegion() {
 }
 
 void Step::then(Plan plan, const std::vector<Node> &others) {
-    plan.name = call_.operation->name;
+    plan.name = nameOfCall();
     std::vector<Node> sources = {node_};
     sources.insert(sources.end(), others.begin(), others.end());
     node_ = pipeline_.add(std::move(plan), std::move(sources));
@@ -242,7 +245,16 @@ const Value &Step::value(std::string_view name) const {
 }
 
 void Step::refuse(const std::string &why) const {
-    throw Failure(std::string(call_.operation->name) + ": " + why);
+    throw Failure(nameOfCall() + ": " + why);
+}
+
+void Step::misuse(const std::string &why) const {
+    throw Misuse(nameOfCall() + ": " + why);
+}
+
+// As the user has it.
+std::string Step::nameOfCall() const {
+    return call_.words.substr(0, call_.words.find(':'));
 }
 
 } // namespace tool

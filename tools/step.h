@@ -125,10 +125,13 @@ class Step {
     // Ends the run with one line on standard error that begins with the
     // operation's name.
     [[noreturn]] void refuse(const std::string &why) const;
+    // The same where the values are wrong for every picture.
+    [[noreturn]] void misuse(const std::string &why) const;
 
   private:
     const Value &value(std::string_view name) const;
     void readRegion();
+    std::string nameOfCall() const;
     void onRegion(bool copied, Work work, const std::vector<Node> &others, Plan plan);
     Node alike(std::string_view name, Shape wanted);
     Node ofThisSize(std::string_view name, const Shape &wanted);

@@ -7,6 +7,8 @@ agree with each other.
 """
 
 import os
+import shlex
+import shutil
 import struct
 import subprocess
 import sys
@@ -350,16 +352,175 @@ class Faults(Zyl):
             self.assertEqual(file.read(), b"precious")
 
 
+class Everyday(Zyl):
+    """What people ask for by name."""
+
+    gray = Chains.gray
+    result = Chains.result
+
+    def test_other_names_do_what_they_stand_for(self):
+        source = self.gray((1, 2, 3), (4, 5, 6))
+        for alias, words in (("flip", "mirror:axis=horizontal"), ("flop", "mirror:axis=vertical"),
+                             ("invert", "not"), ("invert:x=1", "not:x=1"),
+                             ("rotate-left", "rotate:degrees=90,fit"), ("median", "median-filter"),
+                             ("fill:value=3,x=2", "set:value=3,x=2")):
+            self.assertEqual(self.result(source, alias), self.result(source, words), alias)
+
+    def test_tones(self):
+        source = self.gray((0, 51, 128, 255))
+        self.assertEqual(self.result(source, "brightness:percent=20"), [[51, 102, 179, 255]])
+        self.assertEqual(self.result(source, "brightness:percent=-20"), [[0, 0, 77, 204]])
+        self.assertEqual(self.result(source, "contrast:percent=100"), [[0, 0, 129, 255]])
+        self.assertEqual(self.result(source, "gamma:value=2"), [[0, 114, 181, 255]])
+        self.assertEqual(self.result(self.gray((50, 100, 150)), "auto-level"), [[0, 127, 255]])
+        self.assertEqual(self.result(self.gray((7, 7)), "auto-level"), [[7, 7]])
+
+    def test_alpha_stays_unless_told(self):
+        source = self.write("in.png", make_png(1, 1, 8, 6, [bytes((10, 20, 30, 40))]))
+        self.assertEqual(self.result(source, "invert"), [[245, 235, 225, 40]])
+        self.assertEqual(self.result(source, "invert:alpha"), [[245, 235, 225, 215]])
+        self.assertEqual(self.result(source, "brightness:percent=20"), [[61, 71, 81, 40]])
+        self.assertEqual(self.result(source, "unsharp"), [[10, 20, 30, 40]])
+
+    def test_blur_and_unsharp_keep_what_is_flat(self):
+        flat = self.gray(*[[77] * 9] * 9)
+        for words in ("gaussian-blur:sigma=0.3", "gaussian-blur:sigma=25", "unsharp:amount=3",
+                      "resize:width=4", "resize:width=23", "resize:scale=0.37"):
+            self.assertEqual({v for row in self.result(flat, words) for v in row}, {77}, words)
+        edge = self.gray(*[[50] * 8 + [200] * 8] * 16)
+        soft = self.result(edge, "gaussian-blur:sigma=2")[8]
+        self.assertEqual(soft, sorted(soft))
+        self.assertAlmostEqual(soft[7] + soft[8], 250, delta=2)
+        sharp = self.result(edge, "unsharp:sigma=2,amount=1")[8]
+        self.assertLess(sharp[7], 50)
+        self.assertGreater(sharp[8], 200)
+
+    def test_sizes(self):
+        source = self.gray(*[[9] * 40] * 20)
+
+        def size(words):
+            self.good(source, words, self.path("out.png"))
+            return read_png(self.path("out.png"))[:2]
+
+        for words, expected in (
+                ("width=20", (20, 10)), ("height=40", (80, 40)), ("scale=0.1", (4, 2)),
+                ("width=10,height=10", (10, 5)), ("width=10,height=10,fit=cover", (10, 10)),
+                ("width=7,height=9,fit=exact", (7, 9)), ("width=1,height=1,fit=exact", (1, 1))):
+            self.assertEqual(size("resize:" + words), expected, words)
+        self.assertEqual(size("thumbnail:size=16"), (16, 8))
+        self.assertEqual(size("thumbnail:size=100"), (40, 20))
+        self.bad(2, "resize: needs width", source, "resize", self.path("none.png"))
+        self.bad(2, "fit goes with", source, "resize:width=3,fit=cover", self.path("none.png"))
+
+
 class Texts(Zyl):
-    def test_help_lists_and_version(self):
-        listed = self.good("list")
-        for name in ("add-s", "multiply", "copy", "exchange", "not"):
-            self.assertIn("\n" + name + " ", "\n" + listed)
-        for line in listed.splitlines():
-            if line and not line.startswith("zyl help"):
-                self.assertIn(line.split()[0] + ":", self.good("help", line.split()[0]))
-        self.assertIn("zyl", self.good("--version"))
-        self.assertIn("INPUT", self.good("--help"))
+    def names(self):
+        lines = self.good("list").splitlines()
+        return [line.split()[0] for line in lines if line.startswith("  ")]
+
+    def test_lists_help_and_version(self):
+        names = self.names()
+        for name in ("add-s", "multiply", "copy", "exchange", "not", "resize", "flip"):
+            self.assertIn(name, names)
+        for name in names:
+            self.assertIn(name + ": ", self.good("help", name))
+        self.assertRegex(self.good("--version"), r"^zyl \d+\.\d+\.\d+\n$")
+        self.assertEqual(self.good("--help"), self.good("help"))
+
+    def test_examples_run(self):
+        color = [bytes((x * y + 7 * c) % 256 for x in range(90) for c in range(3))
+                 for y in range(70)]
+        self.write("photo.jpg", make_png(90, 70, 8, 2, color))
+        self.write("other.png", make_png(90, 70, 8, 2, color[::-1]))
+        for name in self.names():
+            with self.subTest(name=name):
+                example = self.good("help", name).split("Example:\n")[1].strip()
+                words = shlex.split(example)
+                self.assertEqual(words[0], "zyl")
+                self.assertTrue(any(name in word for word in words), example)
+                done = subprocess.run([ZYL, *words[1:]], cwd=self.folder.name, timeout=60,
+                                      capture_output=True, text=True)
+                self.assertEqual((done.returncode, done.stderr), (0, ""), example)
+                if words[-1] == "out.png":
+                    read_png(self.path("out.png"))
+                    os.remove(self.path("out.png"))
+                else:
+                    self.assertTrue(done.stdout)
+
+    def test_the_manual_names_everything(self):
+        manual = self.good("--manual").replace("\\-", "-")
+        for name in self.names():
+            self.assertIn("\n.B " + name + "\n", manual)
+        for option in ("--quality", "--jobs", "--verbose"):
+            self.assertIn("\n.B " + option + "\n", manual)
+        if shutil.which("groff"):
+            done = subprocess.run(["groff", "-man", "-Tutf8", "-ww", "-z"], input=manual,
+                                  capture_output=True, text=True)
+            self.assertEqual((done.returncode, done.stderr), (0, ""))
+
+    def test_completion(self):
+        script = self.write("zyl.bash", self.good("--completion", "bash").encode())
+
+        def completed(line):
+            done = subprocess.run(
+                ["bash", "-c", 'source "$1"; COMP_LINE="$2"; COMP_POINT=${#2}; _zyl; '
+                 'printf "%s\\n" "${COMPREPLY[@]}"', "bash", script, line],
+                cwd=self.folder.name, capture_output=True, text=True)
+            return done.stdout.split()
+
+        self.assertEqual(completed("zyl a.png auto"), ["auto-level"])
+        self.assertEqual(completed("zyl a.png --qua"), ["--quality"])
+        self.assertIn("degrees=", completed("zyl a.png rotate:"))
+        self.assertEqual(completed("zyl a.png rotate:inter"),
+                         ["interpolate=nearest", "interpolate=linear", "interpolate=cubic"])
+        if shutil.which("zsh"):
+            zsh = self.write("_zyl", self.good("--completion", "zsh").encode())
+            self.assertEqual(subprocess.run(["zsh", "-n", zsh]).returncode, 0)
+
+
+class Refusals(Zyl):
+    """One line that says what was wrong and what would do."""
+
+    def setUp(self):
+        super().setUp()
+        self.source = self.write("in.png", make_png(6, 4, 8, 2, self.rows(6, 4, 8, 2)))
+        self.out = self.path("out.png")
+
+    def test_wrong_words_end_with_2(self):
+        for text, *words in (
+                ("zoom: factor: '0' is no ratio", "zoom:factor=0"),
+                ("zoom: needs factor", "zoom"),
+                ("decimate: makes pictures smaller; to make them larger, use zoom",
+                 "decimate:factor=2"),
+                ("convolve-2d: kernel must be rows", "convolve-2d:kernel=1 x"),
+                ("blur: border must be", "blur:border=none"),
+                ("levels: 'x' is no range", "levels:from=x,to=0..1"),
+                ("norm: a relative norm", "norm:type=relative-c"),
+                ("did you mean 'gray'?", "grayscale"), ("did you mean 'resize'?", "shrink"),
+                ("did you mean 'rotate'?", "rotat:degrees=3"),
+                ("dither value 'floyd'", "reduce-bits:dither=floyd")):
+            with self.subTest(words=words):
+                self.bad(2, text, self.source, *words, self.out)
+        for words in ((self.source,), (self.source, "not"), (self.source, "add-s:value=3")):
+            self.bad(2, "OUTPUT is missing", *words)
+
+    def test_pictures_that_do_not_do_end_with_1(self):
+        self.write("small.png", make_png(6, 3, 8, 2, self.rows(6, 3, 8, 2)))
+        signed = ("convert:depth=32s", "erode")
+        for text, *words in (
+                ("erode: takes 1u, 8u and 16u, not 32s: convert first, as in convert:depth=16u",
+                 *signed),
+                ("the two pictures differ in size: 6 x 4 and 6 x 3",
+                 "add:with=" + self.path("small.png")),
+                ("the region 3 x 4 at x=4, y=0 does not lie in the picture of 6 x 4",
+                 "not:x=4,width=3"),
+                ("there is no channel 4", "crop:channel=4"),
+                ("hsv2rgb: takes HSV, not RGB", "hsv2rgb"),
+                ("pre-multiply-alpha: the picture has no alpha", "pre-multiply-alpha"),
+                ("one channel becomes bits: color-to-gray first", "convert:depth=1u"),
+                ("makes samples narrower, not 16u of 8u: use convert", "reduce-bits:depth=16u")):
+            with self.subTest(words=words):
+                self.bad(1, text, self.source, *words, self.out)
 
 
 if __name__ == "__main__":
