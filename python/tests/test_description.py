@@ -66,6 +66,14 @@ def test_examples_of_the_package():
         assert failed == 0
 
 
+def test_examples_of_the_guide():
+    page = LIBRARY / "docs" / "guide" / "python.md"
+    if not page.exists():
+        pytest.skip("a source distribution is without the guide")
+    failed, tried = doctest.testfile(str(page), module_relative=False)
+    assert tried > 10 and failed == 0
+
+
 CHECKED = """
 import numpy as np
 import zylqx as zx

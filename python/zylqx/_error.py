@@ -40,6 +40,8 @@ class Error(Exception):
     text: the library's own text, often the condition that failed
     """
 
+    __module__ = "zylqx"
+
     def __init__(self, status, function, text):
         super().__init__(status, function, text)
         self.status, self.function, self.text = status, function, text

@@ -30,6 +30,8 @@ class SaveError(Exception):
     missing: (row, column, rows, columns) of each
     """
 
+    __module__ = "zylqx"
+
     def __init__(self, text, missing):
         super().__init__(text, missing)
         self.text, self.missing = text, missing
