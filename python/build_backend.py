@@ -73,13 +73,25 @@ def _record_line(name, data):
     return f"{name},sha256={digest},{len(data)}\n"
 
 
+def _info():
+    """The files that tell pip about the package: name -> bytes."""
+    return {"METADATA": _metadata().encode(),
+            "WHEEL": ("Wheel-Version: 1.0\nGenerator: zylqx\nRoot-Is-Purelib: false\n"
+                      f"Tag: {_tag()}\n").encode()}
+
+
+def prepare_metadata_for_build_wheel(metadata_directory, config_settings=None):
+    folder = pathlib.Path(metadata_directory) / f"{_name()}.dist-info"
+    folder.mkdir()
+    for name, data in _info().items():
+        (folder / name).write_bytes(data)
+    return folder.name
+
+
 def _write_wheel(path, files):
     """A wheel of these files: name -> bytes."""
     info = f"{_name()}.dist-info"
-    files = dict(files)
-    files[f"{info}/METADATA"] = _metadata().encode()
-    files[f"{info}/WHEEL"] = ("Wheel-Version: 1.0\nGenerator: zylqx\nRoot-Is-Purelib: false\n"
-                              f"Tag: {_tag()}\n").encode()
+    files = files | {f"{info}/{name}": data for name, data in _info().items()}
     record = "".join(_record_line(name, data) for name, data in files.items())
     files[f"{info}/RECORD"] = (record + f"{info}/RECORD,,\n").encode()
     with zipfile.ZipFile(path, "w", zipfile.ZIP_DEFLATED) as wheel:

@@ -152,7 +152,7 @@ def main():
     print("| operation | zylqx | " + " | ".join(PACKAGES) + " |")
     print("|---|---|" + "---|" * len(PACKAGES))
     for name, (ours, others) in peers(random).items():
-        took, *theirs = least([ours, *others.values()], 3)
+        took, *theirs = least([ours, *others.values()], options.rounds)
         ratio = dict(zip(others, (took / t for t in theirs)))
         cells = [f"{ratio[p]:.2g}" if p in ratio else "" for p in PACKAGES]
         print(f"| {name} | {took * 1e3:.2g} ms | " + " | ".join(cells) + " |", flush=True)

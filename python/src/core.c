@@ -603,7 +603,8 @@ static void clear_arrays(Arrays *arrays) {
 }
 
 /* Adds an array; false, without an exception, when it is not of the plain kind. */
-static int add_array(Arrays *arrays, PyObject *array, uint32_t depth, int writable, int natural) {
+static int add_array(Arrays *arrays, PyObject *array, uint32_t depth, int32_t bits, int writable,
+                     int natural) {
     Py_buffer *view = &arrays->views[arrays->count];
     Layout layout;
     if (PyObject_GetBuffer(array, view, writable ? PyBUF_STRIDED : PyBUF_STRIDED_RO) != 0) {
@@ -612,7 +613,7 @@ static int add_array(Arrays *arrays, PyObject *array, uint32_t depth, int writab
     }
     ZylImage *header = &arrays->headers[arrays->count++];
     if (!layout_of(view, depth, natural, &layout) || !countable(view, &layout)) return 0;
-    describe(header, view, &layout, (int32_t)view->shape[1], depth, !writable);
+    describe(header, view, &layout, bits != 0 ? bits : (int32_t)view->shape[1], depth, !writable);
     return 1;
 }
 
@@ -641,19 +642,22 @@ static int place_images(Arrays *arrays, int inPlace, ZylImage **images) {
     return 1;
 }
 
-/* plain(index, depth, natural, borders, sources, destination, values): the usual call, of
+/* plain(index, depth, bits, natural, borders, sources, destination, values): the usual call, of
  * arrays that need no copy, have no region and overlap at most in place; whoever calls has compared
- * types and shapes. False, with nothing done, for arrays that are not like this. */
+ * types and shapes. `bits` is the width of arrays whose bytes are bits, else 0. False, with nothing
+ * done, for arrays that are not like this. */
 static PyObject *core_plain(PyObject *module, PyObject *const *args, Py_ssize_t count) {
     (void)module;
-    if (count != 7) {
-        PyErr_SetString(PyExc_TypeError, "plain() takes seven arguments");
+    if (count != 8) {
+        PyErr_SetString(PyExc_TypeError, "plain() takes eight arguments");
         return NULL;
     }
     const long index = PyLong_AsLong(args[0]);
     const uint32_t depth = (uint32_t)PyLong_AsUnsignedLong(args[1]);
-    const int natural = PyObject_IsTrue(args[2]);
-    const Py_ssize_t sources = PyTuple_Size(args[4]);
+    const int32_t bits = (int32_t)PyLong_AsLong(args[2]);
+    const int natural = PyObject_IsTrue(args[3]);
+    PyObject *borders = args[4], *destination = args[6], *values = args[7];
+    const Py_ssize_t sources = PyTuple_Size(args[5]);
     if (PyErr_Occurred()) return NULL;
     if (index < 0 || index >= (long)(sizeof OPERATIONS / sizeof *OPERATIONS) ||
         sources >= MOST_IMAGES) {
@@ -666,10 +670,10 @@ static PyObject *core_plain(PyObject *module, PyObject *const *args, Py_ssize_t 
     arrays.count = 0;
     int plain = 1;
     for (Py_ssize_t i = 0; plain && i < sources; ++i) {
-        plain = add_array(&arrays, PyTuple_GetItem(args[4], i), depth, 0, natural);
+        plain = add_array(&arrays, PyTuple_GetItem(args[5], i), depth, bits, 0, natural);
     }
     ZylImage *images[MOST_IMAGES];
-    plain = plain && add_array(&arrays, args[5], depth, 1, natural) &&
+    plain = plain && add_array(&arrays, destination, depth, bits, 1, natural) &&
             place_images(&arrays, operation->inPlace, images);
     if (!plain) {
         clear_arrays(&arrays);
@@ -680,8 +684,8 @@ static PyObject *core_plain(PyObject *module, PyObject *const *args, Py_ssize_t 
     Arena arena;
     arena.viewCount = arena.blockCount = arena.pairCount = 0;
     arena.kernelCount = 0;
-    int good = args[3] == Py_None || (parse_borders(&arrays.headers[0], args[3]) &&
-                                      parse_borders(&arrays.headers[arrays.count - 1], args[3]));
+    int good = borders == Py_None || (parse_borders(&arrays.headers[0], borders) &&
+                                      parse_borders(&arrays.headers[arrays.count - 1], borders));
     int image = 0;
     Py_ssize_t value = 0;
     for (int i = 0; good && operation->kinds[i] != '\0'; ++i) {
@@ -693,7 +697,7 @@ static PyObject *core_plain(PyObject *module, PyObject *const *args, Py_ssize_t 
         } else if (kind == 'c') {
             arguments[i].number = arena.kernelCount;
         } else {
-            PyObject *item = PyTuple_GetItem(args[6], value++);
+            PyObject *item = PyTuple_GetItem(values, value++);
             good = item != NULL && argument(&arena, kind, item, &arguments[i]);
         }
     }
@@ -786,7 +790,7 @@ static PyMethodDef methods[] = {
      "tiled(height, width, channels, depth, tile_height, tile_width, deliver)"},
     {"call", (PyCFunction)(void (*)(void))core_call, METH_FASTCALL, "call(index, arguments...)"},
     {"plain", (PyCFunction)(void (*)(void))core_plain, METH_FASTCALL,
-     "plain(index, depth, natural, borders, sources, destination, values)"},
+     "plain(index, depth, bits, natural, borders, sources, destination, values)"},
     {"translate", core_translate, METH_O, "translate(dib)"},
     {"set_error", core_set_error, METH_O, "set_error(type)"},
     {"names", core_names, METH_NOARGS, "names()"},

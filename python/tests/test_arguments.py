@@ -43,6 +43,8 @@ REFUSED = [
     (ValueError, "src_image_b: 7 x 9 .*src_image_a is 8 x 9", lambda: zx.add(A, A[1:])),
     (ValueError, "src_image_b: 3 channels, but src_image_a has 1", lambda: zx.add(A, gray((8, 9, 3)))),
     (ValueError, "src_image: runs backwards", lambda: zx.not_(A[::-1])),
+    (ValueError, "src_image: runs backwards", lambda: zx.erode((A > 9)[:, ::-1])),
+    (ValueError, "src_image: \\(rows", lambda: zx.erode((A > 9)[:, :0])),
     (ValueError, "out: runs backwards", lambda: zx.not_(A, out=gray()[:, ::-1])),
     (ValueError, "out: the array is read-only", lambda: zx.not_(A, out=read_only())),
     (ValueError, "image: the array is read-only", lambda: zx.set(read_only(), 1)),

@@ -85,7 +85,8 @@ class Operation:
             "contrast_stretch", "histo_equalize", "apply_color_twist", "alpha_composite")
         if special or self.models or self.alpha == "used" or self.result not in ("same", "scaled"):
             return {}
-        return {t: DEPTH_OF[t] for t, results in self.types.items() if t != BOOL and t in results}
+        bits = self.result == "same" and not self.by_fields and self.name != "l_shift_s"
+        return {t: DEPTH_OF[t] for t, results in self.types.items() if t in results and (t != BOOL or bits)}
 
     def __repr__(self):
         return f"<operation {self.name}>"
@@ -517,15 +518,29 @@ def _plain(operation, images, values, border, out):
             return None
     if operation.result == "scaled":
         shape = result_size(operation, *shape[:2], values) + shape[2:]
-    if out is None:
+    if depth == BIT:
+        if out is not None or len(shape) != 2 or 0 in shape or not all(i.flags.c_contiguous for i in images):
+            return None
+    elif out is None:
         out = np.empty(shape, dtype)
     elif type(out) is not np.ndarray or out.dtype != dtype or out.shape != shape:
         return None
     if border is not None:
         border = _values.borders(border)
     values = tuple([v if isinstance(v, (int, float)) else packed(v) for v in values])
-    done = _core.plain(operation.index, depth, operation.by_fields, border, tuple(images), out, values)
+    if depth == BIT:
+        return _plain_bits(operation, images, values, border, shape)
+    done = _core.plain(operation.index, depth, 0, operation.by_fields, border, tuple(images), out, values)
     return out if done else None
+
+
+def _plain_bits(operation, images, values, border, shape):
+    """The same for bools, which go as bits, eight a byte."""
+    width = shape[1]
+    sources = tuple([np.packbits(image, axis=1) for image in images])
+    bits = np.zeros((shape[0], (width + 7) // 8), BYTE)
+    done = _core.plain(operation.index, BIT, width, False, border, sources, bits, values)
+    return np.unpackbits(bits, axis=1, count=width).view(BOOL) if done else None
 
 
 lazy = []  # the type of pictures of any size, and what makes a step of a call; set by picture.py
