@@ -270,7 +270,7 @@ const std::vector<Row> &rows() {
         {"median 5 x 5",
          "color.tif",
          ".tif",
-         {"median-filter:rows=5,cols=5"},
+         {"median-filter:rows=5,columns=5"},
          [](const char *from, const char *to) {
              return Vips(sequential(from))
                  .then([](VipsImage *in, VipsImage **out) {
@@ -311,7 +311,7 @@ const std::vector<Row> &rows() {
         {"photo: blur 5 x 5",
          "photo.jpg",
          ".jpg",
-         {"blur:rows=5,cols=5"},
+         {"blur:rows=5,columns=5"},
          [](const char *from, const char *to) { return Vips(sequential(from)).then(box).jpeg(to); },
          {1, 2}},
         {"photo: sharpen",
@@ -333,7 +333,7 @@ const std::vector<Row> &rows() {
         {"photo: median 9 x 9",
          "photo.jpg",
          ".jpg",
-         {"median-filter:rows=9,cols=9"},
+         {"median-filter:rows=9,columns=9"},
          [](const char *from, const char *to) {
              return Vips(sequential(from))
                  .then([](VipsImage *in, VipsImage **out) {
@@ -370,8 +370,9 @@ void compare(const Row &row, int jobs, const std::string &zyl, const Path &folde
     const std::string to = folder / ("out" + std::string(row.extension));
     std::vector<std::string> words = {zyl, "--jobs", std::to_string(jobs), "--quiet"};
     if (to.ends_with(".tif")) words.insert(words.end(), {"--tile", "256"});
+    const bool bits = std::string(row.input) == "bits.tif";
+    if (to.ends_with(".tif")) words.insert(words.end(), {"--compression", bits ? "fax4" : "none"});
     if (to.ends_with(".jpg")) words.insert(words.end(), {"--quality", "90"});
-    if (std::string(row.input) == "bits.tif") words.insert(words.end(), {"--compression", "g4"});
     words.push_back(from);
     words.insert(words.end(), row.words.begin(), row.words.end());
     words.push_back(to);

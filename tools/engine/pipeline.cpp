@@ -106,8 +106,8 @@ Tiling Pipeline::Impl::tiling(const NodeState &node, bool strips) {
 
 // Sizes of all tiles, and how much of them is kept.
 void Pipeline::Impl::layOut(int last, Tiling piece) {
-    constexpr std::int64_t UNIT_BYTES = 8 << 20; // read for what is written together
-    constexpr std::int64_t BLOCK_BYTES = 24 << 20;
+    constexpr std::int64_t UNIT_BYTES = 8 << 20;   // read for what is written together
+    constexpr std::int64_t BLOCK_BYTES = 20 << 20; // kept for a block of columns
     const Shape &result = nodes_[last].shape;
     bool strips = piece.width >= result.width;
     bool inOrder = false;
@@ -145,14 +145,16 @@ void Pipeline::Impl::layOut(int last, Tiling piece) {
         blockColumns_ = static_cast<int>(
             std::clamp<std::int64_t>(block / columnBytes, 4, std::max(columns, 4)));
     }
-    nodes_.cache().reset(std::min(options_.memory, 2 * columnBytes * (blockColumns_ + 2)));
+    // What blocks of columns share is made twice; beside them lies a column of tiles.
+    const int kept = blockColumns_ < columns ? blockColumns_ + 2 : columns;
+    nodes_.cache().reset(std::min(options_.memory, columnBytes * kept * 5 / 4));
     for (NodeState &node : nodes_.all()) {
         if (!node.needed || !node.inOrder() || node.stored()) continue;
         const double scale = double(node.shape.height) / result.height;
         const double height = 4.0 * node.grid.tile.height + options_.jobs * scale * unit_.height;
-        const auto kept = static_cast<std::int64_t>(height * double(node.grid.stride));
+        const auto bytes = static_cast<std::int64_t>(height * double(node.grid.stride));
         node.strips =
-            std::make_unique<Strips>(nodes_.pool(), node.grid, std::min(options_.memory, kept));
+            std::make_unique<Strips>(nodes_.pool(), node.grid, std::min(options_.memory, bytes));
     }
 }
 
