@@ -3,17 +3,22 @@
 #
 #     scripts/demo.sh ZYL [PICTURE]
 #
-# Without a picture, on the project's own test chart.
+# Without a picture, on the project's own test chart. Pictures of any kind do: what an
+# operation does not take is converted first.
 set -eu
 
 zyl=$1
 picture=${2:-}
 folder=build/demo
-before=$folder/before.png
+before=$folder/picture.png
 rm -rf "$folder"
 mkdir -p "$folder"
 if [ -n "$picture" ]; then
-    "$zyl" "$picture" "$before"
+    case $picture in
+    -*) picture=./$picture ;; # no option
+    esac
+    # Small enough to look at, large enough to see something.
+    "$zyl" "$picture" convert:depth=8u thumbnail:size=640 "$before"
 else
     "$zyl" chart "$before"
 fi
@@ -29,17 +34,17 @@ run() {
 
 echo "Running zyl:"
 pictures=$before
-run brighter add-s:value=60
-run negative not
-run four-levels and-s:value=0xC0
-run hue-saturation rgb2hsv
-run dithered color-to-gray convert:depth=16u multiply-s:value=257 reduce-bits:dither=8,bits=1
-run threshold color-to-gray threshold:limit=128
-run blurred blur:rows=9,columns=9
-run edges color-to-gray convolve-2d:kernel=laplace
+run auto-level auto-level
+run negative invert
+run 4-levels and-s:value=0xC0
+run dithered gray reduce-bits:dither=stucki
+run threshold gray threshold:limit=128
+run gaussian-blur gaussian-blur:sigma=4
+run unsharp unsharp:sigma=2,amount=2
+run edges gray edges
 run eroded erode:iterations=2
-run turned rotate:degrees=30,interpolate=cubic
-run spectrum color-to-gray view-spectrum
+run turned rotate:degrees=30,interpolate=cubic,fit
+run spectrum gray view-spectrum
 
 # shellcheck disable=SC2086 # the names have no blanks
 "$zyl" sheet "$folder/sheet.png" $pictures

@@ -1,4 +1,4 @@
-// Small capital letters for the test chart and the contact sheet.
+// Letters for the test chart and the contact sheet.
 #pragma once
 
 #include "image.h"
@@ -14,8 +14,8 @@ inline constexpr int glyphWidth = 6; // five columns and a gap
 inline constexpr int glyphHeight = 7;
 
 // Writes on an 8-bit RGB picture, the upper left corner at (x, y), every dot
-// `scale` pixels wide. Small letters are written as capitals; what lies outside
-// the picture is cut off.
+// `scale` pixels wide. What lies outside the picture is cut off; other letters than
+// those of ASCII are left blank.
 void drawText(const Image &image, int x, int y, int scale, Color color, std::string_view text);
 
 // Fills a rectangle that lies in the picture.

@@ -117,6 +117,10 @@ void viewSpectrum(Step &step) {
     shape.depth = ZYL_DEPTH_32S;
     const Shape drawn = makeShape(shape.width, shape.height, shape.color() ? 3 : 1, ZYL_DEPTH_8U);
     inMemory(step, drawn, [shape](ZylImage *from, ZylImage *view) {
+        if (shape.width == 1 && shape.height == 1) { // which is not transformed
+            zylSet(view, 255, nullptr);
+            return;
+        }
         const Image spectrum(shape);
         zylRealFft2D(from, spectrum.header(), ZYL_FFT_FORWARD | ZYL_FFT_FLOATING, nullptr);
         for (int channel = 0; channel < view->nChannels; ++channel)
