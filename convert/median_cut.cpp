@@ -25,6 +25,11 @@ void forEachPixel(const ZylImage &image, F visit) {
     }
 }
 
+// Where the upper byte of a sample is, for 8U and 16U.
+std::ptrdiff_t upperByte(const ZylImage &image) {
+    return LOWEST_FIRST ? sampleBytes(image.depth) - 1 : 0;
+}
+
 // Where the sum of counts from `low` on comes nearest to half of `total`: the
 // last place of the lower part, and what it holds.
 struct Cut {
@@ -65,8 +70,7 @@ struct GrayBox {
 };
 
 void countGrays(const ZylImage &image, std::uint32_t *counts) {
-    // The upper byte of a 16-bit sample.
-    const std::ptrdiff_t byte = image.depth == ZYL_DEPTH_16U ? 1 : 0;
+    const std::ptrdiff_t byte = upperByte(image);
     forEachPixel(image, [&](const unsigned char *pixel) { ++counts[pixel[byte]]; });
 }
 
@@ -184,8 +188,7 @@ ColourBox splitColours(const std::uint32_t *counts, ColourBox &box) {
 void countColours(const ZylImage &image, bool redFirst, std::uint32_t *counts) {
     const std::ptrdiff_t bytes = sampleBytes(image.depth);
     const std::ptrdiff_t channelStep = isPlanar(image) ? planeStep(image) : bytes;
-    // The upper byte of a 16-bit sample.
-    const std::ptrdiff_t first = LOWEST_FIRST ? bytes - 1 : 0;
+    const std::ptrdiff_t first = upperByte(image);
     const std::ptrdiff_t red = first + (redFirst ? 0 : 2 * channelStep);
     const std::ptrdiff_t green = first + channelStep;
     const std::ptrdiff_t blue = first + (redFirst ? 2 * channelStep : 0);
