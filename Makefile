@@ -33,7 +33,7 @@ PEER_PACKAGES = libfftw3-dev libleptonica-dev libpixman-1-dev libvips-dev libyuv
 PACKAGES_32-bit = g++-i686-linux-gnu
 PACKAGES_aarch64-linux-gnu = g++-aarch64-linux-gnu qemu-user-static
 PACKAGES_s390x-linux-gnu = g++-s390x-linux-gnu qemu-user-static
-PLATFORMS = 32-bit aarch64-linux-gnu
+PLATFORMS = 32-bit aarch64-linux-gnu s390x-linux-gnu
 
 .PHONY: demo build install test bench lint python python-packages python-bench i686 aarch64 s390x everywhere
 demo:
