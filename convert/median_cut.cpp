@@ -69,11 +69,6 @@ struct GrayBox {
     bool single() const { return low == high; }
 };
 
-// Where the upper byte of a sample lies in it.
-std::ptrdiff_t upperByte(const ZylImage &image) {
-    return LOWEST_FIRST ? sampleBytes(image.depth) - 1 : 0;
-}
-
 void countGrays(const ZylImage &image, std::uint32_t *counts) {
     const std::ptrdiff_t byte = upperByte(image);
     forEachPixel(image, [&](const unsigned char *pixel) { ++counts[pixel[byte]]; });
