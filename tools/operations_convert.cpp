@@ -1,4 +1,5 @@
 // Depths, color models, fewer bits, color twist.
+#include "diffusion.h"
 #include "operations.h"
 
 #include "text.h"
@@ -260,14 +261,17 @@ constexpr int NO_DITHER = 1, ORDERED_DITHER = 16;
 
 // The library's cut, noise and dither.
 void reduce(Step &step, std::uint32_t depth, std::int32_t jitter, int dither, std::int32_t bits) {
+    const bool diffuses = dither != NO_DITHER && dither != ORDERED_DITHER;
     Plan plan;
     plan.result = withDepth(step.shape(), depth);
-    // Noise and errors start anew in each tile.
-    if (jitter != 0 || (dither != NO_DITHER && dither != ORDERED_DITHER)) plan.need = Need::whole;
-    plan.make = byIndex([=](ZylImage *from, ZylImage *to, const std::int32_t *tile) {
+    // Noise starts anew in each tile.
+    if (jitter != 0) plan.need = Need::whole;
+    plan.make = byIndex([=, dither = diffuses ? NO_DITHER : dither](ZylImage *from, ZylImage *to,
+                                                                    const std::int32_t *tile) {
         zylReduceBits(from, to, jitter, dither, bits, tile);
     });
     step.then(plan);
+    if (diffuses) step.then(diffuse(step.shape(), static_cast<Diffusion>(dither), bits));
 }
 
 // Dithers make multiples of a step, which is the largest sample shifted right. So
