@@ -38,6 +38,14 @@ struct Alias {
 
 std::span<const Alias> aliases();
 
+// How many times smaller a picture may be decoded for this call, 1, 2, 4 or 8, and the
+// words of the call that then gives the same size.
+struct Shrunk {
+    int by = 1;
+    std::string words;
+};
+Shrunk shrunkFor(const Call &call, const Shape &shape);
+
 // What an alias stands for, with the values that follow it; else the words.
 std::string withoutAlias(const std::string &words);
 

@@ -194,12 +194,20 @@ void resize(Step &step) {
 }
 
 // Never larger than the picture.
+Shape thumbnailOf(Shape shape, std::int64_t size) {
+    const double scale = static_cast<double>(size) / std::max(shape.width, shape.height);
+    if (scale >= 1) return shape;
+    const auto side = [scale](int from) {
+        return std::max(static_cast<int>(std::lround(from * scale)), 1);
+    };
+    shape.width = side(shape.width);
+    shape.height = side(shape.height);
+    return shape;
+}
+
 void thumbnail(Step &step) {
-    const double largest = std::max(step.shape().width, step.shape().height);
-    const double scale = static_cast<double>(step.integer("size")) / largest;
-    if (scale >= 1) return;
-    resizeTo(step, rounded(step, step.shape().width * scale),
-             rounded(step, step.shape().height * scale));
+    const Shape shape = thumbnailOf(step.shape(), step.integer("size"));
+    resizeTo(step, shape.width, shape.height);
 }
 
 Parameter side(std::string_view name, std::string_view help) {
@@ -207,6 +215,24 @@ Parameter side(std::string_view name, std::string_view help) {
 }
 
 } // namespace
+
+// At least 1.8 times the pixels of the thumbnail are left for the last filter.
+Shrunk shrunkFor(const Call &call, const Shape &shape) {
+    constexpr double LEFT = 1.8;
+    constexpr int MOST = 8;
+    if (call.operation->plan != thumbnail) return {1, call.words};
+    std::int64_t size = 0;
+    for (const auto &[name, value] : call.values)
+        if (name == "size") size = value.integer;
+    const Shape small = thumbnailOf(shape, size);
+    int by = 1;
+    while (by < MOST && std::min(shape.width, shape.height) >= 2 * by &&
+           std::max(shape.width, shape.height) >= 2 * by * LEFT * static_cast<double>(size))
+        by *= 2;
+    if (by == 1) return {1, call.words};
+    return {by, "resize:width=" + std::to_string(small.width) +
+                    ",height=" + std::to_string(small.height) + ",fit=exact"};
+}
 
 std::span<const Operation> resizeOperations() {
     static const std::vector<Operation> table = completed({

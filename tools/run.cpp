@@ -1,5 +1,6 @@
 #include "run.h"
 
+#include "operations.h"
 #include "pictures.h"
 #include "text.h"
 
@@ -21,7 +22,25 @@ std::int64_t parseMemory(const std::string &word) {
     return *count << 10 * (unit + 1);
 }
 
-void runChain(const std::string &input, const std::vector<Call> &calls,
+namespace {
+
+// Where a chain begins with a thumbnail, JPEG pictures are decoded smaller. What cannot
+// be read twice is decoded whole.
+std::vector<Call> shrinkFirst(std::vector<Call> calls, const std::string &input,
+                              ReadOptions &read) {
+    if (calls.empty() || input == "-") return calls;
+    if (calls.front().operation->name != "thumbnail") return calls;
+    const Details details = openSource(input, read)->details();
+    if (details.format != "JPEG") return calls;
+    const Shrunk shrunk = shrunkFor(calls.front(), details.shape);
+    read.shrink = shrunk.by;
+    calls.front() = parseCall(shrunk.words);
+    return calls;
+}
+
+} // namespace
+
+void runChain(const std::string &input, const std::vector<Call> &given,
               const std::optional<std::string> &output, const RunOptions &options,
               const std::function<void(std::int64_t done, std::int64_t all)> &progress) {
     Pipeline::Options settings;
@@ -31,7 +50,9 @@ void runChain(const std::string &input, const std::vector<Call> &calls,
     settings.progress = progress;
     Pipeline pipeline(std::move(settings));
 
-    const Pipeline::Node picture = addPicture(pipeline, input, options.read);
+    ReadOptions read = options.read;
+    const std::vector<Call> calls = shrinkFirst(given, input, read);
+    const Pipeline::Node picture = addPicture(pipeline, input, read);
     const OpenPicture open = [&](const std::string &name) { return addPicture(pipeline, name); };
     Pipeline::Node node = picture;
     for (const Call &call : calls) node = planCall(call, pipeline, node, open);

@@ -95,6 +95,9 @@ class Source {
 struct ReadOptions {
     int page = 1;
     bool orient = true; // apply the orientation
+    // 1, 2, 4 or 8: JPEG pictures are decoded with sides that many times smaller,
+    // rounded up, in less time. Other formats do not look at it.
+    int shrink = 1;
     // Makes a source of any order from one of rows, for orientations that need it.
     // Called when the first rectangle is read. Without it the picture is held in
     // memory.

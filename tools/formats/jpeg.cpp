@@ -121,7 +121,7 @@ struct Writer {
     ~Writer() { jpeg_destroy_compress(&info); }
 };
 
-bool readHeader(Reader &r, Input &input) {
+bool readHeader(Reader &r, Input &input, int shrink) {
     r.info.err = install(r.errors);
     if (setjmp(r.errors.jump)) return false;
     jpeg_create_decompress(&r.info);
@@ -147,6 +147,8 @@ bool readHeader(Reader &r, Input &input) {
     default:
         r.info.out_color_space = JCS_RGB;
     }
+    r.info.scale_num = 1;
+    r.info.scale_denom = static_cast<unsigned>(shrink);
     jpeg_calc_output_dimensions(&r.info);
     return true;
 }
@@ -218,8 +220,8 @@ Metadata metadataOf(Reader &r) {
 
 class JpegSource : public RowSource {
   public:
-    explicit JpegSource(std::unique_ptr<Input> input) : input_(std::move(input)) {
-        if (!readHeader(reader_, *input_)) throw Failure(reader_.errors.text);
+    JpegSource(std::unique_ptr<Input> input, int shrink) : input_(std::move(input)) {
+        if (!readHeader(reader_, *input_, shrink)) throw Failure(reader_.errors.text);
         const jpeg_decompress_struct &info = reader_.info;
         inks_ = info.out_color_space == JCS_CMYK;
         const int channels = info.out_color_space == JCS_GRAYSCALE ? 1 : 3;
@@ -348,8 +350,8 @@ bool recognises(std::string_view start) {
     return start.substr(0, 3) == "\xff\xd8\xff";
 }
 
-std::unique_ptr<Source> open(std::unique_ptr<Input> input, const ReadOptions &) {
-    return std::make_unique<JpegSource>(std::move(input));
+std::unique_ptr<Source> open(std::unique_ptr<Input> input, const ReadOptions &options) {
+    return std::make_unique<JpegSource>(std::move(input), options.shrink);
 }
 
 std::unique_ptr<Sink> create(std::unique_ptr<Output> output, const Shape &shape,
