@@ -352,7 +352,8 @@ class Function:
 
 
 HEAD = '''"""The operations of zylqx. Made by generate.py of their one description."""
-from zylqx._call import DESCRIBED as _DESCRIBED, run as _run
+from zylqx._call import run as _run
+from zylqx._operation import DESCRIBED as _DESCRIBED
 
 '''
 STUB_HEAD = '''from typing import Sequence, overload

@@ -17,7 +17,8 @@ from skimage import exposure, filters, morphology, transform
 
 import zylqx as zx
 from zylqx import _call, _core
-from zylqx._call import DESCRIBED, Operand
+from zylqx._operand import Operand
+from zylqx._operation import DESCRIBED
 
 SIDE = 2048
 LIMIT_SMALL = 10e-6

@@ -4,7 +4,7 @@ import numpy as np
 import pytest
 
 import zylqx as zx
-from zylqx._call import DESCRIBED
+from zylqx._operation import DESCRIBED
 
 BITMAPS = {"convert_to_dib", "convert_from_dib"}
 NAMES = sorted({o.name for o in DESCRIBED.values()} - BITMAPS)

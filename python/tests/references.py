@@ -273,7 +273,10 @@ def over(a, b, premul_alpha=False):
 def alpha_composite_c(a, b, a_a, a_b):
     most = np.iinfo(a.dtype).max
     colour_a, colour_b = wide(a) * a_a // most, wide(b) * a_b // most
-    return np.minimum(colour_a + colour_b - colour_b * a_a // most, most).astype(a.dtype)
+    result = np.minimum(colour_a + colour_b - colour_b * a_a // most, most).astype(a.dtype)
+    if a.ndim == 3 and a.shape[2] == 4:  # alpha is not written
+        result[..., 3] = a[..., 3]
+    return result
 
 
 SHARPEN = zx.Kernel([[-1, -2, -1], [-2, 20, -2], [-1, -2, -1]], shift=3)

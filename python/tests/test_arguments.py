@@ -12,7 +12,7 @@ import pytest
 import zylqx as zx
 from conftest import NAMES, function
 from zylqx import _core
-from zylqx._call import DESCRIBED
+from zylqx._operation import DESCRIBED
 
 
 def gray(shape=(8, 9), dtype="uint8"):

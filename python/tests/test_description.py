@@ -13,7 +13,7 @@ import pytest
 import zylqx as zx
 from conftest import NAMES, function
 from zylqx import _core, operations
-from zylqx._call import DESCRIBED
+from zylqx._operation import DESCRIBED
 
 FOLDER = pathlib.Path(__file__).parents[1]
 LIBRARY = FOLDER / "library" if (FOLDER / "library").exists() else FOLDER.parent

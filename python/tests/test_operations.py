@@ -7,7 +7,7 @@ import pytest
 import zylqx as zx
 from conftest import NAMES, channel_counts, function, pictures
 from references import BORDERS, CLOSE, OTHERWISE, REFERENCES
-from zylqx._call import DESCRIBED
+from zylqx._operation import DESCRIBED
 
 SIZE = (19, 19)  # a square with a middle, for turns
 
@@ -282,6 +282,22 @@ def test_equalisation(shape, random):
     assert np.array_equal(zx.histo_equalize(a, tables), result)
     after = [t.counts for t in tables]
     assert np.array_equal(np.reshape(after, counts.shape), zx.compute_histo(result))
+
+
+def test_compositing_with_alphas_apart(random):
+    """Alphas in images of their own give what they give as channels."""
+    a, b = random.integers(0, 256, (2, 20, 30, 4), np.uint8)
+    colours, alphas = (a[..., :3].copy(), b[..., :3].copy()), (a[..., 3].copy(), b[..., 3].copy())
+    apart, whole = np.zeros((20, 30), np.uint8), zx.alpha_composite(a, b, composite_type="xor")
+    result = zx.alpha_composite(*colours, *alphas, composite_type="xor", alpha_image_dst=apart)
+    assert np.array_equal(result, whole[..., :3]) and np.array_equal(apart, whole[..., 3])
+    own = zx.alpha_composite_c(a, b, -1, -1)
+    assert np.array_equal(own[..., :3], zx.alpha_composite(a, b)[..., :3])
+    for name, wrong in (("alpha_image_a", {"alpha_image_a": alphas[0][1:]}),
+                        ("alpha_image_dst", {"alpha_image_dst": alphas[0].astype("uint16")}),
+                        ("alpha_image_dst", {"alpha_image_a": apart, "alpha_image_dst": apart})):
+        with pytest.raises((ValueError, TypeError), match=f"^{name}: "):
+            zx.alpha_composite(a, b, **wrong)
 
 
 def test_noise_and_dithers(random):

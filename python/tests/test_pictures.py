@@ -11,7 +11,7 @@ from conftest import channel_counts, function, pictures
 from references import EDGES, REFERENCES, SHARPEN
 from test_operations import WRITING, first_call
 from zylqx import _png
-from zylqx._call import DESCRIBED
+from zylqx._operation import DESCRIBED
 
 SIZE = (150, 203)
 MORE = {

@@ -4,8 +4,9 @@ import struct
 import numpy as np
 
 from zylqx import _call, _core
-from zylqx._call import DESCRIBED, Operand
 from zylqx._image import Image
+from zylqx._operand import Operand
+from zylqx._operation import DESCRIBED
 
 HEADER = struct.Struct("<IiiHHIIiiII")  # biSize .. biClrImportant
 FIELDS = 3  # biCompression of pixels with masks

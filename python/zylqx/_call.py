@@ -1,11 +1,9 @@
 """From arrays to a call of the library, and back.
 
-run() is the one way: it looks at the arguments, describes each array to the library by
-a record, allocates the result and calls. Records lie over the arrays' own memory; where
-the library cannot take a layout, a copy is made.
+run() is the one way. Most calls are plain: arrays of one kind, without regions, copies or
+anything else to say; these go straight to the library. Others become a Call, which looks at
+the arguments one by one.
 """
-import json
-import pathlib
 from typing import Any, Sequence, Union
 
 import numpy as np
@@ -13,6 +11,8 @@ import numpy as np
 from zylqx import _core, _values
 from zylqx._error import Error
 from zylqx._image import Image
+from zylqx._operand import Operand, same_place
+from zylqx._operation import BIT, BOOL, BYTE, DESCRIBED, TYPES
 
 _core.set_error(Error)
 
@@ -22,240 +22,6 @@ TwistLike = Any
 TableLike = Any
 DTypeLike = Any
 BorderLike = Union[str, int, Sequence[Union[str, int]]]
-
-SIGN = 0x80000000
-DEPTHS = {"1U": 1, "8U": 8, "8S": SIGN | 8, "16U": 16, "16S": SIGN | 16, "32S": SIGN | 32}
-TYPES = {name: np.dtype(t) for name, t in zip(DEPTHS, ("bool", "uint8", "int8", "uint16", "int16", "int32"))}
-DEPTH_OF = {TYPES[name]: depth for name, depth in DEPTHS.items()}
-LAYOUTS = {"gray": 1, "gray-alpha": 2, "color": 3, "color-alpha": 4}
-BIT = DEPTHS["1U"]
-BOOL, BYTE = TYPES["1U"], TYPES["8U"]
-
-# The library finds their rows by the header's other fields, not by the row stride.
-BY_FIELDS = {"copy", "set", "exchange", "abs", "rotate", "convert_from_dib", "convert_to_dib"}
-# The library wants images with equally many channels here, so a channel is copied out.
-SAME_CHANNELS = {"blur", "convolve_sep_2d", "mirror", "real_fft_2d", "ccs_fft_2d", "dct_2d"}
-READ = ("source", "second", "alpha")
-VALUES = {"bool": _values.truth, "float": _values.fraction, "kernel": _values.kernel,
-          "kernels": _values.kernels, "twist": _values.twist}
-MADE_IN_PYTHON = ("tile", "point", "null", "count", "shared")
-
-
-def _layout_table(layouts):
-    """Channels of a source: channels of the result; None for any."""
-    if layouts == "any" or (isinstance(layouts, list) and len(layouts) == len(LAYOUTS)):
-        return None
-    if isinstance(layouts, list):
-        return {LAYOUTS[name]: (LAYOUTS[name],) for name in layouts}
-    table = {LAYOUTS[s]: tuple(LAYOUTS[r] for r in results) for s, results in layouts.items()}
-    return table
-
-
-class Operation:
-    """What the description says about an operation, as run() needs it."""
-
-    def __init__(self, entry, index, choices):
-        self.name = entry["name"].replace("-", "_")
-        self.index, self.result, self.reads = index, entry["result"], entry["reads"]
-        self.channel = entry["channel"] and self.name not in SAME_CHANNELS
-        self.alpha = entry["alpha"]
-        self.borders, self.in_place = entry["borders"], entry["inPlace"]
-        self.models = entry.get("models")
-        depths = entry["depths"]
-        self.same_type = isinstance(depths, list)
-        pairs = {d: [d] for d in depths} if self.same_type else depths
-        self.types = {TYPES[d]: tuple(TYPES[r] for r in results) for d, results in pairs.items()}
-        self.layouts = _layout_table(entry["layouts"])
-        # Pixels outside the region count in the others, which get the region as such.
-        self.crops = self.reads in ("pixel", "all") or not entry["regions"]
-        self.by_fields = self.name in BY_FIELDS
-        parameters = entry["parameters"]
-        self.image_names = [_snake(p["name"]) for p in parameters
-                            if p["kind"] in READ + ("image",)]
-        self.image_kinds = [p["kind"] for p in parameters if p["kind"] in READ + ("image",)]
-        self.checks = [_check(p, choices) for p in parameters if p["kind"] in VALUES
-                       or p["kind"] in ("int32", "uint32", "choice", "flags", "tables")]
-        self.plan = [_role(p["kind"]) for p in parameters]
-        self.plain = self._plain_depths()
-        self.tile = next((p["kind"] for p in parameters if p["kind"] in ("tile", "point")), None)
-
-    def _plain_depths(self):
-        """The depths of arrays that plain calls take; none where a call is more than that."""
-        special = self.reads == "all" or self.name in (
-            "contrast_stretch", "histo_equalize", "apply_color_twist", "alpha_composite")
-        if special or self.models or self.alpha == "used" or self.result not in ("same", "scaled"):
-            return {}
-        bits = self.result == "same" and not self.by_fields and self.name != "l_shift_s"
-        return {t: DEPTH_OF[t] for t, results in self.types.items() if t in results and (t != BOOL or bits)}
-
-    def __repr__(self):
-        return f"<operation {self.name}>"
-
-
-def _snake(name):
-    text = "".join("_" + c.lower() if c.isupper() and i and not name[i - 1].isupper() else c.lower()
-                   for i, c in enumerate(name))
-    return text
-
-
-def _role(kind):
-    if kind in READ + ("image",):
-        return "image"
-    if kind in ("destination", "alphaDestination", "tile", "point"):
-        return kind
-    return "none" if kind in ("null", "count", "shared") else "value"
-
-
-def _check(parameter, choices):
-    """(name, function that checks a value) of a parameter."""
-    kind, name = parameter["kind"], _snake(parameter["name"])
-    if kind in ("choice", "flags"):
-        make = _values.choice if kind == "choice" else _values.flags
-        return name, make(choices[parameter["choices"]])
-    if kind in ("int32", "uint32"):
-        least, most = (-2**31, 2**31 - 1) if kind == "int32" else (0, 2**32 - 1)
-        low, high = parameter.get("min"), parameter.get("max")
-        return name, _values.number(low if isinstance(low, int) else least,
-                                    high if isinstance(high, int) else most)
-    if kind == "tables":
-        return name, lambda value, name: value
-    if name == "ykernel":
-        return name, lambda value, name: _values.kernel(
-            np.reshape(value, (-1, 1)) if np.ndim(value) == 1 else value, name)
-    return name, VALUES[kind]
-
-
-def _load():
-    path = pathlib.Path(__file__).with_name("operations.json")
-    with open(path, encoding="utf-8") as file:
-        table = json.load(file)
-    indices = {name: i for i, name in enumerate(_core.names())}
-    described = {}
-    for entry in table["operations"]:
-        if entry["function"] in indices:
-            operation = Operation(entry, indices[entry["function"]], table["choices"])
-            described[operation.name] = described[operation.name + "_"] = operation
-    return described
-
-
-DESCRIBED = _load()
-
-
-# ---- arrays ----------------------------------------------------------------------------
-
-
-class Operand:
-    """One array of a call: what of it is worked on, and how the library is told so."""
-
-    __slots__ = ("name", "array", "fresh", "extra", "depth", "channel", "region", "record", "temporary",
-                 "channels", "rows", "columns")
-
-    def __init__(self, name, image, crops, keeps_channel):
-        self.name, self.record, self.temporary, self.fresh = name, None, None, False
-        self.channel, self.region, self.extra = 0, None, None
-        if type(image) is np.ndarray:
-            array = image
-        elif isinstance(image, Image):
-            array, self.extra = image.array, image
-        elif isinstance(image, np.ndarray) or hasattr(image, "__array__"):
-            array = np.asarray(image)
-        else:
-            raise TypeError(f"{name}: an array or an Image is needed, not {type(image).__name__}")
-        depth = DEPTH_OF.get(array.dtype)
-        if depth is None:
-            raise TypeError(f"{name}: samples are bool, uint8, int8, uint16, int16 or int32 in native "
-                            f"byte order, not {array.dtype.str}")
-        shape = array.shape
-        if len(shape) not in (2, 3) or 0 in shape:
-            raise ValueError(f"{name}: (rows, columns) or (rows, columns, channels), none of them 0, "
-                             f"is needed, not {shape}")
-        for stride in array.strides:
-            if stride < 0:
-                raise ValueError(f"{name}: runs backwards (strides {array.strides}); "
-                                 f"numpy.ascontiguousarray() makes a copy that does not")
-        if self.extra is not None:
-            array = self._narrow(array, crops, keeps_channel)
-        self.array, self.depth = array, depth
-        self.channels = array.shape[2] if array.ndim == 3 else 1
-        if self.channels != 1 and depth == BIT:
-            raise ValueError(f"{name}: bool arrays have one channel, not {self.channels}")
-        self.rows, self.columns = array.shape[:2] if self.region is None else self.region[3:1:-1]
-
-    def _narrow(self, array, crops, keeps_channel):
-        """Takes region and channel of interest from the Image, as slices where that is the same."""
-        extra = self.extra
-        if extra.roi is not None:
-            x, y, width, height = extra.roi
-            if crops:
-                array = array[y:y + height, x:x + width]
-            else:
-                self.region = extra.roi
-        if extra.channel is not None and array.ndim == 3:
-            if keeps_channel and array.shape[2] > 1:
-                self.channel = extra.channel
-            else:
-                array = array[..., extra.channel - 1]
-        return array
-
-    @property
-    def worked(self):
-        """How many channels are worked on."""
-        return 1 if self.channel else self.channels
-
-    def describe(self, operation, writable, source):
-        """Makes the record; `temporary` is then a copy of the array, if one was needed."""
-        if self.depth == BIT:
-            natural = operation.by_fields or operation.name == "l_shift_s"  # which may copy
-            self.temporary = _packed(self.array, natural) if not self.fresh or natural else \
-                np.zeros((self.rows, -(-self.columns // 8)), np.uint8)
-            self.record = _core.record(self.temporary, BIT, self.array.shape[1], True, source, natural)
-            return
-        array = self.array
-        if writable and not array.flags.writeable:
-            raise ValueError(f"{self.name}: the array is read-only")
-        self.record = _core.record(array, self.depth, 0, writable, source, operation.by_fields)
-        if self.record is None:
-            self.temporary = _natural_copy(array)
-            self.record = _core.record(self.temporary, self.depth, 0, writable, source,
-                                       operation.by_fields)
-
-    def finish(self):
-        """Brings what was written in a copy to the array. A fresh one has nothing to keep."""
-        if self.temporary is None:
-            return
-        if self.depth == BIT:
-            pixels = np.unpackbits(self.temporary, axis=1, count=self.array.shape[1]).view(BOOL)
-            if self.array.ndim == 3:
-                pixels = pixels[..., np.newaxis]
-            if self.fresh:
-                self.array = pixels
-            else:
-                self.array[...] = pixels
-        else:
-            self.array[...] = self.temporary
-
-
-def _natural_copy(array):
-    """A copy whose rows lie as far apart as the library would put them."""
-    rows, columns = array.shape[:2]
-    item = array.itemsize
-    pixel = item * (array.shape[2] if array.ndim == 3 else 1)
-    stride = -(-columns * pixel // 8) * 8
-    copy = np.ndarray(array.shape, array.dtype, np.empty(rows * stride // 8, np.uint64),
-                      strides=(stride, pixel, item)[:array.ndim])
-    copy[...] = array
-    return copy
-
-
-def _packed(array, natural):
-    """Eight bools a byte."""
-    packed = np.packbits(array if array.ndim == 2 else array[..., 0], axis=1)
-    return packed if packed.flags.c_contiguous and not natural else _natural_copy(packed)
-
-
-def _same_place(a, b):
-    return (a.dtype == b.dtype and a.shape == b.shape and a.strides == b.strides and
-            a.__array_interface__["data"][0] == b.__array_interface__["data"][0])
 
 
 # ---- checks ------------------------------------------------------------------------------
@@ -276,14 +42,14 @@ def _listed(words):
     return words[0] if len(words) == 1 else ", ".join(words[:-1]) + " or " + words[-1]
 
 
-def _check_second(first, second):
-    """The second source goes with the first."""
+def _check_second(first, second, channels):
+    """Another image goes with the first one; with `channels` in their number too."""
     if second.array.dtype != first.array.dtype:
         raise TypeError(f"{second.name}: {second.array.dtype}, but {first.name} is {first.array.dtype}")
     if (second.rows, second.columns) != (first.rows, first.columns):
         raise ValueError(f"{second.name}: {second.rows} x {second.columns} (rows x columns), but "
                          f"{first.name} is {first.rows} x {first.columns}")
-    if second.worked != first.worked:
+    if channels and second.worked != first.worked:
         raise ValueError(f"{second.name}: {second.worked} channels, but {first.name} has {first.worked}")
 
 
@@ -341,13 +107,12 @@ def _check_out(operation, out, first, shape, dtype):
         raise ValueError(f"out: {channels} channels are needed, not {out.worked}")
 
 
-def _new_result(operation, first, shape, dtype):
+def _new_result(operation, first, shape, dtype, alpha_apart):
     """An array for the result. Channels that the operation leaves alone are the source's."""
     channels = shape[2] if len(shape) == 3 else 1
-    alpha = first.extra.alpha if first.extra is not None else None
-    kept = operation.alpha == "kept" and channels not in (1, 3) and (
-        alpha is not None or operation.models is not None or operation.name == "apply_color_twist")
-    if not kept:
+    leaves = operation.alpha == "kept" and (
+        first.alpha(operation) or operation.models is not None or operation.name == "apply_color_twist")
+    if channels in (1, 3) or not (leaves or alpha_apart):
         return np.empty(shape, dtype)
     result = np.zeros(shape, dtype)
     if first.channels == channels and first.region is None:
@@ -368,7 +133,7 @@ def _overlapping(operation, sources, destination):
             continue
         if not np.shares_memory(source.array, destination.array):
             continue
-        if not _same_place(source.array, destination.array) or source.region != destination.region:
+        if not same_place(source.array, destination.array) or source.region != destination.region:
             raise ValueError(f"{destination.name}: overlaps {source.name}; it may only be the same array")
         if not operation.in_place:
             raise ValueError(f"{destination.name}: {operation.name} does not work in place; "
@@ -376,37 +141,6 @@ def _overlapping(operation, sources, destination):
         if found is None or source.extra is destination.extra:
             found = source
     return found
-
-
-# ---- records ---------------------------------------------------------------------------------
-
-
-def _alpha_of(operation, operand):
-    if operand.extra is not None and operand.extra.alpha is not None:
-        return 0 if operand.depth == BIT else operand.extra.alpha
-    return operand.channels if operation.alpha == "used" and operand.channels in (2, 4) else 0
-
-
-def _complete(operation, operand, model, borders, alpha, any_channel):
-    """Tells the record what the array's layout does not say."""
-    record, extra = operand.record, operand.extra
-    if operand.region is not None or any_channel:
-        x, y, width, height = operand.region or (0, 0, operand.columns, operand.rows)
-        channel = operand.channel or (1 if any_channel and operand.channels == 1 else 0)
-        record.set_region(x, y, width, height, channel)
-    if borders is None and extra is not None:
-        borders = extra.borders
-    if borders is not None:
-        record.set_borders(*borders)
-    if extra is not None:
-        named = extra.channel_seq not in ("G", "RGB", "RGBA") or model is None or model == "RGB"
-        color_model, sequence = (extra.color_model, extra.channel_seq) if named else (model, model)
-        record.set_model(color_model, sequence, alpha)
-    elif model is not None and operand.channels > 1:
-        record.set_model(model, {"RGB": "RGBA"}.get(model, model)[:operand.channels], alpha)
-    elif alpha:
-        record.set_model("GRAY" if operand.channels < 3 else "RGBA",
-                         "G" if operand.channels < 3 else "RGBA", alpha)
 
 
 # ---- tables ----------------------------------------------------------------------------------
@@ -467,17 +201,6 @@ def packed(value):
     if isinstance(value, tuple):
         return tuple(v.packed for v in value)
     return value.packed
-
-
-def _defaults(operation, operand, values):
-    """Values that depend on the picture."""
-    if operation.name == "rotate":
-        x, y = (operand.region or (0, 0))[:2]
-        if values[1] is None:
-            values[1] = x + operand.columns // 2
-        if values[2] is None:
-            values[2] = y + operand.rows // 2
-    return values
 
 
 def call(operation, records, destination, alpha_destination, values, tile=None):
@@ -543,135 +266,194 @@ def _plain_bits(operation, images, values, border, shape):
     return np.unpackbits(bits, axis=1, count=width).view(BOOL) if done else None
 
 
+class Call:
+    """A call whose arguments are looked at one by one."""
+
+    def __init__(self, operation, images, values, border):
+        self.operation, self.images = operation, images
+        self.borders = _values.borders(border)
+        self.sources = [None if image is None else Operand(name, image, operation.crops, operation.channel)
+                        for name, image in zip(operation.image_names, images)]
+        self.first = self.sources[0]
+        self.values = values
+        self._check_sources()
+        if operation.name in ("compute_histo", "contrast_stretch", "histo_equalize"):
+            self.values = [_tables(operation, self.first, values[0], images[0])]
+
+    def _check_sources(self):
+        operation = self.operation
+        alphas = [s for s, kind in zip(self.sources, operation.image_kinds) if kind == "alpha" and s is not None]
+        constant = operation.name == "pre_multiply_alpha" and self.values[0] >= 0
+        _check_source(operation, self.first, not alphas and not constant)
+        for source, kind in zip(self.sources[1:], operation.image_kinds[1:]):
+            if source is not None:
+                _check_second(self.first, source, kind != "alpha")
+
+    def run(self, dtype, alpha_image_dst, out):
+        operation = self.operation
+        if operation.name == "pre_multiply_alpha":
+            return self._pre_multiply(out)
+        if operation.result == "changed":
+            return self._change(self.sources)
+        if "destination" not in operation.plan:
+            return self._measure()
+        return self._write(dtype, alpha_image_dst, out)
+
+    def _present(self):
+        return [s for s in self.sources if s is not None]
+
+    def _describe_sources(self):
+        for source in self._present():
+            source.describe(self.operation, False, True)
+
+    def _complete_sources(self, any_channel):
+        model = self.operation.models[0] if self.operation.models else None
+        for source, kind in zip(self.sources, self.operation.image_kinds):
+            if source is not None:
+                alpha = 0 if kind == "alpha" and source.channels == 1 else source.alpha(self.operation)
+                source.complete(model, self.borders, alpha, any_channel)
+
+    def _records(self):
+        return [None if s is None else s.record for s in self.sources]
+
+    def _measure(self):
+        """Operations that give numbers."""
+        self._describe_sources()
+        self._complete_sources(any(s.channel for s in self._present()))
+        result = call(self.operation, self._records(), None, None, self.values)
+        return _counts(self.values[0], self.first) if self.operation.result == "tables" else result
+
+    def _change(self, images):
+        """Operations that change their images."""
+        for image in images:
+            image.describe(self.operation, True, False)
+        if len(images) == 2 and np.shares_memory(images[0].array, images[1].array):
+            raise ValueError(f"{images[1].name}: overlaps {images[0].name}")
+        any_channel = any(image.channel for image in images)
+        for image in images:
+            image.complete(None, None, image.alpha(self.operation), any_channel)
+        call(self.operation, [image.record for image in images], None, None, self.values)
+        for image in images:
+            image.finish()
+
+    def _pre_multiply(self, out):
+        """Changes a copy, or `out` once it is one."""
+        first = self.first
+        target = np.array(first.array) if out is None else out
+        destination = Operand("out", target, True, True)
+        _check_out(self.operation, destination, first, first.array.shape, first.array.dtype)
+        if out is not None and not same_place(destination.array, first.array):
+            if np.shares_memory(destination.array, first.array):
+                raise ValueError(f"out: overlaps {first.name}; it may only be the same array")
+            if destination.array.flags.writeable:
+                destination.array[...] = first.array
+        destination.extra, destination.channel = first.extra, first.channel
+        self._change([destination])
+        return target
+
+    def _result_shape(self):
+        first = self.first
+        rows, columns = result_size(self.operation, first.rows, first.columns, self.values)
+        channels = result_channels(self.operation, first.worked)
+        flat = channels == 1 and (first.array.ndim == 2 or first.channel or first.worked != 1)
+        return (rows, columns) if flat else (rows, columns, channels)
+
+    def _destination(self, dtype, alpha_apart, out):
+        """The operand that is written: a new array, or `out`."""
+        operation, first, shape = self.operation, self.first, self._result_shape()
+        wanted = None if dtype is None else result_type(operation, first.array.dtype, dtype)
+        if out is not None:
+            destination = Operand("out", out, operation.crops, operation.channel)
+            _check_out(operation, destination, first, shape, wanted)
+            return destination
+        if wanted is None:
+            wanted = first.array.dtype if operation.same_type else \
+                result_type(operation, first.array.dtype, None)
+        if wanted == BOOL and len(shape) == 3 and shape[2] > 1:
+            raise ValueError(f"{first.name}: a bool result has one channel, not {shape[2]}; "
+                             "Image(channel=) chooses one")
+        destination = Operand("out", _new_result(operation, first, shape, wanted, alpha_apart), True, True)
+        destination.fresh = True
+        return destination
+
+    def _write(self, dtype, alpha_image_dst, out):
+        """Operations that write a picture."""
+        operation, first = self.operation, self.first
+        destination = self._destination(dtype, alpha_image_dst is not None, out)
+        self._describe_sources()
+        destination.describe(operation, True, False)
+        if out is not None:
+            self._share(destination)
+        alphas = self._alpha_destination(alpha_image_dst, destination)
+
+        any_channel = destination.channel or any(s.channel for s in self._present())
+        self._complete_sources(any_channel)
+        alpha = destination.alpha(operation)
+        if not alpha and destination.extra is None and destination.channels == first.channels:
+            alpha = first.alpha(operation)
+        if destination.record is not first.record or operation.models is None:
+            model = operation.models[1] if operation.models else None
+            destination.complete(model, self.borders, alpha, any_channel)
+
+        call(operation, self._records(), destination.record, alphas and alphas.record, self.values)
+        destination.finish()
+        if alphas is not None:
+            alphas.finish()
+        return destination.array if out is None else out
+
+    def _share(self, destination):
+        """In place, source and destination are one record; not where rows with gaps between
+        them could be taken for a flat buffer."""
+        same = _overlapping(self.operation, self.sources, destination)
+        if same is None or (self.operation.reads == "pixel" and same.record.padded):
+            return
+        same.describe(self.operation, True, False)
+        destination.record, destination.temporary = same.record, same.temporary
+
+    def _alpha_destination(self, image, destination):
+        """The operand that gets the alpha of a result, if it is apart."""
+        if image is None:
+            return None
+        alphas = Operand("alpha_image_dst", image, True, True)
+        _check_second(self.first, alphas, False)
+        alphas.describe(self.operation, True, False)
+        alphas.complete(None, None, alphas.alpha(self.operation) or 1, False)
+        for other in self._present() + [destination]:
+            if np.shares_memory(other.array, alphas.array):
+                raise ValueError(f"alpha_image_dst: overlaps {other.name}")
+        return alphas
+
+
+def _completed(operation, images, values, dtype, out):
+    """Values that depend on the picture."""
+    if operation.name == "rotate" and None in values:
+        first = Operand("src_image", images[0], False, True)
+        x, y = (first.region or (0, 0))[:2]
+        angle, at_x, at_y, interpolate = values
+        return (angle, x + first.columns // 2 if at_x is None else at_x,
+                y + first.rows // 2 if at_y is None else at_y, interpolate)
+    if operation.name == "bitonal_to_gray" and values[1] is None:
+        given = dtype if out is None else (out.array if isinstance(out, Image) else out).dtype
+        return values[0], largest(result_type(operation, BOOL, given))
+    return values
+
+
+def largest(dtype):
+    """The largest value of a type."""
+    return 1 if dtype == BOOL else int(np.iinfo(dtype).max)
+
+
 lazy = []  # the type of pictures of any size, and what makes a step of a call; set by picture.py
 
 
 def run(operation, images, values, dtype=None, border=None, alpha_image_dst=None, out=None):
-    """Calls the operation with arrays, Images or lazy pictures."""
+    """Calls the operation with arrays, Images or pictures of any size."""
     for image in images:
         if type(image) is lazy[0]:
             return lazy[1](operation, images, values, dtype, border, alpha_image_dst, out)
-    if operation.name == "rotate" and None in values:
-        values = _defaults(operation, Operand("src_image", images[0], False, True), list(values))
-    elif operation.name == "bitonal_to_gray" and values[1] is None:
-        values = values[0], largest(result_type(operation, BOOL, dtype if out is None else _array(out).dtype))
-    values = checked(operation, values)
+    values = checked(operation, _completed(operation, images, values, dtype, out))
     if operation.plain and dtype is None:
         result = _plain(operation, images, values, border, out)
         if result is not None:
             return result
-
-    sources = [None if image is None else Operand(name, image, operation.crops, operation.channel)
-               for name, image in zip(operation.image_names, images)]
-    first = sources[0]
-    relaxed = operation.name == "alpha_composite" and (images[2] is not None or images[3] is not None) or \
-        operation.name == "pre_multiply_alpha" and values[0] >= 0
-    _check_source(operation, first, not relaxed)
-    if len(sources) > 1:
-        for source, kind in zip(sources[1:], operation.image_kinds[1:]):
-            if source is not None and kind != "alpha":
-                _check_second(first, source)
-    if operation.name in ("compute_histo", "contrast_stretch", "histo_equalize"):
-        values = [_tables(operation, first, values[0], images[0])]
-
-    if operation.result == "changed":
-        return _run_changing(operation, sources, values, images, out)
-    borders = _values.borders(border)
-    any_channel = first.channel
-    for source in sources[1:]:
-        any_channel = any_channel or (source is not None and source.channel)
-    if "destination" not in operation.plan:
-        for source in sources:
-            if source is not None:
-                source.describe(operation, False, True)
-                _complete(operation, source, None, borders, _alpha_of(operation, source), any_channel)
-        result = call(operation, [None if s is None else s.record for s in sources], None, None, values)
-        return _counts(values[0], first) if operation.result == "tables" else result
-
-    rows, columns = result_size(operation, first.rows, first.columns, values)
-    channels = result_channels(operation, first.worked)
-    shape = (rows, columns) if channels == 1 and (first.array.ndim == 2 or first.channel or
-                                                  first.worked != 1) else (rows, columns, channels)
-    wanted = None if dtype is None else result_type(operation, first.array.dtype, dtype)
-    if out is None:
-        if wanted is None:
-            wanted = first.array.dtype if operation.same_type else \
-                result_type(operation, first.array.dtype, None)
-        if wanted == BOOL and channels > 1:
-            raise ValueError(f"{first.name}: a bool result has one channel, not {channels}; "
-                             "Image(channel=) chooses one")
-        destination = Operand("out", _new_result(operation, first, shape, wanted), True, True)
-        destination.fresh = True
-    else:
-        destination = Operand("out", out, operation.crops, operation.channel)
-        _check_out(operation, destination, first, shape, wanted)
-        any_channel = any_channel or destination.channel
-    alpha_destination = None
-    if alpha_image_dst is not None:
-        alpha_destination = Operand("alpha_image_dst", alpha_image_dst, True, True)
-        alpha_destination.describe(operation, True, False)
-
-    for source in sources:
-        if source is not None:
-            source.describe(operation, False, True)
-    destination.describe(operation, True, False)
-    if out is not None:
-        same = _overlapping(operation, sources, destination)
-        if same is not None and not (operation.reads == "pixel" and same.record.padded):
-            same.describe(operation, True, False)
-            destination.record, destination.temporary = same.record, same.temporary
-    models = operation.models or (None, None)
-    for source, kind in zip(sources, operation.image_kinds):
-        if source is not None:
-            alpha = 0 if kind == "alpha" and source.channels == 1 else _alpha_of(operation, source)
-            _complete(operation, source, models[0], borders, alpha, any_channel)
-    alpha = _alpha_of(operation, destination)
-    if not alpha and (out is None or destination.extra is None) and destination.channels == first.channels:
-        alpha = _alpha_of(operation, first)
-    if destination.record is not first.record or operation.models is None:
-        _complete(operation, destination, models[1], borders, alpha, any_channel)
-
-    call(operation, [None if s is None else s.record for s in sources], destination.record,
-         alpha_destination and alpha_destination.record, values)
-    destination.finish()
-    if alpha_destination is not None:
-        alpha_destination.finish()
-    if out is not None:
-        return out
-    return destination.array
-
-
-def _run_changing(operation, images, values, given, out):
-    """The operations that change their images. Multiplying by alpha makes a new array."""
-    if operation.name == "pre_multiply_alpha":
-        first = images[0]
-        result = first.array if first.region is None else first.array
-        if out is None:
-            target = np.array(result)
-            images = [Operand("out", target, True, True)]
-        else:
-            target = out
-            images = [Operand("out", out, True, True)]
-            _check_out(operation, images[0], first, first.array.shape, first.array.dtype)
-            if not _same_place(images[0].array, first.array):
-                images[0].array[...] = first.array
-        images[0].extra, images[0].channel = first.extra, first.channel
-    for image in images:
-        image.describe(operation, True, False)
-    if len(images) == 2 and np.shares_memory(images[0].array, images[1].array):
-        raise ValueError(f"{images[1].name}: overlaps {images[0].name}")
-    any_channel = any(image.channel for image in images)
-    for image in images:
-        _complete(operation, image, None, None, _alpha_of(operation, image), any_channel)
-    call(operation, [image.record for image in images], None, None, values)
-    for image in images:
-        image.finish()
-    return target if operation.name == "pre_multiply_alpha" else None
-
-
-def _array(image):
-    return image.array if isinstance(image, Image) else image
-
-
-def largest(dtype):
-    return 1 if dtype == BOOL else int(np.iinfo(dtype).max)
+    return Call(operation, images, values, border).run(dtype, alpha_image_dst, out)

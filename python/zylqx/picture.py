@@ -14,8 +14,10 @@ from typing import Iterator
 import numpy as np
 
 from zylqx import _call, _core, _png, _save, _sources, _values
-from zylqx._call import DESCRIBED, Operand, run
+from zylqx._call import run
 from zylqx._image import Image
+from zylqx._operand import Operand
+from zylqx._operation import DEPTH_OF, DESCRIBED
 from zylqx.operations import Methods
 
 TILE = 512
@@ -116,7 +118,7 @@ class Node:
         """The picture as a tiled image whose tiles are made when the library asks for them."""
         def deliver(column, row):
             return full_tile(self, self.tile_at(column, row, cache)).record
-        return _core.tiled(*self.shape[:2], self.channels, _call.DEPTH_OF[self.dtype], *self.tile, deliver)
+        return _core.tiled(*self.shape[:2], self.channels, DEPTH_OF[self.dtype], *self.tile, deliver)
 
     def wrapped(self, pixels):
         """Pixels of this picture with what else is known of it."""
@@ -620,7 +622,7 @@ def open(source, *, page=0, tile=(TILE, TILE), memory=MEMORY, channel_seq=None, 
     if isinstance(source, Picture):
         return source
     source = _sources.source_of(source, page)
-    if source.dtype not in _call.DEPTH_OF:
+    if source.dtype not in DEPTH_OF:
         raise TypeError(f"source: samples are bool, uint8, int8, uint16, int16 or int32 in native byte order, "
                         f"not {source.dtype.str}")
     if len(source.shape) not in (2, 3) or 0 in source.shape:
