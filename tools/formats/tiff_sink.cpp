@@ -147,26 +147,37 @@ class TiffSink : public Sink {
     }
 
     void writeTile(const Rect &rect, ConstPixels from) {
-        const std::uint32_t index = TIFFComputeTile(file_.get(), static_cast<std::uint32_t>(rect.x),
-                                                    static_cast<std::uint32_t>(rect.y), 0, 0);
+        const std::uint32_t index =
+            TIFFComputeTile(file_.get(), static_cast<std::uint32_t>(rect.x),
+                            static_cast<std::uint32_t>(rect.y), 0, 0);
+        const std::size_t bytes =
+            rowBytes(shape_, piece_.width) * static_cast<std::size_t>(piece_.height);
+        const bool plain = compression_ == COMPRESSION_NONE;
+        const bool asItLies =
+            rect.width == piece_.width && rect.height == piece_.height &&
+            from.stride == static_cast<std::ptrdiff_t>(rowBytes(shape_, piece_.width));
+        if (plain && asItLies) return writePlain(index, from.data, bytes);
         std::vector<unsigned char> tile = wholeTile(rect, from);
-        const auto bytes = static_cast<tmsize_t>(tile.size());
-        if (compression_ != COMPRESSION_NONE) {
-            const std::lock_guard lock(mutex_);
-            if (TIFFWriteEncodedTile(file_.get(), index, tile.data(), bytes) < 0) fail();
-            return;
-        }
-        // libtiff gives the tile its place; the bytes are written without the lock.
+        if (plain) return writePlain(index, tile.data(), bytes);
+        const std::lock_guard lock(mutex_);
+        if (TIFFWriteEncodedTile(file_.get(), index, tile.data(), static_cast<tmsize_t>(bytes)) < 0)
+            fail();
+    }
+
+    // libtiff gives the tile its place; the bytes are written without the lock.
+    void writePlain(std::uint32_t index, const unsigned char *tile, std::size_t bytes) {
         std::uint64_t offset = 0;
         {
             const std::lock_guard lock(mutex_);
             file_.setDeferred(true);
-            const tmsize_t done = TIFFWriteRawTile(file_.get(), index, tile.data(), bytes);
+            const tmsize_t done =
+                TIFFWriteRawTile(file_.get(), index, const_cast<unsigned char *>(tile),
+                                 static_cast<tmsize_t>(bytes));
             file_.setDeferred(false);
             if (done < 0) fail();
             offset = file_.writtenAt();
         }
-        if (!output_->writeAt(offset, tile.data(), tile.size())) throw Failure(output_->error());
+        if (!output_->writeAt(offset, tile, bytes)) throw Failure(output_->error());
     }
 
     void complete() override {
