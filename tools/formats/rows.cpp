@@ -23,13 +23,13 @@ std::size_t rowBytes(const Shape &shape, int width) {
 
 void RowSource::setRows(int perPiece) {
     piece_ = {(shape().width + 7) / 8 * 8, perPiece};
-    row_.resize(rowBytes(shape(), shape().width));
 }
 
 void RowSource::readRect(const Rect &rect, Pixels to) {
     if (rect.y < next_) throw Failure("rows are asked for a second time");
-    for (; next_ < rect.y; ++next_) readRow(row_.data());
     const bool whole = rect.x == 0 && rect.width == shape().width;
+    if (!whole || next_ < rect.y) row_.resize(rowBytes(shape(), shape().width));
+    for (; next_ < rect.y; ++next_) readRow(row_.data());
     const std::size_t left = rowBytes(shape(), rect.x);
     for (int y = 0; y < rect.height; ++y, ++next_) {
         unsigned char *target = to.data + y * to.stride;

@@ -147,9 +147,8 @@ class TiffSink : public Sink {
     }
 
     void writeTile(const Rect &rect, ConstPixels from) {
-        const std::uint32_t index =
-            TIFFComputeTile(file_.get(), static_cast<std::uint32_t>(rect.x),
-                            static_cast<std::uint32_t>(rect.y), 0, 0);
+        const std::uint32_t index = TIFFComputeTile(file_.get(), static_cast<std::uint32_t>(rect.x),
+                                                    static_cast<std::uint32_t>(rect.y), 0, 0);
         const std::size_t bytes =
             rowBytes(shape_, piece_.width) * static_cast<std::size_t>(piece_.height);
         const bool plain = compression_ == COMPRESSION_NONE;
