@@ -172,6 +172,14 @@ def test_a_killed_process(whole, tmp_path):
     assert np.array_equal(tifffile.imread(path), whole)
 
 
+def test_large_arrays_do_not_go_with_every_task(monkeypatch, array, tmp_path):
+    monkeypatch.setattr(zx.picture._save, "LARGEST_JOB", 1 << 20)
+    with futures.ProcessPoolExecutor(1) as pool:
+        with pytest.raises(ValueError, match="executor: 1 MiB of arrays"):
+            lazy(array).save(tmp_path / "out.tif", executor=pool)
+    assert os.listdir(tmp_path) == []
+
+
 CLUSTER = """
 import sys, pathlib
 import numpy as np
@@ -201,3 +209,21 @@ def test_cluster_with_a_killed_worker(array, whole, tmp_path):
                          cwd=tmp_path)
     assert ran.returncode == 0, ran.stderr[-3000:]
     assert np.array_equal(tifffile.imread(tmp_path / "out.tif"), whole)
+
+
+def run_example(name, *arguments):
+    program = pathlib.Path(__file__).parents[1] / "examples" / name
+    environment = {**os.environ, "PYTHONPATH": os.pathsep.join(sys.path)}
+    ran = subprocess.run([sys.executable, program, *map(str, arguments)], capture_output=True, text=True, timeout=200,
+                         env=environment)
+    assert ran.returncode == 0, ran.stderr[-3000:]
+    return ran.stdout
+
+
+def test_examples(tmp_path):
+    """The programs that the guide shows and is made with."""
+    pytest.importorskip("distributed")
+    assert "700 x 700 pixels" in run_example("cluster.py", 700, 2, tmp_path)
+    assert not (tmp_path / "sharp.tif.unfinished").exists()
+    run_example("guide_pictures.py", tmp_path)
+    assert len(list(tmp_path.glob("*.png"))) == 3

@@ -21,6 +21,7 @@ import numpy as np
 TRIES = 3
 BLOCK = 4            # tiles of a task, each way
 AT_ONCE = 32         # tasks handed to an executor whose workers cannot be counted
+LARGEST_JOB = 64 << 20   # bytes of a picture's description
 CLASSIC_TIFF = 4_000_000_000  # bytes; larger ones are BigTIFF
 
 
@@ -90,7 +91,7 @@ class TiffTarget:
         import tifffile
         with tifffile.TiffFile(self.path) as file:
             self.offsets = file.pages[0].dataoffsets
-        self.file = os.open(self.path, os.O_WRONLY)
+        self.file = open(self.path, "r+b", buffering=0)
 
     def write(self, x, y, pixels):
         height, width = self.tile
@@ -103,11 +104,11 @@ class TiffTarget:
                 place = self.offsets[(y + top) // height * across + (x + left) // width]
                 data = memoryview(tile).cast("B")
                 while data:
-                    written = os.pwrite(self.file, data, place)
+                    written = os.pwrite(self.file.fileno(), data, place)
                     data, place = data[written:], place + written
 
     def close(self):
-        os.close(self.file)
+        self.file.close()
 
     def __getstate__(self):
         return {k: v for k, v in self.__dict__.items() if k not in ("offsets", "file")}
@@ -193,6 +194,9 @@ class Job:
     def __init__(self, picture, target):
         self.token = uuid.uuid4().hex
         self.packed = pickle.dumps((picture, target if target.side_by_side else None))
+        if len(self.packed) > LARGEST_JOB:
+            raise ValueError(f"executor: {len(self.packed) >> 20} MiB of arrays would go with every task; "
+                             "put them into a .npy file and open() this")
 
     def unpack(self):
         with Job.lock:
@@ -201,10 +205,8 @@ class Job:
                 if target is not None:
                     target.open()
                 Job.unpacked[self.token] = picture, target
-                while len(Job.unpacked) > Job.KEPT:
-                    _, old = Job.unpacked.popitem(last=False)[1]
-                    if old is not None:
-                        old.close()
+                while len(Job.unpacked) > Job.KEPT:  # files are closed when the last task lets go
+                    Job.unpacked.popitem(last=False)
             return Job.unpacked[self.token]
 
 
@@ -241,7 +243,7 @@ def fingerprint(picture, block):
             continue
         parts.append(f"{node.shape} {node.dtype} {node.tile}")
         if hasattr(node, "parents"):
-            parts.append(f"{node.operation.name} {node.values} {node.border}")
+            parts.append(f"{node.operation.name} {pickle.dumps((node.values, node.border)).hex()}")
             nodes.extend(node.parents)
     return hashlib.sha256("\n".join(parts).encode()).hexdigest()
 
@@ -341,6 +343,7 @@ def save(picture, target, *, progress, workers, executor, block, resume, compres
     if any(n < 1 or n % t for n, t in zip(block, picture.tile)):
         raise ValueError(f"block: multiples of the tiles {picture.tile} are needed, not {block}")
 
+    job = (Job if _elsewhere(executor) else LocalJob)(picture, target)
     notes = Notes(target, picture, block)
     notes.start(resume)
     todo = [b for b in blocks_of(picture, block) if b not in notes.done]
@@ -351,10 +354,8 @@ def save(picture, target, *, progress, workers, executor, block, resume, compres
         if executor is None:
             workers = workers or len(os.sched_getaffinity(0))
             with futures.ThreadPoolExecutor(workers) as own:
-                missing, error = _run(own, LocalJob(picture, target), target, todo, 2 * workers, notes, bar)
+                missing, error = _run(own, job, target, todo, 2 * workers, notes, bar)
         else:
-            threads = isinstance(executor, futures.ThreadPoolExecutor)
-            job = (LocalJob if threads else Job)(picture, target)
             missing, error = _run(executor, job, target, todo, AT_ONCE, notes, bar)
     except BaseException:
         notes.finish(False)
@@ -365,6 +366,11 @@ def save(picture, target, *, progress, workers, executor, block, resume, compres
     notes.finish(not missing)
     if missing:
         raise SaveError(f"{type(error).__name__}: {error}", missing) from error
+
+
+def _elsewhere(executor):
+    """Whether tasks leave this process."""
+    return executor is not None and not isinstance(executor, futures.ThreadPoolExecutor)
 
 
 def _run(executor, job, target, todo, at_once, notes, bar):
