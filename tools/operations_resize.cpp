@@ -74,7 +74,23 @@ Coefficients box(int n) {
     return row;
 }
 
-// Boxes of up to 8 pixels at a time.
+// 8-bit samples with 8 more bits, and back, rounded.
+void addBits(Step &step) {
+    Shape wide = step.shape();
+    wide.depth = ZYL_DEPTH_16U;
+    step.then(wide, [](Request &r) { zylConvert(r.sources[0], r.result, 0, &r.point); });
+    step.then(wide, [](Request &r) { zylLShiftS(r.sources[0], r.result, 8, r.tile); });
+}
+
+void removeBits(Step &step) {
+    Shape narrow = step.shape();
+    step.then(narrow, [](Request &r) { zylAddS(r.sources[0], r.result, 128, r.tile); });
+    narrow.depth = ZYL_DEPTH_8U;
+    step.then(narrow, [](Request &r) { zylConvert(r.sources[0], r.result, 1, &r.point); });
+}
+
+// Boxes of up to 8 pixels at a time. After the first ones few enough pixels are left
+// to go on with more bits, so that not every step cuts something off.
 void reduceByBoxes(Step &step, Direction &x, Direction &y) {
     int columns = x.boxes, rows = y.boxes;
     while (columns > 1 || rows > 1) {
@@ -82,6 +98,7 @@ void reduceByBoxes(Step &step, Direction &x, Direction &y) {
         convolveSeparably(step, box(m), box(n));
         const Shape &shape = step.shape();
         leaveOut(step, m, n, (shape.width + m - 1) / m, (shape.height + n - 1) / n);
+        if (step.shape().depth == ZYL_DEPTH_8U) addBits(step);
         columns /= m;
         rows /= n;
     }
@@ -105,8 +122,9 @@ void zoomToSteps(Step &step, const Direction &x, const Direction &y) {
 
 void resizeColors(Step &step, int width, int height) {
     Direction x(step.shape().width, width), y(step.shape().height, height);
-    const int bits = mostBits(step.shape());
+    const std::uint32_t depth = step.shape().depth;
     reduceByBoxes(step, x, y);
+    const int bits = mostBits(step.shape());
     zoomToSteps(step, x, y);
     // The library's boxes and zoom begin at the corner of the first pixel.
     const auto shift = [](const Direction &d) { return (d.step() - d.zoom()) / 2; };
@@ -114,6 +132,7 @@ void resizeColors(Step &step, int width, int height) {
                        down = lanczos(y.step(), shift(y), bits);
     if (across.values.size() > 1 || down.values.size() > 1) convolveSeparably(step, across, down);
     if (x.step() > 1 || y.step() > 1) leaveOut(step, x.step(), y.step(), width, height);
+    if (step.shape().depth != depth) removeBits(step);
 }
 
 // Colors count by their alpha: what cannot be seen does not bleed into its
