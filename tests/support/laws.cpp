@@ -18,13 +18,19 @@ struct Region {
     int coi, x, y, width, height;
 };
 
-Images makeImages(const Operation &operation, const Shape &shape, unsigned seed) {
+Images makeImages(const Operation &operation, const Shape &shape, unsigned seed,
+                  int resultAlign = 0) {
     Images images;
     for (int i = 0; i < operation.sources; ++i) {
         images.push_back(std::make_unique<TestImage>(shape));
         images.back()->randomise(seed + static_cast<unsigned>(i));
     }
-    images.push_back(std::make_unique<TestImage>(operation.result(shape)));
+    Shape result = operation.result(shape);
+    if (resultAlign != 0) {
+        result.align = resultAlign;
+        result.origin = shape.origin;
+    }
+    images.push_back(std::make_unique<TestImage>(result));
     images.back()->randomise(seed + 100);
     return images;
 }
@@ -80,6 +86,40 @@ void tileImages(Images &images, unsigned which) {
         const Tiling &tiling = TILINGS[i % std::size(TILINGS)];
         images[i]->tiles(tiling.width, tiling.height);
     }
+}
+
+// Pictures in which more moves than in those of the usual shapes.
+struct Scene {
+    const char *name;
+    int width, height, origin;
+    int sourceAlign, resultAlign;
+    Tiling tilings[3]; // of the images in turn
+    bool shifted;      // by regions as large as the images
+};
+const Scene SCENES[] = {
+    // Windows of rows slide within a tile and from one to the next.
+    {"tall", 13, 251, ZYL_ORIGIN_TL, 4, 4, {{8, 16}, {16, 64}, {8, 40}}, false},
+    // Rows of 9 samples end at other addresses in the two images.
+    {"aligned otherwise", 9, 67, ZYL_ORIGIN_BL, 4, 8, {{16, 24}, {8, 8}, {16, 32}}, false},
+    {"shifted", 43, 61, ZYL_ORIGIN_BL, 8, 4, {{24, 8}, {8, 56}, {16, 16}}, true},
+    // Places and counts leave 16 bits.
+    {"wide", 65551, 1, ZYL_ORIGIN_TL, 4, 4, {{4096, 8}, {65528, 8}, {32768, 16}}, false},
+};
+
+// An operation's shapes of different depths and channels, in a scene's size.
+std::vector<Shape> shapesFor(const Operation &operation, const Scene &scene) {
+    std::vector<Shape> shapes;
+    for (Shape shape : operation.shapes) {
+        shape.width = scene.width;
+        shape.height = scene.height;
+        shape.origin = scene.origin;
+        shape.align = scene.sourceAlign;
+        const bool known = std::any_of(shapes.begin(), shapes.end(), [&](const Shape &other) {
+            return other.depth == shape.depth && other.channels == shape.channels;
+        });
+        if (!known) shapes.push_back(shape);
+    }
+    return shapes;
 }
 
 std::string describe(const Operation &operation, const Shape &shape, const std::string &what) {
@@ -211,6 +251,52 @@ TEST_P(Laws, EveryLevelGivesTheSameBits) {
             if (HasFailure()) return;
         }
     }
+}
+
+TEST_P(TileLaws, EveryMechanismMoves) {
+    const Operation &operation = GetParam();
+    if (!operation.anySize) return;
+    const Reports reports;
+    unsigned seed = 9000;
+    for (const Scene &scene : SCENES) {
+        if (scene.shifted && !operation.regions) continue;
+        const std::vector<Shape> shapes = shapesFor(operation, scene);
+        // Each scene takes two of the shapes, so that all of them have their turn.
+        for (std::size_t turn = 0; turn < std::min<std::size_t>(shapes.size(), 2); ++turn) {
+            Shape shape = shapes[(++seed * 5) % shapes.size()];
+            shape.order =
+                operation.planesAlike && turn > 0 ? ZYL_DATA_ORDER_PLANE : ZYL_DATA_ORDER_PIXEL;
+            SCOPED_TRACE(describe(operation, shape,
+                                  std::string(scene.name) + ", seed " + std::to_string(seed)));
+            const Images original = makeImages(operation, shape, seed, scene.resultAlign);
+            if (scene.shifted) {
+                const int w = shape.width;
+                const int h = shape.height;
+                for (const auto &image : original) image->region(0, 0, 3, w, h);
+                original.back()->region(0, 5, 2, w, h);
+            }
+            Images memory = copyImages(original);
+            run(operation, memory);
+            Images baseline = copyImages(original);
+            zylqx::useLevel(zylqx::Level::Baseline);
+            run(operation, baseline);
+            zylqx::useLevel(zylqx::bestLevel());
+            EXPECT_EQ(difference(*baseline.back(), *memory.back()), "");
+            for (const unsigned which : {~0u, 1u}) {
+                Images tiled = copyImages(original);
+                for (std::size_t i = 0; i < tiled.size(); ++i) {
+                    const Tiling &tiling = scene.tilings[i % std::size(scene.tilings)];
+                    if ((which >> i & 1) != 0) tiled[i]->tiles(tiling.width, tiling.height);
+                }
+                run(operation, tiled);
+                EXPECT_EQ(difference(*memory.back(), *tiled.back()), "") << "tiled " << which;
+                for (const auto &image : tiled) EXPECT_EQ(image->tilesHeld(), 0);
+                expectSound(tiled);
+            }
+            if (HasFailure()) return;
+        }
+    }
+    EXPECT_TRUE(reports.all().empty()) << reports.texts().front();
 }
 
 TEST_P(RegionLaws, NothingOutsideTheRegionChanges) {

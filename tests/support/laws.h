@@ -4,6 +4,8 @@
 //   - the tiling of any image never changes a result, and every tile requested
 //     is released;
 //   - every instruction level gives the baseline's bits;
+//   - both hold for pictures in which more moves: tall and very wide ones, regions
+//     shifted past the edge, other origins and alignments, other tiles for each image;
 //   - nothing outside the destination's region or channel of interest changes;
 //   - a region gives what images cut to it give (for pointwise operations);
 //   - plane order gives what pixel order gives;
@@ -49,6 +51,7 @@ struct Operation {
     bool headersReported = true; // header faults are reported by their joined texts
     bool abandonsTiles = false;  // a failed request leaves earlier tiles with the application
     bool tilesSupported = true;
+    bool anySize = true;   // pictures may have other sizes than those of `shapes`
     bool measures = false; // gives numbers, which `run` writes into the last image
 
     // The exported function, where reports name another.
