@@ -17,7 +17,8 @@
 #     make i686, make aarch64, make s390x
 #                   builds everything for another platform and runs all tests
 #     make everywhere
-#                   runs the self-test on all platforms and prints one table
+#                   runs the self-test on all platforms and prints one table; on some
+#                   of them with PLATFORMS="32-bit aarch64-linux-gnu"
 #
 # PRESET chooses another build of CMakePresets.json: make test PRESET=sanitizers
 
@@ -33,7 +34,9 @@ PEER_PACKAGES = libfftw3-dev libleptonica-dev libpixman-1-dev libvips-dev libyuv
 PACKAGES_32-bit = g++-i686-linux-gnu
 PACKAGES_aarch64-linux-gnu = g++-aarch64-linux-gnu qemu-user-static
 PACKAGES_s390x-linux-gnu = g++-s390x-linux-gnu qemu-user-static
-PLATFORMS = 32-bit aarch64-linux-gnu s390x-linux-gnu
+PACKAGES_x86_64-w64-mingw32 = g++-mingw-w64-x86-64-posix wine64
+PACKAGES_i686-w64-mingw32 = g++-mingw-w64-i686-posix
+PLATFORMS = 32-bit aarch64-linux-gnu s390x-linux-gnu x86_64-w64-mingw32
 
 .PHONY: demo build install test bench lint python python-packages python-bench i686 aarch64 s390x everywhere
 demo:

@@ -1,5 +1,7 @@
 #include <windows.h>
 
+#include <atomic>
+
 #include "platform/platform.h"
 
 namespace zylqx::platform {
@@ -8,8 +10,21 @@ namespace {
 
 // The slot that holds each thread's context, and how many times the library is
 // attached. The system serialises the notifications that change them.
-DWORD slot = TLS_OUT_OF_INDEXES;
+std::atomic<DWORD> slot = TLS_OUT_OF_INDEXES;
 int attachCount = 0;
+
+// One slot for the process; of several threads that ask at once, one is heard.
+bool takeSlot() {
+    if (slot != TLS_OUT_OF_INDEXES) return true;
+    const DWORD taken = TlsAlloc();
+    DWORD none = TLS_OUT_OF_INDEXES;
+    if (taken != TLS_OUT_OF_INDEXES && !slot.compare_exchange_strong(none, taken)) TlsFree(taken);
+    return slot != TLS_OUT_OF_INDEXES;
+}
+
+ZylContext *attachedContext() {
+    return slot != TLS_OUT_OF_INDEXES ? static_cast<ZylContext *>(TlsGetValue(slot)) : nullptr;
+}
 
 bool attachThread() {
     auto *context = static_cast<ZylContext *>(LocalAlloc(LPTR, sizeof(ZylContext)));
@@ -23,15 +38,14 @@ bool attachThread() {
 }
 
 void detachThread() {
-    ZylContext *context = threadContext();
+    ZylContext *context = attachedContext();
     if (context == nullptr) return;
     TlsSetValue(slot, nullptr);
     LocalFree(context);
 }
 
 bool attachProcess() {
-    if (attachCount == 0) slot = TlsAlloc();
-    if (slot == TLS_OUT_OF_INDEXES) return false;
+    if (!takeSlot()) return false;
     ++attachCount;
     return attachThread();
 }
@@ -51,8 +65,12 @@ bool isWin32s() {
 
 } // namespace
 
+// A thread that no notification was sent for, as in a program that the static
+// library is linked into, is attached here.
 ZylContext *threadContext() {
-    return slot != TLS_OUT_OF_INDEXES ? static_cast<ZylContext *>(TlsGetValue(slot)) : nullptr;
+    ZylContext *context = attachedContext();
+    if (context != nullptr) return context;
+    return takeSlot() && attachThread() ? attachedContext() : nullptr;
 }
 
 bool ask(const char *message, const char *caption, Question question) {
@@ -95,3 +113,10 @@ BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
         return TRUE;
     }
 }
+
+// The end of a thread is told to programs as well, which have no DllMain().
+static void NTAPI threadEnds(PVOID, DWORD reason, PVOID) {
+    if (reason == DLL_THREAD_DETACH) detachThread();
+}
+extern "C" __attribute__((section(".CRT$XLC"), used)) const PIMAGE_TLS_CALLBACK zylqxThreadEnds =
+    threadEnds;

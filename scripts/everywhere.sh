@@ -14,6 +14,15 @@ starter() {
     case $1 in
     aarch64-linux-gnu) echo qemu-aarch64-static -L /usr/aarch64-linux-gnu ;;
     s390x-linux-gnu) echo qemu-s390x-static -L /usr/s390x-linux-gnu ;;
+    x86_64-w64-mingw32) echo env WINEDEBUG=-all "WINEPREFIX=$PWD/build/wine64" /usr/lib/wine/wine64 ;;
+    i686-w64-mingw32) echo scripts/wine32.sh ;;
+    esac
+}
+
+program() {
+    case $1 in
+    *-mingw32) echo "build/$1/selftest/selftest.exe" ;;
+    *) echo "build/$1/selftest/selftest" ;;
     esac
 }
 
@@ -25,7 +34,9 @@ for platform in "$@"; do
         { cat "$results/$platform.log"; exit 1; }
     echo "running on $platform" >&2
     # shellcheck disable=SC2046 # the words of a command
-    $(starter "$platform") build/"$platform"/selftest/selftest >"$results/$platform" || failed=1
+    $(starter "$platform") "$(program "$platform")" >"$results/$platform" || failed=1
+    # Programs for Windows end their lines their own way.
+    sed -i 's/\r$//' "$results/$platform"
 done
 
 awk '
