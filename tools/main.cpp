@@ -172,7 +172,7 @@ void dispatch(const Options &options) {
 
 int run(int argc, char **argv) {
     Options options;
-    CLI::App app(usage);
+    CLI::App app(usage, "zyl");
     app.add_option("WORDS", options.words)->group("");
     app.add_option("--jobs", options.jobs, "threads; as many as processors if not given")
         ->check(CLI::Range(1, 256));

@@ -5,6 +5,7 @@
 #include "text.h"
 
 #include <algorithm>
+#include <iostream>
 #include <thread>
 
 namespace tool {
@@ -38,6 +39,15 @@ std::vector<Call> shrinkFirst(std::vector<Call> calls, const std::string &input,
     return calls;
 }
 
+// No file format knows these models.
+void noteModel(const Shape &shape, const std::string &output) {
+    const std::string model = shape.model.substr(0, 3);
+    if (!shape.color() || model == "RGB") return;
+    std::cerr << "zyl: note: " << output << " holds " << model
+              << " in the place of red, green and blue; "
+              << (model == "HSV" ? "hsv2rgb" : "hls2rgb") << " makes colors of them\n";
+}
+
 } // namespace
 
 void runChain(const std::string &input, const std::vector<Call> &given,
@@ -58,6 +68,7 @@ void runChain(const std::string &input, const std::vector<Call> &given,
     for (const Call &call : calls) node = planCall(call, pipeline, node, open);
     if (!output) return pipeline.run(node, nullptr);
 
+    noteModel(pipeline.shape(node), *output);
     const Metadata metadata = options.strip ? Metadata{} : pipeline.details(picture).metadata;
     const std::unique_ptr<Sink> sink =
         createSink(*output, pipeline.shape(node), metadata, options.write);

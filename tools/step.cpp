@@ -199,8 +199,9 @@ Step::Node Step::alike(std::string_view name, Shape wanted) {
     const Node file = open_(path);
     const Shape ours = shape(), theirs = shape(file);
     if (theirs.depth != ours.depth || (theirs.color() && !ours.color())) {
-        refuse(path + " (" + describe(theirs) + ") does not go with a picture of " +
-               describe(ours));
+        const bool color = theirs.depth == ours.depth;
+        refuse(path + " is of " + describe(theirs) + " and the picture of " + describe(ours) +
+               (color ? ": gray-to-color first" : ": convert one of them first"));
     }
     if (theirs.channels == wanted.channels && theirs.alpha == wanted.alpha) return file;
     wanted.width = theirs.width;

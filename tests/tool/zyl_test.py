@@ -504,6 +504,12 @@ class Refusals(Zyl):
         for words in ((self.source,), (self.source, "not"), (self.source, "add-s:value=3")):
             self.bad(2, "OUTPUT is missing", *words)
 
+    def test_other_color_models_are_written_with_a_note(self):
+        done = self.run_zyl(self.source, "rgb2hsv", self.out)
+        self.assertEqual(done.returncode, 0)
+        self.assertIn("note: " + self.out + " holds HSV", done.stderr)
+        self.good(self.source, "rgb2hls", "blur", "hls2rgb", self.out)
+
     def test_pictures_that_do_not_do_end_with_1(self):
         self.write("small.png", make_png(6, 3, 8, 2, self.rows(6, 3, 8, 2)))
         signed = ("convert:depth=32s", "erode")
@@ -511,6 +517,10 @@ class Refusals(Zyl):
                 ("erode: takes 1u, 8u and 16u, not 32s: convert first, as in convert:depth=16u",
                  *signed),
                 ("the two pictures differ in size: 6 x 4 and 6 x 3",
+                 "add:with=" + self.path("small.png")),
+                ("small.png is of 6 x 3, 8-bit RGB and the picture of 6 x 4, 8-bit gray: "
+                 "gray-to-color first", "gray", "add:with=" + self.path("small.png")),
+                ("convert one of them first", "convert:depth=16u",
                  "add:with=" + self.path("small.png")),
                 ("the region 3 x 4 at x=4, y=0 does not lie in the picture of 6 x 4",
                  "not:x=4,width=3"),
