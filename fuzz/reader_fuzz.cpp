@@ -54,7 +54,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const std::string name = "/proc/self/fd/" + std::to_string(file);
     for (const int page : {1, 2}) {
         try {
-            readPage(name, {page, page == 1, nullptr});
+            ReadOptions options;
+            options.page = page;
+            options.orient = page == 1;
+            readPage(name, options);
         } catch (const Failure &failure) {
             // One line that says what is wrong.
             if (std::string_view(failure.what()).find('\n') != std::string_view::npos)

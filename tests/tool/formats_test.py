@@ -504,6 +504,7 @@ class Pnm(FormatCase):
                  data=b"P5\n2 3\n255\nabc")
         self.bad(1, "above its largest value", "-", "-:png", data=b"P5\n2 1\n9\n\x01\x0a")
         self.bad(1, "damaged header", "-", "-:png", data=b"P5\n2 x\n255\n")
+        self.bad(1, "is truncated", "-", "-:png", data=b"P7\nWIDTH 2")
         self.bad(1, "PPM for RGB", "-", "-:pgm", data=b"P6\n1 1\n255\nabc")
 
 

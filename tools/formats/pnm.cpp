@@ -33,7 +33,8 @@ class Text {
     // 0 at the end.
     char next() {
         char c = 0;
-        return input_.read(&c, 1) == 1 ? c : '\0';
+        if (input_.read(&c, 1) == 0) ended_ = true;
+        return c;
     }
     // The next word, after white space and comments. One character after it is
     // consumed.
@@ -57,12 +58,16 @@ class Text {
     }
     std::string line() {
         std::string text;
-        for (char c = next(); c != '\n' && c != 0 && text.size() < 1000; c = next()) text += c;
+        for (char c = next(); c != '\n'; c = next()) {
+            if (ended_) throw Failure("is truncated");
+            if (text.size() < 1000) text += c;
+        }
         return text;
     }
 
   private:
     Input &input_;
+    bool ended_ = false;
 };
 
 int channelsOfType(std::string_view type) {
