@@ -35,6 +35,8 @@ ANNOTATIONS = {
 
 # Operations that Python gives another form: bitmaps are bytes there.
 OWN = ("zylTranslateDIB", "zylConvertFromDIB", "zylConvertToDIB")
+# The library would look again at images of the call before, which are gone by then.
+UNSAFE = ("repeat",)
 # Of these only one call runs at a time: they share tables.
 ALONE = "all"
 
@@ -118,7 +120,8 @@ class Parameter:
         return kind + " | None" if self.default == "None" else kind
 
     def text(self):
-        help_text = self.description["help"]
+        help_text = re.sub(r"\b[a-z]+[A-Z]\w*", lambda m: snake(m[0]), self.description["help"])
+        help_text = re.sub(r"\bnull\b", "None", help_text)
         unit = self.description.get("unit")
         low, high = self.description.get("min"), self.description.get("max")
         if unit and unit not in help_text:
@@ -139,7 +142,8 @@ class Parameter:
             help_text += "; if left out, one interval for each value" \
                 if "gets the counts" in help_text else "; if left out, that of the picture"
         elif self.default == "None" and isinstance(default, str):
-            help_text += f"; {re.sub(r'[A-Za-z]+', lambda m: snake(m[0]), default)} if left out"
+            words = re.sub(r"[A-Za-z]+", lambda m: snake(m[0]), default).replace("/", " // ")
+            help_text += f"; {words} if left out"
         return help_text
 
 
@@ -229,9 +233,15 @@ class Function:
             lines.append(f"    {p.name}: {p.text()}")
             if "choices" in p.description:
                 for choice in self.choices[p.description["choices"]]:
+                    if choice["word"] in UNSAFE:
+                        continue
                     lines.append(f'        "{choice["word"]}" ({choice["value"]}): {choice["help"]}')
-        if self.typed:
+        if self.convert:
             lines.append("    dtype: the type of the result")
+        elif self.typed:
+            usual = "int32" if self.operation["reads"] == "all" else \
+                "the source's where the operation gives it, else uint8 or the first it gives"
+            lines.append(f"    dtype: the type of the result; {usual} if left out")
         if self.operation["borders"]:
             lines.append('    border: what lies outside the picture: "replicate", "mirror", "wrap", '
                          'a constant, or\n        four of these for top, bottom, left and right; '

@@ -58,6 +58,11 @@ REFUSED = [
     (ValueError, "n_rows: 1 to", lambda: zx.median_filter(A, 0)),
     (ValueError, 'interpolate: "cube" is none of nearest, linear, cubic', lambda: zx.zoom(A, interpolate="cube")),
     (ValueError, "norm_type: 3 is none of", lambda: zx.norm(A, norm_type=3)),
+    (ValueError, 'flags: "repeat" is none of', lambda: zx.real_fft_2d(A, "forward|repeat")),
+    (ValueError, "flags: 65 has other bits", lambda: zx.real_fft_2d(A, 65)),
+    (ValueError, 'flags: either "forward" or', lambda: zx.dct_2d(A, "with-alpha")),
+    (ValueError, 'flags: either "forward" or', lambda: zx.real_fft_2d(A, 3)),
+    (TypeError, "flags: a whole number", lambda: zx.dct_2d(A, 1.5)),
     (ValueError, 'border: "round" is none of', lambda: zx.blur(A, border="round")),
     (ValueError, "border: one is needed", lambda: zx.blur(A, border=(1, 2))),
     (ValueError, "kernel: -128 to 127", lambda: zx.convolve_2d(A, [[200]])),
@@ -88,7 +93,7 @@ REPORTED = [
     (-5, "zylMedianFilter", "(anchorX>=nCols)||(anchorX<0)", lambda: zx.median_filter(A, 3, 3, anchor_x=3)),
     (-3, "zylHistoEqualize", "All values in histogram are zeroes",
      lambda: zx.histo_equalize(A, zx.Table(range(257)))),
-    (-5, "zylRealFft2D", "Error in input data", lambda: zx.real_fft_2d(A, "forward|inverse")),
+    (-5, "zylRealFft2D", "No calculations! Looking input data!", lambda: zx.real_fft_2d(A[:1, :1])),
     (-5, "zylContrastStretch", "lut[k]->key[0] < 0", lambda: zx.contrast_stretch(A, zx.Table([-5, 3], [1]))),
 ]
 

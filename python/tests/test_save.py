@@ -5,7 +5,6 @@ import pathlib
 import signal
 import subprocess
 import sys
-import time
 
 import numpy as np
 import pytest

@@ -113,7 +113,8 @@ def _new_result(operation, first, shape, dtype, alpha_apart):
     leaves = operation.alpha == "kept" and (
         first.alpha(operation) or operation.models is not None or operation.name == "apply_color_twist")
     if channels in (1, 3) or not (leaves or alpha_apart):
-        return np.empty(shape, dtype)
+        # Transforms may only free what they keep, and write nothing.
+        return np.zeros(shape, dtype) if operation.reads == "all" else np.empty(shape, dtype)
     result = np.zeros(shape, dtype)
     if first.channels == channels and first.region is None:
         result[..., -1] = first.array[..., -1]

@@ -18,6 +18,8 @@ BOOL, BYTE = TYPES["1U"], TYPES["8U"]
 BY_FIELDS = {"copy", "set", "exchange", "abs", "rotate", "convert_from_dib", "convert_to_dib"}
 # The library wants images with equally many channels here, so a channel is copied out.
 SAME_CHANNELS = {"blur", "convolve_sep_2d", "mirror", "real_fft_2d", "ccs_fft_2d", "dct_2d"}
+# With this flag the library looks again at the images of the call before, which are gone.
+UNSAFE = ("repeat",)
 READ = ("source", "second", "alpha")
 VALUES = {"bool": _values.truth, "float": _values.fraction, "kernel": _values.kernel,
           "kernels": _values.kernels, "twist": _values.twist}
@@ -95,7 +97,7 @@ def _check(parameter, choices):
     kind, name = parameter["kind"], _snake(parameter["name"])
     if kind in ("choice", "flags"):
         make = _values.choice if kind == "choice" else _values.flags
-        return name, make(choices[parameter["choices"]])
+        return name, make([c for c in choices[parameter["choices"]] if c["word"] not in UNSAFE])
     if kind in ("int32", "uint32"):
         least, most = (-2**31, 2**31 - 1) if kind == "int32" else (0, 2**32 - 1)
         low, high = parameter.get("min"), parameter.get("max")

@@ -198,19 +198,29 @@ def choice(choices):
 
 
 def flags(choices):
-    """A check for words joined by |, a sequence of words, or their number."""
+    """A check for words joined by |, a sequence of words, or their number. The library does
+    nothing, and says nothing, without one direction."""
     one = choice(choices)
+    known = sum(c["value"] for c in choices)
+    forward, inverse, release = (one(word, "") for word in ("forward", "inverse", "release"))
+
+    def directed(value, name):
+        if not value & release and bool(value & forward) == bool(value & inverse):
+            raise ValueError(f'{name}: either "forward" or "inverse" is needed')
+        return value
 
     def check(value, name):
         if isinstance(value, str):
             value = value.split("|")
-        try:
-            return operator.index(value)
-        except TypeError:
+        if isinstance(value, (list, tuple, set, frozenset)):
             total = 0
             for word in value:
                 total |= one(word, name)
-            return total
+            return directed(total, name)
+        value = number(0, 2**31 - 1)(value, name)
+        if value & ~known:
+            raise ValueError(f"{name}: {value} has other bits than those of {', '.join(c['word'] for c in choices)}")
+        return directed(value, name)
     return check
 
 
