@@ -4,6 +4,7 @@
 #include "chain.h"
 #include "described.h"
 #include "operations.h"
+#include "text.h"
 
 #include <gtest/gtest.h>
 
@@ -384,6 +385,56 @@ Image run(const Image &source, const std::vector<const char *> &chain) {
         node = planCall(call, pipeline, node, open);
     }
     return pipeline.image(node);
+}
+
+// The words of an operation's example.
+std::vector<std::string> exampleWords(const Operation &operation) {
+    std::string text(operation.example);
+    if (text.front() == '\'') return {text.substr(1, text.size() - 2)};
+    std::vector<std::string> words;
+    for (std::string &word : split(text, ' ')) words.push_back(std::move(word));
+    return words;
+}
+
+// Also those of several calls of the library, and those that only the tool has.
+TEST(Operations, NeverBeginWhatTheyCannotDoAndAreTheSameInTiles) {
+    int made = 0, refused = 0;
+    for (const Family &family : operationFamilies()) {
+        for (const Operation &operation : family.operations) {
+            if (operation.traits & prints) continue;
+            for (const std::uint32_t depth : DEPTHS) {
+                for (int channels = 1; channels <= (depth == ZYL_DEPTH_1U ? 1 : 4); ++channels) {
+                    const Shape shape = makeShape(83, 67, channels, depth);
+                    SCOPED_TRACE(std::string(operation.example) + " of " + describe(shape));
+                    const Image source = noise(shape, 3), other = noise(shape, 4);
+                    const auto result = [&](Tiling tile) {
+                        Pipeline::Options options;
+                        options.tile = tile;
+                        Pipeline pipeline(options);
+                        const OpenPicture open = [&](const std::string &name) {
+                            return pipeline.add(name == "OTHER" ? other.copy() : source.copy());
+                        };
+                        Pipeline::Node node = open("");
+                        for (const std::string &words : exampleWords(operation))
+                            node = planCall(parseCall(words), pipeline, node, open);
+                        return samples(pipeline.image(node));
+                    };
+                    try {
+                        const std::vector<unsigned char> whole = result({});
+                        EXPECT_EQ(result({64, 48}), whole);
+                        EXPECT_EQ(result({8, 8}), whole);
+                        ++made;
+                    } catch (const LibraryFailure &report) {
+                        ADD_FAILURE() << "work was begun: " << report.what();
+                    } catch (const Failure &) {
+                        ++refused;
+                    }
+                }
+            }
+        }
+    }
+    EXPECT_GT(made, 700);
+    EXPECT_GT(refused, 100);
 }
 
 // A ramp over the depth's whole range.
