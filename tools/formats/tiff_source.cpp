@@ -20,6 +20,8 @@ namespace {
 
 // A strip that is decoded at once has so many bytes at most.
 constexpr std::size_t largestStrip = 2 << 20;
+// No writer makes compressed tiles of more; a damaged header may tell of them.
+constexpr std::size_t largestTile = std::size_t{1} << 28;
 
 void swapBytes(unsigned char *data, std::size_t count, int bits) {
     const std::size_t size = static_cast<std::size_t>(bits) / 8;
@@ -116,6 +118,8 @@ class TiffSource : public Source {
         const std::size_t blockBytes = layout_.storedBytes(grid_.width) *
                                        static_cast<std::size_t>(grid_.height) *
                                        static_cast<std::size_t>(planes_);
+        if (grid_.compressed && grid_.tiled && blockBytes > largestTile)
+            throw Failure("has tiles of more than 256 MiB");
         inOrder_ = grid_.compressed && !grid_.tiled && blockBytes > largestStrip;
         order_ = inOrder_ ? Order::rows : Order::any;
         piece_ = {(grid_.width + 7) / 8 * 8, grid_.height};
