@@ -114,7 +114,8 @@ std::string joined(const std::vector<std::string> &words) {
     return all;
 }
 
-const std::vector<std::string> COMMANDS = {"list", "help", "info", "chart", "sheet", "batch"};
+const std::vector<std::string> COMMANDS = {"list",  "help",  "info",    "chart",
+                                           "sheet", "batch", "selftest"};
 
 // Parameters as they are typed, and the values of choices.
 std::vector<std::string> typed(const Operation &operation) {

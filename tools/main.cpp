@@ -9,12 +9,15 @@
 #include "sheet.h"
 #include "text.h"
 
+#include "selftest/selftest.h"
+
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
 #include <iostream>
 #include <new>
 #include <set>
+#include <string_view>
 
 namespace tool {
 
@@ -36,6 +39,7 @@ constexpr const char *usage =
     "  zyl batch FILE... OPERATION... --to 'out/{name}.png'\n"
     "                           does the same to many pictures\n"
     "  zyl sheet OUTPUT FILE... draws a contact sheet of the files\n"
+    "  zyl selftest             holds this machine's results against those kept\n"
     "\n"
     "  zyl photo.jpg auto-level resize:width=800 unsharp:sigma=1 small.jpg\n"
     "\n"
@@ -282,5 +286,8 @@ int runReporting(int argc, char **argv) {
 } // namespace tool
 
 int main(int argc, char **argv) {
+    if (argc > 1 && std::string_view(argv[1]) == "selftest") {
+        return selftest::run(argc - 1, argv + 1);
+    }
     return tool::runReporting(argc, argv);
 }

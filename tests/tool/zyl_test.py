@@ -152,6 +152,11 @@ class Pictures(Zyl):
         for row, expected in zip(back, rows):
             self.assertLess(max(abs(a - b) for a, b in zip(row, expected)), 16)
 
+    def test_selftest(self):
+        line = self.good("selftest", "--operation", "zylNot").splitlines()[0]
+        self.assertRegex(line, "^zylNot +[0-9a-f]{16} +equal$")
+        self.assertEqual(self.run_zyl("selftest", "--operation", "zylNone").returncode, 2)
+
     def test_chart_and_sheet(self):
         self.good("chart", self.path("chart.png"))
         self.assertEqual(self.good("info", self.path("chart.png")).splitlines()[0],
