@@ -104,17 +104,6 @@ void sheet(const std::vector<std::string> &words) {
     writePicture(words[1], drawSheet({words.begin() + 2, words.end()}, columns));
 }
 
-// The operation of a word, null for a file.
-const Operation *operationOf(const std::string &word) {
-    const std::string words = withoutAlias(word);
-    const std::string name = words.substr(0, words.find(':'));
-    for (const Family &family : operationFamilies()) {
-        for (const Operation &operation : family.operations)
-            if (operation.name == name) return &operation;
-    }
-    return nullptr;
-}
-
 bool isPrinting(const std::string &word) {
     const Operation *operation = operationOf(word);
     return operation && (operation->traits & prints);

@@ -131,6 +131,16 @@ std::vector<Operation> completed(std::vector<Operation> operations) {
     return operations;
 }
 
+const Operation *operationOf(const std::string &word) {
+    const std::string words = withoutAlias(word);
+    const std::string name = words.substr(0, words.find(':'));
+    for (const Family &family : operationFamilies()) {
+        for (const Operation &operation : family.operations)
+            if (operation.name == name) return &operation;
+    }
+    return nullptr;
+}
+
 const Operation &findOperation(std::string_view name) {
     std::vector<std::string_view> names;
     for (const Family &family : operationFamilies()) {

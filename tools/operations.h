@@ -49,6 +49,9 @@ Shrunk shrunkFor(const Call &call, const Shape &shape);
 // What an alias stands for, with the values that follow it; else the words.
 std::string withoutAlias(const std::string &words);
 
+// The operation of a word as in "flip:x=3"; null for others, such as files.
+const Operation *operationOf(const std::string &word);
+
 // The operation of this name; throws Misuse, with a near name, if there is none.
 const Operation &findOperation(std::string_view name);
 

@@ -371,6 +371,15 @@ class Everyday(Zyl):
                              ("fill:value=3,x=2", "set:value=3,x=2")):
             self.assertEqual(self.result(source, alias), self.result(source, words), alias)
 
+    def test_other_names_stand_in_batches_too(self):
+        self.gray((1, 2, 3), name="a.png")
+        self.good("batch", self.path("a.png"), "flop", "thumbnail:size=9", "--to",
+                  self.path("{name}.pgm"))
+        with open(self.path("a.pgm"), "rb") as file:
+            self.assertEqual(file.read()[-3:], bytes((3, 2, 1)))
+        self.bad(2, "did you mean 'gray'?", "batch", self.path("a.png"), "grayscale", "--to",
+                 self.path("{name}.pgm"))
+
     def test_tones(self):
         source = self.gray((0, 51, 128, 255))
         self.assertEqual(self.result(source, "brightness:percent=20"), [[51, 102, 179, 255]])
