@@ -8,7 +8,8 @@ namespace {
 
 using Images = ZylImage *const *;
 
-// The corner of the tile that a tile argument names.
+// A pixel of the tile that a tile argument names: its corner, or the region's, as the
+// pixel must be one of the region.
 struct Point {
     ZylTileMapping at = {0, 0};
     bool given;
@@ -16,6 +17,10 @@ struct Point {
     Point(const ZylImage &image, const std::int32_t *tile) : given(tile != nullptr) {
         if (given) {
             at = {tile[0] * image.tileInfo->width, tile[1] * image.tileInfo->height};
+            const ZylROI *roi = image.roi;
+            if (roi == nullptr) return;
+            if (roi->xOffset / image.tileInfo->width == tile[0]) at.xDst = roi->xOffset;
+            if (roi->yOffset / image.tileInfo->height == tile[1]) at.yDst = roi->yOffset;
         }
     }
     const ZylTileMapping *mapping() const { return given ? &at : nullptr; }

@@ -452,6 +452,54 @@ TEST_P(TileArgumentLaws, OneTileIsThatPartOfTheWhole) {
     }
 }
 
+// Of tiles of 16 x 8 pixels, at the edges of a region that ends with one of them or
+// one pixel later, and outside the image.
+TEST_P(TileArgumentLaws, TilesAtTheEndOfTheRegionAndPastIt) {
+    const Operation &operation = GetParam();
+    const Reports reports;
+    const std::int32_t tiles[][2] = {{0, 0}, {1, 1}, {0, 2},  {1, 2},  {2, 1},
+                                     {2, 3}, {3, 0}, {-2, 0}, {0, -2}, {9, 99}};
+    unsigned seed = 6500;
+    for (const Shape &shape : allShapes(operation)) {
+        const Shape result = operation.result(shape);
+        if (result.width < 33 || result.height < 18) continue;
+        for (const int past : {0, 1}) {
+            if (past == 1 && !operation.regions) continue;
+            Images original = makeImages(operation, shape, ++seed);
+            original.back()->tiles(16, 8);
+            if (operation.regions) {
+                setRegions(original, {0, 2, 1, 31, 26}, {0, 3, 1, 13 + past, 15 + past});
+            }
+            Images whole = copyImages(original);
+            run(operation, whole);
+            for (const auto &tile : tiles) {
+                SCOPED_TRACE(describe(operation, shape,
+                                      "tile " + std::to_string(tile[0]) + ", " +
+                                          std::to_string(tile[1]) + ", region + " +
+                                          std::to_string(past) + ", seed " + std::to_string(seed)));
+                Images part = copyImages(original);
+                run(operation, part, tile);
+                for (int c = 1; c <= result.channels; ++c) {
+                    for (int y = 0; y < result.height; ++y) {
+                        for (int x = 0; x < result.width; ++x) {
+                            const bool inside = x / 16 == tile[0] && y / 8 == tile[1];
+                            ASSERT_EQ(part.back()->at(x, y, c),
+                                      (inside ? whole : original).back()->at(x, y, c))
+                                << "(" << x << ", " << y << ")";
+                        }
+                    }
+                }
+                for (const TileCall &call : part.back()->tileCalls()) {
+                    EXPECT_TRUE(call.column == tile[0] && call.row == tile[1]);
+                }
+                EXPECT_EQ(part.back()->tilesHeld(), 0);
+                expectSound(part);
+                zylSetErrStatus(ZYL_StsOk);
+            }
+        }
+    }
+}
+
 TEST_P(Laws, ABadHeaderIsReportedAndNothingIsWritten) {
     const Operation &operation = GetParam();
     Reports reports;

@@ -11,7 +11,7 @@
 //   - plane order gives what pixel order gives;
 //   - a destination that is the source gives what a third image gives;
 //   - one destination tile is that part of the whole result, and no other tile
-//     is written;
+//     is written, also at the end of the region, past it and outside the image;
 //   - a bad header is reported with its own text and nothing is written;
 //   - a tile that is not delivered leaves the rest alone, and so does an
 //     allocation that fails.
