@@ -492,6 +492,7 @@ std::vector<Operation> lawTable() {
                        [](ZylImage *const *images, const std::int32_t *tile) {
                            zylExchange(images[0], images[1], tile);
                        }};
+    copy.mixesChannels = true;
     // The first image is written too; the reference has regions and places.
     exchange.regions = false;
     exchange.inPlace = false;

@@ -149,6 +149,7 @@ void addRest(std::vector<ArithCase> &cases) {
          }});
     Operation inverted = unary("Not", "zylXorS", zylNot);
     inverted.function = "zylNot";
+    inverted.mixesChannels = true;
     cases.push_back({inverted, [](std::uint32_t depth, std::int64_t s, std::int64_t) {
                          return lowBits(depth, ~static_cast<std::uint64_t>(s));
                      }});

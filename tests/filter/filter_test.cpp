@@ -137,6 +137,7 @@ Operation lawful(const Case &c, int mode) {
     operation.shapes = usualShapes(c.depths);
     operation.pointwise = false;
     operation.tileArgument = c.mapping;
+    operation.mixesChannels = c.reportedName != "zylBlur" && c.reportedName != "zylConvolveSep2D";
     return operation;
 }
 
@@ -287,6 +288,22 @@ TEST(Morphology, ChecksInItsOrder) {
                 zylErode(a.src, a.dst, a.iterations, a.mapping);
             },
             src, dst, arguments);
+}
+
+// As many samples as counters of 16 bits hold, and more.
+TEST(Median, OfBoxesBeyond16Bits) {
+    for (const std::uint32_t depth : {ZYL_DEPTH_8U, ZYL_DEPTH_8S}) {
+        TestImage source(gray(11, 5, depth));
+        source.randomise(depth).border(ZYL_BORDER_WRAP);
+        TestImage result(gray(11, 5, depth));
+        for (const Box &box : {Box{255, 257, 100, 9}, Box{255, 258, 0, 254}}) {
+            zylMedianFilter(source, result, box.rows, box.columns, box.anchorX, box.anchorY,
+                            nullptr);
+            for (int i = 0; i < 11 * 5; i += 7) {
+                EXPECT_EQ(result.at(i % 11, i / 11), median(source, box, i % 11, i / 11, 1));
+            }
+        }
+    }
 }
 
 TEST(Kernels, AreCopiedReadAndChecked) {

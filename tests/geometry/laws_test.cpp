@@ -40,6 +40,7 @@ std::vector<Operation> table() {
     auto add = [&](Operation operation) {
         operation.shapes = shapes;
         operation.pointwise = false;
+        operation.mixesChannels = true;
         operations.push_back(operation);
     };
     for (int interpolate : {0, 1, 2}) {

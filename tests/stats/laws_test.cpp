@@ -28,6 +28,7 @@ Operation threshold(const std::string &name, std::int32_t limit) {
                       zylThreshold(images[0], images[1], limit, tile);
                   });
     operation.abandonsTiles = true;
+    operation.mixesChannels = true;
     return operation;
 }
 

@@ -193,6 +193,7 @@ GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(Laws);
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(TileLaws);
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(RegionLaws);
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(CropLaws);
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(ChannelLaws);
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(PlaneLaws);
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(InPlaceLaws);
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(TileArgumentLaws);
@@ -376,6 +377,57 @@ TEST_P(CropLaws, ARegionGivesWhatACroppedImageGives) {
         EXPECT_EQ(difference(*crops.back(), *cropped(*images.back(), destination, width, height)),
                   "");
     }
+}
+
+// An image of three channels with the samples of `gray` in one of them, which is its
+// channel of interest.
+std::unique_ptr<TestImage> asChannel(const TestImage &gray, int channel, unsigned seed) {
+    Shape shape = gray.shape();
+    shape.channels = 3;
+    auto image = std::make_unique<TestImage>(shape);
+    image->randomise(seed);
+    for (int y = 0; y < shape.height; ++y) {
+        for (int x = 0; x < shape.width; ++x) image->set(x, y, channel, gray.at(x, y));
+    }
+    image->region(channel, 0, 0, shape.width, shape.height);
+    return image;
+}
+
+TEST_P(ChannelLaws, AChannelGoesIntoAnImageOfOneChannelAndBack) {
+    const Operation &operation = GetParam();
+    const Reports reports;
+    unsigned seed = 3500;
+    for (const Shape &shape : allShapes(operation)) {
+        if (shape.channels != 1 || operation.result(shape).channels != 1) continue;
+        if (shape.depth == ZYL_DEPTH_1U || operation.result(shape).depth == ZYL_DEPTH_1U) continue;
+        Images gray = makeImages(operation, shape, ++seed);
+        const Images before = copyImages(gray);
+        run(operation, gray);
+        for (const bool intoChannel : {false, true}) {
+            for (const bool tiled : {false, true}) {
+                if (tiled && (!operation.tilesSupported || shape.width == 1)) continue;
+                SCOPED_TRACE(describe(operation, shape,
+                                      std::string(intoChannel ? "into" : "from") +
+                                          " a channel, seed " + std::to_string(seed)));
+                Images images;
+                for (std::size_t i = 0; i < before.size(); ++i) {
+                    const bool last = i + 1 == before.size();
+                    images.push_back(last == intoChannel
+                                         ? asChannel(*before[i], last ? 2 : 3, seed + 50)
+                                         : std::make_unique<TestImage>(*before[i]));
+                }
+                if (tiled) tileImages(images, ~0u);
+                run(operation, images);
+                const TestImage &result = *images.back();
+                const TestImage expected =
+                    intoChannel ? *asChannel(*gray.back(), 2, seed + 50) : *gray.back();
+                EXPECT_EQ(difference(expected, result), "");
+                expectSound(images);
+                if (HasFailure()) return;
+            }
+        }
+    }
+    EXPECT_TRUE(reports.all().empty()) << reports.texts().front();
 }
 
 TEST_P(PlaneLaws, PlanesGiveWhatPixelsGive) {

@@ -9,6 +9,8 @@
 //   - nothing outside the destination's region or channel of interest changes;
 //   - a region gives what images cut to it give (for pointwise operations);
 //   - plane order gives what pixel order gives;
+//   - a channel of interest goes into an image of one channel, and back (for those
+//     that take such a pair);
 //   - a destination that is the source gives what a third image gives;
 //   - one destination tile is that part of the whole result, and no other tile
 //     is written, also at the end of the region, past it and outside the image;
@@ -45,6 +47,7 @@ struct Operation {
 
     bool pointwise = true;       // a sample depends on the sample below it only
     bool regions = true;         // regions and channels of interest count
+    bool mixesChannels = false;  // a channel may go into an image of one channel
     bool planesAlike = true;     // every data order is allowed, with equal results
     bool inPlace = true;         // the destination may be the first source
     bool tileArgument = true;    // `tile` is honoured
@@ -84,6 +87,7 @@ class Laws : public testing::TestWithParam<Operation> {};
 class TileLaws : public Laws {};
 class RegionLaws : public Laws {};
 class CropLaws : public Laws {};
+class ChannelLaws : public Laws {};
 class PlaneLaws : public Laws {};
 class InPlaceLaws : public Laws {};
 class TileArgumentLaws : public Laws {};
@@ -106,6 +110,7 @@ std::vector<Operation> operationsWith(const std::vector<Operation> &table,
     ZYLQX_RUN_LAWS_IF(Family, TileLaws, table, o.tilesSupported);                                  \
     ZYLQX_RUN_LAWS_IF(Family, RegionLaws, table, (o.regions && !o.measures));                      \
     ZYLQX_RUN_LAWS_IF(Family, CropLaws, table, (o.regions && o.pointwise));                        \
+    ZYLQX_RUN_LAWS_IF(Family, ChannelLaws, table, o.mixesChannels);                                \
     ZYLQX_RUN_LAWS_IF(Family, PlaneLaws, table, o.planesAlike);                                    \
     ZYLQX_RUN_LAWS_IF(Family, InPlaceLaws, table, o.inPlace);                                      \
     ZYLQX_RUN_LAWS_IF(Family, TileArgumentLaws, table, (o.tileArgument && o.tilesSupported))
