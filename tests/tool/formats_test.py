@@ -22,7 +22,7 @@ import time
 import unittest
 import zlib
 
-from PIL import Image, ImageCms, PngImagePlugin
+from PIL import Image, ImageCms, PngImagePlugin, TiffImagePlugin
 
 ZYL = ""
 
@@ -436,7 +436,7 @@ class Jpeg(FormatCase):
                 with Image.open(self.path("out.jpg")) as out:
                     self.assertEqual(out.size, seen.size)
                     self.assertEqual(out.getexif()[0x0112], 1)
-                    self.assertEqual(out.getexif()[0x010F], "maker")
+                    self.check_exif(out)
 
     def test_quality(self):
         self.noise("RGB", 100, 100).save(self.path("in.png"))
@@ -691,6 +691,9 @@ class Details(FormatCase):
         profile = ImageCms.ImageCmsProfile(ImageCms.createProfile("sRGB")).tobytes()
         exif = Image.Exif()
         exif[0x010F] = "maker"
+        exif[0x8769] = {0x829A: TiffImagePlugin.IFDRational(1, 250),
+                        0x9003: "2001:02:03 04:05:06", 0x8827: 400}
+        exif[0x8825] = {1: "N", 2: (47.0, 30.0, 15.5)}
         texts = PngImagePlugin.PngInfo()
         texts.add_text("Description", "a picture")
         texts.add_itxt("Author", "J\u00f6rg")
@@ -704,15 +707,15 @@ class Details(FormatCase):
                     out.load()
                     if not name.endswith("bmp"):
                         self.assertEqual(out.info.get("icc_profile"), profile)
-                    if name != "c.tif":
-                        self.assertEqual(out.getexif()[0x010F] if name[0] != "e" else "maker",
-                                         "maker")
+                        self.check_exif(out)
                     if not name.endswith("webp"):
                         self.assertAlmostEqual(float(out.info["dpi"][0]), 300, delta=0.1)
                 # And from there on.
                 self.good(self.path(name), self.path("back.png"))
                 with Image.open(self.path("back.png")) as back:
                     self.assertEqual(back.info.get("icc_profile"), profile)
+                    if not name.endswith("bmp"):
+                        self.check_exif(back)
                     if not name.endswith("webp"):
                         self.assertAlmostEqual(back.info["dpi"][0], 300, delta=0.1)
                     if name in ("b.jpg", "c.tif", "f.png"):
@@ -720,7 +723,15 @@ class Details(FormatCase):
         self.good(self.path("a.png"), self.path("copy.png"))
         with Image.open(self.path("copy.png")) as out:
             self.assertEqual(out.text["Author"], "J\u00f6rg")
-            self.assertEqual(out.getexif()[0x010F], "maker")
+            self.check_exif(out)
+
+    def check_exif(self, picture):
+        exif = picture.getexif()
+        self.assertEqual(exif[0x010F], "maker")
+        details, place = exif.get_ifd(0x8769), exif.get_ifd(0x8825)
+        self.assertAlmostEqual(float(details[0x829A]), 0.004)
+        self.assertEqual((details[0x9003], details[0x8827]), ("2001:02:03 04:05:06", 400))
+        self.assertEqual((place[1], [float(v) for v in place[2]]), ("N", [47.0, 30.0, 15.5]))
 
     def test_strip_drops_all(self):
         profile = ImageCms.ImageCmsProfile(ImageCms.createProfile("sRGB")).tobytes()

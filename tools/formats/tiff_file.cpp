@@ -41,6 +41,13 @@ std::string TiffFile::takeMessage() {
     return message;
 }
 
+void TiffFile::append(std::vector<unsigned char> bytes) {
+    bytes.resize(bytes.size() + bytes.size() % 2);
+    if (!state_->output->writeAt(state_->end, bytes.data(), bytes.size()))
+        throw Failure(state_->output->error());
+    state_->end += bytes.size();
+}
+
 tmsize_t TiffFile::read(void *state, void *to, tmsize_t count) {
     auto *s = static_cast<State *>(state);
     const auto size = static_cast<std::size_t>(count);

@@ -4,7 +4,9 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <tiffio.h>
+#include <vector>
 
 namespace tool {
 
@@ -32,6 +34,10 @@ class TiffFile {
     // where the last of it would have gone.
     void setDeferred(bool deferred) { state_->deferred = deferred; }
     std::uint64_t writtenAt() const { return state_->writtenAt; }
+
+    // Where the file that is written ends, and writing there. The end stays even.
+    std::uint64_t end() const { return state_->end; }
+    void append(std::vector<unsigned char> bytes);
 
     void close() { tiff_.reset(); }
 

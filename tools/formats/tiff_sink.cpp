@@ -4,6 +4,7 @@
 #include "output.h"
 #include "rows.h"
 #include "text.h"
+#include "tiff_exif.h"
 #include "tiff_format.h"
 
 #include <algorithm>
@@ -66,6 +67,7 @@ class TiffSink : public Sink {
           file_(*output_, modeFor(shape, compression)) {
         setFields(options, compression);
         writeTiffMetadata(file_, metadata);
+        writeTiffExif(file_, metadata.exif);
         if (options.tile) return;
         strip_.resize(rowBytes(shape, shape.width) * static_cast<std::size_t>(piece_.height));
     }

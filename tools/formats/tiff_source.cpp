@@ -6,6 +6,7 @@
 #include "input.h"
 #include "rows.h"
 #include "text.h"
+#include "tiff_exif.h"
 #include "tiff_format.h"
 #include "tiff_samples.h"
 
@@ -115,6 +116,7 @@ class TiffSource : public Source {
         planes_ = layout_.planar ? layout_.samples : 1;
         details_.shape = layout_.shape;
         readTiffDetails(file_, details_);
+        details_.metadata.exif = readTiffExif(file_, *input_);
         const std::size_t blockBytes = layout_.storedBytes(grid_.width) *
                                        static_cast<std::size_t>(grid_.height) *
                                        static_cast<std::size_t>(planes_);
