@@ -36,7 +36,7 @@ PACKAGES_aarch64-linux-gnu = g++-aarch64-linux-gnu qemu-user-static
 PACKAGES_s390x-linux-gnu = g++-s390x-linux-gnu qemu-user-static
 PACKAGES_x86_64-w64-mingw32 = g++-mingw-w64-x86-64-posix wine64
 PACKAGES_i686-w64-mingw32 = g++-mingw-w64-i686-posix
-PLATFORMS = 32-bit aarch64-linux-gnu s390x-linux-gnu x86_64-w64-mingw32
+PLATFORMS = 32-bit aarch64-linux-gnu s390x-linux-gnu x86_64-w64-mingw32 i686-w64-mingw32
 
 .PHONY: demo build install test bench lint python python-packages python-bench i686 aarch64 s390x everywhere
 demo:

@@ -17,11 +17,9 @@ if [ ! -e "$root/ready" ]; then
     touch "$root/ready"
 fi
 
-# Wine looks at /proc.
-mountpoint -q "$root/proc" || mount -t proc proc "$root/proc"
-trap 'umount "$root/proc"' EXIT
-
 program=$1
 shift
 cp "$program" "$root/tmp/program.exe"
-chroot "$root" env HOME=/root WINEDEBUG=-all /usr/lib/wine/wine /tmp/program.exe "$@"
+# Wine looks at /proc; a mount of our own goes away with the last process.
+exec unshare --mount sh -c 'mount -t proc proc "$0/proc" && exec chroot "$0" "$@"' "$root" \
+    env HOME=/root WINEDEBUG=-all /usr/lib/wine/wine /tmp/program.exe "$@"
