@@ -122,9 +122,10 @@ std::vector<Operation> completed(std::vector<Operation> operations) {
             const auto found =
                 std::find_if(facts->parameters.begin(), facts->parameters.end(),
                              [&](const Parameter &known) { return known.name == parameter.name; });
-            if (found == facts->parameters.end())
+            if (found == facts->parameters.end()) {
                 throw std::logic_error("the library describes no " + std::string(parameter.name) +
                                        " of " + std::string(operation.name));
+            }
             parameter = *found;
         }
     }

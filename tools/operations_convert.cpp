@@ -335,9 +335,10 @@ void reduceBits(Step &step) {
     const std::uint32_t made = bits ? ZYL_DEPTH_8U : depth;
     if (bits && step.shape().channels > 1)
         step.refuse("one channel becomes bits: color-to-gray first, or crop:channel=1");
-    if ((from & 0x7F) < made)
+    if ((from & 0x7F) < made) {
         step.refuse("makes samples narrower, not " + nameOf(depth) + " of " + nameOf(from) +
                     ": use convert");
+    }
     if (dither == NO_DITHER) {
         if (from == depth) {
             step.refuse("a cut from " + nameOf(from) + " to " + nameOf(depth) +

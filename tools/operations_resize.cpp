@@ -110,12 +110,8 @@ void zoomToSteps(Step &step, const Direction &x, const Direction &y) {
     shape.width = std::max(x.step() * x.target, 1);
     shape.height = std::max(y.step() * y.target, 1);
     if (x.zoom() == 1 && y.zoom() == 1) return;
-    const auto factor = [](const Direction &d) {
-        return std::pair{d.step() * d.target * d.boxes, d.size};
-    };
-    const auto [xU, xL] = factor(x);
-    const auto [yU, yL] = factor(y);
-    step.then(shape, [=](Request &r) {
+    const int xU = x.step() * x.target * x.boxes, yU = y.step() * y.target * y.boxes;
+    step.then(shape, [xU, yU, xL = x.size, yL = y.size](Request &r) {
         zylZoom(r.sources[0], r.result, xU, xL, yU, yL, ZYL_INTER_CUBIC, &r.point);
     });
 }
