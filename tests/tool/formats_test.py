@@ -480,6 +480,25 @@ class Png(FormatCase):
             self.assertEqual(self.pixels(self.path("in.png")), pam_of(same.convert("LA")))
 
 
+    def test_what_stands_after_the_pixels(self):
+        def chunk(kind, data):
+            return (struct.pack(">I", len(data)) + kind + data
+                    + struct.pack(">I", zlib.crc32(kind + data)))
+
+        exif = Image.Exif()
+        exif[0x0112] = 6
+        for mode in ("RGB", "P"):
+            picture = self.noise("L", 12, 9).convert(mode)
+            picture.save(self.path("in.png"))
+            with open(self.path("in.png"), "rb") as file:
+                data = file.read()
+            late = chunk(b"tEXt", b"Author\0me") + chunk(b"eXIf", exif.tobytes()[6:])
+            source = self.write("in.png", data[:-12] + late + data[-12:])
+            self.assertEqual(self.info(source)["texts"], [["Author", "me"]])
+            turned = picture.convert("RGB").transpose(Image.ROTATE_270)
+            self.assertEqual(self.pixels(source), pam_of(turned))
+
+
 class Pnm(FormatCase):
     def test_kinds_of_netpbm(self):
         picture = self.noise("RGB", 31, 17)

@@ -135,6 +135,66 @@ Metadata metadataOf(const Reader &r) {
     return metadata;
 }
 
+// Exif and texts may stand after the pixels. A file that can be read at positions is
+// looked through for them: gives a PNG file that ends where its pixels would begin.
+std::vector<unsigned char> lateChunks(const Input &input) {
+    constexpr std::size_t signatureSize = 8, frameSize = 12, mostBytes = 1 << 20;
+    constexpr int mostChunks = 10000;
+    std::vector<unsigned char> bytes(signatureSize);
+    if (input.readAt(0, bytes.data(), bytes.size()) != bytes.size()) return {};
+    bool afterPixels = false;
+    bool found = false;
+    std::uint64_t offset = signatureSize;
+    for (int i = 0; i < mostChunks; ++i) {
+        unsigned char head[8];
+        if (input.readAt(offset, head, sizeof head) != sizeof head) break;
+        const std::size_t size = png_get_uint_32(head) + frameSize;
+        const std::string_view name(reinterpret_cast<const char *>(head) + 4, 4);
+        const bool late =
+            afterPixels && (name == "eXIf" || name == "tEXt" || name == "zTXt" || name == "iTXt");
+        if ((late || name == "IHDR" || name == "PLTE") && bytes.size() + size <= mostBytes) {
+            bytes.resize(bytes.size() + size);
+            if (input.readAt(offset, bytes.data() + bytes.size() - size, size) != size) return {};
+            found = found || late;
+        }
+        afterPixels = afterPixels || name == "IDAT";
+        offset += size;
+    }
+    if (!found) return {};
+    static constexpr unsigned char pixels[] = {0, 0, 0, 0, 'I', 'D', 'A', 'T'};
+    bytes.insert(bytes.end(), std::begin(pixels), std::end(pixels));
+    return bytes;
+}
+
+struct Memory {
+    const unsigned char *at, *end;
+};
+
+void readMemory(png_structp png, png_bytep to, std::size_t count) {
+    auto *memory = static_cast<Memory *>(png_get_io_ptr(png));
+    if (static_cast<std::size_t>(memory->end - memory->at) < count) png_error(png, "is truncated");
+    std::memcpy(to, memory->at, count);
+    memory->at += count;
+}
+
+bool readChunks(Reader &r, Memory &memory) {
+    if (setjmp(png_jmpbuf(r.png))) return false;
+    png_set_read_fn(r.png, &memory, readMemory);
+    png_read_info(r.png, r.info);
+    return true;
+}
+
+// Damage there does no harm to the picture.
+void addLateChunks(const Input &input, Metadata &metadata) {
+    const std::vector<unsigned char> bytes = lateChunks(input);
+    Memory memory = {bytes.data(), bytes.data() + bytes.size()};
+    Reader reader;
+    if (bytes.empty() || !reader.info || !readChunks(reader, memory)) return;
+    Metadata late = metadataOf(reader);
+    if (metadata.exif.empty()) metadata.exif = std::move(late.exif);
+    metadata.texts.insert(metadata.texts.end(), late.texts.begin(), late.texts.end());
+}
+
 class PngSource : public RowSource {
   public:
     explicit PngSource(std::unique_ptr<Input> input) : input_(std::move(input)) {
@@ -147,6 +207,7 @@ class PngSource : public RowSource {
                                       png_get_bit_depth(reader_.png, reader_.info));
         details_.storage = storageOf(reader_);
         details_.metadata = metadataOf(reader_);
+        addLateChunks(*input_, details_.metadata);
         details_.orientation = exifOrientation(details_.metadata.exif);
         interlaced_ = png_get_interlace_type(reader_.png, reader_.info) != PNG_INTERLACE_NONE;
         setRows(16);
