@@ -35,8 +35,8 @@ int tileColumn(Random &in) {
 
 Case::Case(std::uint64_t seed)
     : in(seed), tiled_(in.oneIn(3)), regions_(in.flag()), channelsOfInterest_(in.oneIn(3)),
-      stray_(in.oneIn(12)), size_{side(in, 70), side(in, 20)},
-      place_{tileColumn(in), in.below(4)}, mapping_{in.below(100), in.below(40)} {
+      stray_(in.oneIn(12)), size_{side(in, 70), side(in, 20)}, place_{tileColumn(in), in.below(4)},
+      mapping_{in.below(100), in.below(40)} {
     running = this;
     zylRedirectError(addReport);
     zylSetErrMode(ZYL_ErrModeParent);
