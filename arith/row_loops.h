@@ -11,10 +11,6 @@ namespace zylqx::ZYLQX_LEVEL {
 namespace {
 
 template <class T>
-constexpr bool SIGNED = T(-1) < T(0);
-template <class T>
-constexpr int BITS = static_cast<int>(sizeof(T) * 8);
-template <class T>
 constexpr T LOWEST = SIGNED<T> ? T(T(1) << (BITS<T> - 1)) : T(0);
 template <class T>
 constexpr T HIGHEST = T(~LOWEST<T>);

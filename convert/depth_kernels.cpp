@@ -8,10 +8,6 @@ namespace zylqx::ZYLQX_LEVEL {
 
 namespace {
 
-template <class T>
-constexpr bool SIGNED = T(-1) < T(0);
-template <class T>
-constexpr int BITS = static_cast<int>(sizeof(T) * 8);
 // Half of the range: what lies between a signed and an unsigned sample.
 template <class T>
 constexpr s32 HALF = s32{1} << (BITS<T> - 1);

@@ -28,6 +28,11 @@ using u32 = std::uint32_t;
 using s64 = std::int64_t;
 using u64 = std::uint64_t;
 
+template <class T>
+constexpr bool SIGNED = T(-1) < T(0);
+template <class T>
+constexpr int BITS = static_cast<int>(sizeof(T) * 8);
+
 // Of numbers or of vectors, lane by lane. Not all levels have a vector minimum and
 // maximum of every type; the compiler finds those that there are.
 template <class T>

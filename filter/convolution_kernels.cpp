@@ -17,8 +17,6 @@ namespace {
 // How many samples there are in the bytes of a sum.
 template <class T, class U>
 constexpr int PARTS = sizeof(U) / sizeof(T);
-template <class T>
-constexpr int BITS = 8 * sizeof(T);
 
 // A vector of sums for each sample that the bytes of a sum hold.
 template <class T, class U>

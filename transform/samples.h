@@ -14,8 +14,6 @@ namespace {
 constexpr int FRACTION_BITS = 6;
 
 template <class T>
-constexpr bool SIGNED = T(-1) < T(0);
-template <class T>
 constexpr s32 LOWEST = SIGNED<T> ? -(1 << (8 * sizeof(T) - 1)) : 0;
 template <class T>
 constexpr s32 HIGHEST = (1 << (8 * sizeof(T) - SIGNED<T>)) - 1;
