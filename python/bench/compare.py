@@ -54,6 +54,8 @@ def small_calls():
         "zoom": lambda: zx.zoom(a, 2), "rotate": lambda: zx.rotate(a, 3000),
         "rgb2hsv": lambda: zx.rgb2hsv(colours), "convert": lambda: zx.convert(a, "uint16"),
         "norm": lambda: zx.norm(a), "compute_histo": lambda: zx.compute_histo(a),
+        "histo_equalize": lambda: zx.histo_equalize(a),
+        "histo_equalize of colours": lambda: zx.histo_equalize(colours),
         "real_fft_2d": lambda: zx.real_fft_2d(a),
     }
 

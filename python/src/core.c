@@ -644,8 +644,9 @@ static int place_images(Arrays *arrays, int inPlace, ZylImage **images) {
 
 /* plain(index, depth, bits, natural, borders, sources, destination, values): the usual call, of
  * arrays that need no copy, have no region and overlap at most in place; whoever calls has compared
- * types and shapes. `bits` is the width of arrays whose bytes are bits, else 0. False, with nothing
- * done, for arrays that are not like this. */
+ * types and shapes. The destination is None for an operation without one. `bits` is the width of
+ * arrays whose bytes are bits, else 0. False, with nothing done, for arrays that are not like
+ * this. */
 static PyObject *core_plain(PyObject *module, PyObject *const *args, Py_ssize_t count) {
     (void)module;
     if (count != 8) {
@@ -673,8 +674,10 @@ static PyObject *core_plain(PyObject *module, PyObject *const *args, Py_ssize_t 
         plain = add_array(&arrays, PyTuple_GetItem(args[5], i), depth, bits, 0, natural);
     }
     ZylImage *images[MOST_IMAGES];
-    plain = plain && add_array(&arrays, destination, depth, bits, 1, natural) &&
-            place_images(&arrays, operation->inPlace, images);
+    if (plain && destination != Py_None) {
+        plain = add_array(&arrays, destination, depth, bits, 1, natural);
+    }
+    plain = plain && place_images(&arrays, operation->inPlace, images);
     if (!plain) {
         clear_arrays(&arrays);
         Py_RETURN_FALSE;

@@ -147,44 +147,47 @@ def _overlapping(operation, sources, destination):
 # ---- tables ----------------------------------------------------------------------------------
 
 
-def _tables(operation, operand, luts, picture):
-    """One table for each channel up to the last one that is worked on."""
+def _tables(operation, dtype, channels, channel, luts, picture):
+    """One table for each channel up to the last one that is worked on: the channel of interest,
+    if there is one."""
     if luts is None:
-        if operation.name == "compute_histo":
-            luts = _values.Table.of_values({BOOL: 2, BYTE: 256}.get(operand.array.dtype, 65536))
+        if operation.result == "tables":
+            luts = _values.Table.of_values({BOOL: 2, BYTE: 256}.get(dtype, 65536))
         else:
             luts = _histogram_tables(picture)
+    count = channel or channels
     if isinstance(luts, _values.Table):
-        count = operand.channel or operand.channels
         if operation.name == "contrast_stretch":
             return (luts,) * count
-        return (luts,) + tuple(luts.copy() for _ in range(count - 1))
+        return (luts,) + tuple([luts.copy() for _ in range(count - 1)])
     luts = tuple(luts)
-    if not all(isinstance(t, _values.Table) for t in luts):
+    if not all([isinstance(t, _values.Table) for t in luts]):
         raise TypeError("lut: a Table is needed, or a sequence of Tables")
-    if len(luts) == 1 and operand.channel:
-        return luts * operand.channel
-    if len(luts) < (operand.channel or operand.channels):
-        raise ValueError(f"lut: a Table for each of {operand.channels} channels is needed, not {len(luts)}")
+    if len(luts) == 1 and channel:
+        return luts * channel
+    if len(luts) < count:
+        raise ValueError(f"lut: a Table for each of {channels} channels is needed, not {len(luts)}")
     return luts
 
 
 def _histogram_tables(picture):
     """Tables with the counts of a picture's own values."""
-    counts = run(DESCRIBED["compute_histo"], (picture,), (None,))
-    counts = counts.reshape(-1, counts.shape[-1])
-    tables = tuple(_values.Table.of_values(counts.shape[1], row) for row in counts)
-    channel = picture.channel if isinstance(picture, Image) and picture.channel else 1
-    return tables * channel if len(tables) == 1 else tables
+    operation = DESCRIBED["compute_histo"]
+    tables = _counted_plainly(operation, picture, None) if type(picture) is np.ndarray else None
+    if tables is None:
+        counting = Call(operation, (picture,), (None,), None)
+        counting.run(None, None, None)
+        tables = counting.values[0]
+    return tables
 
 
-def _counts(tables, operand):
+def _counts(tables, shape, channel):
     """The counts of the channels that were worked on."""
-    if operand.channel:
-        return tables[operand.channel - 1].counts.copy()
-    if operand.array.ndim == 2:
+    if channel:
+        return tables[channel - 1].counts.copy()
+    if len(shape) == 2:
         return tables[0].counts.copy()
-    return np.stack([t.counts for t in tables[:operand.channels]])
+    return np.array([t.counts for t in tables[:shape[2]]])
 
 
 # ---- the call -----------------------------------------------------------------------------------
@@ -200,7 +203,7 @@ def packed(value):
     if isinstance(value, (int, float)):
         return value
     if isinstance(value, tuple):
-        return tuple(v.packed for v in value)
+        return tuple([v.packed for v in value])
     return value.packed
 
 
@@ -245,17 +248,32 @@ def _plain(operation, images, values, border, out):
     if depth == BIT:
         if out is not None or len(shape) != 2 or 0 in shape or not all(i.flags.c_contiguous for i in images):
             return None
+    elif operation.result == "tables":
+        tables = _counted_plainly(operation, first, values[0])
+        return tables and _counts(tables, shape, 0)
     elif out is None:
         out = np.empty(shape, dtype)
     elif type(out) is not np.ndarray or out.dtype != dtype or out.shape != shape:
         return None
     if border is not None:
         border = _values.borders(border)
+    if operation.tables:
+        values = (_tables(operation, dtype, shape[2] if len(shape) == 3 else 1, 0, values[0], first),)
     values = tuple([v if isinstance(v, (int, float)) else packed(v) for v in values])
     if depth == BIT:
         return _plain_bits(operation, images, values, border, shape)
     done = _core.plain(operation.index, depth, 0, operation.by_fields, border, tuple(images), out, values)
     return out if done else None
+
+
+def _counted_plainly(operation, array, luts):
+    """The tables after a usual call that only counts. None when it is not that."""
+    depth, shape = operation.plain.get(array.dtype), array.shape
+    if depth is None:
+        return None
+    tables = _tables(operation, array.dtype, shape[2] if len(shape) == 3 else 1, 0, luts, array)
+    done = _core.plain(operation.index, depth, 0, False, None, (array,), None, (packed(tables),))
+    return tables if done else None
 
 
 def _plain_bits(operation, images, values, border, shape):
@@ -278,8 +296,10 @@ class Call:
         self.first = self.sources[0]
         self.values = values
         self._check_sources()
-        if operation.name in ("compute_histo", "contrast_stretch", "histo_equalize"):
-            self.values = [_tables(operation, self.first, values[0], images[0])]
+        if operation.tables:
+            first = self.first
+            self.values = [_tables(operation, first.array.dtype, first.channels, first.channel, values[0],
+                                   images[0])]
 
     def _check_sources(self):
         operation = self.operation
@@ -322,7 +342,9 @@ class Call:
         self._describe_sources()
         self._complete_sources(any(s.channel for s in self._present()))
         result = call(self.operation, self._records(), None, None, self.values)
-        return _counts(self.values[0], self.first) if self.operation.result == "tables" else result
+        if self.operation.result != "tables":
+            return result
+        return _counts(self.values[0], self.first.array.shape, self.first.channel)
 
     def _change(self, images):
         """Operations that change their images."""

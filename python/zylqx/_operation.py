@@ -61,15 +61,15 @@ class Operation:
         self.image_kinds = [p["kind"] for p in parameters if p["kind"] in READ + ("image",)]
         self.checks = [_check(p, choices) for p in parameters if p["kind"] in VALUES
                        or p["kind"] in ("int32", "uint32", "choice", "flags", "tables")]
+        self.tables = any(p["kind"] == "tables" for p in parameters)
         self.plan = [_role(p["kind"]) for p in parameters]
         self.plain = self._plain_depths()
         self.tile = next((p["kind"] for p in parameters if p["kind"] in ("tile", "point")), None)
 
     def _plain_depths(self):
         """The depths of arrays that plain calls take; none where a call is more than that."""
-        special = self.reads == "all" or self.name in (
-            "contrast_stretch", "histo_equalize", "apply_color_twist", "alpha_composite")
-        if special or self.models or self.uses_alpha or self.result not in ("same", "scaled"):
+        special = self.reads == "all" or self.name in ("apply_color_twist", "alpha_composite")
+        if special or self.models or self.uses_alpha or self.result not in ("same", "scaled", "tables"):
             return {}
         bits = self.result == "same" and not self.by_fields and self.name != "l_shift_s"
         return {t: DEPTH_OF[t] for t, results in self.types.items() if t in results and (t != BOOL or bits)}

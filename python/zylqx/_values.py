@@ -92,13 +92,11 @@ class Table:
             raise ValueError("factor: slopes are needed to interpolate")
 
     @classmethod
-    def of_values(cls, count, value=None):
+    def of_values(cls, count):
         """A table with an interval for each of the values 0 to count - 1."""
         table = cls.__new__(cls)
         table.key = _numbers_to(count)
         table.value = np.zeros(count + 1, np.int32)
-        if value is not None:
-            table.value[:count] = value
         table.factor, table.interpolate = None, 0
         return table
 
