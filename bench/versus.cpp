@@ -1,7 +1,11 @@
 // One table of how long operations take, here, in other libraries, and for
 // copying memory.
 //
-//     versus [TEXT]...    the rows whose "operation depth side" holds every TEXT
+//     versus [--side N] [--level NAME] [TEXT]...
+//
+// gives the rows whose "operation depth side" holds every TEXT; --side takes pictures
+// of N x N pixels instead of the usual sizes, --level a lower level of instructions
+// than the processor has: baseline, avx2.
 //
 // "copy" is the time of memcpy() moving the same traffic: as many bytes read and
 // written, added up, as the operation reads and writes at least. An operation
@@ -10,16 +14,22 @@
 // one that writes no image against adding up as many bytes as it reads, eight at
 // a time. The blocks are as large as that and come from the same allocator.
 //
+// "limit" is what a pixel takes at least: that copy, or the cycles that were counted
+// for the arithmetic beside the row (rows.h), of a length that is measured by a chain
+// of additions.
+//
 // All calls of a row take turns, each turn preceded by a call that is not timed,
 // and the least time of each counts, so that a noisy machine treats all alike.
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
 
+#include "core/levels.h"
 #include "peers.h"
 #include "rows.h"
 #include "zylqx.h"
@@ -100,6 +110,18 @@ std::function<void()> copyOf(const Row &row) {
     };
 }
 
+// Additions of CLOCK_CYCLES cycles, since each waits for the one before it.
+constexpr int CLOCK_CYCLES = 1 << 14;
+void waitForClock() {
+    std::uint64_t sum = 1, step = 3;
+    asm volatile("" : "+r"(step));
+#pragma GCC unroll 16
+    for (int i = 0; i < CLOCK_CYCLES; ++i) {
+        sum += step;
+        asm volatile("" : "+r"(sum));
+    }
+}
+
 void measure(const Row &row) {
     const Contest contest = row.prepare();
     zylSetErrStatus(ZYL_StsOk);
@@ -113,6 +135,7 @@ void measure(const Row &row) {
     runners.emplace_back(copyOf(row));
     const std::vector<Peer> peers = peersOf(row, contest.pictures);
     for (const Peer &peer : peers) runners.emplace_back(peer.call);
+    runners.emplace_back(waitForClock);
 
     const Clock::time_point start = Clock::now();
     for (int turn = 0; turn < TURNS || Clock::now() - start < ROW_TIME; ++turn) {
@@ -121,8 +144,12 @@ void measure(const Row &row) {
 
     const double pixels = double(row.side) * row.side;
     const double ours = runners[0].best;
-    std::printf("%-26s %-4s %5d %11.0f %9.4f %6.2f", row.name.c_str(), depthName(row.depth),
-                row.side, ours, ours / pixels, ours / runners[1].best);
+    const double copy = runners[1].best;
+    const double cycle = runners.back().best / CLOCK_CYCLES;
+    const double limit = std::max(copy, row.cycles * pixels * cycle);
+    std::printf("%-26s %-4s %5d %11.0f %9.4f %6.2f %9.4f %6.2f", row.name.c_str(),
+                depthName(row.depth), row.side, ours, ours / pixels, ours / copy, limit / pixels,
+                ours / limit);
     for (std::size_t i = 0; i < peers.size(); ++i) {
         const double theirs = runners[i + 2].best;
         std::printf("  %s %.4f (%.2f)", peers[i].name, theirs / pixels, ours / theirs);
@@ -131,10 +158,23 @@ void measure(const Row &row) {
     std::fflush(stdout);
 }
 
-bool wanted(const Row &row, int count, char **texts) {
+bool wanted(const Row &row, const std::vector<std::string> &texts) {
     const std::string line = row.name + " " + depthName(row.depth) + " " + std::to_string(row.side);
-    return std::all_of(texts, texts + count,
-                       [&line](const char *text) { return line.find(text) != std::string::npos; });
+    return std::all_of(texts.begin(), texts.end(), [&line](const std::string &text) {
+        return line.find(text) != std::string::npos;
+    });
+}
+
+// Takes the level from then on; false when this processor does not have it.
+bool takeLevel(const std::string &name) {
+    using zylqx::Level;
+    const Level level = name == "avx512" ? Level::Avx512
+                        : name == "avx2" ? Level::Avx2
+                                         : Level::Baseline;
+    if (level == Level::Baseline && name != "baseline") return false;
+    if (level > zylqx::bestLevel()) return false;
+    zylqx::useLevel(level);
+    return true;
 }
 
 } // namespace
@@ -143,14 +183,35 @@ int main(int count, char **arguments) {
     zylRedirectError(zylStdErrReport);
     zylSetErrMode(ZYL_ErrModeParent);
 
-    std::puts("copy: our time / that of memcpy() with the same traffic, reads and writes added up\n"
-              "      (memset() where nothing is read, a sum where no image is written)\n"
-              "peer: its nanoseconds per pixel (our time / its time)\n"
+    std::vector<int> sides = SIDES;
+    std::vector<std::string> texts;
+    for (int i = 1; i < count; ++i) {
+        const std::string argument = arguments[i];
+        const std::string value = i + 1 < count ? arguments[i + 1] : "";
+        if (argument == "--side" && std::atoi(value.c_str()) > 0) {
+            sides = {std::atoi(value.c_str())};
+            ++i;
+        } else if (argument == "--level" && takeLevel(value)) {
+            ++i;
+        } else if (argument.rfind("--", 0) == 0) {
+            std::fprintf(stderr, "usage: versus [--side N] [--level baseline|avx2|avx512] "
+                                 "[TEXT]...; the processor has to have the level\n");
+            return 2;
+        } else {
+            texts.push_back(argument);
+        }
+    }
+
+    std::puts("copy:  our time / that of memcpy() with the same traffic, reads and writes added\n"
+              "       up (memset() where nothing is read, a sum where no image is written)\n"
+              "limit: nanoseconds per pixel that copying or counted cycles take at least\n"
+              "times: our time / the limit\n"
+              "peer:  its nanoseconds per pixel (our time / its time)\n"
               "The least of interleaved turns; one thread.\n");
-    std::printf("%-26s %-4s %5s %11s %9s %6s  %s\n", "operation", "", "side", "ns/call", "ns/pixel",
-                "copy", "peers");
-    for (const Row &row : allRows()) {
-        if (wanted(row, count - 1, arguments + 1)) measure(row);
+    std::printf("%-26s %-4s %5s %11s %9s %6s %9s %6s  %s\n", "operation", "", "side", "ns/call",
+                "ns/pixel", "copy", "limit", "times", "peers");
+    for (const Row &row : allRows(sides)) {
+        if (wanted(row, texts)) measure(row);
     }
     return 0;
 }
