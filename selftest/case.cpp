@@ -7,8 +7,8 @@ namespace {
 constexpr std::array<std::uint32_t, 6> DEPTHS = {ZYL_DEPTH_1U,  ZYL_DEPTH_8U,  ZYL_DEPTH_8S,
                                                  ZYL_DEPTH_16U, ZYL_DEPTH_16S, ZYL_DEPTH_32S};
 
-// The case that runs: the report callback has no other way to it.
-Case *running = nullptr;
+// The case that the thread runs: the report callback has no other way to it.
+thread_local Case *running = nullptr;
 
 // Most images are narrow; some are wide enough for the longest vectors, or have
 // sides that are powers of two.

@@ -10,6 +10,7 @@
 #include "core/image.h"
 #include "core/memory.h"
 #include "core/trigonometry.h"
+#include "transform/kept_state.h"
 #include "transform/kernels.h"
 #include "transform/roots.h"
 #include "transform/rounding.h"
@@ -22,8 +23,8 @@ bool isPowerOfTwo(std::ptrdiff_t n) {
     return (n & (n - 1)) == 0;
 }
 
-// Tables, one for the whole process, without a lock. They live until a call with
-// ZYL_DCT_RELEASE; one that no longer fits is replaced.
+// Tables live until a call with ZYL_DCT_RELEASE; one that no longer fits is
+// replaced.
 class Tables {
   public:
     // False when memory is exhausted.
@@ -90,7 +91,10 @@ class Tables {
     Scratch<float> secants_;
     std::ptrdiff_t half_ = 0;
     Cosines cosines_[2]; // of the columns' and the rows' number
-} keptTables;
+};
+
+constinit KeptState<Tables> keptTables;
+const DestroyedAtExit<Tables> atExit{keptTables};
 
 struct BlockSize {
     std::ptrdiff_t columns, rows;
@@ -244,7 +248,8 @@ void zylDCT2D(ZylImage *src, ZylImage *dst, int32_t flags) {
         return;
     }
     CosineTransform transform(block, forward);
-    if (!transform.prepare(keptTables)) return;
+    const StateLease tables(keptTables);
+    if (!tables || !transform.prepare(*tables)) return;
     eachChannel(*src, *dst, flags,
                 [&](const Samples &from, const Samples &to) { transform.run(from, to); });
 }

@@ -11,6 +11,7 @@
 #include "core/call.h"
 #include "core/image.h"
 #include "transform/fft_cache.h"
+#include "transform/kept_state.h"
 #include "transform/kernels.h"
 #include "transform/rounding.h"
 
@@ -29,22 +30,26 @@ struct Region {
 
 // What a call does, as ZYL_FFT_REPEAT does it again.
 struct SetUp {
-    ZylImage src; // copies of the headers; their regions are not looked at again
-    ZylImage dst;
-    int sign;
-    bool scaled;
-    int skippedChannel; // 0 for none
-    bool fixedPoint;
+    ZylImage src = {}; // copies of the headers; their regions are not looked at again
+    ZylImage dst = {};
+    int sign = 0;
+    bool scaled = false;
+    int skippedChannel = 0; // 0 for none
+    bool fixedPoint = false;
     bool ready = false; // false until a set-up has succeeded
 };
 
-// One for the whole process, without a lock: the set-up lives until the next
-// call, the cache until it is released by a flag, by the end of a call that does
-// not keep it, or because memory ran out.
+// The set-up lives until the next call, the cache until it is released by a flag,
+// by the end of a call that does not keep it, or because memory ran out.
 struct State {
     SetUp setUp;
     FftCache cache;
-} state;
+
+    void release() { cache.release(); }
+};
+
+constinit KeptState<State> keptState;
+const DestroyedAtExit<State> atExit{keptState};
 
 // Fixed point is the default up to this many pixels.
 constexpr std::int64_t SMALL_REGION = 128;
@@ -286,6 +291,7 @@ Outcome transform(Direction direction, const SetUp &setUp, const Region &region,
     if (!transform.prepare(cache)) {
         // What earlier calls left may be what is missing.
         cache.release();
+        keptState.releaseSpare();
         if (!transform.prepare(cache)) return Outcome::Error;
     }
     const RoundToNearest mode;
@@ -300,15 +306,29 @@ Outcome transform(Direction direction, const SetUp &setUp, const Region &region,
     return Outcome::Done;
 }
 
-bool reported(const Call &call, Outcome outcome) {
-    return call.fails(outcome == Outcome::Error, "Error in input data") ||
-           call.fails(outcome == Outcome::Nothing, "No calculations! Looking input data!");
+Outcome perform(Direction direction, const ZylImage &src, const ZylImage &dst, int flags) {
+    const StateLease state(keptState);
+    if (!state) return Outcome::Error;
+    SetUp &setUp = state->setUp;
+    if (!state.continued()) setUp.ready = false; // of another call than the one before
+    Region region;
+    const Outcome found = (flags & ZYL_FFT_REPEAT) != 0 ? repeatSetUp(src, dst, setUp, region)
+                                                        : makeSetUp(src, dst, flags, setUp, region);
+    if (found != Outcome::Done) return found;
+    const Outcome done = setUp.fixedPoint
+                             ? transform<std::int32_t>(direction, setUp, region, state->cache)
+                             : transform<float>(direction, setUp, region, state->cache);
+    if (done == Outcome::Done && (flags & ZYL_FFT_KEEP_TABLES) == 0) {
+        state->release();
+        keptState.releaseSpare();
+    }
+    return done;
 }
 
 void run(const Call &call, Direction direction, const ZylImage *srcImage, const ZylImage *dstImage,
          int flags, const ZylTileMapping *map) {
     if ((flags & ZYL_FFT_RELEASE) != 0) {
-        state.cache.release();
+        keptState.release();
         return;
     }
     call.fails(srcImage == nullptr, "srcImage==0");
@@ -319,17 +339,9 @@ void run(const Call &call, Direction direction, const ZylImage *srcImage, const 
     if (zylGetErrStatus() < 0 || !srcImage->imageData || !dstImage->imageData) return;
     if (call.fails(map != nullptr, "(map!=((void*)(0)))")) return;
 
-    SetUp &setUp = state.setUp;
-    Region region;
-    const Outcome found = (flags & ZYL_FFT_REPEAT) != 0
-                              ? repeatSetUp(*srcImage, *dstImage, setUp, region)
-                              : makeSetUp(*srcImage, *dstImage, flags, setUp, region);
-    if (reported(call, found)) return;
-    const Outcome done = setUp.fixedPoint
-                             ? transform<std::int32_t>(direction, setUp, region, state.cache)
-                             : transform<float>(direction, setUp, region, state.cache);
-    if (reported(call, done)) return;
-    if ((flags & ZYL_FFT_KEEP_TABLES) == 0) state.cache.release();
+    const Outcome outcome = perform(direction, *srcImage, *dstImage, flags);
+    call.fails(outcome == Outcome::Error, "Error in input data");
+    call.fails(outcome == Outcome::Nothing, "No calculations! Looking input data!");
 }
 
 } // namespace
