@@ -116,8 +116,11 @@
  *    kernel, a colour twist, a region and the tables of zylContrastStretch();
  *  - an image that is written, and a tiled image, even as a source, belong to one
  *    call at a time (tiles are handed over in the header);
- *  - zylRealFft2D() and zylCcsFft2D() share tables: one call of the two at a time in
- *    the whole process; the same for zylDCT2D().
+ *  - the tables that the transforms keep belong to the process: calls one after the other
+ *    use the same ones in whatever threads, calls at the same time have their own;
+ *  - ZYL_FFT_REPEAT goes on with the Fourier transform that ended last, whichever
+ *    thread called it, and so with its images: a program that gives it keeps other
+ *    threads from calling zylRealFft2D() and zylCcsFft2D() between the two calls.
  * Callbacks are called in the thread of the call. A tile callback may call the
  * library for other images.
  *
@@ -1469,8 +1472,8 @@ ZYL_API void ZYL_CALL zylMirror(ZylImage *srcImage, ZylImage *dstImage, int32_t 
 /* ======================================================================== */
 /** \defgroup transform 9  Transforms
  *
- * Of images in memory, all depths but 1U, which may differ between the two images. One call
- * at a time: see "Threads" above. What can fail is obtained before anything is written.
+ * Of images in memory, all depths but 1U, which may differ between the two images. What can
+ * fail is obtained before anything is written.
  * \{ */
 /* ======================================================================== */
 
@@ -1518,11 +1521,12 @@ enum {
  * Sides that are powers of two are fastest. In fixed point, other lengths take time in
  * proportion to their square.
  *
- * Tables and buffers, one set for the process, are freed at the end of a call unless
- * ZYL_FFT_KEEP_TABLES is given; a call that reports an error leaves them.
- * ZYL_FFT_RELEASE frees them and looks at nothing else. ZYL_FFT_REPEAT transforms
- * the pixels of the images of the call before, which must still exist, with its flags; from
- * the images given it takes the region and the channels only.
+ * Tables and buffers of the process, but for those of calls that still run, are freed at the
+ * end of a call unless ZYL_FFT_KEEP_TABLES is given; a call that reports an error
+ * leaves them. ZYL_FFT_RELEASE frees them and looks at nothing else. ZYL_FFT_REPEAT
+ * transforms the pixels of the images of the call before, which must still exist, with its
+ * flags; from the images given it takes the region and the channels only (see "Threads"
+ * above).
  *
  * Reports: "srcImage==0" and "dstImage==0" before the call ends; "srcImage->imageData==0"
  * and "dstImage->imageData==0", also for tiled images, before it ends;
@@ -1573,7 +1577,8 @@ enum {
  * source's alpha channel, which is left as it is in the destination; with one, it
  * goes to the destination's channel of interest, alpha or not.
  *
- * Tables are kept until a call with ZYL_DCT_RELEASE, which looks at nothing else. Without
+ * Tables are kept until a call with ZYL_DCT_RELEASE, which frees those that no call
+ * uses and looks at nothing else. Without
  * exactly one of ZYL_DCT_FORWARD and ZYL_DCT_INVERSE nothing is written and nothing
  * reported.
  *

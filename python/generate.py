@@ -37,8 +37,6 @@ ANNOTATIONS = {
 OWN = ("zylTranslateDIB", "zylConvertFromDIB", "zylConvertToDIB")
 # The library would look again at images of the call before, which are gone by then.
 UNSAFE = ("repeat",)
-# Of these only one call runs at a time: they share tables.
-ALONE = "all"
 
 
 def snake(name):
@@ -72,9 +70,8 @@ def c_call(operation):
 def c_entry(operation):
     letters = "".join(KINDS[p["kind"]][0] for p in operation["parameters"])
     name = operation["function"]
-    alone = int(operation["reads"] == ALONE)
     in_place = int(operation["inPlace"])
-    return f'    {{"{name}", "{letters}", {alone}, {in_place}, call_{name}}},\n'
+    return f'    {{"{name}", "{letters}", {in_place}, call_{name}}},\n'
 
 
 def c_text(operations):

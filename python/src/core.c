@@ -10,7 +10,6 @@
 #define Py_LIMITED_API 0x030B0000
 #include <Python.h>
 #include <limits.h>
-#include <pthread.h>
 #include <string.h>
 
 #include <zylqx.h>
@@ -390,7 +389,6 @@ typedef union {
 typedef struct {
     const char *name;
     const char *kinds; /* a letter for each argument, see argument() */
-    int alone;         /* must not run twice at the same time */
     int inPlace;       /* the destination may be the source */
     double (*call)(const Argument *arguments);
 } Operation;
@@ -542,15 +540,11 @@ static int argument(Arena *arena, char kind, PyObject *item, Argument *to) {
     }
 }
 
-static pthread_mutex_t aloneLock = PTHREAD_MUTEX_INITIALIZER;
-
 static double run(const Operation *operation, const Argument *arguments, Report *report) {
     double result;
-    Py_BEGIN_ALLOW_THREADS if (operation->alone) pthread_mutex_lock(&aloneLock);
-    const Outside outside = listen_to(report);
+    Py_BEGIN_ALLOW_THREADS const Outside outside = listen_to(report);
     result = operation->call(arguments);
     stop_listening(&outside);
-    if (operation->alone) pthread_mutex_unlock(&aloneLock);
     Py_END_ALLOW_THREADS return result;
 }
 

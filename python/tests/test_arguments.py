@@ -178,17 +178,31 @@ def test_threads_do_not_wait_for_each_other():
     assert during > took / 0.001 / 20
 
 
-def test_four_threads(random):
-    arrays = [random.integers(0, 256, (200, 300), np.uint8) for _ in range(4)]
+def filtered(a):
     kernel = zx.Kernel([[1, 2, 1]] * 3, shift=3)
-    chain = lambda a: zx.ccs_fft_2d(zx.real_fft_2d(zx.rotate(zx.convolve_2d(zx.blur(a, 5, 7), kernel), 1234)), dtype="uint8")
+    return zx.rotate(zx.convolve_2d(zx.blur(a, 5, 7), kernel), 1234)
+
+
+def transformed(a):
+    """All kinds of tables, kept and freed by one thread while another uses its own."""
+    spectrum = zx.real_fft_2d(a, "forward|keep-tables")
+    cosines = zx.dct_2d(a, "forward")
+    small = zx.real_fft_2d(a[:8, :8], "forward|fixed-point")
+    return np.vstack([zx.ccs_fft_2d(spectrum, "inverse", dtype="uint8"), zx.dct_2d(cosines, "inverse", dtype="uint8"),
+                      np.pad(small, ((0, 0), (0, a.shape[1] - 8)))])
+
+
+@pytest.mark.parametrize("chain", [filtered, transformed])
+def test_four_threads(random, chain):
+    arrays = [random.integers(0, 256, (60 + 4 * i, 90), np.uint8) for i in range(4)]
     expected = [chain(a) for a in arrays]
     results, errors = [None] * 4, []
 
     def work(i):
         try:
-            for _ in range(5):
+            for _ in range(30):
                 results[i] = chain(arrays[i])
+                assert np.array_equal(results[i], expected[i])
                 with pytest.raises(zx.Error):
                     zx.zoom(arrays[i], 1, 2)
         except BaseException as error:
