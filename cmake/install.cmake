@@ -5,7 +5,7 @@ include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zylqx)
 install(TARGETS zylqx zylqx_static EXPORT zylqx)
-install(FILES include/zylqx.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES include/zylqx.h include/zylqx.hpp DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT zylqx NAMESPACE zylqx:: FILE zylqxConfig.cmake DESTINATION ${package_dir})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/zylqxConfigVersion.cmake
   COMPATIBILITY SameMajorVersion)

@@ -34,7 +34,7 @@ Color hueColor(double hue, double saturation, double value) {
 
 // Calls paint(column, row) for every pixel of a rectangle and stores the colour.
 template <class Paint>
-void paintRectangle(const Image &image, int x, int y, int width, int height, Paint paint) {
+void paintRectangle(Image &image, int x, int y, int width, int height, Paint paint) {
     for (int row = 0; row < height; ++row) {
         for (int column = 0; column < width; ++column)
             fillRectangle(image, x + column, y + row, 1, 1, paint(column, row));
@@ -42,7 +42,7 @@ void paintRectangle(const Image &image, int x, int y, int width, int height, Pai
 }
 
 // Ramps from black to white, smooth above and in 16 steps below, then all hues.
-void drawRamps(const Image &image, int x, int y, int width) {
+void drawRamps(Image &image, int x, int y, int width) {
     paintRectangle(image, x, y, width, 24, [&](int c, int) { return gray(c / (width - 1.0)); });
     paintRectangle(image, x, y + 24, width, 24, [&](int c, int) {
         const int step = c * 16 / width;
@@ -54,7 +54,7 @@ void drawRamps(const Image &image, int x, int y, int width) {
 }
 
 // The full primaries and secondaries, black and white.
-void drawPatches(const Image &image, int x, int y) {
+void drawPatches(Image &image, int x, int y) {
     for (int i = 0; i < 8; ++i) {
         Color color = {toSample(i >> 2 & 1), toSample(i >> 1 & 1), toSample(i & 1)};
         fillRectangle(image, x + i % 4 * 36, y + i / 4 * 36, 36, 36, color);
@@ -62,7 +62,7 @@ void drawPatches(const Image &image, int x, int y) {
 }
 
 // Rings that become finer outwards, to two pixels a ring at the rim.
-void drawZonePlate(const Image &image, int x, int y, int size) {
+void drawZonePlate(Image &image, int x, int y, int size) {
     double centre = (size - 1) / 2.0;
     paintRectangle(image, x, y, size, size, [&](int c, int r) {
         double radius = std::hypot(c - centre, r - centre);
@@ -72,7 +72,7 @@ void drawZonePlate(const Image &image, int x, int y, int size) {
 }
 
 // Upright and level lines of 1 to 5 pixels.
-void drawLines(const Image &image, int x, int y) {
+void drawLines(Image &image, int x, int y) {
     for (int thickness = 1; thickness <= 5; ++thickness) {
         auto line = [&](int at) { return at / thickness % 2 ? paper : ink; };
         int left = x + (thickness - 1) * 44;
@@ -82,7 +82,7 @@ void drawLines(const Image &image, int x, int y) {
 }
 
 // Thirty-two spokes that meet in the middle.
-void drawStar(const Image &image, int x, int y, int size) {
+void drawStar(Image &image, int x, int y, int size) {
     double centre = (size - 1) / 2.0;
     paintRectangle(image, x, y, size, size, [&](int c, int r) {
         double angle = std::atan2(r - centre, c - centre);
@@ -92,7 +92,7 @@ void drawStar(const Image &image, int x, int y, int size) {
 }
 
 // A lit ball over a floor with its shadow.
-void drawBall(const Image &image, int x, int y, int width, int height) {
+void drawBall(Image &image, int x, int y, int width, int height) {
     double radius = height * 0.36, middleX = width * 0.46, middleY = height * 0.46;
     paintRectangle(image, x, y, width, height, [&](int c, int r) -> Color {
         double dx = (c - middleX) / radius, dy = (r - middleY) / radius;
@@ -114,7 +114,7 @@ void drawBall(const Image &image, int x, int y, int width, int height) {
 }
 
 // A bright square turned by 10 degrees, its edges without smoothing.
-void drawSlantedSquare(const Image &image, int x, int y, int size) {
+void drawSlantedSquare(Image &image, int x, int y, int size) {
     double centre = (size - 1) / 2.0, cosine = std::cos(pi / 18), sine = std::sin(pi / 18);
     paintRectangle(image, x, y, size, size, [&](int c, int r) {
         double u = (c - centre) * cosine + (r - centre) * sine;
@@ -123,7 +123,7 @@ void drawSlantedSquare(const Image &image, int x, int y, int size) {
     });
 }
 
-void drawLetters(const Image &image, int x, int y) {
+void drawLetters(Image &image, int x, int y) {
     drawText(image, x, y, 4, ink, "zylqx");
     drawText(image, x, y + 36, 2, ink, "0123456789");
     drawText(image, x + 160, y + 8, 1, ink, "the five boxing wizards");

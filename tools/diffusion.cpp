@@ -88,16 +88,17 @@ class Diffuser {
     }
 
     void copyRow(const Image &from, int fromRow, Image &to, int toRow) const {
-        std::copy_n(from.samples<T>(fromRow),
+        std::copy_n(from.samples<T>(fromRow).data(),
                     static_cast<std::size_t>(shape_.width) *
                         static_cast<std::size_t>(shape_.channels),
-                    to.samples<T>(toRow));
+                    to.samples<T>(toRow).data());
     }
 
     void diffuseRow(Image &band, int y, int height) const {
         std::array<T *, 3> rows{};
         const int below = std::min(kernel_.reach, height - 1 - y);
-        for (int i = 0; i <= below; ++i) rows[static_cast<std::size_t>(i)] = band.samples<T>(y + i);
+        for (int i = 0; i <= below; ++i)
+            rows[static_cast<std::size_t>(i)] = band.samples<T>(y + i).data();
         for (int x = 0; x < shape_.width; ++x) {
             for (int c = 0; c < shape_.channels; ++c)
                 if (c + 1 != shape_.alpha) diffuseSample(rows, below, x, c);

@@ -97,7 +97,7 @@ int descent(char letter) {
     return std::string_view("gjpqy").find(letter) == std::string_view::npos ? 0 : 2;
 }
 
-void drawDot(const Image &image, int x, int y, int size, Color color) {
+void drawDot(Image &image, int x, int y, int size, Color color) {
     int right = std::min(x + size, image.header()->width);
     int bottom = std::min(y + size, image.header()->height);
     x = std::max(x, 0);
@@ -107,14 +107,14 @@ void drawDot(const Image &image, int x, int y, int size, Color color) {
 
 } // namespace
 
-void fillRectangle(const Image &image, int x, int y, int width, int height, Color color) {
+void fillRectangle(Image &image, int x, int y, int width, int height, Color color) {
     for (int row = y; row < y + height; ++row) {
         for (int column = x; column < x + width; ++column)
             std::copy(color.begin(), color.end(), image.row(row) + std::ptrdiff_t{column} * 3);
     }
 }
 
-void drawText(const Image &image, int x, int y, int scale, Color color, std::string_view text) {
+void drawText(Image &image, int x, int y, int scale, Color color, std::string_view text) {
     for (char letter : text) {
         if (const Glyph *glyph = findGlyph(letter)) {
             for (int row = 0; row < glyphHeight; ++row) {

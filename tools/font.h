@@ -16,9 +16,9 @@ inline constexpr int glyphHeight = 7;
 // Writes on an 8-bit RGB picture, the upper left corner at (x, y), every dot
 // `scale` pixels wide. What lies outside the picture is cut off; other letters than
 // those of ASCII are left blank.
-void drawText(const Image &image, int x, int y, int scale, Color color, std::string_view text);
+void drawText(Image &image, int x, int y, int scale, Color color, std::string_view text);
 
 // Fills a rectangle that lies in the picture.
-void fillRectangle(const Image &image, int x, int y, int width, int height, Color color);
+void fillRectangle(Image &image, int x, int y, int width, int height, Color color);
 
 } // namespace tool

@@ -73,12 +73,10 @@ Image drawHistogram(Tables &luts, const Shape &drawn, const ZylROI &region) {
             const auto length =
                 static_cast<int>(std::int64_t{luts[c].value[i]} * drawn.height / highest);
             if (length == 0) continue;
-            drawing.setRegion(drawn.channels > 1 ? c + 1 : 0, i * width, drawn.height - length,
-                              width, length);
-            zylSet(drawing.header(), 255, nullptr);
+            const zyl::Rect bar = {i * width, drawn.height - length, width, length};
+            zyl::set(drawing.part(bar, drawn.channels > 1 ? c + 1 : 0), 255);
         }
     }
-    drawing.clearRegion();
     return drawing;
 }
 

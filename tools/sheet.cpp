@@ -56,7 +56,7 @@ unsigned char meanSample(const Image &image, const Block &block, int channel, in
 
 // Draws a picture so that it fits a cell: made smaller, each pixel the mean of those
 // that it stands for, or larger a whole number of times.
-void drawPicture(const Image &image, const Image &sheet, int left, int top) {
+void drawPicture(const Image &image, Image &sheet, int left, int top) {
     Shape shape = image.shape();
     double factor = std::min(double{cellWidth} / shape.width, double{cellHeight} / shape.height);
     if (factor > 1) factor = std::floor(factor);
@@ -79,7 +79,7 @@ void drawPicture(const Image &image, const Image &sheet, int left, int top) {
 }
 
 // As large as fits the cell.
-void drawLabel(const Image &sheet, int left, int top, const std::string &label) {
+void drawLabel(Image &sheet, int left, int top, const std::string &label) {
     const int scale = static_cast<int>(label.size()) * glyphWidth * 2 <= cellWidth ? 2 : 1;
     drawText(sheet, left, top, scale, labelColor, label);
 }

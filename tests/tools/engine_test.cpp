@@ -309,7 +309,7 @@ TEST(Engine, GivesTheBitsOfTheChainInMemory) {
                                       150 + static_cast<int>(random() % 300),
                                       1 + static_cast<int>(random() % 4), ZYL_DEPTH_8U);
         auto picture = std::make_shared<Image>(noise(shape, random()));
-        Image expected = picture->copy();
+        Image expected = zyl::copy(*picture);
 
         Pipeline::Options options;
         options.memory = round % 3 == 0 ? 1 << 20 : 64 << 20;
@@ -358,7 +358,7 @@ TEST(Engine, JoinsBranches) {
         const Pipeline::Node source = pipeline.add("source", [&] {
             return std::make_unique<PictureSource>(picture, order, Tiling{shape.width, 8});
         });
-        const Pipeline::Node memory = pipeline.add(picture->copy());
+        const Pipeline::Node memory = pipeline.add(zyl::copy(*picture));
         const Pipeline::Node soft = pipeline.add(blur().plan(shape), {source});
         Plan difference{.name = "subtract", .result = shape};
         difference.make = [](Request &r) {

@@ -284,7 +284,7 @@ struct Pair {
         options.tile = tile;
         Pipeline pipeline(options);
         const OpenPicture open = [&](const std::string &name) {
-            return pipeline.add(name == "b" ? other.copy() : source.copy());
+            return pipeline.add(name == "b" ? zyl::copy(other) : zyl::copy(source));
         };
         const Call call = parseCall(words);
         return pipeline.image(planCall(call, pipeline, open("a"), open));
@@ -295,13 +295,13 @@ struct Pair {
         lastReport.clear();
         zylSetErrStatus(ZYL_StsOk);
         Image result(shape);
-        const Image a = source.copy(), b = other.copy();
+        const Image a = zyl::copy(source), b = zyl::copy(other);
         const ZylErrorCallBack before = zylRedirectError(keepReport);
         test.direct(a.header(), b.header(), result.header());
         if (test.keepsAlpha && shape.alpha) {
-            Image colors = source.copy();
-            colors.setRegion(shape.alpha, 0, 0, shape.width, shape.height);
-            result.setRegion(shape.alpha, 0, 0, shape.width, shape.height);
+            Image colors = zyl::copy(source);
+            colors.setChannel(shape.alpha);
+            result.setChannel(shape.alpha);
             zylCopy(colors.header(), result.header(), nullptr);
             result.clearRegion();
         }
@@ -378,7 +378,7 @@ TEST(Operations, AreAllCompared) {
 
 Image run(const Image &source, const std::vector<const char *> &chain) {
     Pipeline pipeline({});
-    const OpenPicture open = [&](const std::string &) { return pipeline.add(source.copy()); };
+    const OpenPicture open = [&](const std::string &) { return pipeline.add(zyl::copy(source)); };
     Pipeline::Node node = open("");
     for (const char *words : chain) {
         const Call call = parseCall(words);
@@ -412,7 +412,8 @@ TEST(Operations, NeverBeginWhatTheyCannotDoAndAreTheSameInTiles) {
                         options.tile = tile;
                         Pipeline pipeline(options);
                         const OpenPicture open = [&](const std::string &name) {
-                            return pipeline.add(name == "OTHER" ? other.copy() : source.copy());
+                            return pipeline.add(name == "OTHER" ? zyl::copy(other)
+                                                                : zyl::copy(source));
                         };
                         Pipeline::Node node = open("");
                         for (const std::string &words : exampleWords(operation))

@@ -4,7 +4,6 @@
 
 #include <cstring>
 #include <exception>
-#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -13,13 +12,7 @@ namespace tool {
 namespace {
 
 ZylImage headerOf(const Shape &shape) {
-    char model[5] = {}, sequence[5] = {};
-    shape.model.copy(model, 4);
-    shape.sequence.copy(sequence, 4);
-    ZylImage *made = zylCreateImageHeader(shape.channels, shape.alpha, shape.depth, model, sequence,
-                                          shape.order, shape.origin, ZYL_ALIGN_4, shape.height,
-                                          shape.width, nullptr, nullptr, nullptr);
-    if (!made) throw std::bad_alloc();
+    ZylImage *made = zyl::makeHeader(shape);
     const ZylImage header = *made;
     zylDeallocateHeader(made);
     return header;

@@ -27,7 +27,7 @@ std::string mebibytes(std::int64_t bytes) {
 // Takes a picture into memory.
 class MemorySink : public Sink {
   public:
-    explicit MemorySink(const Image &image) : image_(image), shape_(image.shape()) {
+    explicit MemorySink(Image &image) : image_(image), shape_(image.shape()) {
         order_ = Order::any;
         piece_ = {shape_.width, 64};
     }
@@ -39,7 +39,7 @@ class MemorySink : public Sink {
     }
     void complete() override {}
 
-    const Image &image_;
+    Image &image_;
     const Shape shape_;
 };
 
@@ -274,7 +274,7 @@ void Pipeline::Impl::run(int last, Sink *sink) {
 }
 
 Image Pipeline::Impl::image(int last) {
-    if (nodes_[last].given) return nodes_[last].image->copy();
+    if (nodes_[last].given) return zyl::copy(*nodes_[last].image);
     Image image = Image::unfilled(nodes_[last].shape);
     MemorySink sink(image);
     run(last, &sink);
