@@ -95,6 +95,24 @@ struct ReduceKernels {
     Row u8ToBits; // above 127; dStep is not used
 };
 
+// A rectangle that is dithered in place: `channels` samples of every pixel, which follow
+// each other. The step from pixel to pixel is in samples, the stride in bytes.
+struct DitherRect {
+    void *data;
+    std::ptrdiff_t step, stride;
+    std::ptrdiff_t columns, rows;
+    int channels;
+};
+
+// Every sample becomes a multiple of `step`, 2^n - 1 and at least 3. By size: 8U, 16U.
+struct DitherKernels {
+    using Dither = void (*)(const DitherRect &rect, std::int32_t step);
+    Dither floydSteinberg[2];
+    Dither jarvis[2];
+    Dither stucki[2];
+    Dither ordered[2];
+};
+
 // A bit field of a bitmap's pixels: its bits, how many zeros lie below them, and
 // how many ones follow each other from there.
 struct BitField {
@@ -151,6 +169,7 @@ ZYLQX_DECLARE_KERNELS(DepthKernels, depthKernels)
 ZYLQX_DECLARE_KERNELS(GrayKernels, grayKernels)
 ZYLQX_DECLARE_KERNELS(ColourKernels, colourKernels)
 ZYLQX_DECLARE_KERNELS(ReduceKernels, reduceKernels)
+ZYLQX_DECLARE_KERNELS(DitherKernels, ditherKernels)
 ZYLQX_DECLARE_KERNELS(BitmapKernels, bitmapKernels)
 
 } // namespace zylqx

@@ -4,9 +4,8 @@
 #include <atomic>
 
 #include "convert/colour.h"
-#include "convert/dither.h"
+#include "convert/kernels.h"
 #include "core/call.h"
-#include "core/view.h"
 #include "core/walk_colour.h"
 
 using namespace zylqx;
@@ -136,6 +135,14 @@ void reduceWithJitter(const ZylImage &src, const ZylImage &dst, std::int32_t wid
 
 // ---- dithering --------------------------------------------------------------------
 
+enum {
+    DITHER_NONE = 1,
+    DITHER_FLOYD_STEINBERG = 2,
+    DITHER_JARVIS = 4,
+    DITHER_STUCKI = 8,
+    DITHER_ORDERED = 16
+};
+
 std::int32_t ditherStep(std::uint32_t depth, std::int32_t ditherBits) {
     const int sampleBits = depthBits(depth);
     const std::int32_t highest = (1 << sampleBits) - 1;
@@ -143,33 +150,47 @@ std::int32_t ditherStep(std::uint32_t depth, std::int32_t ditherBits) {
     return std::max(highest >> bits, 1);
 }
 
-bool knownDither(std::int32_t type) {
-    return type == DITHER_FLOYD_STEINBERG || type == DITHER_JARVIS || type == DITHER_STUCKI ||
-           type == DITHER_ORDERED;
+// Null for a type that is not known.
+const DitherKernels::Dither *dithersOf(std::int32_t type) {
+    const DitherKernels &kernels = ZYLQX_KERNELS(ditherKernels);
+    switch (type) {
+    case DITHER_FLOYD_STEINBERG:
+        return kernels.floydSteinberg;
+    case DITHER_JARVIS:
+        return kernels.jarvis;
+    case DITHER_STUCKI:
+        return kernels.stucki;
+    case DITHER_ORDERED:
+        return kernels.ordered;
+    default:
+        return nullptr;
+    }
 }
 
 void ditherImage(const ZylImage &image, std::int32_t width, std::int32_t height,
                  std::int32_t ditherType, std::int32_t ditherBits) {
     const Call call("own_dither_rect", KERNEL_FILE);
-    const bool narrow = image.depth == ZYL_DEPTH_8U;
-    if (call.fails(!knownDither(ditherType), "errDitherOption") ||
-        call.fails(!narrow && image.depth != ZYL_DEPTH_16U, "errInDepth")) {
+    const DitherKernels::Dither *dithers = dithersOf(ditherType);
+    const bool wide = image.depth == ZYL_DEPTH_16U;
+    if (call.fails(dithers == nullptr, "errDitherOption") ||
+        call.fails(!wide && image.depth != ZYL_DEPTH_8U, "errInDepth")) {
         return;
     }
     const std::int32_t step = ditherStep(image.depth, ditherBits);
+    if (step == 1) return; // all samples are multiples
     // One gray channel, or three colours; a colour image with fewer has those.
     const bool colour = image.channelSeq[0] != 'G';
     const int count = colour ? std::min(image.nChannels, 3) : 1;
+    if (!isPlanar(image)) {
+        dithers[wide](
+            {sampleAt(image, 0, 0, 1), pixelStep(image), image.widthStep, width, height, count},
+            step);
+        return;
+    }
     const ColourChannels channels = count == 3 ? colourChannels(image, "RGB") : FIRST_CHANNELS;
     for (int k = 0; k < count; ++k) {
-        const int channel = channels.of[k];
-        if (narrow) {
-            ditherChannel(channelView<std::uint8_t>(image, 0, 0, width, height, channel),
-                          ditherType, step);
-        } else {
-            ditherChannel(channelView<std::uint16_t>(image, 0, 0, width, height, channel),
-                          ditherType, step);
-        }
+        unsigned char *plane = sampleAt(image, 0, 0, channels.of[k]);
+        dithers[wide]({plane, 1, image.widthStep, width, height, 1}, step);
     }
 }
 

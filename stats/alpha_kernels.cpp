@@ -23,23 +23,6 @@ enum Rule { OVER, IN, OUT, ATOP, XOR, PLUS };
 
 // --- vectors of samples ---
 
-// The high halves of products.
-inline Vector<u16> highProducts(Vector<u16> x, Vector<u16> y) {
-#if defined(__AVX2__)
-    return reinterpret_cast<Vector<u16>>(__builtin_ia32_pmulhuw256(
-        reinterpret_cast<Vector<s16>>(x), reinterpret_cast<Vector<s16>>(y)));
-#elif defined(__SSE2__)
-    return reinterpret_cast<Vector<u16>>(__builtin_ia32_pmulhuw128(
-        reinterpret_cast<Vector<s16>>(x), reinterpret_cast<Vector<s16>>(y)));
-#else
-    const Vector<u32> a = reinterpret_cast<Vector<u32>>(x);
-    const Vector<u32> b = reinterpret_cast<Vector<u32>>(y);
-    const Vector<u32> even = ((a & 0xFFFFu) * (b & 0xFFFFu)) >> 16;
-    const Vector<u32> odd = (a >> 16) * (b >> 16) & 0xFFFF0000u;
-    return reinterpret_cast<Vector<u16>>(even | odd);
-#endif
-}
-
 #if defined(__SSE2__)
 // The bytes of a and b side by side, those of a being the lower halves of words;
 // of every 16 bytes the first eight or the last eight.

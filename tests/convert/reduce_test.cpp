@@ -85,6 +85,10 @@ Shape shapeOf(std::uint32_t depth, const char *sequence, int width, int height, 
 }
 
 TEST(ReduceBits, DithersAsDefined) {
+    // Rows are taken in bands, of up to 16, and columns in parts.
+    constexpr struct Size {
+        int width, height;
+    } sizes[] = {{1, 1}, {1, 40}, {2, 9}, {3, 17}, {35, 8}, {150, 35}, {513, 3}};
     const Reports reports;
     unsigned seed = 0;
     for (const std::uint32_t depth : {ZYL_DEPTH_8U, ZYL_DEPTH_16U}) {
@@ -92,21 +96,23 @@ TEST(ReduceBits, DithersAsDefined) {
         for (const int type : {2, 4, 8, 16}) {
             for (const int bits : {-3, 0, 1, 2, 3, 4, 7, 8, 11, 20}) {
                 for (const char *sequence : {"GRAY", "RGB ", "BGRA"}) {
-                    for (const int width : {1, 2, 3, 35, 513}) {
+                    for (const Size &size : sizes) {
+                        const int width = size.width;
+                        const int height = size.height;
                         const int order = static_cast<int>(++seed % 2);
-                        TestImage source(shapeOf(from, sequence, width, 9, order));
+                        TestImage source(shapeOf(from, sequence, width, height, order));
                         source.randomise(seed);
-                        TestImage reduced(shapeOf(depth, sequence, width, 9, order));
+                        TestImage reduced(shapeOf(depth, sequence, width, height, order));
                         TestImage result(reduced);
                         zylReduceBits(source, reduced, 0, 1, bits, nullptr);
                         zylReduceBits(source, result, 0, type, bits, nullptr);
                         for (int c = 1; c <= source.shape().channels; ++c) {
-                            Plane plane{width, 9, {}};
-                            for (int i = 0; i < 9 * width; ++i) {
+                            Plane plane{width, height, {}};
+                            for (int i = 0; i < height * width; ++i) {
                                 plane.samples.push_back(reduced.at(i % width, i / width, c));
                             }
                             if (c < 4) ditherSlowly(plane, depth, type, stepFor(depth, bits));
-                            for (int i = 0; i < 9 * width; ++i) {
+                            for (int i = 0; i < height * width; ++i) {
                                 ASSERT_EQ(result.at(i % width, i / width, c),
                                           plane.samples[static_cast<std::size_t>(i)])
                                     << describe(source.shape()) << ", type " << type << ", bits "
