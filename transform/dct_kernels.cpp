@@ -5,6 +5,7 @@
 // with secants as factors. All other lengths are summed up directly, over folded
 // samples and in double precision. The 8 x 8 case keeps its block in registers. Every
 // sum has one order, so that all levels give the same bits.
+#include "transform/cosine_sums.h"
 #include "transform/kernels.h"
 #include "transform/lanes.h"
 #include "transform/samples.h"
@@ -281,44 +282,19 @@ constexpr float EDGE = 0.17677669529663688f;
 constexpr float FIRST_ROW[8] = {0.125f, EDGE, EDGE, EDGE, EDGE, EDGE, EDGE, EDGE};
 constexpr float OTHER_ROWS[8] = {EDGE, 0.25f, 0.25f, 0.25f, 0.25f, 0.25f, 0.25f, 0.25f};
 
-// The samples of a block, by depth index: gathered first, so that all 64 are
-// converted in one loop.
-template <class T>
-void load8Rows(const Samples &from, float (&rows)[8][8]) {
-    alignas(64) T samples[8][8];
-    for (int y = 0; y < 8; ++y) {
-        const T *in = reinterpret_cast<const T *>(from.data + y * from.stride);
-        if (from.step == 1) {
-            __builtin_memcpy(samples[y], in, sizeof samples[y]);
-        } else {
-            for (int x = 0; x < 8; ++x) samples[y][x] = in[x * from.step];
-        }
-    }
-    loadRow<T>(reinterpret_cast<const unsigned char *>(samples), 1, 64, rows[0]);
-}
-template <class T>
-void store8Rows(const float (&rows)[8][8], const Samples &to) {
-    alignas(64) T samples[8][8];
-    storeRounded<T>(rows[0], 64, reinterpret_cast<unsigned char *>(samples), 1);
-    for (int y = 0; y < 8; ++y) {
-        T *out = reinterpret_cast<T *>(to.data + y * to.stride);
-        if (to.step == 1) {
-            __builtin_memcpy(out, samples[y], sizeof samples[y]);
-        } else {
-            for (int x = 0; x < 8; ++x) out[x * to.step] = samples[y][x];
-        }
-    }
-}
-constexpr void (*LOAD_8_ROWS[])(const Samples &from, float (&rows)[8][8]) = {
-    nullptr, load8Rows<u8>, load8Rows<s8>, load8Rows<u16>, load8Rows<s16>, load8Rows<s32>};
-constexpr void (*STORE_8_ROWS[])(const float (&rows)[8][8], const Samples &to) = {
-    nullptr, store8Rows<u8>, store8Rows<s8>, store8Rows<u16>, store8Rows<s16>, store8Rows<s32>};
+constexpr void (*STORE_BLOCK[])(const float (&rows)[8][8],
+                                const Samples &to) = {nullptr,
+                                                      storeRoundedBlock<u8>,
+                                                      storeRoundedBlock<s8>,
+                                                      storeRoundedBlock<u16>,
+                                                      storeRoundedBlock<s16>,
+                                                      storeRoundedBlock<s32>};
 
 struct Block8x8 {
     alignas(64) float rows[8][8];
 
-    void load(const Samples &from) { LOAD_8_ROWS[from.depth](from, rows); }
-    void store(const Samples &to) const { STORE_8_ROWS[to.depth](rows, to); }
+    void load(const Samples &from) { loadBlock<8>(from, rows); }
+    void store(const Samples &to) const { STORE_BLOCK[to.depth](rows, to); }
     void scale() {
         for (int y = 0; y < 8; ++y) {
             const float *factors = y == 0 ? FIRST_ROW : OTHER_ROWS;

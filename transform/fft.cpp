@@ -3,7 +3,8 @@
 // Rows first, sixteen at a time; their terms go into the columns of a block that
 // holds the whole spectrum of one channel; then the columns. The reverse
 // transform takes the columns first. A region of one row or one column is no
-// special case: a transform of length 1 changes nothing.
+// special case: a transform of length 1 changes nothing. Blocks of 8 x 8 and 16 x 16
+// have kernels that do all of this at once, and need no memory.
 #include <algorithm>
 #include <bit>
 #include <cstdint>
@@ -154,6 +155,20 @@ const FftKernels<std::int32_t> &kernels(std::int32_t) {
     return ZYLQX_KERNELS(fixedFftKernels);
 }
 
+const BlockKernels &blockKernels(float) {
+    return ZYLQX_KERNELS(floatBlockKernels);
+}
+const BlockKernels &blockKernels(std::int32_t) {
+    return ZYLQX_KERNELS(fixedBlockKernels);
+}
+// The kernels for a region that is transformed whole; null for others.
+template <class S>
+const BlockKernels::Side *blockSide(const Region &region) {
+    if (region.width != region.height) return nullptr;
+    const BlockKernels &blocks = blockKernels(S());
+    return region.width == 8 ? &blocks.side8 : region.width == 16 ? &blocks.side16 : nullptr;
+}
+
 const LineKernels<float> &lineKernels(const FftTables<float> &tables) {
     return tables.complexAny != nullptr ? ZYLQX_KERNELS(anyLengthKernels).lines
                                         : kernels(0.0F).lines;
@@ -178,11 +193,12 @@ template <class S>
 class FourierTransform {
   public:
     FourierTransform(const SetUp &setUp, const Region &region)
-        : k_(kernels(S())), setUp_(setUp), region_(region), columns_(region.width),
-          rows_(region.height), finish_(finishOf(setUp, region)) {}
+        : k_(kernels(S())), whole_(blockSide<S>(region)), setUp_(setUp), region_(region),
+          columns_(region.width), rows_(region.height), finish_(finishOf(setUp, region)) {}
 
     // Obtains everything that can be refused; false when memory is exhausted.
     bool prepare(FftCache &cache) {
+        if (whole_ != nullptr) return true;
         rowTables_ = cache.tables<S>(columns_);
         columnTables_ = cache.tables<S>(rows_);
         if (rowTables_ == nullptr || columnTables_ == nullptr) return false;
@@ -208,6 +224,9 @@ class FourierTransform {
 
     void realToPacked(int channel) const {
         const int sign = setUp_.sign;
+        if (whole_ != nullptr) {
+            return whole_->realToPacked(from(channel, 0, 0), finish_, sign, to(channel, 0, 0));
+        }
         for (std::ptrdiff_t y = 0; y < rows_; y += LINES) {
             k_.loadRows(from(channel, 0, y), rowsAt(y), columns_, lines_);
             rowLines_->realLines(lines_, packed_, *rowTables_, sign, work_);
@@ -227,6 +246,9 @@ class FourierTransform {
 
     void packedToReal(int channel) const {
         const int sign = setUp_.sign;
+        if (whole_ != nullptr) {
+            return whole_->packedToReal(from(channel, 0, 0), finish_, sign, to(channel, 0, 0));
+        }
         std::fill_n(packed_, rows_ * LINES, S());
         k_.loadColumn(from(channel, 0, 0), rows_, packed_);
         if (hasMiddle()) k_.loadColumn(from(channel, columns_ - 1, 0), rows_, packed_ + 1);
@@ -267,6 +289,7 @@ class FourierTransform {
     }
 
     const FftKernels<S> &k_;
+    const BlockKernels::Side *const whole_;
     const SetUp &setUp_;
     const Region region_;
     const std::ptrdiff_t columns_, rows_;

@@ -158,6 +158,17 @@ struct FftKernels {
                           std::ptrdiff_t y, std::ptrdiff_t rows, S *packed, std::ptrdiff_t length);
 };
 
+// The transforms of a block with equal sides, whole.
+struct BlockKernels {
+    struct Side {
+        void (*realToPacked)(const Samples &from, const FftFinish &finish, int sign,
+                             const Samples &to);
+        void (*packedToReal)(const Samples &from, const FftFinish &finish, int sign,
+                             const Samples &to);
+    };
+    Side side8, side16;
+};
+
 // Bytes of work for direct summation, per sample of a line: sums and differences
 // of two real parts, in double precision.
 constexpr std::ptrdiff_t DIRECT_WORK = 2 * LINES * sizeof(double);
@@ -205,6 +216,8 @@ struct DctKernels {
 ZYLQX_DECLARE_KERNELS(FftKernels<float>, floatFftKernels)
 ZYLQX_DECLARE_KERNELS(FftKernels<std::int32_t>, fixedFftKernels)
 ZYLQX_DECLARE_KERNELS(AnyLengthKernels, anyLengthKernels)
+ZYLQX_DECLARE_KERNELS(BlockKernels, floatBlockKernels)
+ZYLQX_DECLARE_KERNELS(BlockKernels, fixedBlockKernels)
 ZYLQX_DECLARE_KERNELS(DctKernels, dctKernels)
 
 } // namespace zylqx

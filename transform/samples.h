@@ -124,6 +124,68 @@ constexpr void (*STORE_ROUNDED[])(const float *from, std::ptrdiff_t n, unsigned 
                                                           storeRounded<s8>,  storeRounded<u16>,
                                                           storeRounded<s16>, storeRounded<s32>};
 
+// A block of N x N samples: gathered first, so that all are converted in one loop.
+template <class T, int N, class S>
+void loadBlockOf(const Samples &from, S (&rows)[N][N]) {
+    alignas(64) T samples[N][N];
+    for (int y = 0; y < N; ++y) {
+        const T *in = reinterpret_cast<const T *>(from.data + y * from.stride);
+        if (from.step == 1) {
+            __builtin_memcpy(samples[y], in, sizeof samples[y]);
+        } else {
+            for (int x = 0; x < N; ++x) samples[y][x] = in[x * from.step];
+        }
+    }
+    loadRow<T>(reinterpret_cast<const unsigned char *>(samples), 1, N * N, rows[0]);
+}
+
+// Calls convert(values, n, bytes) for all values of the block at once, then
+// scatters the samples that it has put there.
+template <class T, int N, class S, class F>
+inline void storeBlockOf(const S (&rows)[N][N], const Samples &to, F convert) {
+    alignas(64) T samples[N][N];
+    convert(rows[0], std::ptrdiff_t{N * N}, reinterpret_cast<unsigned char *>(samples));
+    for (int y = 0; y < N; ++y) {
+        T *out = reinterpret_cast<T *>(to.data + y * to.stride);
+        if (to.step == 1) {
+            __builtin_memcpy(out, samples[y], sizeof samples[y]);
+        } else {
+            for (int x = 0; x < N; ++x) out[x * to.step] = samples[y][x];
+        }
+    }
+}
+template <class T, int N, class S>
+void storeFinishedBlock(const S (&rows)[N][N], const FftFinish &finish, const Samples &to) {
+    storeBlockOf<T>(rows, to, [&](const S *values, std::ptrdiff_t n, unsigned char *samples) {
+        storeRow<T>(values, n, finish, samples, 1);
+    });
+}
+template <class T, int N>
+void storeRoundedBlock(const float (&rows)[N][N], const Samples &to) {
+    storeBlockOf<T>(rows, to, [](const float *values, std::ptrdiff_t n, unsigned char *samples) {
+        storeRounded<T>(values, n, samples, 1);
+    });
+}
+
+template <int N, class S>
+inline void loadBlock(const Samples &from, S (&rows)[N][N]) {
+    constexpr void (*LOAD[])(const Samples &from, S(&rows)[N][N]) = {
+        nullptr,          loadBlockOf<u8>,  loadBlockOf<s8>,
+        loadBlockOf<u16>, loadBlockOf<s16>, loadBlockOf<s32>};
+    LOAD[from.depth](from, rows);
+}
+template <int N, class S>
+inline void storeBlock(const S (&rows)[N][N], const FftFinish &finish, const Samples &to) {
+    constexpr void (*STORE[])(const S(&rows)[N][N], const FftFinish &finish,
+                              const Samples &to) = {nullptr,
+                                                    storeFinishedBlock<u8>,
+                                                    storeFinishedBlock<s8>,
+                                                    storeFinishedBlock<u16>,
+                                                    storeFinishedBlock<s16>,
+                                                    storeFinishedBlock<s32>};
+    STORE[to.depth](rows, finish, to);
+}
+
 // Columns that pass between rows and lines at once.
 constexpr std::ptrdiff_t TILE_COLUMNS = 256;
 
