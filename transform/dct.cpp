@@ -19,6 +19,21 @@ using namespace zylqx;
 
 namespace {
 
+// Secants of the half-lengths 8, 16 and 32, as Tables computes longer ones: sides of up
+// to 64 need no table.
+constexpr std::ptrdiff_t CONSTANT_HALF = 32;
+constexpr float CONSTANT_SECANTS[] = {
+    0.502419293F, 0.522498608F, 0.566944063F, 0.646821797F, 0.788154602F, 1.06067765F,
+    1.72244716F,  5.10114861F,  0.50060302F,  0.505470932F, 0.515447319F, 0.531042576F,
+    0.553103924F, 0.582934976F, 0.622504115F, 0.674808323F, 0.744536281F, 0.839349627F,
+    0.972568214F, 1.16943991F,  1.4841646F,   2.05778098F,  3.40760851F,  10.1900082F,
+    0.500150621F, 0.501358449F, 0.50378871F,  0.507471144F, 0.51245147F,  0.518792689F,
+    0.526577294F, 0.535909832F, 0.546920419F, 0.559769809F, 0.574655175F, 0.591818511F,
+    0.611557364F, 0.634238958F, 0.660319805F, 0.690372109F, 0.725120544F, 0.765494168F,
+    0.812702119F, 0.868344724F, 0.934583604F, 1.01440823F,  1.11207163F,  1.23383272F,
+    1.38929391F,  1.59397233F,  1.87467599F,  2.28205013F,  2.9246285F,   4.08461094F,
+    6.79675055F,  20.3738785F};
+
 bool isPowerOfTwo(std::ptrdiff_t n) {
     return (n & (n - 1)) == 0;
 }
@@ -50,7 +65,7 @@ class Tables {
     }
 
     bool prepareSecants(std::ptrdiff_t half) {
-        if (half <= half_) return true;
+        if (half <= std::max(half_, CONSTANT_HALF)) return true;
         half_ = 0;
         secants_ = {}; // the old ones first: both may not fit
         secants_ = Scratch<float>(2 * static_cast<std::uint64_t>(half));
@@ -81,7 +96,7 @@ class Tables {
         DctTables result;
         result.length = length;
         if (isPowerOfTwo(length)) {
-            result.secants = secants_.data();
+            result.secants = half_ > 0 ? secants_.data() : CONSTANT_SECANTS;
         } else {
             result.cosines = cosines.values.data();
         }
