@@ -14,6 +14,9 @@
 #                   in a fresh environment
 #     make python-bench  compares its speed with other libraries
 #
+#     make web      builds the npm package and the page with WebAssembly in build/web,
+#                   and runs their tests
+#
 #     make i686, make aarch64, make s390x
 #                   builds everything for another platform and runs all tests
 #     make everywhere
@@ -38,7 +41,7 @@ PACKAGES_x86_64-w64-mingw32 = g++-mingw-w64-x86-64-posix wine64
 PACKAGES_i686-w64-mingw32 = g++-mingw-w64-i686-posix
 PLATFORMS = 32-bit aarch64-linux-gnu s390x-linux-gnu x86_64-w64-mingw32 i686-w64-mingw32
 
-.PHONY: demo build install test bench lint python python-packages python-bench i686 aarch64 s390x everywhere
+.PHONY: demo build install test bench lint python python-packages python-bench web i686 aarch64 s390x everywhere
 demo:
 	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES)
 	cmake --preset $(PRESET) -DZYLQX_TESTS=OFF
@@ -114,3 +117,8 @@ python-packages:
 python-bench: python
 	scripts/packages.sh python3-skimage python3-matplotlib
 	$(PYTHON_BUILD)/venv/bin/python python/bench/compare.py
+
+web:
+	scripts/packages.sh $(BUILD_PACKAGES) python3 emscripten
+	web/build.sh
+	node --test web/tests/*.test.js
