@@ -110,18 +110,43 @@ def pack(samples, bits, order):
     return bytes(int(text[i:i + 8], 2) for i in range(0, len(text), 8))
 
 
+def rgb_of_ycc(pixel):
+    """By the shares of BT.601, the codes of the samples from 0 to 255."""
+    y, cb, cr = pixel[0], pixel[1] - 128, pixel[2] - 128
+    red, blue = y + 1.402 * cr, y + 1.772 * cb
+    green = (y - 0.299 * red - 0.114 * blue) / 0.587
+    return tuple(int(min(max(v, 0), 255) + 0.5) for v in (red, green, blue))
+
+
+def shared_units(rows, columns, lines, shared):
+    """The samples of these columns and lines; chroma of the first pixel of each unit."""
+    across, down = shared
+
+    def at(x, y):
+        return rows[min(y, len(rows) - 1)][min(x, len(rows[0]) - 1)]
+
+    for top, left in itertools.product(lines[::down], columns[::across]):
+        for y, x in itertools.product(range(down), range(across)):
+            yield at(left + x, top + y)[0]
+        yield from at(left, top)[1:]
+
+
 def make_tiff(width, height, samples, rows, bits=8, photometric=1, extras=(), planar=False,
               tile=None, strip=None, order="<", big=False, compression=1, orientation=1,
-              sample_format=1, colormap=None, tags=()):
-    """rows[y][x] is a tuple of samples."""
+              sample_format=1, colormap=None, shared=(1, 1), tags=()):
+    """rows[y][x] is a tuple of samples. So many pixels share their second and third samples."""
     block_width, block_height = tile or (width, strip or height)
     across, down = -(-width // block_width), -(-height // block_height)
     blocks = []
     for plane in range(samples if planar else 1):
         for by, bx in itertools.product(range(down), range(across)):
             data = b""
+            if shared != (1, 1):
+                last = (by + 1) * block_height if tile else min((by + 1) * block_height, height)
+                data = bytes(shared_units(rows, range(bx * block_width, (bx + 1) * block_width),
+                                          range(by * block_height, last), shared))
             for y in range(by * block_height, (by + 1) * block_height):
-                if y >= height and not tile:
+                if shared != (1, 1) or y >= height and not tile:
                     break
                 row = rows[min(y, height - 1)]
                 pixels = [row[min(x, width - 1)] for x in range(bx * block_width,
@@ -201,7 +226,8 @@ class Tiff(FormatCase):
 
     def test_meanings_of_samples(self):
         def scaled(value, bits):
-            return value * 255 // ((1 << bits) - 1)
+            most = 255 if bits < 8 else 65535
+            return (2 * value * most // ((1 << bits) - 1) + 1) // 2
 
         def divided(pixel, most):
             *color, alpha = pixel
@@ -220,6 +246,13 @@ class Tiff(FormatCase):
             ("gray of 2 bits", 1, 2, 1, (), {}, 1, 255, lambda p: (scaled(p[0], 2),)),
             ("gray of 4 bits", 1, 4, 0, (), {}, 1, 255, lambda p: (255 - scaled(p[0], 4),)),
             ("rgb of 4 bits", 3, 4, 2, (), {}, 3, 255, lambda p: tuple(scaled(s, 4) for s in p)),
+            ("gray of 3 bits", 1, 3, 1, (), {}, 1, 255, lambda p: (scaled(p[0], 3),)),
+            ("gray of 9 bits", 1, 9, 0, (), {}, 1, 65535, lambda p: (65535 - scaled(p[0], 9),)),
+            ("rgb of 10 bits", 3, 10, 2, (), {}, 3, 65535,
+             lambda p: tuple(scaled(s, 10) for s in p)),
+            ("gray of 12 bits", 1, 12, 1, (), {}, 1, 65535, lambda p: (scaled(p[0], 12),)),
+            ("rgb of 14 bits, alpha", 4, 14, 2, (2,), {}, 4, 65535,
+             lambda p: tuple(scaled(s, 14) for s in p)),
             ("associated", 4, 8, 2, (1,), {}, 4, 255, lambda p: divided(p, 255)),
             ("associated 16", 4, 16, 2, (1,), {}, 4, 65535, lambda p: divided(p, 65535)),
             ("associated gray", 2, 8, 1, (1,), {}, 2, 255, lambda p: divided(p, 255)),
@@ -267,6 +300,32 @@ class Tiff(FormatCase):
                 with open(self.path("out.tif"), "rb") as file:
                     self.assertIn(expected, file.read())
 
+    def near(self, path, expected, most):
+        """The shares are stored with 24 bits: what lies half-way may be rounded either way."""
+        got = self.pixels(path)
+        self.assertEqual(got[:4], (self.WIDTH, self.HEIGHT, 3, 255))
+        self.assertLessEqual(max(abs(a - b) for a, b in zip(got[4], expected, strict=True)), most)
+
+    def test_shared_chroma(self):
+        rows = self.rows(3, 8)
+        for across, down in itertools.product((1, 2, 4), (1, 2, 4)):
+            expected = [[rgb_of_ycc(pixel[:1] + rows[y // down * down][x // across * across][1:])
+                         for x, pixel in enumerate(row)] for y, row in enumerate(rows)]
+            flat = [s for row in expected for pixel in row for s in pixel]
+            for storage in ({}, {"strip": 8, "planar": (across, down) == (1, 1)}, {"tile": (16, 32)},
+                            {"strip": 16, "order": ">", "big": True, "compression": 8}):
+                with self.subTest(across=across, down=down, storage=storage):
+                    path = self.write("in.tif", make_tiff(
+                        self.WIDTH, self.HEIGHT, 3, rows, 8, 6, shared=(across, down),
+                        tags=((530, 3, [across, down]),), **storage))
+                    self.near(path, flat, 1)
+            # libtiff reads it the same way, with tables that are rounded.
+            if down <= across:
+                self.tool("tiff2rgba", "-c", "none", path, self.path("out.tif"))
+                with Image.open(self.path("out.tif")) as other:
+                    samples = other.convert("RGB").tobytes()
+                self.assertLess(max(abs(a - b) for a, b in zip(samples, flat, strict=True)), 3)
+
     def test_orientations(self):
         turns = {2: Image.FLIP_LEFT_RIGHT, 3: Image.ROTATE_180, 4: Image.FLIP_TOP_BOTTOM,
                  5: Image.TRANSPOSE, 6: Image.ROTATE_270, 7: Image.TRANSVERSE, 8: Image.ROTATE_90}
@@ -294,9 +353,13 @@ class Tiff(FormatCase):
                     info = self.info(path)
                     self.assertEqual((info["width"], info["height"], info["orientation"]),
                                      turned.size + (orientation,))
-                    self.good(path, "--no-orient", self.path("out.png"))
-                    with Image.open(self.path("out.png")) as out:
-                        self.assertEqual(out.convert(picture.mode).tobytes(), picture.tobytes())
+                    # As it lies, the way to turn it goes along. Pillow turns TIFF files itself.
+                    for name, wanted in (("out.png", picture), ("out.tif", turned)):
+                        self.good(path, "--no-orient", self.path(name))
+                        with Image.open(self.path(name)) as out:
+                            self.assertEqual(out.convert(picture.mode).tobytes(),
+                                             wanted.tobytes())
+                        self.assertEqual(self.info(self.path(name))["orientation"], orientation)
 
     def test_files_of_libtiff_with_every_compression(self):
         picture = self.smooth("RGB", 150, 110)
@@ -355,6 +418,10 @@ class Tiff(FormatCase):
         self.bad(1, "unsigned 32-bit samples", self.write("in.tif", unsigned), "-:png")
         inks = make_tiff(self.WIDTH, self.HEIGHT, 4, self.rows(4, 8), 8, 5, tags=((332, 3, [2]),))
         self.bad(1, "save it as RGB", self.write("in.tif", inks), "-:png")
+        shared = make_tiff(self.WIDTH, self.HEIGHT, 3, self.rows(3, 8), 8, 6, planar=True)
+        self.bad(1, "save it as RGB", self.write("in.tif", shared), "-:png")
+        signed = make_tiff(self.WIDTH, self.HEIGHT, 1, self.rows(1, 12), 12, sample_format=2)
+        self.bad(1, "signed 12-bit samples", self.write("in.tif", signed), "-:png")
         lab = make_tiff(self.WIDTH, self.HEIGHT, 3, self.rows(3, 8), 8, 8)
         self.bad(1, "Lab", self.write("in.tif", lab), "-:png")
 
@@ -373,9 +440,18 @@ class Tiff(FormatCase):
                     self.assertEqual((out.mode, out.tobytes()), ("RGBA", picture.tobytes()))
                 stored = self.info(self.path("out.tif"))["stored"]
                 self.assertIn("tiles 32 x 48" if tile else "strips of", stored)
-        self.good(self.path("opaque.png"), self.path("out.tif"), "--compression", "jpeg")
-        with Image.open(self.path("out.tif")) as out:
-            self.assertLess(self.difference(out.tobytes(), opaque.tobytes()), 4)
+        for tile in ([], ["--tile", "32x48"]):
+            self.good(self.path("opaque.png"), self.path("out.tif"), "--compression", "jpeg", *tile)
+            with Image.open(self.path("out.tif")) as out:
+                self.assertLess(self.difference(out.tobytes(), opaque.tobytes()), 4)
+        # More tiles than an encoder takes for one file.
+        bits = self.smooth("L", 500, 300).point(lambda v: 255 * (v > 127)).convert("1")
+        bits.save(self.path("bits.png"))
+        for compression, jobs in itertools.product(("fax3", "fax4", "deflate"), ("1", "3")):
+            self.good(self.path("bits.png"), self.path("out.tif"), "--compression", compression,
+                      "--tile", "16", "--jobs", jobs)
+            with Image.open(self.path("out.tif")) as out:
+                self.assertEqual(out.tobytes(), bits.tobytes())
         self.bad(1, "1-bit", self.path("in.png"), self.path("out.tif"), "--compression", "fax4")
         self.bad(2, "unknown --compression 'nine'; did you mean 'none'", self.path("in.png"),
                  self.path("new.tif"), "--compression", "nine")
@@ -454,6 +530,10 @@ class Jpeg(FormatCase):
         self.bad(1, "16-bit", self.write("deep.tif", deep), self.path("out.jpg"))
 
 
+def png_chunk(kind, data):
+    return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
+
+
 class Png(FormatCase):
     def test_compression_and_interlace(self):
         picture = self.noise("RGBA", 33, 21)
@@ -481,10 +561,6 @@ class Png(FormatCase):
 
 
     def test_what_stands_after_the_pixels(self):
-        def chunk(kind, data):
-            return (struct.pack(">I", len(data)) + kind + data
-                    + struct.pack(">I", zlib.crc32(kind + data)))
-
         exif = Image.Exif()
         exif[0x0112] = 6
         for mode in ("RGB", "P"):
@@ -492,7 +568,7 @@ class Png(FormatCase):
             picture.save(self.path("in.png"))
             with open(self.path("in.png"), "rb") as file:
                 data = file.read()
-            late = chunk(b"tEXt", b"Author\0me") + chunk(b"eXIf", exif.tobytes()[6:])
+            late = png_chunk(b"tEXt", b"Author\0me") + png_chunk(b"eXIf", exif.tobytes()[6:])
             source = self.write("in.png", data[:-12] + late + data[-12:])
             self.assertEqual(self.info(source)["texts"], [["Author", "me"]])
             turned = picture.convert("RGB").transpose(Image.ROTATE_270)
@@ -676,6 +752,14 @@ class Bmp(FormatCase):
             with self.subTest(bits=bits):
                 file = make_bmp(40, self.WIDTH, self.HEIGHT, bits, runs, code, table[:1 << bits])
                 self.check(file, [[table[v] for v in row] for row in rows])
+        # In the header of 64 bytes code 4 means runs of colors, else a JPEG file.
+        runs24 = bytes((5, 1, 2, 3, 0, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 0, 5, 13, 14, 15, 0, 0,
+                        0, 2, 9, 1, 4, 16, 17, 18, 0, 0, 0, 1))
+        rows24 = [[(0, 0, 0)] * 13] * 2 + [[(0, 0, 0)] * 9 + [(18, 17, 16)] * 4, [(0, 0, 0)] * 13,
+                  [(3, 2, 1)] * 5 + [(6, 5, 4), (9, 8, 7), (12, 11, 10)] + [(15, 14, 13)] * 5]
+        self.check(make_bmp(64, self.WIDTH, self.HEIGHT, 24, runs24, 4), rows24)
+        self.bad(1, "holds a JPEG file", self.write("in.bmp", make_bmp(
+            40, self.WIDTH, self.HEIGHT, 24, runs24, 4)), "-:png")
         self.bad(1, "is truncated", self.write("in.bmp", make_bmp(40, 13, 5, 8, runs8[:20], 1,
                                                                   table)), "-:png")
 
@@ -786,6 +870,53 @@ class Details(FormatCase):
             with open(self.path("a." + extension), "rb") as file:
                 start = file.read(700)
             self.assertIn(b"50 x 50, 8-bit RGB", self.good("info", "-", data=start))
+
+
+class Lies(FormatCase):
+    """Small files that tell of much: one line at once, and little memory."""
+    MOST = 400 << 10  # KiB of resident memory
+
+    def check(self, name, data, *chains):
+        path = self.write(name, data)
+        for words in chains or (["info", path], [path, "mirror:axis=both", self.path("out.tif")]):
+            with self.subTest(name, words=words):
+                process = subprocess.Popen([ZYL, *words], stdin=subprocess.DEVNULL,
+                                           stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+                text = process.stderr.read()
+                process.stderr.close()
+                _, status, usage = os.wait4(process.pid, 0)
+                process.returncode = os.waitstatus_to_exitcode(status)
+                self.assertEqual(text.count(b"\n"), process.returncode, text)
+                self.assertNotIn(b"not enough memory", text)
+                self.assertLess(usage.ru_maxrss, self.MOST)
+                self.assertLess(usage.ru_utime + usage.ru_stime, 3)
+
+    def test_lengths_of_png_chunks(self):
+        header = b"\x89PNG\r\n\x1a\n" + png_chunk(b"IHDR", struct.pack(">IIHBBB", 1, 1, 0x800, 0, 0, 0))
+        for kind in (b"iTXt", b"zTXt", b"iCCP", b"tEXt", b"eXIf", b"PLTE", b"IDAT", b"priV"):
+            for length in (0x03000000, 0x60000000, 0x7FFFFFFF):
+                self.check("%s-%x.png" % (kind.decode(), length),
+                           header + struct.pack(">I", length) + kind + b"a\0")
+        # Texts that become 200 times as long.
+        text = zlib.compress(bytes(20_000_000), 9)
+        bombs = b"".join(png_chunk(b"zTXt", b"k%d\0\0" % i + text) for i in range(20))
+        self.check("bombs.png", header + bombs + png_chunk(b"IDAT", zlib.compress(b"\0\0"))
+                   + png_chunk(b"IEND", b""))
+
+    def test_sizes(self):
+        wide = png_chunk(b"IHDR", struct.pack(">IIBBBBB", 1000000, 30, 16, 2, 0, 0, 0))
+        self.check("wide.png", b"\x89PNG\r\n\x1a\n" + wide + png_chunk(b"IDAT", b""))
+        for width, height in ((700000000, 1), (60000, 60000), (400000000, 2000000000)):
+            self.check("a.ppm", b"P6\n%d %d\n255\n123" % (width, height))
+            self.check("a.bmp", make_bmp(40, width, -height, 24, b"123"))
+            tiff = make_tiff(16, 16, 1, [[(1,)] * 16] * 16, tile=(16, 16))
+            for tag, value in ((256, width), (257, height), (322, width), (323, height)):
+                at = tiff.index(struct.pack("<HHI", tag, 4, 1)) + 8
+                tiff = tiff[:at] + struct.pack("<I", value // 16 * 16 or 16) + tiff[at + 4:]
+            self.check("a.tif", tiff)
+        size = struct.pack("<I", 16382 | 16382 << 14)
+        lossless = b"VP8L" + struct.pack("<I", 10) + b"\x2f" + size + bytes(5)
+        self.check("a.webp", b"RIFF" + struct.pack("<I", len(lossless) + 4) + b"WEBP" + lossless)
 
 
 class Outputs(FormatCase):

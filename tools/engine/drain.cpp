@@ -93,19 +93,20 @@ class Drain {
 
   private:
     // Blocks of columns one after the other, each row by row.
-    Rect place(int unit) const {
-        const int inBlock = blockColumns_ * units_.rows;
-        const int first = unit / inBlock * blockColumns_;
+    Rect place(std::int64_t unit) const {
+        const std::int64_t inBlock = std::int64_t{blockColumns_} * units_.rows;
+        const int first = static_cast<int>(unit / inBlock) * blockColumns_;
         const int columns = std::min(blockColumns_, units_.columns - first);
-        const int rest = unit % inBlock;
-        return units_.place(first + rest % columns, rest / columns);
+        const std::int64_t rest = unit % inBlock;
+        return units_.place(first + static_cast<int>(rest % columns),
+                            static_cast<int>(rest / columns));
     }
 
     void work() {
         Patch patch(shape_, grid_);
         std::unique_lock lock(mutex_);
-        while (!failure_ && next_ < units_.columns * units_.rows) {
-            const int unit = next_++;
+        while (!failure_ && next_ < std::int64_t{units_.columns} * units_.rows) {
+            const std::int64_t unit = next_++;
             lock.unlock();
             try {
                 write(unit, patch);
@@ -118,7 +119,7 @@ class Drain {
         }
     }
 
-    void write(int unit, Patch &patch) {
+    void write(std::int64_t unit, Patch &patch) {
         const Rect rect = place(unit);
         patch.pull(rect, pull_);
         if (!waitForTurn(unit)) return;
@@ -137,7 +138,7 @@ class Drain {
     }
 
     // False when another thread failed.
-    bool waitForTurn(int unit) {
+    bool waitForTurn(std::int64_t unit) {
         if (!ordered_) return true;
         std::unique_lock lock(mutex_);
         turn_.wait(lock, [&] { return failure_ || written_ == unit; });
@@ -156,7 +157,7 @@ class Drain {
     std::mutex mutex_;
     std::condition_variable turn_;
     std::exception_ptr failure_;
-    int next_ = 0, written_ = 0;
+    std::int64_t next_ = 0, written_ = 0;
 };
 
 } // namespace

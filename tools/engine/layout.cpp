@@ -10,6 +10,10 @@ namespace {
 
 constexpr int MOST_ROWS = 256; // of a strip
 
+// Strips of files that are read together.
+constexpr int MOST_STRIP = 64;
+constexpr std::int64_t STRIP_BYTES = 8 << 20;
+
 // A tile of the result is made from about so many columns of its source at most.
 constexpr int MOST_READ = 1024;
 
@@ -36,10 +40,17 @@ Tiling tileTiling(const Shape &from, const Shape &to) {
             std::min(shrunk(from.height, to.height), roundUp(to.height, 8))};
 }
 
+Tiling spoolTiling(const Shape &shape, Tiling tile, std::int64_t bandBytes) {
+    const Tiling band = stripTiling(shape, bandBytes);
+    return {tile.width, std::min(tile.height, band.height)};
+}
+
 Tiling fileTiling(const Shape &shape, Tiling piece, bool strips) {
     const int height = roundUp(std::clamp(piece.height, 1, MOST_ROWS), 8);
-    if (strips || piece.width >= shape.width || piece.width % 8 != 0)
-        return {roundUp(shape.width, 8), several(height, 64, shape.height)};
+    if (strips || piece.width >= shape.width || piece.width % 8 != 0) {
+        const int least = std::min(stripTiling(shape, STRIP_BYTES).height, MOST_STRIP);
+        return {roundUp(shape.width, 8), several(height, least, shape.height)};
+    }
     return {several(piece.width, TILE_SIDE, shape.width), several(height, TILE_SIDE, shape.height)};
 }
 

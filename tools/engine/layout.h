@@ -16,6 +16,10 @@ Tiling stripTiling(const Shape &shape, std::int64_t bytes);
 // one of them is made from shall not be large.
 Tiling tileTiling(const Shape &from, const Shape &to);
 
+// Tiles for a picture that is stored from bands of whole rows, each of at most so many
+// bytes.
+Tiling spoolTiling(const Shape &shape, Tiling tile, std::int64_t bandBytes);
+
 // The tiles in which a file of any order is read: its own, several of them where
 // they are small; in strips if that is how its readers look at it.
 Tiling fileTiling(const Shape &shape, Tiling piece, bool strips);

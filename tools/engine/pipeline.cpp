@@ -24,6 +24,8 @@ std::string mebibytes(std::int64_t bytes) {
     return std::to_string((bytes + (1 << 20) - 1) >> 20) + " MiB";
 }
 
+constexpr std::int64_t LEAST_ROWS = 16;
+
 // Takes a picture into memory.
 class MemorySink : public Sink {
   public:
@@ -58,6 +60,7 @@ class Pipeline::Impl {
     void look(int last, bool written);
     void prepare(int last);
     Tiling tiling(const NodeState &node, bool strips);
+    void requireRoom(const NodeState &node) const;
     void layOut(int last, Tiling piece);
     void store(int index);
     void makeWhole(int index);
@@ -100,8 +103,20 @@ Tiling Pipeline::Impl::tiling(const NodeState &node, bool strips) {
     if (node.file && !node.inOrder()) return fileTiling(node.shape, node.file->piece(), strips);
     if (options_.tile && !node.file) return options_.tile;
     if (strips && !node.inOrder()) return stripTiling(node.shape, STRIP_BYTES);
-    if (node.sources.empty()) return {TILE_SIDE, TILE_SIDE};
-    return tileTiling(nodes_[node.sources.front()].shape, node.shape);
+    const Tiling tile = node.sources.empty()
+                            ? Tiling{TILE_SIDE, TILE_SIDE}
+                            : tileTiling(nodes_[node.sources.front()].shape, node.shape);
+    return node.stored() ? spoolTiling(node.shape, tile, options_.memory / 4) : tile;
+}
+
+// Whole rows can be kept in a few at least. Only a damaged or hostile file has so long
+// ones.
+void Pipeline::Impl::requireRoom(const NodeState &node) const {
+    const std::int64_t bytes = LEAST_ROWS * std::int64_t{rowStride(node.shape, node.shape.width)};
+    const bool rows = node.stored() || node.grid.tile.width >= node.shape.width;
+    if (node.needed && !node.image && rows && bytes > options_.memory)
+        throw Failure(node.name + ": needs some of its rows in memory, " + mebibytes(bytes) +
+                      ", and may use " + mebibytes(options_.memory) + " (--memory)");
 }
 
 // Sizes of all tiles, and how much of them is kept.
@@ -121,6 +136,7 @@ void Pipeline::Impl::layOut(int last, Tiling piece) {
     }
     for (NodeState &node : nodes_.all())
         if (node.needed) node.grid = Grid(node.shape, tiling(node, strips));
+    for (const NodeState &node : nodes_.all()) requireRoom(node);
     Tiling rows = {result.width, std::clamp(static_cast<int>(double(UNIT_BYTES) / widest), 8, 64)};
     unit_ = unitTiling(result, piece,
                        piece.width >= result.width ? rows : Tiling{TILE_SIDE, TILE_SIDE});

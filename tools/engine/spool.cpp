@@ -99,7 +99,8 @@ class Stored : public Source {
     explicit Stored(std::unique_ptr<Source> source) : source_(std::move(source)) {
         details_ = source_->details();
         order_ = Order::any;
-        piece_ = {TILE_SIDE, TILE_SIDE};
+        constexpr std::int64_t bandBytes = 32 << 20;
+        piece_ = spoolTiling(shape(), {TILE_SIDE, TILE_SIDE}, bandBytes);
         grid_ = Grid(shape(), piece_);
     }
 
@@ -107,9 +108,9 @@ class Stored : public Source {
     void readRect(const Rect &rect, Pixels to) override {
         std::call_once(once_, [this] { store(); });
         std::vector<unsigned char> tile(grid_.bytes);
-        for (int row = rect.y / TILE_SIDE; row * TILE_SIDE < rect.y + rect.height; ++row) {
-            for (int column = rect.x / TILE_SIDE; column * TILE_SIDE < rect.x + rect.width;
-                 ++column) {
+        const auto &[width, height] = piece_;
+        for (int row = rect.y / height; row * height < rect.y + rect.height; ++row) {
+            for (int column = rect.x / width; column * width < rect.x + rect.width; ++column) {
                 spool_->read(column, row, tile.data());
                 copyCommon(grid_.place(column, row), tile.data(), rect, to);
             }

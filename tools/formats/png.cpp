@@ -14,6 +14,8 @@
 
 #include <bit>
 #include <csetjmp>
+#include <cstddef>
+#include <cstdlib>
 #include <cstring>
 #include <png.h>
 
@@ -51,10 +53,38 @@ void writeBytes(png_structp png, png_bytep from, std::size_t count) {
 
 void flushNothing(png_structp) {}
 
+// What libpng may hold while it reads: rows of a million pixels, the most that it takes,
+// and what goes with a picture. A damaged or hostile file can ask for any amount.
+struct Allowance {
+    std::size_t left = std::size_t{64} << 20;
+};
+
+// Before each block stands its size.
+constexpr std::size_t sizeBefore = alignof(std::max_align_t);
+
+void *allocate(png_structp png, png_alloc_size_t size) {
+    auto *allowance = static_cast<Allowance *>(png_get_mem_ptr(png));
+    if (size > allowance->left) return nullptr;
+    auto *block = static_cast<unsigned char *>(std::malloc(sizeBefore + size));
+    if (!block) return nullptr;
+    allowance->left -= size;
+    std::memcpy(block, &size, sizeof size);
+    return block + sizeBefore;
+}
+
+void release(png_structp png, png_voidp memory) {
+    unsigned char *block = static_cast<unsigned char *>(memory) - sizeBefore;
+    png_alloc_size_t size = 0;
+    std::memcpy(&size, block, sizeof size);
+    static_cast<Allowance *>(png_get_mem_ptr(png))->left += size;
+    std::free(block);
+}
+
 struct Reader {
     Message message;
-    png_structp png =
-        png_create_read_struct(PNG_LIBPNG_VER_STRING, &message, keepError, ignoreWarning);
+    Allowance allowance;
+    png_structp png = png_create_read_struct_2(PNG_LIBPNG_VER_STRING, &message, keepError,
+                                               ignoreWarning, &allowance, allocate, release);
     png_infop info = png ? png_create_info_struct(png) : nullptr;
 
     ~Reader() { png_destroy_read_struct(&png, &info, nullptr); }

@@ -224,7 +224,7 @@ class PnmSource : public RowSource {
 class PnmSink : public RowSink {
   public:
     PnmSink(std::unique_ptr<Output> output, const Shape &shape, bool pam)
-        : output_(std::move(output)), shape_(shape), bytes_(rowBytes(shape, shape.width)) {
+        : output_(std::move(output)), shape_(shape) {
         const std::string width = std::to_string(shape.width),
                           height = std::to_string(shape.height);
         const std::string most = shape.depth == ZYL_DEPTH_16U ? "65535" : "255";
@@ -246,7 +246,9 @@ class PnmSink : public RowSink {
 
   private:
     void writeRow(const unsigned char *from) override {
-        if (shape_.depth == ZYL_DEPTH_8U) return output_->put(from, bytes_.size());
+        const std::size_t size = rowBytes(shape_, shape_.width);
+        if (shape_.depth == ZYL_DEPTH_8U) return output_->put(from, size);
+        bytes_.resize(size);
         for (std::size_t i = 0; i < bytes_.size(); ++i)
             bytes_[i] = shape_.depth == ZYL_DEPTH_1U ? static_cast<unsigned char>(~from[i])
                         : std::endian::native == std::endian::little ? from[i ^ 1]

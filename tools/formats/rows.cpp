@@ -7,10 +7,10 @@
 namespace tool {
 
 Shape checkedShape(std::int64_t width, std::int64_t height, int channels, std::uint32_t depth) {
-    constexpr std::int64_t most = INT32_MAX;
+    constexpr std::int64_t most = INT32_MAX - 64; // sides are rounded up to tiles
     const std::int64_t bits = depth & ~ZYL_DEPTH_SIGN;
-    const bool possible = width > 0 && height > 0 && height <= most &&
-                          width <= (most - 64) / channels / ((bits + 7) / 8);
+    const bool possible =
+        width > 0 && height > 0 && height <= most && width <= most / channels / ((bits + 7) / 8);
     if (!possible) throw Failure("has an impossible size");
     return makeShape(static_cast<int>(width), static_cast<int>(height), channels, depth);
 }

@@ -1,5 +1,6 @@
 #include "tiff_exif.h"
 
+#include "exif.h"
 #include "input.h"
 
 #include <algorithm>
@@ -150,17 +151,21 @@ class DirectoryWriter {
     Style style_;
 };
 
-Entry pointerTo(std::uint16_t tag, std::uint64_t offset) {
-    Entry entry{tag, TIFF_LONG, 1, {}};
-    const auto value = static_cast<std::uint32_t>(offset);
+template <class Number>
+Entry entryOf(std::uint16_t tag, std::uint16_t type, Number value) {
+    Entry entry{tag, type, 1, {}};
     const auto *bytes = reinterpret_cast<const unsigned char *>(&value);
     entry.values.assign(bytes, bytes + sizeof value);
     return entry;
 }
 
+Entry pointerTo(std::uint16_t tag, std::uint64_t offset) {
+    return entryOf(tag, TIFF_LONG, static_cast<std::uint32_t>(offset));
+}
+
 } // namespace
 
-std::vector<unsigned char> readTiffExif(const TiffFile &file, const Input &input) {
+std::vector<unsigned char> readTiffExif(const TiffFile &file, const Input &input, int orientation) {
     Style style;
     if (TIFFIsByteSwapped(file.get())) style.bigEndian = !style.bigEndian;
     style.bigTiff = TIFFIsBigTIFF(file.get()) != 0;
@@ -176,6 +181,9 @@ std::vector<unsigned char> readTiffExif(const TiffFile &file, const Input &input
     block.putNumber(42, 2);
     block.putNumber(0, 4); // where the first directory is, known at the end
     Directory main;
+    if (orientation != 1)
+        main.push_back(
+            entryOf(TIFFTAG_ORIENTATION, TIFF_SHORT, static_cast<std::uint16_t>(orientation)));
     for (const std::uint16_t tag : {exifPointer, gpsPointer}) {
         std::uint64_t offset = 0;
         if (!TIFFGetField(file.get(), tag, &offset)) continue;
@@ -200,6 +208,7 @@ std::vector<unsigned char> readTiffExif(const TiffFile &file, const Input &input
 
 void writeTiffExif(TiffFile &file, const std::vector<unsigned char> &exif) {
     if (exif.size() < 8) return;
+    TIFFSetField(file.get(), TIFFTAG_ORIENTATION, exifOrientation(exif));
     Style style;
     style.bigEndian = exif[0] == 'M';
     const DirectoryReader reader(

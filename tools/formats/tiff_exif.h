@@ -8,11 +8,11 @@
 namespace tool {
 
 // The block that other formats would hold, of the current page; empty where the
-// file has none.
-std::vector<unsigned char> readTiffExif(const TiffFile &file, const Input &input);
+// file has none. An orientation other than 1 is told in it.
+std::vector<unsigned char> readTiffExif(const TiffFile &file, const Input &input, int orientation);
 
-// Writes the block's directories into a new file, before its pixels. What is
-// damaged is left out.
+// Writes the block's orientation and directories into a new file, before its pixels.
+// What is damaged is left out.
 void writeTiffExif(TiffFile &file, const std::vector<unsigned char> &exif);
 
 } // namespace tool

@@ -10,6 +10,14 @@
 
 namespace tool {
 
+namespace {
+
+// The arrays of a directory and the buffers of a decoder stay far below; a damaged file
+// may ask for more.
+constexpr tmsize_t largestAllocation = tmsize_t{1} << 29;
+
+} // namespace
+
 TiffFile::TiffFile(const Input &input, const char *mode) : state_(std::make_unique<State>()) {
     state_->input = &input;
     state_->end = input.size();
@@ -21,10 +29,16 @@ TiffFile::TiffFile(Output &output, const char *mode) : state_(std::make_unique<S
     open(mode);
 }
 
+TiffFile::TiffFile(std::vector<unsigned char> &written) : state_(std::make_unique<State>()) {
+    state_->written = &written;
+    open("w");
+}
+
 void TiffFile::open(const char *mode) {
     const std::unique_ptr<TIFFOpenOptions, decltype(&TIFFOpenOptionsFree)> options(
         TIFFOpenOptionsAlloc(), TIFFOpenOptionsFree);
     if (!options) throw std::bad_alloc();
+    TIFFOpenOptionsSetMaxSingleMemAlloc(options.get(), largestAllocation);
     TIFFOpenOptionsSetErrorHandlerExtR(options.get(), keepError, state_.get());
     TIFFOpenOptionsSetWarningHandlerExtR(
         options.get(), [](TIFF *, void *, const char *, const char *, va_list) { return 1; },
@@ -51,18 +65,26 @@ void TiffFile::append(std::vector<unsigned char> bytes) {
 tmsize_t TiffFile::read(void *state, void *to, tmsize_t count) {
     auto *s = static_cast<State *>(state);
     const auto size = static_cast<std::size_t>(count);
-    const std::size_t got = s->input ? s->input->readAt(s->position, to, size)
-                                     : s->output->readAt(s->position, to, size);
+    const std::size_t got = s->input    ? s->input->readAt(s->position, to, size)
+                            : s->output ? s->output->readAt(s->position, to, size)
+                                        : 0;
     s->position += got;
     return static_cast<tmsize_t>(got);
 }
 
+bool TiffFile::put(State &state, const unsigned char *from, std::size_t count) {
+    if (state.deferred) return true;
+    if (state.output) return state.output->writeAt(state.position, from, count);
+    if (!state.written) return false;
+    state.written->insert(state.written->end(), from, from + count);
+    return true;
+}
+
 tmsize_t TiffFile::write(void *state, void *from, tmsize_t count) {
     auto *s = static_cast<State *>(state);
-    if (!s->output) return -1;
     s->writtenAt = s->position;
     const auto size = static_cast<std::size_t>(count);
-    if (!s->deferred && !s->output->writeAt(s->position, from, size)) return -1;
+    if (!put(*s, static_cast<const unsigned char *>(from), size)) return -1;
     s->position += size;
     s->end = std::max(s->end, s->position);
     return count;

@@ -15,9 +15,11 @@ class Output;
 
 class TiffFile {
   public:
-    // One of the two. `mode` as for TIFFOpen(). Throws Failure.
+    // One of the three. `mode` as for TIFFOpen(). Throws Failure.
     TiffFile(const Input &input, const char *mode);
     TiffFile(Output &output, const char *mode);
+    // Appends all that is written to `written`, wherever it would stand in the file.
+    explicit TiffFile(std::vector<unsigned char> &written);
 
     TIFF *get() const { return tiff_.get(); }
     // What libtiff said first since the last call, or "is damaged".
@@ -45,6 +47,7 @@ class TiffFile {
     struct State {
         const Input *input = nullptr;
         Output *output = nullptr;
+        std::vector<unsigned char> *written = nullptr;
         std::uint64_t position = 0;
         std::uint64_t end = 0;
         std::uint64_t writtenAt = 0;
@@ -58,6 +61,7 @@ class TiffFile {
     void open(const char *mode);
     static tmsize_t read(void *state, void *to, tmsize_t count);
     static tmsize_t write(void *state, void *from, tmsize_t count);
+    static bool put(State &state, const unsigned char *from, std::size_t count);
     static toff_t seek(void *state, toff_t offset, int whence);
     static toff_t size(void *state);
     static int keepError(TIFF *, void *state, const char *, const char *format, va_list arguments);

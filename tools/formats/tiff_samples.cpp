@@ -4,6 +4,7 @@
 #include "text.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 namespace tool {
@@ -21,8 +22,7 @@ void requireSamples(int bits, int format) {
     if (format == SAMPLEFORMAT_COMPLEXIEEEFP || format == SAMPLEFORMAT_COMPLEXINT)
         throw Failure("has complex samples, which zyl does not read");
     const bool isSigned = format == SAMPLEFORMAT_INT;
-    const bool known = isSigned ? bits == 8 || bits == 16 || bits == 32
-                                : bits == 1 || bits == 2 || bits == 4 || bits == 8 || bits == 16;
+    const bool known = isSigned ? bits == 8 || bits == 16 || bits == 32 : bits >= 1 && bits <= 16;
     if (!known)
         throw Failure(std::string("has ") + (isSigned ? "signed " : "unsigned ") +
                       std::to_string(bits) +
@@ -44,12 +44,11 @@ TiffColor colorOf(const TiffFile &file, int photometric, bool planar) {
         if (file.field<std::uint16_t>(TIFFTAG_INKSET) != INKSET_CMYK)
             throw Failure("has inks other than CMYK, which zyl does not read: save it as RGB");
         return TiffColor::cmyk;
-    case PHOTOMETRIC_YCBCR:
+    case PHOTOMETRIC_YCBCR: {
         // The decoder of JPEG is asked for RGB.
-        if (file.field<std::uint16_t>(TIFFTAG_COMPRESSION) == COMPRESSION_JPEG && !planar)
-            return TiffColor::rgb;
-        throw Failure("has YCbCr samples that are not compressed as JPEG, which zyl does not "
-                      "read: save it as RGB");
+        const bool jpeg = file.field<std::uint16_t>(TIFFTAG_COMPRESSION) == COMPRESSION_JPEG;
+        return jpeg && !planar ? TiffColor::rgb : TiffColor::ycc;
+    }
     case PHOTOMETRIC_CIELAB:
     case PHOTOMETRIC_ICCLAB:
     case PHOTOMETRIC_ITULAB:
@@ -71,6 +70,30 @@ void findAlpha(const TiffFile &file, TiffLayout &layout) {
         layout.associated = kinds[i] == EXTRASAMPLE_ASSOCALPHA;
         return;
     }
+}
+
+TiffYcc readYcc(const TiffFile &file, const TiffLayout &layout) {
+    TiffYcc ycc;
+    const float *luma = nullptr, *reference = nullptr;
+    TIFFGetFieldDefaulted(file.get(), TIFFTAG_YCBCRCOEFFICIENTS, &luma);
+    TIFFGetFieldDefaulted(file.get(), TIFFTAG_REFERENCEBLACKWHITE, &reference);
+    std::uint16_t across = 0, down = 0;
+    TIFFGetFieldDefaulted(file.get(), TIFFTAG_YCBCRSUBSAMPLING, &across, &down);
+    ycc.across = across;
+    ycc.down = down;
+    const auto known = [](int shared) { return shared == 1 || shared == 2 || shared == 4; };
+    bool usable = luma && reference && luma[1] > 0 && known(across) && known(down);
+    for (std::size_t i = 0; i < 3 && usable; ++i) {
+        ycc.luma[i] = luma[i];
+        ycc.black[i] = reference[2 * i];
+        ycc.white[i] = reference[2 * i + 1];
+        usable = std::isfinite(luma[i]) && std::isfinite(ycc.black[i]) &&
+                 ycc.white[i] > ycc.black[i] && std::isfinite(ycc.white[i]);
+    }
+    if (!usable) throw Failure("has damaged fields of YCbCr");
+    if (layout.bits != 8 || (ycc.subsampled() && (layout.planar || layout.samples != 3)))
+        throw Failure("has YCbCr samples stored in a way that zyl does not read: save it as RGB");
+    return ycc;
 }
 
 // Colour tables have 16 bits. Most hold 8-bit colours: as they are (old writers),
@@ -116,8 +139,11 @@ std::uint32_t sampleAt(const unsigned char *row, std::size_t index, int bits) {
         return value;
     }
     default: {
-        const std::size_t bit = index * static_cast<std::size_t>(bits);
-        return row[bit / 8] >> (8 - bits - static_cast<int>(bit % 8)) & ((1u << bits) - 1);
+        const std::size_t first = index * static_cast<std::size_t>(bits);
+        const std::size_t last = first + static_cast<std::size_t>(bits) - 1;
+        std::uint32_t value = 0;
+        for (std::size_t i = first / 8; i <= last / 8; ++i) value = value << 8 | row[i];
+        return value >> (7 - last % 8) & ((1u << bits) - 1);
     }
     }
 }
@@ -144,7 +170,8 @@ struct Converter {
     std::uint32_t full = layout.shape.depth == ZYL_DEPTH_16U ? 65535 : 255;
 
     std::uint32_t scaled(std::uint32_t value) const {
-        return layout.bits < 8 ? value * 255 / most : value;
+        const bool asStored = most == full || layout.shape.depth & ZYL_DEPTH_SIGN;
+        return asStored ? value : (value * full + most / 2) / most;
     }
     void convert(const std::uint32_t *stored, std::uint32_t *pixel) const {
         const int colors = layout.shape.channels - (layout.alphaSample >= 0 ? 1 : 0);
@@ -162,11 +189,29 @@ struct Converter {
         case TiffColor::cmyk:
             for (int c = 0; c < 3; ++c)
                 pixel[c] = scaled(((most - stored[c]) * (most - stored[3]) + most / 2) / most);
+            break;
+        case TiffColor::ycc:
+            convertYcc(stored, pixel);
         }
         if (layout.alphaSample < 0) return;
         std::uint32_t alpha = scaled(stored[layout.alphaSample]);
         if (layout.associated) divide(pixel, colors, alpha);
         pixel[colors] = alpha;
+    }
+    void convertYcc(const std::uint32_t *stored, std::uint32_t *pixel) const {
+        const auto &[luma, black, white, across, down] = layout.ycc;
+        const auto part = [&](std::size_t i, double range) {
+            return (stored[i] - black[i]) * range / (white[i] - black[i]);
+        };
+        const double y = part(0, 255), cb = part(1, 127), cr = part(2, 127);
+        const double red = y + cr * (2 - 2 * luma[0]), blue = y + cb * (2 - 2 * luma[2]);
+        const double green = (y - luma[0] * red - luma[2] * blue) / luma[1];
+        const auto rounded = [](double value) {
+            return static_cast<std::uint32_t>(std::clamp(value, 0.0, 255.0) + 0.5);
+        };
+        pixel[0] = rounded(red);
+        pixel[1] = rounded(green);
+        pixel[2] = rounded(blue);
     }
     void divide(std::uint32_t *pixel, int colors, std::uint32_t alpha) const {
         for (int c = 0; c < colors; ++c)
@@ -193,12 +238,12 @@ TiffLayout tiffLayout(TiffFile &file) {
     if (!TIFFGetField(file.get(), TIFFTAG_PHOTOMETRIC, &photometric))
         photometric = layout.samples >= 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK;
     layout.color = colorOf(file, photometric, layout.planar);
-    layout.colorSamples = layout.color == TiffColor::rgb    ? 3
-                          : layout.color == TiffColor::cmyk ? 4
-                                                            : 1;
+    const bool three = layout.color == TiffColor::rgb || layout.color == TiffColor::ycc;
+    layout.colorSamples = three ? 3 : layout.color == TiffColor::cmyk ? 4 : 1;
     if (layout.samples < layout.colorSamples || layout.samples > 64)
         throw Failure("has " + std::to_string(layout.samples) + " samples in a pixel");
     findAlpha(file, layout);
+    if (layout.color == TiffColor::ycc) layout.ycc = readYcc(file, layout);
 
     const bool isSigned = format == SAMPLEFORMAT_INT;
     const bool asStored = layout.color == TiffColor::gray || layout.color == TiffColor::rgb;
@@ -208,7 +253,9 @@ TiffLayout tiffLayout(TiffFile &file) {
     const bool deepPalette = layout.color == TiffColor::palette && readPalette(file, layout);
     const bool gray = layout.color == TiffColor::gray || layout.color == TiffColor::inverseGray;
     const bool bitonal = layout.bits == 1 && gray && layout.samples == 1;
-    int bits = layout.bits < 8 && !bitonal ? 8 : layout.bits;
+    int bits = layout.bits < 8 && !bitonal           ? 8
+               : layout.bits > 8 && layout.bits < 16 ? 16
+                                                     : layout.bits;
     if (layout.color == TiffColor::palette) bits = deepPalette ? 16 : 8;
     layout.shape = checkedShape(file.field<std::uint32_t>(TIFFTAG_IMAGEWIDTH),
                                 file.field<std::uint32_t>(TIFFTAG_IMAGELENGTH), channelsOf(layout),
@@ -218,6 +265,29 @@ TiffLayout tiffLayout(TiffFile &file) {
     layout.plain = !layout.planar && sameSamples && bits == layout.bits &&
                    (asStored || (layout.color == TiffColor::inverseGray && layout.samples == 1));
     return layout;
+}
+
+std::vector<unsigned char> separateUnits(const TiffLayout &layout,
+                                         const std::vector<unsigned char> &units, int width,
+                                         int height) {
+    const auto across = static_cast<std::size_t>(layout.ycc.across);
+    const auto down = static_cast<std::size_t>(layout.ycc.down);
+    const auto columns = static_cast<std::size_t>(width), rows = static_cast<std::size_t>(height);
+    const std::size_t unitBytes = across * down + 2;
+    const std::size_t unitsInRow = (columns + across - 1) / across;
+    if (units.size() / unitBytes / unitsInRow < (rows + down - 1) / down) return {};
+    std::vector<unsigned char> pixels(3 * columns * rows);
+    unsigned char *to = pixels.data();
+    for (std::size_t y = 0; y < rows; ++y) {
+        const unsigned char *row = units.data() + y / down * unitsInRow * unitBytes;
+        for (std::size_t x = 0; x < columns; ++x, to += 3) {
+            const unsigned char *unit = row + x / across * unitBytes;
+            to[0] = unit[y % down * across + x % across];
+            to[1] = unit[across * down];
+            to[2] = unit[across * down + 1];
+        }
+    }
+    return pixels;
 }
 
 void convertTiffRow(const TiffLayout &layout, const unsigned char *const *planes, int first,

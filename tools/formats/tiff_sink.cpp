@@ -4,6 +4,7 @@
 #include "output.h"
 #include "rows.h"
 #include "text.h"
+#include "tiff_encoder.h"
 #include "tiff_exif.h"
 #include "tiff_format.h"
 
@@ -59,44 +60,36 @@ const char *modeFor(const Shape &shape, const Compression &compression) {
     return bytes * (compression.code == COMPRESSION_NONE ? 1 : 1.5) > classic ? "w8" : "w";
 }
 
+TiffCoding codingOf(const Shape &shape, const WriteOptions &options,
+                    const Compression &compression) {
+    constexpr int usualQuality = 92;
+    return {shape, compression.code, compression.predicts, options.quality.value_or(usualQuality),
+            options.tile};
+}
+
 class TiffSink : public Sink {
   public:
     TiffSink(std::unique_ptr<Output> output, const Shape &shape, const Metadata &metadata,
              const WriteOptions &options, const Compression &compression)
-        : output_(std::move(output)), shape_(shape), compression_(compression.code),
+        : output_(std::move(output)), shape_(shape), coding_(codingOf(shape, options, compression)),
           file_(*output_, modeFor(shape, compression)) {
-        setFields(options, compression);
+        setFields();
         writeTiffMetadata(file_, metadata);
         writeTiffExif(file_, metadata.exif);
-        if (options.tile) return;
-        strip_.resize(rowBytes(shape, shape.width) * static_cast<std::size_t>(piece_.height));
     }
     // A file that is not finished is thrown away: libtiff need not complete it.
     ~TiffSink() override { file_.setDeferred(true); }
 
   private:
-    void setFields(const WriteOptions &options, const Compression &compression) {
+    void setFields() {
         TIFF *t = file_.get();
-        const bool isSigned = (shape_.depth & ZYL_DEPTH_SIGN) != 0;
-        const int bits = static_cast<int>(shape_.depth & ~ZYL_DEPTH_SIGN);
         TIFFSetField(t, TIFFTAG_IMAGEWIDTH, shape_.width);
         TIFFSetField(t, TIFFTAG_IMAGELENGTH, shape_.height);
-        TIFFSetField(t, TIFFTAG_SAMPLESPERPIXEL, shape_.channels);
-        TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, bits);
-        TIFFSetField(t, TIFFTAG_SAMPLEFORMAT, isSigned ? SAMPLEFORMAT_INT : SAMPLEFORMAT_UINT);
-        TIFFSetField(t, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
         TIFFSetField(t, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
-        const std::uint16_t extra = EXTRASAMPLE_UNASSALPHA;
-        if (shape_.alpha) TIFFSetField(t, TIFFTAG_EXTRASAMPLES, 1, &extra);
-        TIFFSetField(t, TIFFTAG_COMPRESSION, compression.code);
-        setColor(options);
-        if (compression.predicts && bits >= 8)
-            TIFFSetField(t, TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL);
-        if (options.tile) {
+        coding_.describe(t);
+        if (coding_.tile) {
             order_ = Order::any;
-            piece_ = options.tile;
-            TIFFSetField(t, TIFFTAG_TILEWIDTH, piece_.width);
-            TIFFSetField(t, TIFFTAG_TILELENGTH, piece_.height);
+            piece_ = coding_.tile;
             return;
         }
         const std::size_t rows = stripBytes / rowBytes(shape_, shape_.width) / 16 * 16;
@@ -104,22 +97,10 @@ class TiffSink : public Sink {
         TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, std::min(piece_.height, shape_.height));
     }
 
-    void setColor(const WriteOptions &options) {
-        TIFF *t = file_.get();
-        const bool jpeg = compression_ == COMPRESSION_JPEG;
-        TIFFSetField(t, TIFFTAG_PHOTOMETRIC,
-                     !shape_.color() ? PHOTOMETRIC_MINISBLACK
-                     : jpeg          ? PHOTOMETRIC_YCBCR
-                                     : PHOTOMETRIC_RGB);
-        if (!jpeg) return;
-        if (shape_.color()) TIFFSetField(t, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
-        constexpr int usualQuality = 92;
-        TIFFSetField(t, TIFFTAG_JPEGQUALITY, options.quality.value_or(usualQuality));
-    }
-
     void writeRect(const Rect &rect, ConstPixels from) override {
         if (order_ == Order::any) return writeTile(rect, from);
         const std::size_t bytes = rowBytes(shape_, shape_.width);
+        strip_.resize(bytes * static_cast<std::size_t>(piece_.height));
         for (int y = 0; y < rect.height; ++y) {
             std::memcpy(strip_.data() + bytes * static_cast<std::size_t>(stripRows_),
                         from.data + y * from.stride, bytes);
@@ -153,20 +134,40 @@ class TiffSink : public Sink {
                                                     static_cast<std::uint32_t>(rect.y), 0, 0);
         const std::size_t bytes =
             rowBytes(shape_, piece_.width) * static_cast<std::size_t>(piece_.height);
-        const bool plain = compression_ == COMPRESSION_NONE;
+        const bool plain = coding_.compression == COMPRESSION_NONE;
         const bool asItLies =
             rect.width == piece_.width && rect.height == piece_.height &&
             from.stride == static_cast<std::ptrdiff_t>(rowBytes(shape_, piece_.width));
-        if (plain && asItLies) return writePlain(index, from.data, bytes);
+        if (plain && asItLies) return store(index, from.data, bytes);
         std::vector<unsigned char> tile = wholeTile(rect, from);
-        if (plain) return writePlain(index, tile.data(), bytes);
+        if (plain) return store(index, tile.data(), bytes);
+        std::unique_ptr<TiffEncoder> encoder = takeEncoder();
+        const std::vector<unsigned char> &encoded = encoder->encode(std::move(tile));
+        if (coding_.compression == COMPRESSION_JPEG) setTables(*encoder);
+        store(index, encoded.data(), encoded.size());
         const std::lock_guard lock(mutex_);
-        if (TIFFWriteEncodedTile(file_.get(), index, tile.data(), static_cast<tmsize_t>(bytes)) < 0)
-            fail();
+        idle_.push_back(std::move(encoder));
+    }
+
+    std::unique_ptr<TiffEncoder> takeEncoder() {
+        const std::lock_guard lock(mutex_);
+        if (idle_.empty()) return std::make_unique<TiffEncoder>(coding_);
+        std::unique_ptr<TiffEncoder> encoder = std::move(idle_.back());
+        idle_.pop_back();
+        return encoder;
+    }
+
+    // The tables follow from the quality: those of any tile.
+    void setTables(const TiffEncoder &encoder) {
+        const std::lock_guard lock(mutex_);
+        if (std::exchange(hasTables_, true)) return;
+        const std::vector<unsigned char> tables = encoder.jpegTables();
+        TIFFSetField(file_.get(), TIFFTAG_JPEGTABLES, static_cast<std::uint32_t>(tables.size()),
+                     tables.data());
     }
 
     // libtiff gives the tile its place; the bytes are written without the lock.
-    void writePlain(std::uint32_t index, const unsigned char *tile, std::size_t bytes) {
+    void store(std::uint32_t index, const unsigned char *tile, std::size_t bytes) {
         std::uint64_t offset = 0;
         {
             const std::lock_guard lock(mutex_);
@@ -195,9 +196,11 @@ class TiffSink : public Sink {
 
     std::unique_ptr<Output> output_;
     Shape shape_;
-    std::uint16_t compression_;
-    std::mutex mutex_; // guards file_
+    TiffCoding coding_;
+    std::mutex mutex_; // guards file_ and idle_
     TiffFile file_;
+    std::vector<std::unique_ptr<TiffEncoder>> idle_;
+    bool hasTables_ = false;
     std::vector<unsigned char> strip_;
     int stripRows_ = 0;
     std::uint32_t stripsDone_ = 0;

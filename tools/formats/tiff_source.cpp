@@ -35,8 +35,8 @@ struct Grid {
     bool tiled = false;
     int width = 0, height = 0; // of a block
     int across = 0, down = 0;
-    bool compressed = false;
-    bool swapped = false; // where blocks are not compressed
+    bool compressed = false; // or in units
+    bool swapped = false;    // where blocks are not compressed
 
     std::uint32_t index(int column, int row, int plane) const {
         const auto perPlane = static_cast<std::uint32_t>(across) * static_cast<std::uint32_t>(down);
@@ -74,9 +74,9 @@ Grid gridOf(const TiffFile &file, const TiffLayout &layout) {
     grid.down = (layout.shape.height - 1) / grid.height + 1;
     // libtiff turns the bits of files that begin with the lowest.
     const bool usualBits = file.field<std::uint16_t>(TIFFTAG_FILLORDER) == FILLORDER_MSB2LSB;
-    grid.compressed =
-        file.field<std::uint16_t>(TIFFTAG_COMPRESSION) != COMPRESSION_NONE || !usualBits;
-    grid.swapped = layout.bits > 8 && TIFFIsByteSwapped(file.get());
+    grid.compressed = file.field<std::uint16_t>(TIFFTAG_COMPRESSION) != COMPRESSION_NONE ||
+                      !usualBits || layout.ycc.subsampled();
+    grid.swapped = (layout.bits == 16 || layout.bits == 32) && TIFFIsByteSwapped(file.get());
     return grid;
 }
 
@@ -116,16 +116,20 @@ class TiffSource : public Source {
         planes_ = layout_.planar ? layout_.samples : 1;
         details_.shape = layout_.shape;
         readTiffDetails(file_, details_);
-        details_.metadata.exif = readTiffExif(file_, *input_);
-        const std::size_t blockBytes = layout_.storedBytes(grid_.width) *
-                                       static_cast<std::size_t>(grid_.height) *
-                                       static_cast<std::size_t>(planes_);
-        if (grid_.compressed && grid_.tiled && blockBytes > largestTile)
-            throw Failure("has tiles of more than 256 MiB");
-        inOrder_ = grid_.compressed && !grid_.tiled && blockBytes > largestStrip;
+        details_.metadata.exif =
+            readTiffExif(file_, *input_, options.orient ? 1 : details_.orientation);
+        const std::size_t blockBytes =
+            layout_.storedBytes(grid_.width) * static_cast<std::size_t>(grid_.height);
+        const auto larger = [&](std::size_t most) {
+            return blockBytes > most / static_cast<std::size_t>(planes_);
+        };
+        const bool whole = grid_.tiled || layout_.ycc.subsampled();
+        if (grid_.compressed && whole && larger(largestTile))
+            throw Failure("has tiles or strips of more than 256 MiB: save it with smaller ones");
+        inOrder_ = grid_.compressed && !whole && larger(largestStrip);
         order_ = inOrder_ ? Order::rows : Order::any;
         piece_ = {(grid_.width + 7) / 8 * 8, grid_.height};
-        if (inOrder_ || (!grid_.tiled && !grid_.compressed && blockBytes > largestStrip))
+        if (inOrder_ || (!grid_.tiled && !grid_.compressed && larger(largestStrip)))
             piece_.height = 16;
     }
 
@@ -253,11 +257,13 @@ class TiffSource : public Source {
             static_cast<std::size_t>(grid_.tiled ? TIFFTileSize(tiff) : TIFFStripSize(tiff));
         const std::size_t needed =
             layout_.storedBytes(grid_.width) * static_cast<std::size_t>(grid_.height);
-        if (size < needed) throw Failure("is damaged");
+        if (!layout_.ycc.subsampled() && size < needed) throw Failure("is damaged");
         decoder.block.resize(size * static_cast<std::size_t>(planes_));
         const int rows = std::min(grid_.height, shape().height - row * grid_.height);
         const std::size_t expected =
-            grid_.tiled ? size : layout_.storedBytes(grid_.width) * static_cast<std::size_t>(rows);
+            grid_.tiled
+                ? size
+                : static_cast<std::size_t>(TIFFVStripSize(tiff, static_cast<std::uint32_t>(rows)));
         for (int p = 0; p < planes_; ++p) {
             unsigned char *to = decoder.block.data() + size * static_cast<std::size_t>(p);
             const std::uint32_t index = grid_.index(column, row, p);
@@ -266,6 +272,11 @@ class TiffSource : public Source {
                                              : TIFFReadEncodedStrip(tiff, index, to, wanted);
             if (got != wanted)
                 throw Failure(decoder.file.takeMessage() + placeOf(grid_, column, row));
+        }
+        if (layout_.ycc.subsampled()) {
+            decoder.block = separateUnits(layout_, decoder.block, grid_.width,
+                                          grid_.tiled ? grid_.height : rows);
+            if (decoder.block.empty()) throw Failure("is damaged" + placeOf(grid_, column, row));
         }
         decoder.column = column;
         decoder.row = row;

@@ -83,22 +83,25 @@ class WebpSource : public RowSource {
 
   private:
     void readRow(unsigned char *to) override {
-        if (pixels_.empty()) decode();
+        if (!pixels_) decode();
         const std::size_t bytes = rowBytes(shape(), shape().width);
-        std::memcpy(to, pixels_.data() + bytes * next_++, bytes);
+        std::memcpy(to, pixels_.get() + bytes * next_++, bytes);
     }
 
     void decode() {
-        pixels_.resize(rowBytes(shape(), shape().width) * static_cast<std::size_t>(shape().height));
-        if (animated_) return decodeFrame();
+        const std::size_t size =
+            rowBytes(shape(), shape().width) * static_cast<std::size_t>(shape().height);
+        // A damaged file may tell of pixels that never come: they cost nothing.
+        pixels_ = std::make_unique_for_overwrite<unsigned char[]>(size);
+        if (animated_) return decodeFrame(size);
         const auto stride = static_cast<int>(rowBytes(shape(), shape().width));
         const auto into = shape().alpha ? WebPDecodeRGBAInto : WebPDecodeRGBInto;
-        if (!into(bytes_.data(), bytes_.size(), pixels_.data(), pixels_.size(), stride))
+        if (!into(bytes_.data(), bytes_.size(), pixels_.get(), size, stride))
             throw Failure("is truncated or damaged");
     }
 
     // Frames build on those before.
-    void decodeFrame() {
+    void decodeFrame(std::size_t size) {
         const WebPData data = dataOf(bytes_);
         const std::unique_ptr<WebPAnimDecoder, DeleteAnimation> decoder(
             WebPAnimDecoderNew(&data, nullptr));
@@ -107,13 +110,13 @@ class WebpSource : public RowSource {
             if (!decoder || !WebPAnimDecoderGetNext(decoder.get(), &frame, &time))
                 throw Failure("is truncated or damaged, in frame " + std::to_string(i + 1));
         }
-        std::memcpy(pixels_.data(), frame, pixels_.size());
+        std::memcpy(pixels_.get(), frame, size);
     }
 
     std::vector<unsigned char> bytes_;
     int page_;
     bool animated_ = false;
-    std::vector<unsigned char> pixels_;
+    std::unique_ptr<unsigned char[]> pixels_;
     std::size_t next_ = 0;
 };
 
