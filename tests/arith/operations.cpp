@@ -34,7 +34,6 @@ Operation binary(const std::string &name, const std::string &reportedName,
                             f(images[0], images[1], images[2], tile);
                         }};
     operation.shapes = usualShapes({std::begin(ALL_DEPTHS), std::end(ALL_DEPTHS)});
-    operation.abandonsTiles = true;
     return operation;
 }
 
@@ -44,7 +43,6 @@ Operation unary(const std::string &name, const std::string &reportedName,
         name, reportedName, 1,
         [f](ZylImage *const *images, const std::int32_t *tile) { f(images[0], images[1], tile); }};
     operation.shapes = usualShapes({std::begin(ALL_DEPTHS), std::end(ALL_DEPTHS)});
-    operation.abandonsTiles = true;
     return operation;
 }
 

@@ -458,9 +458,9 @@ void addTwists(std::vector<ConvertCase> &cases) {
                 std::string("Twist_") + matrix.name + "_" + depthName(depth), "zylApplyColorTwist",
                 shapeOf(depth, sequence, "RGB "), shapeOf(depth, sequence, "RGB "),
                 [matrix](ZylImage *s, ZylImage *d, const std::int32_t *tile) {
-                    ZylColorTwist *twist = zylCreateColorTwist(matrix.data.data(), matrix.scale);
-                    zylApplyColorTwist(s, d, twist, matrix.offset, TilePoint(tile));
-                    zylDeleteColorTwist(twist);
+                    ZylColorTwist twist;
+                    zylSetColorTwist(&twist, matrix.data.data(), matrix.scale);
+                    zylApplyColorTwist(s, d, &twist, matrix.offset, TilePoint(tile));
                 },
                 [=](const Pixel &pixel) {
                     Pixel result(pixel.size(), UNCHANGED);

@@ -27,7 +27,6 @@ Operation threshold(const std::string &name, std::int32_t limit) {
                   [limit](ZylImage *const *images, const std::int32_t *tile) {
                       zylThreshold(images[0], images[1], limit, tile);
                   });
-    operation.abandonsTiles = true;
     operation.mixesChannels = true;
     return operation;
 }

@@ -43,6 +43,9 @@ std::int64_t loadSigned(const unsigned char *p, std::uint32_t depth) {
     }
 }
 
+// Since failTileRequest().
+bool requestFailed = false;
+
 } // namespace
 
 std::int64_t lowest(std::uint32_t depth) {
@@ -257,9 +260,19 @@ void TestImage::answer(std::int32_t column, std::int32_t row, std::int32_t mode)
     }
 }
 
+void TestImage::failTileRequest(int n) {
+    failRequest_ = n;
+    requestFailed = false;
+}
+
 void TestImage::deliver(std::int32_t column, std::int32_t row, std::int32_t mode) {
     tileInfo_.tileData = nullptr;
-    if (failRequest_ > 0 && --failRequest_ == 0) return;
+    askedAfterFailure_ = askedAfterFailure_ || requestFailed;
+    if (failRequest_ > 0 && --failRequest_ == 0) {
+        failedMode_ = mode;
+        requestFailed = true;
+        return;
+    }
     auto tile = std::find_if(held_.begin(), held_.end(),
                              [&](const Held &t) { return t.column == column && t.row == row; });
     if (tile == held_.end()) {

@@ -82,7 +82,10 @@ class TestImage {
     void clearTileCalls() { calls_.clear(); }
     int tilesHeld() const;
     // From now on the n-th request (from 1) delivers nothing.
-    void failTileRequest(int n) { failRequest_ = n; }
+    void failTileRequest(int n);
+    int failedRequest() const { return failedMode_; } // its mode; 0: there was none
+    // Whether this image was asked for a tile after a request failed, of any image.
+    bool askedAfterFailure() const { return askedAfterFailure_; }
     // From now on tiles are never taken back.
     void keepTiles() { keepTiles_ = true; }
     // What the callback found wrong: releases of tiles not held, indices outside.
@@ -113,6 +116,8 @@ class TestImage {
     std::vector<TileCall> calls_;
     std::string breaches_;
     int failRequest_ = 0;
+    int failedMode_ = 0;
+    bool askedAfterFailure_ = false;
     bool keepTiles_ = false;
 };
 

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <iterator>
 #include <memory>
+#include <set>
 
 #include "core/image.h"
 #include "core/levels.h"
+#include "tests/support/early_ends.h"
 
 namespace support {
 
@@ -598,39 +600,185 @@ TEST_P(Laws, ABadHeaderIsReportedAndNothingIsWritten) {
     }
 }
 
-TEST_P(Laws, AFailureInTheMiddleLeavesNothingHalfOwned) {
-    const Operation &operation = GetParam();
-    Reports reports;
-    const Shape shape = operation.shapes.front();
-    for (int n = 1; n < 200; ++n) {
-        SCOPED_TRACE(describe(operation, shape, "allocation " + std::to_string(n) + " fails"));
-        Images images = makeImages(operation, shape, 8000);
-        if (operation.tilesSupported) tileImages(images, ~0u);
-        bool struck = false;
-        {
-            const AllocationFault fault(n);
-            run(operation, images);
-            struck = AllocationFault::struck();
-        }
-        for (const auto &image : images) EXPECT_EQ(image->tilesHeld(), 0);
-        expectSound(images);
-        if (!struck) break;
+// --- calls that end early ---
+
+namespace {
+
+// Where the images of such a call lie.
+enum class Placing { Memory, InPlace, Tiles, TilesInPlace };
+
+class EarlyCall {
+  public:
+    EarlyCall(const Operation &operation, const Shape &shape, Placing placing, unsigned seed)
+        : operation_(operation), placing_(placing), before_(makeImages(operation, shape, seed)) {
+        if (tiled()) tileImages(before_, ~0u);
+        after_ = copyImages(before_);
+        runOn(after_);
     }
-    if (!operation.tilesSupported) return;
-    for (std::size_t bad = 0; bad < imageArguments(operation); ++bad) {
-        for (int n = 1; n < 20; ++n) {
-            SCOPED_TRACE(describe(operation, shape,
-                                  "request " + std::to_string(n) + " of image " +
-                                      std::to_string(bad) + " fails"));
-            Images images = makeImages(operation, shape, 8100);
-            tileImages(images, ~0u);
-            images[bad]->failTileRequest(n);
-            reports.clear();
-            run(operation, images);
-            if (!operation.abandonsTiles) {
-                for (const auto &image : images) EXPECT_EQ(image->tilesHeld(), 0);
+
+    // Every allocation fails in turn, the later ones with growing steps.
+    void failMemory() {
+        for (int n = 1;; n += 1 + n / 4) {
+            SCOPED_TRACE("allocation " + std::to_string(n) + " fails");
+            Images images = copyImages(before_);
+            reports_.clear();
+            bool struck = false;
+            {
+                const AllocationFault fault(n);
+                runOn(images);
+                struck = AllocationFault::struck();
             }
-            expectSound(images);
+            if (!struck) return;
+            // What is not needed for the result may be missing.
+            const bool done = difference(result(after_), result(images)).empty();
+            const EarlyEnd &end = earlyEndOf(operation_.reportedName);
+            if (!done || !reports_.all().empty()) {
+                EXPECT_EQ(reports_.all(), end.memoryReports());
+                EXPECT_EQ(zylGetErrStatus(), end.status);
+            }
+            for (const auto &image : images) EXPECT_EQ(image->tilesHeld(), 0);
+            expectWhole(images, end);
+            if (testing::Test::HasFailure()) return;
+        }
+    }
+
+    // The first, the last and some other tile of every image are not delivered.
+    void failTiles() {
+        for (std::size_t bad = 0; bad < (inPlace() ? 1 : imageArguments(operation_)); ++bad) {
+            const int requests = requestsOf(*after_[bad]);
+            for (const int n : std::set<int>{1, 2, requests / 2 + 1, requests}) {
+                if (n < 1 || n > requests) continue;
+                SCOPED_TRACE("request " + std::to_string(n) + " of image " + std::to_string(bad) +
+                             " fails");
+                Images images = copyImages(before_);
+                images[bad]->failTileRequest(n);
+                reports_.clear();
+                runOn(images);
+                if (inPlace()) {
+                    expectGivenBack(images);
+                } else {
+                    expectTileReports(images, bad);
+                }
+                expectWhole(images, earlyEndOf(operation_.reportedName));
+                if (testing::Test::HasFailure()) return;
+            }
+        }
+    }
+
+  private:
+    bool tiled() const { return placing_ == Placing::Tiles || placing_ == Placing::TilesInPlace; }
+    bool inPlace() const {
+        return placing_ == Placing::InPlace || placing_ == Placing::TilesInPlace;
+    }
+
+    void runOn(Images &images) const {
+        std::vector<ZylImage *> headers;
+        for (auto &image : images) headers.push_back(image->header());
+        if (inPlace()) headers.back() = headers.front();
+        operation_.run(headers.data(), nullptr);
+    }
+
+    TestImage &result(const Images &images) const {
+        return inPlace() ? *images.front() : *images.back();
+    }
+
+    static int requestsOf(const TestImage &image) {
+        const auto &calls = image.tileCalls();
+        return static_cast<int>(std::count_if(calls.begin(), calls.end(), [](const TileCall &call) {
+            return call.mode != ZYL_RELEASE_TILE;
+        }));
+    }
+
+    void expectTileReports(const Images &images, std::size_t bad) {
+        const int count = operation_.measures ? 1 : static_cast<int>(images.size());
+        const bool written = images[bad]->failedRequest() == ZYL_GET_TILE_TO_WRITE;
+        const EarlyEnd *end = &earlyEndOf(operation_.reportedName);
+        for (const std::string &other : end->others) {
+            if (!reports_.all().empty() && reports_.all().front().function == other) {
+                end = &earlyEndOf(other);
+            }
+        }
+        const auto expected = end->tileReports(static_cast<int>(bad), count, written);
+        EXPECT_EQ(reports_.all(), expected);
+        EXPECT_EQ(zylGetErrStatus(), expected.empty() ? ZYL_StsOk : expected.front().status);
+        const bool goesOn = expected.empty();
+        for (std::size_t i = 0; i < images.size(); ++i) {
+            // Of images before the one that failed, a tile is held at that moment.
+            const int held = end->keepsTiles() && i < bad ? 1 : 0;
+            if (end->keepsTiles() && i > bad) {
+                EXPECT_LE(images[i]->tilesHeld(), 1);
+            } else {
+                EXPECT_EQ(images[i]->tilesHeld(), held) << "image " << i;
+            }
+            EXPECT_TRUE(goesOn || !images[i]->askedAfterFailure()) << "image " << i;
+        }
+    }
+
+    // The image is source and destination: which of them failed is not told apart.
+    void expectGivenBack(const Images &images) const {
+        const bool kept = earlyEndOf(operation_.reportedName).keepsTiles();
+        EXPECT_TRUE(kept || images.front()->tilesHeld() == 0);
+    }
+
+    // Of a destination in tiles, every part of 8 x 8 pixels is as it was or as it should
+    // be; of one in memory, every row.
+    void expectWhole(const Images &images, const EarlyEnd &end) const {
+        expectSound(images);
+        const bool sources = !inPlace() && !end.unspecified;
+        for (std::size_t i = 0; sources && i + 1 < images.size(); ++i) {
+            EXPECT_EQ(difference(*before_[i], *images[i]), "") << "a source was written";
+        }
+        if (end.unspecified) return;
+        const Shape &shape = result(images).shape();
+        const int width = tiled() ? 8 : shape.width;
+        const int height = tiled() ? 8 : 1;
+        for (int y = 0; y < shape.height; y += height) {
+            for (int x = 0; x < shape.width; x += width) {
+                ASSERT_TRUE(isAs(before_, images, x, y, width, height) ||
+                            isAs(after_, images, x, y, width, height))
+                    << "half done from (" << x << ", " << y << ") on";
+            }
+        }
+    }
+
+    bool isAs(const Images &expected, const Images &images, int left, int top, int width,
+              int height) const {
+        const TestImage &now = result(images);
+        const Shape &shape = now.shape();
+        for (int c = 1; c <= shape.channels; ++c) {
+            for (int y = top; y < std::min(top + height, shape.height); ++y) {
+                for (int x = left; x < std::min(left + width, shape.width); ++x) {
+                    if (now.at(x, y, c) != result(expected).at(x, y, c)) return false;
+                }
+            }
+        }
+        return true;
+    }
+
+    const Operation &operation_;
+    const Placing placing_;
+    Images before_, after_;
+    Reports reports_;
+};
+
+} // namespace
+
+TEST_P(Laws, ACallThatEndsEarlyLeavesNothingHalfDone) {
+    const Operation &operation = GetParam();
+    unsigned seed = 8000;
+    for (const Shape &shape : allShapes(operation)) {
+        for (const Placing placing :
+             {Placing::Memory, Placing::InPlace, Placing::Tiles, Placing::TilesInPlace}) {
+            const bool inPlace = placing == Placing::InPlace || placing == Placing::TilesInPlace;
+            const bool tiled = placing == Placing::Tiles || placing == Placing::TilesInPlace;
+            if ((inPlace && !operation.inPlace) || (tiled && !operation.tilesSupported)) continue;
+            SCOPED_TRACE(describe(operation, shape,
+                                  "placing " + std::to_string(static_cast<int>(placing)) +
+                                      ", seed " + std::to_string(++seed)));
+            EarlyCall call(operation, shape, placing, seed);
+            call.failMemory();
+            if (tiled) call.failTiles();
+            if (HasFailure()) return;
         }
     }
 }

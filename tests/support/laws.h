@@ -15,8 +15,8 @@
 //   - one destination tile is that part of the whole result, and no other tile
 //     is written, also at the end of the region, past it and outside the image;
 //   - a bad header is reported with its own text and nothing is written;
-//   - a tile that is not delivered leaves the rest alone, and so does an
-//     allocation that fails.
+//   - a call that ends early, because a tile is not delivered or memory is exhausted,
+//     reports what it should, holds what it should, and has done nothing by halves.
 #ifndef ZYLQX_TESTS_SUPPORT_LAWS_H
 #define ZYLQX_TESTS_SUPPORT_LAWS_H
 
@@ -52,7 +52,6 @@ struct Operation {
     bool inPlace = true;         // the destination may be the first source
     bool tileArgument = true;    // `tile` is honoured
     bool headersReported = true; // header faults are reported by their joined texts
-    bool abandonsTiles = false;  // a failed request leaves earlier tiles with the application
     bool tilesSupported = true;
     bool anySize = true;   // pictures may have other sizes than those of `shapes`
     bool measures = false; // gives numbers, which `run` writes into the last image
