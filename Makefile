@@ -8,6 +8,8 @@
 #     make test     builds everything and runs all tests
 #     make bench    builds the benchmarks, with every library to compare with
 #     make lint     runs clang-tidy over the library and the tool
+#     make mutants  puts faults into the sources, one at a time, and says which of them
+#                   the tests notice; of some rooms with ROOMS="core filter"
 #     make python   builds the Python package into an environment in build/python
 #                   and runs its tests
 #     make python-packages  builds its wheel and source distribution, and tests each
@@ -41,7 +43,7 @@ PACKAGES_x86_64-w64-mingw32 = g++-mingw-w64-x86-64-posix wine64
 PACKAGES_i686-w64-mingw32 = g++-mingw-w64-i686-posix
 PLATFORMS = 32-bit aarch64-linux-gnu s390x-linux-gnu x86_64-w64-mingw32 i686-w64-mingw32
 
-.PHONY: demo build install test bench lint python python-packages python-bench web i686 aarch64 s390x everywhere
+.PHONY: demo build install test bench lint mutants python python-packages python-bench web i686 aarch64 s390x everywhere
 demo:
 	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES)
 	cmake --preset $(PRESET) -DZYLQX_TESTS=OFF
@@ -87,6 +89,10 @@ lint:
 	cmake --preset clang -B build/lint -DZYLQX_TESTS=OFF -DZYLQX_LEVELS=baseline
 	git ls-files -z '*.cpp' ':!tests' ':!bench' ':!fuzz' ':!platform/windows.cpp' | \
 		xargs -0 -n 4 -P 2 clang-tidy --quiet -p build/lint
+
+mutants:
+	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES) $(TEST_PACKAGES) git
+	python3 -u tests/mutation/run.py $(ROOMS)
 
 # Debian's Python, whatever other one stands first in PATH.
 PYTHON = /usr/bin/python3

@@ -499,6 +499,7 @@ std::vector<Operation> lawTable() {
     std::vector<Operation> table = {copy, set, exchange};
     for (Operation &operation : table) {
         operation.shapes = usualShapes({std::begin(ALL_DEPTHS), std::end(ALL_DEPTHS)});
+        operation.looseRows = false;
     }
     return table;
 }

@@ -115,6 +115,11 @@ void addConstants(std::vector<ArithCase> &cases) {
     }
 }
 
+// Some depths are copied, and copying takes rows to be as far apart as they usually are.
+void copiesSome(ArithCase &c) {
+    c.operation.looseRows = false;
+}
+
 void addShifts(std::vector<ArithCase> &cases) {
     for (const std::uint32_t n : {0u, 1u, 5u, 7u, 8u, 15u, 16u, 25u, 31u, 32u, 33u, 0xFFFFFFFFu}) {
         cases.push_back({unary("LShiftS_" + label(n), "zylLShiftS",
@@ -125,6 +130,7 @@ void addShifts(std::vector<ArithCase> &cases) {
                              if (n >= static_cast<std::uint32_t>(bits(depth))) return 0;
                              return lowBits(depth, static_cast<std::uint64_t>(s) << n);
                          }});
+        if (n == 0) copiesSome(cases.back());
         cases.push_back({unary("RShiftS_" + label(n), "zylRShiftS",
                                [n](ZylImage *s, ZylImage *d, const std::int32_t *tile) {
                                    zylRShiftS(s, d, n, tile);
@@ -145,6 +151,7 @@ void addRest(std::vector<ArithCase> &cases) {
         {unary("Abs", "zylAbs", zylAbs), [](std::uint32_t depth, std::int64_t s, std::int64_t) {
              return s < 0 ? lowBits(depth, static_cast<std::uint64_t>(-s)) : s;
          }});
+    copiesSome(cases.back());
     Operation inverted = unary("Not", "zylXorS", zylNot);
     inverted.function = "zylNot";
     inverted.mixesChannels = true;

@@ -108,6 +108,7 @@ Operation bitmapOperation(const std::string &name, const std::string &reportedNa
     operation.inPlace = false;
     operation.tileArgument = false;
     operation.tilesSupported = false;
+    operation.looseRows = false;
     operation.anySize = false;
     return operation;
 }

@@ -252,6 +252,37 @@ TEST(Resample, WideImagesMatchTheReference) {
     }
 }
 
+// A pixel becomes many, or many become one; or one more or less of 256.
+TEST(Resample, ExtremeFactorsMatchTheReference) {
+    const Reports reports;
+    constexpr std::int32_t RATIOS[][2] = {{256, 1}, {257, 256}, {70000, 3}};
+    for (const auto &[large, small] : RATIOS) {
+        for (const auto depth : {ZYL_DEPTH_1U, ZYL_DEPTH_8U, ZYL_DEPTH_16U}) {
+            for (int interpolate : {ZYL_INTER_NN, ZYL_INTER_LINEAR, ZYL_INTER_CUBIC}) {
+                for (const bool tiled : {false, true}) {
+                    const Factors up = {large, small, 3, 2, interpolate};
+                    const Factors down = {small, large, 2, 3, interpolate};
+                    TestImage few({.depth = depth, .width = 5, .height = 7});
+                    TestImage many({.depth = depth, .width = 1300, .height = 10});
+                    few.randomise(depth);
+                    many.randomise(depth);
+                    if (tiled) few.tiles(8, 8), many.tiles(512, 8);
+                    TestImage fewAfter(few), manyAfter(many);
+                    TestImage expectedMany(many), expectedFew(few);
+                    zoomReference(few, expectedMany, up);
+                    decimateReference(many, expectedFew, down);
+                    SCOPED_TRACE(describe(up, depth) + (tiled ? ", tiled" : ""));
+                    zylZoom(few, manyAfter, large, small, 3, 2, interpolate, nullptr);
+                    zylDecimate(many, fewAfter, small, large, 2, 3, interpolate, nullptr);
+                    ASSERT_EQ(support::difference(expectedMany, manyAfter), "");
+                    ASSERT_EQ(support::difference(expectedFew, fewAfter), "");
+                }
+            }
+        }
+    }
+    EXPECT_TRUE(reports.all().empty());
+}
+
 // --- worked cases ---
 
 // A row of 8-bit or other samples, repeated in `height` rows.

@@ -106,6 +106,13 @@ std::vector<Operation> compositions() {
                        })));
         }
     }
+    // Alphas of other images, with tiles of their own.
+    table.push_back(mapped("AlphaCompositeMasks", "zylAlphaComposite", 4,
+                           [](ZylImage *const *images, const ZylTileMapping *mapping) {
+                               zylAlphaComposite(images[0], images[1], images[4],
+                                                 ZYL_COMPOSITE_ATOP, images[2], images[3], nullptr,
+                                                 0, 0, mapping);
+                           }));
     for (const int alpha : {-1, 200}) {
         table.push_back(withAlpha(
             mapped(alpha < 0 ? "PreMultiplyAlpha" : "PreMultiplyAlpha200", "zylPreMultiplyAlpha", 0,

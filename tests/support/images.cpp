@@ -210,6 +210,20 @@ TestImage &TestImage::tiles(int width, int height) {
     return *this;
 }
 
+TestImage &TestImage::widen(int bytes) {
+    const TestImage before(*this);
+    header_.widthStep += bytes;
+    header_.imageSize = zylqx::imageBytes(header_, header_.widthStep);
+    store_.assign(static_cast<std::size_t>(header_.imageSize) + 2 * GUARD, GUARD_BYTE);
+    header_.imageData = store_.data() + GUARD;
+    for (int c = 1; c <= shape_.channels; ++c) {
+        for (int y = 0; y < shape_.height; ++y) {
+            for (int x = 0; x < shape_.width; ++x) set(x, y, c, before.at(x, y, c));
+        }
+    }
+    return *this;
+}
+
 TestImage &TestImage::border(int mode, int value) {
     zylSetBorderMode(&header_, mode, ZYL_SIDE_ALL, value);
     return *this;

@@ -61,6 +61,8 @@ class TestImage {
     TestImage &noRegion();
     TestImage &tiles(int width, int height);
     TestImage &border(int mode, int value = 0);
+    // Rows `bytes` further apart than they need to be, with the same samples.
+    TestImage &widen(int bytes);
 
     const Shape &shape() const { return shape_; }
     ZylImage *header() { return &header_; }

@@ -68,6 +68,7 @@ std::vector<std::pair<Region, Region>> regionsFor(const Operation &operation, co
     std::vector<std::pair<Region, Region>> regions = {
         {{0, 3, 2, w - 5, h - 4}, {0, 1, 5, w - 3, h - 3}},
         {{0, w / 2, h / 3, w, h}, {0, 0, 0, w, h}},
+        {{0, 0, 0, w - 9, h - 2}, {0, 0, 0, w - 9, h - 2}}, // at the corner
     };
     const Shape result = operation.result(shape);
     if (shape.channels > 1 && result.channels > 1) {
@@ -297,6 +298,33 @@ TEST_P(TileLaws, EveryMechanismMoves) {
                 expectSound(tiled);
             }
             if (HasFailure()) return;
+        }
+    }
+    EXPECT_TRUE(reports.all().empty()) << reports.texts().front();
+}
+
+// Regions begin in the first row: arithmetic finds another one by the usual stride.
+TEST_P(Laws, RowsFurtherApartChangeNoSample) {
+    const Operation &operation = GetParam();
+    if (!operation.looseRows) return;
+    const Reports reports;
+    unsigned seed = 1500;
+    for (const Shape &shape : allShapes(operation)) {
+        const int w = shape.width;
+        const int h = shape.height;
+        for (const bool region : {false, true}) {
+            if (region && (!operation.regions || w == 1)) continue;
+            SCOPED_TRACE(describe(operation, shape, "seed " + std::to_string(++seed)));
+            Images images = makeImages(operation, shape, seed);
+            if (region) setRegions(images, {0, 3, 0, w - 5, h - 4}, {0, 1, 0, w - 3, h - 3});
+            Images loose = copyImages(images);
+            for (std::size_t i = 0; i < imageArguments(operation); ++i) {
+                loose[i]->widen(8 * static_cast<int>(i + 1));
+            }
+            run(operation, images);
+            run(operation, loose);
+            EXPECT_EQ(difference(*images.back(), *loose.back()), "");
+            expectSound(loose);
         }
     }
     EXPECT_TRUE(reports.all().empty()) << reports.texts().front();

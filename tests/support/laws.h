@@ -6,6 +6,7 @@
 //   - every instruction level gives the baseline's bits;
 //   - both hold for pictures in which more moves: tall and very wide ones, regions
 //     shifted past the edge, other origins and alignments, other tiles for each image;
+//   - rows further apart than they need to be change no sample, with a region as well;
 //   - nothing outside the destination's region or channel of interest changes;
 //   - a region gives what images cut to it give (for pointwise operations);
 //   - plane order gives what pixel order gives;
@@ -53,6 +54,7 @@ struct Operation {
     bool tileArgument = true;    // `tile` is honoured
     bool headersReported = true; // header faults are reported by their joined texts
     bool tilesSupported = true;
+    bool looseRows = true; // rows are ZylImage::widthStep apart
     bool anySize = true;   // pictures may have other sizes than those of `shapes`
     bool measures = false; // gives numbers, which `run` writes into the last image
 
