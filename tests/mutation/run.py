@@ -90,7 +90,8 @@ def mutants():
 
 
 def stale(mutant):
-    count = (ROOT / mutant.file).read_text().count(mutant.before)
+    path = ROOT / mutant.file
+    count = path.read_text().count(mutant.before) if path.exists() else 0
     return "" if count == 1 else f"stands {count} times in {mutant}"
 
 
