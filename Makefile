@@ -7,6 +7,7 @@
 #                   PREFIX=/usr/local
 #     make test     builds everything and runs all tests
 #     make bench    builds the benchmarks, with every library to compare with
+#     make docs     builds the site of the documentation into build/docs
 #     make lint     runs clang-tidy over the library and the tool
 #     make mutants  puts faults into the sources, one at a time, and says which of them
 #                   the tests notice; of some rooms with ROOMS="core filter"
@@ -43,7 +44,7 @@ PACKAGES_x86_64-w64-mingw32 = g++-mingw-w64-x86-64-posix wine64
 PACKAGES_i686-w64-mingw32 = g++-mingw-w64-i686-posix
 PLATFORMS = 32-bit aarch64-linux-gnu s390x-linux-gnu x86_64-w64-mingw32 i686-w64-mingw32
 
-.PHONY: demo build install test bench lint mutants python python-packages python-bench web i686 aarch64 s390x everywhere
+.PHONY: demo build install test docs bench lint mutants python python-packages python-bench web i686 aarch64 s390x everywhere
 demo:
 	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES)
 	cmake --preset $(PRESET) -DZYLQX_TESTS=OFF
@@ -77,6 +78,11 @@ everywhere:
 	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES) \
 		$(foreach platform,$(PLATFORMS),$(PACKAGES_$(platform)))
 	scripts/everywhere.sh release $(PLATFORMS)
+
+docs:
+	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES) python3-markdown python3-pygments
+	test -e build/$(PRESET)/build.ninja || cmake --preset $(PRESET) -DZYLQX_TESTS=OFF
+	cmake --build --preset $(PRESET) --target docs
 
 bench:
 	scripts/packages.sh $(BUILD_PACKAGES) libbenchmark-dev $(PEER_PACKAGES)
