@@ -92,11 +92,12 @@ def markdown(text, page):
                 blocks.append("```text\n" + textwrap.dedent("\n".join(formula)) + "\n```")
                 continue
             plain.append(re.sub(r"^ - ", "- ", lines.pop(0)).rstrip())
+        # A line at the left edge begins a paragraph after a list, a point one after a paragraph.
+        for i, line in reversed(list(enumerate(plain[1:], 1))):
+            of_list = [each.startswith(("- ", "  ")) for each in plain[i - 1:i + 1]]
+            if of_list[0] != of_list[1]:
+                plain.insert(i, "")
         if plain:
-            listed = [i for i, line in enumerate(plain) if line.startswith("- ")]
-            if listed and listed[0] > 0:
-                blocks.append(linked("\n".join(plain[:listed[0]]), page))
-                plain = plain[listed[0]:]
             blocks.append(linked("\n".join(plain), page))
     return "\n\n".join(blocks)
 
