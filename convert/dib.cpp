@@ -19,7 +19,7 @@ namespace {
 
 // Working pixels that go through the stages at a time. A multiple of 8, so that
 // every run starts at a byte of a row of bits.
-constexpr std::ptrdiff_t RUN = 512;
+constexpr std::ptrdiff_t RUN = NearestColour::RUN;
 
 constexpr int RED_BYTE = 16; // its lowest bit in a working pixel
 
@@ -60,6 +60,7 @@ class ImageRows {
     void read(std::ptrdiff_t y, std::ptrdiff_t x, std::uint32_t *pixels, std::ptrdiff_t n) const {
         const BitmapKernels &kernels = ZYLQX_KERNELS(bitmapKernels);
         if (image_.depth == ZYL_DEPTH_1U) return kernels.getBits(row(y) + x / 8, pixels, n);
+        if (isBytes3()) return kernels.read24(row(y), x, nullptr, pixels, n);
         std::fill_n(pixels, n, 0u);
         const auto get = kernels.getChannel[image_.depth == ZYL_DEPTH_16U];
         const std::ptrdiff_t step = pixelStep(image_);
@@ -74,6 +75,7 @@ class ImageRows {
                std::ptrdiff_t n) const {
         const BitmapKernels &kernels = ZYLQX_KERNELS(bitmapKernels);
         if (image_.depth == ZYL_DEPTH_1U) return kernels.putBits(pixels, row(y) + x / 8, n);
+        if (isBytes3()) return kernels.write24(row(y), x, nullptr, pixels, n);
         const auto put = kernels.putChannel[image_.depth == ZYL_DEPTH_16U];
         const std::ptrdiff_t step = pixelStep(image_);
         if (image_.nChannels == 1) return put(pixels, RED_BYTE, sample(y, x, 0), step, n);
@@ -81,6 +83,10 @@ class ImageRows {
     }
 
   private:
+    // Whether rows are those of a bitmap of 24 bits.
+    bool isBytes3() const {
+        return image_.depth == ZYL_DEPTH_8U && image_.nChannels == 3 && !isPlanar(image_);
+    }
     unsigned char *row(std::ptrdiff_t y) const {
         const bool bottomFirst = image_.origin == ZYL_ORIGIN_BL;
         return image_.imageData + (bottomFirst ? image_.height - 1 - y : y) * stride_;
@@ -163,7 +169,10 @@ class BitmapReader {
 class BitmapWriter {
   public:
     explicit BitmapWriter(const Bitmap &bitmap) : bitmap_(bitmap) {
-        if (bitmap.header.biBitCount <= 8) nearest_.emplace(bitmap.table, bitmap.entries);
+        const std::uint16_t bits = bitmap.header.biBitCount;
+        if (bits > 8) return;
+        nearest_.emplace(bitmap.table, bitmap.entries, bits == 1,
+                         bitmap.rows * bitmap.header.biWidth);
     }
 
     void write(std::ptrdiff_t y, std::ptrdiff_t x, const std::uint32_t *pixels, std::ptrdiff_t n) {
@@ -171,11 +180,11 @@ class BitmapWriter {
         std::uint8_t *row = bitmap_.row(y);
         switch (bitmap_.header.biBitCount) {
         case 1:
-            return writeIndices<1>(row, x, pixels, n);
+            return writeBits(row + x / 8, pixels, n);
         case 4:
-            return writeIndices<4>(row, x, pixels, n);
+            return writeHalves(row + x / 2, pixels, n);
         case 8:
-            return writeIndices<8>(row, x, pixels, n);
+            return nearest_->find(pixels, row + x, n);
         case 16:
             return kernels.write16(row, x, bitmap_.fields, pixels, n);
         case 24:
@@ -186,20 +195,22 @@ class BitmapWriter {
     }
 
   private:
-    // Several indices to a byte, the first in its highest bits. Bits of a byte
-    // past the row keep their values.
-    template <int BITS>
-    void writeIndices(std::uint8_t *row, std::ptrdiff_t x, const std::uint32_t *pixels,
-                      std::ptrdiff_t n) {
-        constexpr unsigned MASK = (1u << BITS) - 1;
-        constexpr std::ptrdiff_t PER_BYTE = 8 / BITS;
-        for (std::ptrdiff_t i = 0; i < n; ++i) {
-            const std::uint32_t found = (*nearest_)(pixels[i]);
-            const unsigned index = BITS == 1 ? found > 0 : found & MASK;
-            std::uint8_t &byte = row[(x + i) / PER_BYTE];
-            const auto shift = static_cast<int>(8 - BITS - (x + i) % PER_BYTE * BITS);
-            byte = static_cast<std::uint8_t>((byte & ~(MASK << shift)) | index << shift);
+    // Several indices to a byte, the first in its highest bits. Bits of a byte past the
+    // row keep their values.
+    void writeBits(std::uint8_t *bytes, const std::uint32_t *pixels, std::ptrdiff_t n) {
+        std::uint8_t indices[RUN];
+        nearest_->find(pixels, indices, n);
+        ZYLQX_KERNELS(depthKernels).toBits[0](indices, 1, bytes, n);
+    }
+    void writeHalves(std::uint8_t *bytes, const std::uint32_t *pixels, std::ptrdiff_t n) {
+        std::uint8_t indices[RUN];
+        nearest_->find(pixels, indices, n);
+        for (std::ptrdiff_t i = 0; i < n / 2; ++i) {
+            bytes[i] = static_cast<std::uint8_t>(indices[2 * i] << 4 | (indices[2 * i + 1] & 15));
         }
+        if (n % 2 == 0) return;
+        std::uint8_t &last = bytes[n / 2];
+        last = static_cast<std::uint8_t>(indices[n - 1] << 4 | (last & 15));
     }
 
     const Bitmap &bitmap_;

@@ -165,11 +165,35 @@ struct BitmapKernels {
     void (*getBits)(const std::uint8_t *s, std::uint32_t *pixels, std::ptrdiff_t n);
 };
 
+// The colours of a bitmap's table by channel: blue, green, red.
+constexpr int MAX_NEAR_ENTRIES = 256;
+struct TableColours {
+    std::int32_t channel[3][MAX_NEAR_ENTRIES];
+    int count; // at least one
+};
+
+// Cubes of colours: so many on each axis, and in all.
+constexpr int NEAR_SIDE = 8;
+constexpr int NEAR_COLOURS = NEAR_SIDE * NEAR_SIDE * NEAR_SIDE;
+constexpr int NEAR_CUBES = (256 / NEAR_SIDE) * (256 / NEAR_SIDE) * (256 / NEAR_SIDE);
+
+struct PaletteKernels {
+    // The nearest entries to working pixels, by a search through all.
+    void (*nearestEntries)(const TableColours &table, const std::uint32_t *pixels,
+                           std::uint8_t *indices, std::ptrdiff_t n);
+    // Those of the NEAR_COLOURS colours of the cube whose lowest colour is `first`, and
+    // for working pixels the number of the cube and that of the colour in it.
+    void (*nearestInCube)(const TableColours &table, std::uint32_t first, std::uint8_t *nearest);
+    void (*cubesOf)(const std::uint32_t *pixels, std::uint16_t *cubes, std::uint16_t *colours,
+                    std::ptrdiff_t n);
+};
+
 ZYLQX_DECLARE_KERNELS(DepthKernels, depthKernels)
 ZYLQX_DECLARE_KERNELS(GrayKernels, grayKernels)
 ZYLQX_DECLARE_KERNELS(ColourKernels, colourKernels)
 ZYLQX_DECLARE_KERNELS(ReduceKernels, reduceKernels)
 ZYLQX_DECLARE_KERNELS(DitherKernels, ditherKernels)
+ZYLQX_DECLARE_KERNELS(PaletteKernels, paletteKernels)
 ZYLQX_DECLARE_KERNELS(BitmapKernels, bitmapKernels)
 
 } // namespace zylqx

@@ -60,59 +60,70 @@ bool fillFixedTable(std::uint8_t *table, std::uint64_t entries, bool gray) {
     return true;
 }
 
-NearestColour::NearestColour(const std::uint8_t *table, std::uint64_t entries)
-    : table_(table), entries_(entries) {
-    if (entries > MAX_ENTRIES) return;
+NearestColour::NearestColour(const std::uint8_t *table, std::uint64_t entries, bool oneBit,
+                             std::int64_t pixels)
+    : table_(table), entries_(entries), oneBit_(oneBit) {
+    if (entries > MAX_NEAR_ENTRIES) return;
+    colours_.count = static_cast<int>(entries);
     for (std::size_t i = 0; i < entries; ++i) {
         for (std::size_t axis = 0; axis < 3; ++axis) {
-            channels_[axis][i] = table[ENTRY_BYTES * i + axis];
+            colours_.channel[axis][i] = table[ENTRY_BYTES * i + axis];
         }
     }
-    candidates_ = Scratch<std::uint8_t>(MAX_CANDIDATES);
-    if (!candidates_) return;
-    lists_ = Scratch<std::uint32_t>(CELLS);
-    if (lists_) std::fill_n(lists_.data(), CELLS, UNKNOWN);
+    if (pixels < MANY_PIXELS) return;
+    nearest_ = Scratch<std::uint8_t>(std::uint64_t{NEAR_CUBES} * NEAR_COLOURS);
+    if (!nearest_) return;
+    parts_ = Scratch<std::uint16_t>(NEAR_CUBES);
+    if (parts_) std::fill_n(parts_.data(), NEAR_CUBES, std::uint16_t{0});
 }
 
-std::uint32_t NearestColour::searchAll(std::uint32_t pixel) const {
+void NearestColour::find(const std::uint32_t *pixels, std::uint8_t *indices, std::ptrdiff_t n) {
+    if (entries_ > MAX_NEAR_ENTRIES) {
+        for (std::ptrdiff_t i = 0; i < n; ++i) indices[i] = searchAll(pixels[i]);
+    } else if (!parts_) {
+        ZYLQX_KERNELS(paletteKernels).nearestEntries(colours_, pixels, indices, n);
+    } else {
+        lookUp(pixels, indices, n);
+    }
+}
+
+void NearestColour::lookUp(const std::uint32_t *pixels, std::uint8_t *indices, std::ptrdiff_t n) {
+    const PaletteKernels &kernels = ZYLQX_KERNELS(paletteKernels);
+    std::uint16_t cubes[RUN], colours[RUN];
+    kernels.cubesOf(pixels, cubes, colours, n);
+    std::uint16_t *const parts = parts_.data(); // storing bytes cannot change local pointers
+    std::uint8_t *const nearest = nearest_.data();
+    for (std::ptrdiff_t i = 0; i < n; ++i) {
+        std::uint16_t &part = parts[cubes[i]];
+        if (part == 0) {
+            const std::uint32_t first = pixels[i] & (0x010101u * (256 - NEAR_SIDE));
+            kernels.nearestInCube(colours_, first, nearest + std::ptrdiff_t{made_} * NEAR_COLOURS);
+            part = ++made_;
+        }
+        indices[i] = nearest[std::ptrdiff_t{part - 1} * NEAR_COLOURS + colours[i]];
+    }
+}
+
+// The number of an entry may have more bits than an index.
+std::uint8_t NearestColour::searchAll(std::uint32_t pixel) const {
+    const auto distance = [pixel](const std::uint8_t *entry) {
+        std::int32_t sum = 0;
+        for (int axis = 0; axis < 3; ++axis) {
+            const std::int32_t d =
+                static_cast<std::int32_t>(pixel >> (8 * axis) & 255u) - entry[axis];
+            sum += d * d;
+        }
+        return sum;
+    };
     std::uint64_t best = 0;
-    std::int32_t least = distance(table_, pixel);
+    std::int32_t least = distance(table_);
     for (std::uint64_t i = 1; i < entries_; ++i) {
-        const std::int32_t d = distance(table_ + ENTRY_BYTES * i, pixel);
+        const std::int32_t d = distance(table_ + ENTRY_BYTES * i);
         if (d >= least) continue;
         best = i;
         least = d;
     }
-    return static_cast<std::uint32_t>(best);
-}
-
-std::uint32_t NearestColour::listFor(std::uint32_t pixel) {
-    if (MAX_CANDIDATES - used_ <= entries_) return TOO_MANY;
-    // The least and the largest distance of every entry from the cell.
-    const auto count = static_cast<std::size_t>(entries_);
-    std::int32_t least[MAX_ENTRIES] = {};
-    std::int32_t largest[MAX_ENTRIES] = {};
-    for (int axis = 0; axis < 3; ++axis) {
-        const auto low = static_cast<std::int32_t>(pixel >> (8 * axis) & 0xFCu);
-        for (std::size_t i = 0; i < count; ++i) {
-            const std::int32_t below = low - channels_[axis][i];
-            const std::int32_t above = -below - 3;
-            const std::int32_t outside = std::max(std::max(below, above), 0);
-            const std::int32_t reach = std::max(below, above) + 3;
-            least[i] += outside * outside;
-            largest[i] += reach * reach;
-        }
-    }
-    const std::int32_t bound = *std::min_element(largest, largest + count);
-    std::uint8_t *list = candidates_.data() + used_;
-    std::uint32_t found = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-        list[found] = static_cast<std::uint8_t>(i);
-        found += least[i] <= bound;
-    }
-    const auto start = static_cast<std::uint32_t>(used_);
-    used_ += found;
-    return start << COUNT_BITS | found;
+    return static_cast<std::uint8_t>(oneBit_ ? best > 0 : best);
 }
 
 } // namespace zylqx

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "convert/kernels.h"
 #include "core/memory.h"
 
 namespace zylqx {
@@ -31,71 +32,39 @@ bool isGrayRamp(const std::uint8_t *table, std::uint64_t entries);
 // other table stays as it is: false.
 bool fillFixedTable(std::uint8_t *table, std::uint64_t entries, bool gray);
 
-// Finds the entry nearest to a colour: the first of those with the smallest sum
-// of squared differences.
+// Finds the entries nearest to colours: the first of those with the smallest sum of
+// squared differences.
 //
-// Colour space is cut into cells of 4 x 4 x 4 colours. For each cell, as soon as
-// a colour of it is asked for, the entries are listed that can be nearest to any
-// of its colours: those whose least distance from the cell is not above the
-// smallest of all largest distances. A few remain, and the result is that of a
-// search through all. That search also stands in when there is no memory for the
-// lists.
+// For many pixels, those of a whole cube of colours are found as soon as one of them is
+// asked for, and looked up from then on. Without memory for this, and for few pixels,
+// every colour is held against all entries.
 class NearestColour {
   public:
-    // The table has at least one entry and outlives the object.
-    NearestColour(const std::uint8_t *table, std::uint64_t entries);
+    // The table has at least one entry and outlives the object. Bitmaps of one bit tell
+    // the first entry from the others.
+    NearestColour(const std::uint8_t *table, std::uint64_t entries, bool oneBit,
+                  std::int64_t pixels);
 
-    // `pixel` holds blue in its lowest byte, then green and red.
-    std::uint32_t operator()(std::uint32_t pixel) {
-        if (!lists_) return searchAll(pixel);
-        std::uint32_t &list = lists_[cellOf(pixel)];
-        if (list == UNKNOWN) list = listFor(pixel);
-        if (list == TOO_MANY) return searchAll(pixel);
-        return searchList(candidates_.data() + (list >> COUNT_BITS), list & COUNT_MASK, pixel);
-    }
+    // At most RUN pixels, which hold blue in their lowest byte, then green and red.
+    void find(const std::uint32_t *pixels, std::uint8_t *indices, std::ptrdiff_t n);
+
+    static constexpr std::ptrdiff_t RUN = 512;
 
   private:
-    static constexpr int AXIS_CELLS = 64;
-    static constexpr std::size_t CELLS = std::size_t{AXIS_CELLS} * AXIS_CELLS * AXIS_CELLS;
-    static constexpr std::size_t MAX_CANDIDATES = std::size_t{1} << 20;
-    static constexpr std::size_t MAX_ENTRIES = 256;
-    // A list: where its candidates start, and how many there are.
-    static constexpr int COUNT_BITS = 9;
-    static constexpr std::uint32_t COUNT_MASK = (1u << COUNT_BITS) - 1;
-    static constexpr std::uint32_t UNKNOWN = 0;
-    static constexpr std::uint32_t TOO_MANY = ~std::uint32_t{0};
+    // From here on the look-up pays.
+    static constexpr std::int64_t MANY_PIXELS = 4096;
 
-    static std::size_t cellOf(std::uint32_t pixel) {
-        return (pixel >> 2 & 0x3Fu) | (pixel >> 4 & 0xFC0u) | (pixel >> 6 & 0x3F000u);
-    }
-    static std::int32_t distance(const std::uint8_t *entry, std::uint32_t pixel) {
-        const auto blue = static_cast<std::int32_t>(pixel & 255u) - entry[0];
-        const auto green = static_cast<std::int32_t>(pixel >> 8 & 255u) - entry[1];
-        const auto red = static_cast<std::int32_t>(pixel >> 16 & 255u) - entry[2];
-        return blue * blue + green * green + red * red;
-    }
-
-    std::uint32_t searchAll(std::uint32_t pixel) const;
-    std::uint32_t searchList(const std::uint8_t *list, std::uint32_t count,
-                             std::uint32_t pixel) const {
-        std::uint32_t best = list[0];
-        if (count == 1) return best;
-        std::int32_t least = distance(table_ + ENTRY_BYTES * best, pixel);
-        for (std::uint32_t i = 1; i < count; ++i) {
-            const std::int32_t d = distance(table_ + ENTRY_BYTES * list[i], pixel);
-            best = d < least ? list[i] : best;
-            least = d < least ? d : least;
-        }
-        return best;
-    }
-    std::uint32_t listFor(std::uint32_t pixel);
+    std::uint8_t searchAll(std::uint32_t pixel) const;
+    void lookUp(const std::uint32_t *pixels, std::uint8_t *indices, std::ptrdiff_t n);
 
     const std::uint8_t *table_;
     std::uint64_t entries_;
-    std::int32_t channels_[3][MAX_ENTRIES]; // of the entries, for making lists
-    Scratch<std::uint32_t> lists_;
-    Scratch<std::uint8_t> candidates_;
-    std::size_t used_ = 0;
+    bool oneBit_;
+    TableColours colours_;
+    // For every cube the number of its part of `nearest_`, from 1; 0 before it is made.
+    Scratch<std::uint16_t> parts_;
+    Scratch<std::uint8_t> nearest_;
+    std::uint16_t made_ = 0;
 };
 
 } // namespace zylqx
