@@ -44,12 +44,11 @@ inline s32 quotient(s32 a, s32 b) {
     return static_cast<s32>(static_cast<float>(a) / static_cast<float>(b));
 }
 
-// The hue in degrees, for delta > 0.
+// The hue in degrees, for delta > 0. Choices come before divisions, which are slow.
 inline double hueDegrees(double r, double g, double b, double high, double delta) {
-    const double fromRed = 60.0 * (g - b) / delta;
-    const double fromGreen = 60.0 * (b - r) / delta + 120.0;
-    const double fromBlue = 60.0 * (r - g) / delta + 240.0;
-    const double hue = r == high ? fromRed : g == high ? fromGreen : fromBlue;
+    const double difference = r == high ? g - b : g == high ? b - r : r - g;
+    const double first = r == high ? 0.0 : g == high ? 120.0 : 240.0;
+    const double hue = 60.0 * difference / delta + first;
     return hue < 0.0 ? hue + 360.0 : hue;
 }
 
@@ -86,26 +85,33 @@ struct RgbToHsv {
 };
 
 struct HsvToRgb {
-    // One value of a column of the table of sectors.
-    static s32 pick(s32 sector, s32 s0, s32 s1, s32 s2, s32 s3, s32 s4, s32 s5) {
-        const s32 low = select(sector <= 0, s0, select(sector == 1, s1, s2));
-        const s32 high = select(sector == 3, s3, select(sector == 4, s4, s5));
-        return select(sector < 3, low, high);
+    // Colours of the six sectors: one channel has the value, one the lowest colour, and
+    // that between them falls in odd sectors and rises in the others.
+    static s32 inSectors(s32 sector) { return smaller(larger(sector, 0), 5); }
+    static s32 red(s32 sector, s32 value, s32 between, s32 low) {
+        return select((sector == 0) | (sector == 5), value,
+                      select((sector == 2) | (sector == 3), low, between));
+    }
+    static s32 green(s32 sector, s32 value, s32 between, s32 low) {
+        return select((sector == 1) | (sector == 2), value, select(sector > 3, low, between));
+    }
+    static s32 blue(s32 sector, s32 value, s32 between, s32 low) {
+        return select((sector == 3) | (sector == 4), value, select(sector < 2, low, between));
     }
 
     // Division by 60 is * 34 >> 11 here and division by 255 is >> 8.
     static void run(Chunk<u8> &chunk, std::ptrdiff_t n) {
         for (std::ptrdiff_t i = 0; i < n; ++i) {
             const s32 hue = chunk.a[i], v = chunk.c[i];
-            const s32 sector = (hue * 2185) >> 16; // hue / 30
-            const s32 f = 2 * hue - 60 * sector;
+            const s32 full = (hue * 2185) >> 16; // hue / 30
+            const s32 f = 2 * hue - 60 * full;
+            const s32 sector = inSectors(full);
             const s32 k = (v * chunk.b[i]) >> 8;
             const s32 p = v - k;
-            const s32 q = v - ((k * f * 34) >> 11);
-            const s32 t = v - ((k * (60 - f) * 34) >> 11);
-            chunk.a[i] = u8(pick(sector, v, q, p, p, t, v));
-            chunk.b[i] = u8(pick(sector, t, v, v, q, p, p));
-            chunk.c[i] = u8(pick(sector, p, p, t, v, v, q));
+            const s32 x = v - ((k * select((sector & 1) != 0, f, 60 - f) * 34) >> 11);
+            chunk.a[i] = u8(red(sector, v, x, p));
+            chunk.b[i] = u8(green(sector, v, x, p));
+            chunk.c[i] = u8(blue(sector, v, x, p));
         }
     }
 
@@ -116,16 +122,18 @@ struct HsvToRgb {
             const double s = chunk.b[i], v = chunk.c[i];
             const s32 hue = chunk.a[i];
             const double h = select(hue == 360, 0, hue) * (1.0 / 60.0);
-            const s32 sector = static_cast<s32>(h);
-            const double f = h - sector;
+            const s32 full = static_cast<s32>(h);
+            const double f = h - full;
+            const s32 sector = inSectors(full);
             const bool gray = chunk.b[i] == 0;
             const s32 value = chunk.c[i];
+            const double odd = sector & 1; // falling
+            const double way = odd != 0.0 ? f : 1.0 - f;
             const s32 p = select(gray, value, sample<T>(v * (MAX - s) / MAX));
-            const s32 q = select(gray, value, sample<T>(v * (MAX - s * f) / MAX));
-            const s32 t = select(gray, value, sample<T>(v * (MAX - s * (1.0 - f)) / MAX));
-            chunk.a[i] = T(pick(sector, value, q, p, p, t, value));
-            chunk.b[i] = T(pick(sector, t, value, value, q, p, p));
-            chunk.c[i] = T(pick(sector, p, p, t, value, value, q));
+            const s32 x = select(gray, value, sample<T>(v * (MAX - s * way) / MAX));
+            chunk.a[i] = T(red(sector, value, x, p));
+            chunk.b[i] = T(green(sector, value, x, p));
+            chunk.c[i] = T(blue(sector, value, x, p));
         }
     }
 };
@@ -169,9 +177,9 @@ struct HlsToRgb {
     // The value of one colour, for its hue in 0 to 360. Division by 60 and 255
     // is * 274 >> 13, * 258 >> 16.
     static s32 value(s32 h, s32 m1, s32 m2, s32 spread) {
-        const s32 rising = m1 + ((spread * 274 * h) >> 13);
-        const s32 falling = m1 + ((spread * 274 * (240 - h)) >> 13);
-        return select(h < 60, rising, select(h < 180, m2, select(h >= 240, m1, falling)));
+        const s32 sloping = m1 + ((spread * 274 * select(h < 60, h, 240 - h)) >> 13);
+        const s32 level = select(h < 180, m2, m1);
+        return select((h < 60) | ((h >= 180) & (h < 240)), sloping, level);
     }
 
     static void run(Chunk<u8> &chunk, std::ptrdiff_t n) {
@@ -190,9 +198,10 @@ struct HlsToRgb {
     static double value(double hue, double m1, double m2) {
         const double above = hue < 0.0 ? hue + 360.0 : hue;
         const double h = above > 360.0 ? above - 360.0 : above;
-        const double rising = m1 + (m2 - m1) * h * 0.0166666667;
-        const double falling = m1 + (m2 - m1) * (240.0 - h) * 0.0166666667;
-        return h < 60.0 ? rising : h < 180.0 ? m2 : h >= 240.0 ? m1 : falling;
+        const double way = h < 60.0 ? h : 240.0 - h;
+        const double sloping = m1 + (m2 - m1) * way * 0.0166666667;
+        const double level = h < 180.0 ? m2 : m1;
+        return (h < 60.0) | ((h >= 180.0) & (h < 240.0)) ? sloping : level;
     }
 
     template <class T>
@@ -201,7 +210,8 @@ struct HlsToRgb {
         constexpr auto MIDDLE = static_cast<double>(HIGHEST<T> / 2);
         for (std::ptrdiff_t i = 0; i < n; ++i) {
             const double h = chunk.a[i], l = chunk.b[i], s = chunk.c[i];
-            const double m2 = l <= MIDDLE ? l * (1.0 + s / MAX) : l + s - l * s / MAX;
+            const double part = (l <= MIDDLE ? s : l * s) / MAX;
+            const double m2 = l <= MIDDLE ? l * (1.0 + part) : l + s - part;
             const double m1 = 2.0 * l - m2;
             const bool gray = chunk.c[i] == 0;
             const T lightness = chunk.b[i];

@@ -176,24 +176,47 @@ void toGrayBitsRow(const ColourSource &s, void *d, std::ptrdiff_t n) {
 
 // ---- gray to colour -----------------------------------------------------------
 
-template <class T>
-void fromGrayRow(const void *s, const GrayWeights &weights, const ColourRow &d, std::ptrdiff_t n) {
+// A sample times a weight. Of a weight that is no more than one, bytes need 16 bits.
+template <class T, class Sum>
+void weighted(const T *gray, Sum weight, int shift, T *__restrict channel, std::ptrdiff_t n) {
+    for (std::ptrdiff_t x = 0; x < n; ++x) {
+        const auto value = Sum(Sum(gray[x] * weight) >> shift);
+        channel[x] = T(value < HIGHEST<T> ? value : HIGHEST<T>);
+    }
+}
+
+// Calls weigh(k, gray, channel, n) for each of the three weights, but once for weights
+// that are equal, and puts the channels into the row.
+template <class T, class Weights, class F>
+void fromGray(const void *s, const Weights (&weights)[3], const ColourRow &d, std::ptrdiff_t n,
+              F weigh) {
     const T *in = static_cast<const T *>(s);
     Chunk<T> chunk;
-    T *out[3] = {chunk.a, chunk.b, chunk.c};
+    T *const own[] = {chunk.a, chunk.b, chunk.c};
+    const T *channels[3] = {chunk.a, chunk.b, chunk.c};
+    for (int k = 1; k < 3; ++k) {
+        if (weights[k] == weights[k - 1]) channels[k] = channels[k - 1];
+    }
     for (std::ptrdiff_t i = 0; i < n; i += CHUNK) {
         const std::ptrdiff_t count = chunkFrom(i, n);
         for (int k = 0; k < 3; ++k) {
-            const u32 weight = weights.weight[k];
-            const int shift = weights.shift;
-            T *channel = out[k];
-            for (std::ptrdiff_t x = 0; x < count; ++x) {
-                const u32 value = (in[i + x] * weight) >> shift;
-                channel[x] = T(value < HIGHEST<T> ? value : HIGHEST<T>);
-            }
+            if (channels[k] == own[k]) weigh(k, in + i, own[k], count);
         }
-        join(chunk, d, i, count);
+        join<T>(channels, d, i, count);
     }
+}
+
+template <class T>
+void fromGrayRow(const void *s, const GrayWeights &weights, const ColourRow &d, std::ptrdiff_t n) {
+    const auto weigh = [&](int k, const T *gray, T *channel, std::ptrdiff_t count) {
+        const u32 weight = weights.weight[k];
+        if (sizeof(T) == 1 && weight <= 256 && weights.shift == 8) {
+            weighted(gray, u16(weight), 8, channel, count);
+        } else {
+            weighted(gray, weight, weights.shift, channel, count);
+        }
+    };
+    fromGray<T>(s, weights.weight, d, n, weigh);
 }
 
 // Truncated, and saturated to the range of a signed 32-bit sample.
@@ -204,18 +227,11 @@ inline s32 saturated(double v) {
 
 void fromGrayRow32(const void *s, const GrayWeights &weights, const ColourRow &d,
                    std::ptrdiff_t n) {
-    const s32 *in = static_cast<const s32 *>(s);
-    Chunk<s32> chunk;
-    s32 *out[3] = {chunk.a, chunk.b, chunk.c};
-    for (std::ptrdiff_t i = 0; i < n; i += CHUNK) {
-        const std::ptrdiff_t count = chunkFrom(i, n);
-        for (int k = 0; k < 3; ++k) {
-            const double fraction = weights.fraction[k];
-            s32 *channel = out[k];
-            for (std::ptrdiff_t x = 0; x < count; ++x) channel[x] = saturated(in[i + x] * fraction);
-        }
-        join(chunk, d, i, count);
-    }
+    const auto weigh = [&](int k, const s32 *gray, s32 *channel, std::ptrdiff_t count) {
+        const double fraction = weights.fraction[k];
+        for (std::ptrdiff_t x = 0; x < count; ++x) channel[x] = saturated(gray[x] * fraction);
+    };
+    fromGray<s32>(s, weights.fraction, d, n, weigh);
 }
 
 #define ZYLQX_GRAY_FROM(S)                                                                         \
