@@ -111,7 +111,7 @@ void blurBell(Step &step, double sigma) {
     std::vector<double> values;
     for (int k = -reach; k <= reach; ++k) values.push_back(std::exp(-k * k / (2 * each * each)));
     const Coefficients bell = coefficients(values, reach, mostBits(step.shape()));
-    for (int i = 0; i < passes; ++i) convolveSeparably(step, bell, bell);
+    for (int i = 0; i < passes; ++i) convolveSeparably(step, bell, bell, step.shape());
 }
 
 void gaussianBlur(Step &step) {

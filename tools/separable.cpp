@@ -50,16 +50,29 @@ Coefficients coefficients(const std::vector<double> &values, int anchor, int bit
     return row;
 }
 
-void convolveSeparably(Step &step, const Coefficients &across, const Coefficients &down) {
+void convolveSeparably(Step &step, const Coefficients &across, const Coefficients &down,
+                       const Shape &result) {
     const auto columns = static_cast<int>(across.values.size());
     const auto rows = static_cast<int>(down.values.size());
     const auto x = kernelOf(1, columns, across.anchor, 0, across);
     const auto y = kernelOf(rows, 1, 0, down.anchor, down);
-    step.then(step.shape(), [x, y](Request &request) {
+    step.then(result, [x, y](Request &request) {
         ZylImage *source = request.sources[0];
-        const Region reading(source, regionOf(request.place));
         zylSetBorderMode(source, ZYL_BORDER_REPLICATE, ZYL_SIDE_ALL, 0);
-        zylConvolveSep2D(source, request.window, x.get(), y.get());
+        // A block may lie outside the source, but be no larger.
+        const int right = request.place.x + request.place.width;
+        const int bottom = request.place.y + request.place.height;
+        for (int row = request.place.y; row < bottom;) {
+            const int height = std::min(source->height, bottom - row);
+            for (int column = request.place.x; column < right;) {
+                const Rect part = {column, row, std::min(source->width, right - column), height};
+                const Region reading(source, regionOf(part));
+                const Region writing(request.window, inWindow(request, part));
+                zylConvolveSep2D(source, request.window, x.get(), y.get());
+                column += part.width;
+            }
+            row += height;
+        }
     });
 }
 

@@ -19,7 +19,9 @@ int mostBits(const Shape &shape);
 // rounding down leaves goes to those that lost most.
 Coefficients coefficients(const std::vector<double> &values, int anchor, int bits);
 
-// Convolves the whole picture, its edge repeated outside.
-void convolveSeparably(Step &step, const Coefficients &across, const Coefficients &down);
+// Convolves the whole picture, its edge repeated outside. The result may be larger by
+// columns and rows that lie outside.
+void convolveSeparably(Step &step, const Coefficients &across, const Coefficients &down,
+                       const Shape &result);
 
 } // namespace tool

@@ -144,4 +144,16 @@ class Step {
     int channel_ = 0;
 };
 
+// For functions that make one tile, given its column and row.
+template <class Function>
+std::function<void(Request &)> byIndex(Function function) {
+    return [function](Request &r) { function(r.sources[0], r.result, r.tile); };
+}
+
+// The same for those that are given a pixel of the tile.
+template <class Function>
+std::function<void(Request &)> byPoint(Function function) {
+    return [function](Request &r) { function(r.sources[0], r.result, &r.point); };
+}
+
 } // namespace tool

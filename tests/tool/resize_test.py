@@ -56,13 +56,26 @@ class Sizes(unittest.TestCase):
     def test_smaller(self):
         for mode in ("RGB", "L"):
             picture = natural(451, 300).convert(mode)
-            # Of the smallest, a third is edge, where what lies outside is guessed.
-            for scale, least in ((1 / 2, 40), (1 / 3, 40), (1 / 4, 40), (0.37, 40), (0.9, 40),
-                                 (1 / 7.5, 40), (1 / 40, 34)):
+            for scale, least in ((1 / 2, 46), (1 / 3, 46), (1 / 4, 46), (0.37, 46), (0.9, 44),
+                                 (1 / 7.5, 46), (1 / 40, 44)):
                 size = (round(451 * scale), round(300 * scale))
                 made = self.run_zyl(picture, "resize:width=%d,height=%d,fit=exact" % size)
                 expected = picture.resize(size, Image.LANCZOS)
                 self.assertGreater(decibels(made, expected), least, (mode, scale))
+
+    def test_no_size_is_brighter_or_darker(self):
+        picture = natural(480, 320)
+        for scale in (1 / 2, 0.37, 0.9, 1 / 8, 2):
+            size = (round(480 * scale), round(320 * scale))
+            made = self.run_zyl(picture, "resize:width=%d,height=%d,fit=exact" % size)
+            expected = ImageStat.Stat(picture.resize(size, Image.LANCZOS)).mean
+            for a, b in zip(ImageStat.Stat(made).mean, expected):
+                self.assertAlmostEqual(a, b, delta=0.1)
+        # One color stays what it is.
+        for color in ((0, 128, 255), (1, 254, 77)):
+            for words in ("resize:scale=0.3", "resize:scale=0.05", "resize:scale=1.7"):
+                made = self.run_zyl(Image.new("RGB", (200, 130), color), words)
+                self.assertEqual(made.getcolors(), [(made.width * made.height, color)])
 
     def test_larger(self):
         picture = natural(151, 100)
@@ -83,6 +96,16 @@ class Sizes(unittest.TestCase):
         made = self.run_zyl(picture, "resize:width=13")
         for red, green, _, alpha in made.getdata():
             self.assertTrue(alpha < 16 or (green == 0 and red > 170), (red, green, alpha))
+
+    def test_colors_of_what_is_hardly_seen(self):
+        picture = natural(128, 96)
+        expected = picture.resize((64, 48), Image.LANCZOS)
+        for alpha in (255, 20, 3):
+            faint = picture.copy()
+            faint.putalpha(alpha)
+            made = self.run_zyl(faint, "resize:width=64")
+            self.assertEqual(made.getchannel("A").getextrema(), (alpha, alpha))
+            self.assertGreater(decibels(made.convert("RGB"), expected), 44, alpha)
 
     def test_thumbnails_of_jpeg_files(self):
         picture = natural(1200, 807)
