@@ -47,24 +47,36 @@ class ByteTable {
         }
     }
 
-    U8x32 operator()(U8x32 samples) const {
-        return half(parts_, samples) ^ half(parts_ + 8, samples ^ 0x80);
+    // COUNT vectors in place, so that a part serves all of them once it is loaded.
+    template <int COUNT>
+    void operator()(U8x32 (&samples)[COUNT]) const {
+        U8x32 above[COUNT];
+        for (int i = 0; i < COUNT; ++i) above[i] = samples[i] ^ 0x80;
+        half(parts_, samples);
+        half(parts_ + 8, above);
+        for (int i = 0; i < COUNT; ++i) samples[i] ^= above[i];
     }
 
   private:
     // Samples below 128 by eight parts; zeros for the others.
-    static U8x32 half(const Chars32 *parts, U8x32 samples) {
+    template <int COUNT>
+    static void half(const Chars32 *parts, U8x32 (&samples)[COUNT]) {
         // Far enough below zero that subtracting cannot come round.
         const S8x32 outside = S8x32{} - 1;
-        S8x32 index = reinterpret_cast<S8x32>(samples);
-        index = index > outside ? index : outside;
-        U8x32 result = {};
-        for (int part = 0; part < 8; ++part) {
-            if (part > 0) index -= 16;
-            result ^= reinterpret_cast<U8x32>(
-                __builtin_ia32_pshufb256(parts[part], reinterpret_cast<Chars32>(index)));
+        S8x32 index[COUNT];
+        for (int i = 0; i < COUNT; ++i) {
+            const S8x32 sample = reinterpret_cast<S8x32>(samples[i]);
+            index[i] = sample > outside ? sample : outside;
+            samples[i] = U8x32{};
         }
-        return result;
+        for (int part = 0; part < 8; ++part) {
+            const Chars32 table = parts[part];
+            for (int i = 0; i < COUNT; ++i) {
+                if (part > 0) index[i] -= 16;
+                samples[i] ^= reinterpret_cast<U8x32>(
+                    __builtin_ia32_pshufb256(table, reinterpret_cast<Chars32>(index[i])));
+            }
+        }
     }
 
     Chars32 parts_[16];
@@ -79,7 +91,7 @@ class ByteTable {
 template <int CHANNELS>
 class PixelTables {
   public:
-    static constexpr std::ptrdiff_t PIXELS = 32;
+    static constexpr std::ptrdiff_t PIXELS = 64;
 
     explicit PixelTables(const u8 *tables) {
         for (int c = 0; c < CHANNELS; ++c) channels_[c] = ByteTable(tables + c * 256);
@@ -89,19 +101,28 @@ class PixelTables {
     }
 
     void operator()(const u8 *s, u8 *d) const {
-        U8x32 v[CHANNELS];
-        for (int j = 0; j < CHANNELS; ++j) v[j] = rotate(load<U8x32>(s + 32 * j), j);
-        U8x32 channel[CHANNELS];
-        for (int c = 0; c < CHANNELS; ++c) {
-            // v[j] has channel (p + SHIFT * j) % CHANNELS at position p.
-            U8x32 samples = {};
-            for (int j = 0; j < CHANNELS; ++j) samples |= v[j] & mask(c - SHIFT * j);
-            channel[c] = channels_[c](samples);
+        constexpr int TURNS = 2;
+        constexpr int TURN = 32 * CHANNELS;
+        U8x32 channel[CHANNELS][TURNS];
+        for (int t = 0; t < TURNS; ++t) {
+            U8x32 v[CHANNELS];
+            for (int j = 0; j < CHANNELS; ++j) {
+                v[j] = rotate(load<U8x32>(s + t * TURN + 32 * j), j);
+            }
+            for (int c = 0; c < CHANNELS; ++c) {
+                // v[j] has channel (p + SHIFT * j) % CHANNELS at position p.
+                U8x32 samples = {};
+                for (int j = 0; j < CHANNELS; ++j) samples |= v[j] & mask(c - SHIFT * j);
+                channel[c][t] = samples;
+            }
         }
-        for (int j = 0; j < CHANNELS; ++j) {
-            U8x32 samples = {};
-            for (int c = 0; c < CHANNELS; ++c) samples |= channel[c] & mask(c - SHIFT * j);
-            store(d + 32 * j, rotate(samples, -j));
+        for (int c = 0; c < CHANNELS; ++c) channels_[c](channel[c]);
+        for (int t = 0; t < TURNS; ++t) {
+            for (int j = 0; j < CHANNELS; ++j) {
+                U8x32 samples = {};
+                for (int c = 0; c < CHANNELS; ++c) samples |= channel[c][t] & mask(c - SHIFT * j);
+                store(d + t * TURN + 32 * j, rotate(samples, -j));
+            }
         }
     }
 
@@ -131,7 +152,12 @@ void lookUp8Row(const u8 *s, std::ptrdiff_t sStep, u8 *d, std::ptrdiff_t dStep, 
     std::ptrdiff_t i = 0;
     if (sStep == 1 && dStep == 1 && n >= MANY_SAMPLES) {
         const ByteTable bytes(table);
-        for (; i + 32 <= n; i += 32) store(d + i, bytes(load<U8x32>(s + i)));
+        for (; i + 64 <= n; i += 64) {
+            U8x32 samples[] = {load<U8x32>(s + i), load<U8x32>(s + i + 32)};
+            bytes(samples);
+            store(d + i, samples[0]);
+            store(d + i + 32, samples[1]);
+        }
     }
     lookUpRow(s + i * sStep, sStep, d + i * dStep, dStep, n - i, table);
 }

@@ -20,25 +20,34 @@ void lookUp(const T *s, std::ptrdiff_t sStep, T *d, std::ptrdiff_t dStep, std::p
     }
 }
 
+constexpr std::ptrdiff_t COLUMNS_OF_TURN = 4096;
+
 template <class T>
 void mapPiece(const TilePiece &src, const TableChannels &srcChannels, const TilePiece &dst,
               const TableChannels &dstChannels, const T *tables, std::int32_t histSize) {
-    // 16-bit tables take no turns: they would throw each other out of the cache.
     const bool pixels =
         sizeof(T) == 1 && takesPixels(src, srcChannels) && takesPixels(dst, dstChannels);
-    for (int i = 0; i < (pixels ? 1 : srcChannels.count); ++i) {
-        const View<T> in = channelView<T>(src, srcChannels.channel(i));
-        const View<T> out = channelView<T>(dst, dstChannels.channel(i));
-        for (std::ptrdiff_t y = 0; y < in.rows; ++y) {
-            if constexpr (sizeof(T) == 1) {
-                if (pixels) {
-                    ZYLQX_KERNELS(lookUpKernels)
-                        .pixels8(in.row(y), out.row(y), srcChannels.count, in.columns, tables);
-                    continue;
+    const View<T> extent = channelView<T>(src, srcChannels.channel(0));
+    // 16-bit tables throw each other out of the nearest cache, so each has as many
+    // samples to look up in its turn as stay in the next one.
+    const std::ptrdiff_t columns = sizeof(T) == 1 ? extent.columns : COLUMNS_OF_TURN;
+    for (std::ptrdiff_t y = 0; y < extent.rows; ++y) {
+        for (std::ptrdiff_t x = 0; x < extent.columns; x += columns) {
+            const std::ptrdiff_t n = std::min(columns, extent.columns - x);
+            for (int i = 0; i < (pixels ? 1 : srcChannels.count); ++i) {
+                const View<T> in = channelView<T>(src, srcChannels.channel(i));
+                const View<T> out = channelView<T>(dst, dstChannels.channel(i));
+                const T *from = in.row(y) + x * in.step;
+                T *to = out.row(y) + x * out.step;
+                const T *table = tables + std::ptrdiff_t{i} * histSize;
+                if constexpr (sizeof(T) == 1) {
+                    if (pixels) {
+                        ZYLQX_KERNELS(lookUpKernels).pixels8(from, to, srcChannels.count, n, table);
+                        continue;
+                    }
                 }
+                lookUp(from, in.step, to, out.step, n, table);
             }
-            lookUp(in.row(y), in.step, out.row(y), out.step, in.columns,
-                   tables + std::ptrdiff_t{i} * histSize);
         }
     }
 }
