@@ -36,6 +36,11 @@ struct Gather {
     std::ptrdiff_t count;
 };
 
+// What a pixel is divided into where zoom computes in whole numbers. Positions go less
+// than two pixels past the first of two samples, so that values times ZOOM_UNIT^2 are
+// within 16 * (-3 * 255 to 4 * 255): 16 bits.
+constexpr int ZOOM_UNIT = 4;
+
 // Interpolations, as indices of the tables below.
 enum Interpolation { LINEAR, CUBIC };
 
@@ -115,6 +120,7 @@ struct ResampleKernels {
     };
     Set zoom[2][2];     // weights and values are doubles
     Set zoomExact[2];   // linear, where floats hold all numbers exactly
+    Set zoomWhole;      // linear, 8U, weights of both kinds are 16-bit parts of ZOOM_UNIT
     Set decimate[2][2]; // 16-bit weights, values of decimatedBytes()
 };
 

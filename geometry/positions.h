@@ -101,6 +101,14 @@ class ZoomAxis {
     // h = p[0] + weight[0] * (p[1] - p[0])
     Taps<double> linear(std::int32_t i) const { return linearTaps<double>(i); }
     Taps<float> linearSingle(std::int32_t i) const { return linearTaps<float>(i); }
+    // ZOOM_UNIT * h = p[0] * weight[0] + p[1] * weight[1], for factors that make it whole.
+    Taps<std::int16_t> linearWhole(std::int32_t i) const {
+        const Taps<double> taps = linearTaps<double>(i);
+        const auto t = static_cast<std::int16_t>(taps.weight[0] * ZOOM_UNIT);
+        return {{taps.index[0], taps.index[1], 0, 0},
+                {static_cast<std::int16_t>(ZOOM_UNIT - t), t},
+                false};
+    }
 
     // h = p[0] + weight[0] * d1 + weight[1] * d2 + weight[2] * d3, with the forward
     // differences d1, d2 and d3 of the four samples.

@@ -1,7 +1,8 @@
 // Interpolation along rows and columns, for zoom and decimation.
 //
 // Zoom computes in floating point, in the width and the order of operations that the
-// interface promises, and truncates with the tolerance of positions.h. Decimation
+// interface promises, and truncates with the tolerance of positions.h; where a pixel is
+// divided into a few binary parts, whole numbers give the same. Decimation
 // computes in whole numbers: linear weights add up to 256, cubic ones to 6 * 256,
 // and the bounds of the intermediate values stand beside their types. Instructions
 // that multiply pairs want signed factors, so samples are shifted by half of their
@@ -56,6 +57,30 @@ void zoomRowAlone(const void *row, void *out, std::ptrdiff_t n) {
     T *d = static_cast<T *>(out);
     ZYLQX_VECTOR_LOOP
     for (std::ptrdiff_t k = 0; k < n; ++k) d[k] = indexSample<T>(h[k]);
+}
+
+// Exact sums, so that shifting them rounds as index() does; what is below 0 becomes 0.
+void zoomColumnsWhole(const void *const *taps, const void *weights, void *out, std::ptrdiff_t n) {
+    const u8 *a = static_cast<const u8 *>(taps[0]);
+    const u8 *b = static_cast<const u8 *>(taps[1]);
+    const s16 *v = static_cast<const s16 *>(weights);
+    const s16 *w = v + n;
+    s16 *h = static_cast<s16 *>(out);
+    ZYLQX_VECTOR_LOOP
+    for (std::ptrdiff_t k = 0; k < n; ++k) h[k] = static_cast<s16>(a[k] * v[k] + b[k] * w[k]);
+}
+
+void zoomRowsWhole(const void *const *rows, const void *weights, void *out, std::ptrdiff_t n) {
+    const s16 *a = static_cast<const s16 *>(rows[0]);
+    const s16 *b = static_cast<const s16 *>(rows[1]);
+    const s16 v = static_cast<const s16 *>(weights)[0], w = static_cast<const s16 *>(weights)[1];
+    u8 *d = static_cast<u8 *>(out);
+    ZYLQX_VECTOR_LOOP
+    for (std::ptrdiff_t k = 0; k < n; ++k) {
+        const auto sum = static_cast<s16>(a[k] * v + b[k] * w);
+        const auto value = static_cast<s16>(sum >> 4); // by ZOOM_UNIT^2
+        d[k] = static_cast<u8>(smaller<s16>(larger<s16>(value, 0), 255));
+    }
 }
 
 template <class T>
@@ -365,6 +390,8 @@ constexpr ResampleKernels::Set ZOOM_LINEAR = {zoomColumnsLinear<T, double>,
 template <class T>
 constexpr ResampleKernels::Set ZOOM_EXACT = {zoomColumnsLinear<T, float>, zoomRowsLinear<T, float>,
                                              zoomRowAlone<T, float>};
+// No row is alone.
+constexpr ResampleKernels::Set ZOOM_WHOLE = {zoomColumnsWhole, zoomRowsWhole, nullptr};
 template <class T>
 constexpr ResampleKernels::Set ZOOM_CUBIC = {zoomColumnsCubic<T>, zoomRowsCubic<T>,
                                              zoomRowAlone<T, double>};
@@ -380,6 +407,7 @@ constexpr ResampleKernels::Set DECIMATE_CUBIC = {decimateColumnsCubic<T>, decima
 const ResampleKernels resampleKernels = {
     {{ZOOM_LINEAR<u8>, ZOOM_LINEAR<u16>}, {ZOOM_CUBIC<u8>, ZOOM_CUBIC<u16>}},
     {ZOOM_EXACT<u8>, ZOOM_EXACT<u16>},
+    ZOOM_WHOLE,
     {{DECIMATE_LINEAR<u8>, DECIMATE_LINEAR<u16>}, {DECIMATE_CUBIC<u8>, DECIMATE_CUBIC<u16>}}};
 
 } // namespace zylqx::ZYLQX_LEVEL

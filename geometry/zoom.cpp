@@ -23,13 +23,29 @@ std::int32_t allowed(std::int32_t interpolate, const ZylImage &src) {
     return interpolate;
 }
 
-// Factors such as 2 or 5/4 lead to multiples of a power of two, which single
-// precision holds exactly: sums of samples, three bits wider, have 24 in all. That
-// is twice as fast as double precision.
-bool exactInSingle(const Factors &f, std::uint32_t depth) {
-    const std::int64_t parts =
-        std::int64_t{f.xU / std::gcd(f.xU, f.xL)} * (f.yU / std::gcd(f.yU, f.yL));
-    return (parts & (parts - 1)) == 0 && parts <= std::int64_t{1} << (21 - depthBits(depth));
+// Into how many parts, a power of two, the positions divide a pixel; 0 for any others.
+std::int32_t binaryParts(std::int32_t upper, std::int32_t lower) {
+    const std::int32_t parts = upper / std::gcd(upper, lower);
+    return (parts & (parts - 1)) == 0 ? parts : 0;
+}
+
+// Factors such as 2 or 5/4 lead to multiples of a power of two, which 16 bits hold for
+// bytes and few parts, and else single precision, twice as fast as double precision:
+// sums of samples, three bits wider, have 24 in all there.
+void zoomLinear(const Resampling<ZoomAxis> &zoom, const Factors &f, std::uint32_t depth) {
+    const std::int64_t x = binaryParts(f.xU, f.xL), y = binaryParts(f.yU, f.yL);
+    const bool exact = x * y != 0 && x * y <= std::int64_t{1} << (21 - depthBits(depth));
+    const ResampleKernels &kernels = ZYLQX_KERNELS(resampleKernels);
+    if (exact && depth == ZYL_DEPTH_8U && std::max(x, y) <= ZOOM_UNIT) {
+        return zoom.between({2, 2, sizeof(std::int16_t), kernels.zoomWhole},
+                            &ZoomAxis::linearWhole);
+    }
+    if (exact) {
+        const Combination single = {2, 1, sizeof(float),
+                                    kernels.zoomExact[sizeIndex(sampleBytes(depth))]};
+        return zoom.between(single, &ZoomAxis::linearSingle);
+    }
+    zoom.run(ZYL_INTER_LINEAR);
 }
 
 } // namespace
@@ -59,11 +75,6 @@ void zylZoom(ZylImage *srcImage, ZylImage *dstImage, std::int32_t xU, std::int32
     const Resampling<ZoomAxis> zoom(call, *srcImage, *dstImage, factors, mapping);
     if (zoom.block().empty()) return;
     interpolate = allowed(interpolate, *srcImage);
-    if (interpolate == ZYL_INTER_LINEAR && exactInSingle(factors, srcImage->depth)) {
-        const int depth = sizeIndex(sampleBytes(srcImage->depth));
-        const Combination exact = {2, 1, sizeof(float),
-                                   ZYLQX_KERNELS(resampleKernels).zoomExact[depth]};
-        return zoom.between(exact, &ZoomAxis::linearSingle);
-    }
+    if (interpolate == ZYL_INTER_LINEAR) return zoomLinear(zoom, factors, srcImage->depth);
     zoom.run(interpolate);
 }

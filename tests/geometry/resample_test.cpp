@@ -227,7 +227,7 @@ TEST(Resample, RandomCallsMatchTheReference) {
     EXPECT_TRUE(reports.all().empty());
 }
 
-// Rows of several strips, by factors of both arithmetics of linear zoom.
+// Rows of several strips, by factors of all arithmetics of linear zoom.
 TEST(Resample, WideImagesMatchTheReference) {
     const Reports reports;
     for (const auto depth : {ZYL_DEPTH_8U, ZYL_DEPTH_16U}) {
