@@ -130,7 +130,14 @@ python-bench: python
 	scripts/packages.sh python3-skimage python3-matplotlib
 	$(PYTHON_BUILD)/venv/bin/python python/bench/compare.py
 
+# zyl tells what results the page should have; npm gives the driver of the browser,
+# which Debian does not have.
 web:
-	scripts/packages.sh $(BUILD_PACKAGES) python3 emscripten
+	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES) emscripten chromium
+	command -v npm >/dev/null || scripts/packages.sh npm
+	test -e build/release/build.ninja || cmake --preset release -DZYLQX_TESTS=OFF
+	cmake --build --preset release --target zyl zylqx_static
 	web/build.sh
+	mkdir -p build/web/browser && cp web/package.json build/web/browser
+	npm install --silent --no-package-lock --prefix build/web/browser
 	node --test web/tests/*.test.js
