@@ -335,9 +335,10 @@ class TileStore {
 
     Slot &fetch(TileIndex index, bool toWrite) {
         if (toWrite && !write_) refuse("zyl::Image", "a source of tiles cannot be written");
-        if (!read_ && !toWrite)
+        if (!read_ && !toWrite) {
             refuse("zyl::Image", "the operation reads its destination: give that a function "
                                  "that reads tiles too");
+        }
         Slot &slot = freeSlot();
         slot.index = index;
         slot.dirty = false;
@@ -347,9 +348,10 @@ class TileStore {
             return slot;
         }
         auto written = written_.begin() + std::ptrdiff_t{index.row} * columns_ + index.column;
-        if (*written)
+        if (*written) {
             refuse("zyl::Image", "a tile is written twice: give the destination a function "
                                  "that reads tiles too");
+        }
         *written = true;
         return slot;
     }
@@ -558,11 +560,12 @@ inline void ConstImage::point(void *samples, std::size_t bytes, const Shape &sha
     const std::int64_t rows =
         std::int64_t{shape.height} * (shape.order == ZYL_DATA_ORDER_PIXEL ? 1 : shape.channels);
     const std::int64_t stride = rowStride(shape, shape.width);
-    if (shape.width < 1 || rows < 1 || stride * rows != static_cast<std::int64_t>(bytes))
+    if (shape.width < 1 || rows < 1 || stride * rows != static_cast<std::int64_t>(bytes)) {
         detail::refuse("zyl::Image::view",
                        std::to_string(rows) + " rows of " + std::to_string(stride) +
                            " bytes are wanted, not " + std::to_string(bytes) +
                            " bytes; Image::from() copies rows that lie otherwise");
+    }
     header_.reset(makeHeader(shape));
     header_->imageData = static_cast<unsigned char *>(samples);
 }
@@ -589,11 +592,12 @@ inline void Image::allocate(const Shape &shape, std::int32_t fill) {
     const std::int64_t rows =
         std::int64_t{shape.height} * (shape.order == ZYL_DATA_ORDER_PIXEL ? 1 : shape.channels);
     const bool valid = shape.width > 0 && rows > 0 && (shape.align == 4 || shape.align == 8);
-    if (!valid || rowStride(shape, shape.width) > std::numeric_limits<std::int32_t>::max() / rows)
+    if (!valid || rowStride(shape, shape.width) > std::numeric_limits<std::int32_t>::max() / rows) {
         throw std::length_error("an image of " + std::to_string(shape.width) + " x " +
                                 std::to_string(shape.height) +
                                 " pixels: sides are at least 1, and its rows and planes take 2 "
                                 "GiB at most; larger ones come in tiles");
+    }
     header_.reset(makeHeader(shape));
     zylAllocateImage(header_.get(), fill);
     if (header_->imageData == nullptr) throw std::bad_alloc();
@@ -664,10 +668,11 @@ class Kernel {
     Kernel(int rows, int columns, std::span<const std::int8_t> values, int shift = 0,
            std::optional<Anchor> anchor = {}) {
         if (rows < 1 || columns < 1 ||
-            values.size() != static_cast<std::size_t>(rows) * static_cast<std::size_t>(columns))
+            values.size() != static_cast<std::size_t>(rows) * static_cast<std::size_t>(columns)) {
             detail::refuse("zyl::Kernel", std::to_string(values.size()) + " coefficients for " +
                                               std::to_string(rows) + " x " +
                                               std::to_string(columns));
+        }
         const Anchor at = anchor.value_or(Anchor{columns / 2, rows / 2});
         const detail::Listener listener;
         kernel_.reset(zylCreateConvKernel(rows, columns, at.x, at.y, values.data(), shift));

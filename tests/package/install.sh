@@ -20,6 +20,8 @@ export PKG_CONFIG_PATH="$libdir/pkgconfig"
 flags=$(pkg-config --cflags --libs zylqx)
 eval "$CC -std=c99 $strict $CFLAGS $LDFLAGS '$2/consumer.c' $flags -o '$work/c_shared'"
 eval "$CXX -std=c++11 $strict $CXXFLAGS $LDFLAGS '$2/consumer.cpp' $flags -o '$work/cpp_shared'"
+eval "$CXX -std=c++20 $strict $CXXFLAGS $LDFLAGS '$2/consumer_hpp.cpp' $flags -o '$work/hpp_shared'"
+LD_LIBRARY_PATH="$libdir" "$work/hpp_shared"
 LD_LIBRARY_PATH="$libdir" "$work/c_shared"
 LD_LIBRARY_PATH="$libdir" "$work/cpp_shared"
 

@@ -1,0 +1,2 @@
+#include "zylqx.hpp"
+#include "zylqx.hpp" // once counts
