@@ -72,6 +72,47 @@ bool medianByComparing(const NeighbourPiece &piece, const Box &box, const Passes
     return true;
 }
 
+// A few rows of squares at a time.
+bool medianBySorting(const NeighbourPiece &piece, const Box &box, const Passes &passes) {
+    const std::uint32_t depth = piece.destination.depth;
+    const int side = static_cast<int>(box.rows);
+    const int sources = side + SQUARE_ROWS - 1;
+    const auto step = static_cast<std::ptrdiff_t>(passes.step());
+    const std::ptrdiff_t pixel = step * sampleBytes(depth);
+    const auto median =
+        ZYLQX_KERNELS(sortedMedianKernels).ofSquares[(side - 5) / 2][checkedDepthIndex(depth)];
+    PieceRows rows(piece, box, passes, sources, SQUARE_ROWS);
+    // For rows behind the last one.
+    const std::int64_t bytes = rows.samples * sampleBytes(depth);
+    const Scratch<unsigned char> spare(static_cast<std::uint64_t>(bytes));
+    const Scratch<unsigned char> work(static_cast<std::uint64_t>(squareWorkBytes(side, pixel)));
+    if (!rows || !spare || !work) return false;
+    std::fill_n(work.data(), squareWorkBytes(side, pixel), static_cast<unsigned char>(0));
+    const void *source[9 + SQUARE_ROWS - 1];
+    void *destination[SQUARE_ROWS];
+    const std::int64_t last = piece.height + side - 2;
+    for (int pass = 0; pass < passes.count(); ++pass) {
+        rows.select(passes, pass);
+        for (std::int64_t y = 0; y < piece.height; y += SQUARE_ROWS) {
+            const std::int64_t outputs = std::min<std::int64_t>(SQUARE_ROWS, piece.height - y);
+            for (int r = 0; r < sources; ++r) {
+                source[r] = rows.source.row(piece.boxY + std::min(y + r, last));
+            }
+            for (int r = 0; r < SQUARE_ROWS; ++r) {
+                destination[r] =
+                    r < outputs ? rows.destination.row(piece.dstY + y + r) : spare.data();
+            }
+            median(source, step, destination, work.data(), squareStride(side, pixel), rows.samples);
+            for (std::int64_t r = 0; r < outputs; ++r) rows.destination.finish(piece.dstY + y + r);
+        }
+    }
+    return true;
+}
+
+bool isSquare(const Box &box) {
+    return box.rows == box.columns && (box.rows == 5 || box.rows == 7 || box.rows == 9);
+}
+
 // Counts a row of a strip in the histograms of its columns, or takes it away.
 void count(std::uint16_t *histograms, const void *row, std::int64_t columns, std::uint8_t flip,
            std::uint16_t change) {
@@ -226,6 +267,7 @@ bool atMost(const Box &box, std::int64_t samples) {
 bool medianPiece(const NeighbourPiece &piece, const Box &box, const Passes &passes) {
     const std::uint32_t depth = piece.destination.depth;
     if (depth == ZYL_DEPTH_1U) return medianOfBits(piece, box, passes);
+    if (isSquare(box)) return medianBySorting(piece, box, passes);
     if (atMost(box, COMPARED)) return medianByComparing(piece, box, passes);
     if (depthBits(depth) == 8 && atMost(box, COUNTED)) return medianByCounting(piece, box, passes);
     return medianByOrder(piece, box, passes);
