@@ -6,12 +6,9 @@
 #include <cstdint>
 
 #include "core/levels.h"
+#include "filter/samples.h"
 
 namespace zylqx {
-
-// Types of samples and sums, as indices. Bit is a byte of 0 or 1.
-enum class Sample { Bit, U8, S8, U16, S16, S32 };
-constexpr int SAMPLE_COUNT = 6;
 
 // Sums are taken modulo 2^16 or 2^32. The caller knows how to read them: as
 // signed or, when none is negative, as unsigned numbers.
@@ -27,34 +24,6 @@ struct Tap {
 // What is done with the results of several kernels.
 enum class Combine { Add, AddSquare, Max, Min };
 constexpr int COMBINE_COUNT = 4;
-
-// Numbers that a median of n values keeps at a time; see ofSamples.
-constexpr std::ptrdiff_t medianWorkBytes(std::ptrdiff_t n) {
-    return (n / 2 + 2) * 64;
-}
-// Squares of 5, 7 and 9 pixels a side are sorted so many rows of them at a time.
-constexpr int SQUARE_KINDS = 3;
-constexpr int SQUARE_ROWS = 4;
-// Rows of their lists: of 1, 2, 4 ... columns of the rows that all four squares above
-// each other hold, of two rows for each half of them and of a row for each one.
-constexpr int squareListRows(int side) {
-    return (side - SQUARE_ROWS + 1 + 2 * 2 + 4 * 1) * (side < 8 ? 7 : 15);
-}
-// Bytes of squares that are done side by side.
-constexpr std::ptrdiff_t SQUARE_BLOCK = 128;
-// Bytes from one row of a list to the next.
-constexpr std::ptrdiff_t squareStride(int side, std::ptrdiff_t pixelBytes) {
-    return (SQUARE_BLOCK + (side - 1) * pixelBytes + 127) / 64 * 64;
-}
-// Lists, and copies of rows that are shorter than a vector.
-constexpr std::ptrdiff_t squareWorkBytes(int side, std::ptrdiff_t pixelBytes) {
-    return (squareListRows(side) + side + 2 * SQUARE_ROWS) * squareStride(side, pixelBytes);
-}
-
-// A histogram of a column: the number of values in each block of values, then
-// that of each value.
-constexpr std::ptrdiff_t HISTOGRAM_BLOCK = 16;
-constexpr std::ptrdiff_t HISTOGRAM = HISTOGRAM_BLOCK + 256;
 
 struct ConvolutionKernels {
     // sums[i] = the sum over the taps of coefficient * samples[x + i]. By the
@@ -129,51 +98,9 @@ struct MaxMinKernels {
                         std::ptrdiff_t words);
 };
 
-struct MedianKernels {
-    // d[i] = the (count / 2 + 1)-th smallest of samples[0][i] ... samples[count - 1][i].
-    // `work` has medianWorkBytes(count) bytes, aligned to 64.
-    using Median = void (*)(const void *const *samples, std::ptrdiff_t count, void *d, void *work,
-                            std::ptrdiff_t n);
-    Median ofSamples[SAMPLE_COUNT];
-
-    // Puts n samples of 1, 2 or 4 bytes in order: places[i] is that of sample i, and
-    // `ordered` has the samples as they come. Samples are flipped by `flip` before
-    // they are compared. `work` has n numbers.
-    using OrderSamples = void (*)(const void *samples, std::ptrdiff_t n, std::uint32_t flip,
-                                  std::uint32_t *places, std::uint32_t *work, void *ordered);
-    OrderSamples orderSamples[3];
-    // One row of medians from the places of samples in their order. The samples of
-    // a column stand side by side, `height` from one column to the next; boxes have
-    // `rows` of them in `count` columns, `step` columns apart. `set` is scratch of
-    // `words` words, one bit for each place.
-    using MedianOfPlaces = void (*)(const std::uint32_t *places, std::ptrdiff_t height,
-                                    std::ptrdiff_t rows, std::ptrdiff_t step, std::ptrdiff_t count,
-                                    const void *ordered, std::uint64_t *set, std::ptrdiff_t words,
-                                    void *d, std::ptrdiff_t n);
-    MedianOfPlaces ofPlaces[3];
-
-    // One row of medians of 8-bit samples from histograms of columns: boxes of
-    // `count` columns, of `values` values, `step` columns apart. Samples are
-    // flipped by `flip` before they are counted.
-    void (*ofHistograms)(const std::uint16_t *histograms, std::ptrdiff_t step, std::ptrdiff_t count,
-                         std::uint32_t values, std::uint8_t flip, std::uint8_t *d,
-                         std::ptrdiff_t n);
-};
-
-struct SortedMedianKernels {
-    // SQUARE_ROWS rows of n medians, of 5 x 5, 7 x 7 and 9 x 9 pixels that are `step`
-    // samples apart. `rows` are those of all squares; `work` has squareWorkBytes(), all
-    // of them 0 at first, and is aligned to 64.
-    using Median = void (*)(const void *const *rows, std::ptrdiff_t step, void *const *d,
-                            void *work, std::ptrdiff_t stride, std::ptrdiff_t n);
-    Median ofSquares[SQUARE_KINDS][SAMPLE_COUNT];
-};
-
 ZYLQX_DECLARE_KERNELS(ConvolutionKernels, convolutionKernels)
 ZYLQX_DECLARE_KERNELS(BoxKernels, boxKernels)
 ZYLQX_DECLARE_KERNELS(MaxMinKernels, maxMinKernels)
-ZYLQX_DECLARE_KERNELS(MedianKernels, medianKernels)
-ZYLQX_DECLARE_KERNELS(SortedMedianKernels, sortedMedianKernels)
 
 constexpr Sample sampleOf(int depthIndex) {
     return static_cast<Sample>(depthIndex);

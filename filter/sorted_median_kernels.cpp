@@ -13,7 +13,7 @@
 // itself, half its length away, makes two of which no value of the lower one is larger
 // than any of the upper one, and which rise and fall at most once each. Sizes are known
 // to the compiler, which drops comparisons for places that nobody asks for.
-#include "filter/kernels.h"
+#include "filter/sorted_median_kernels.h"
 #include "filter/vectors.h"
 
 namespace zylqx::ZYLQX_LEVEL {
