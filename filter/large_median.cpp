@@ -12,8 +12,6 @@ namespace zylqx {
 
 namespace {
 
-// Boxes of more samples are counted in 32 bits.
-constexpr std::int64_t COUNTED_NARROW = 65535;
 // Columns that have their histograms in the second-level cache.
 constexpr std::int64_t STRIP_COLUMNS = 256;
 // What is put in order together.
@@ -21,10 +19,10 @@ constexpr std::int64_t BLOCK_COLUMNS = 64;
 constexpr std::int64_t BLOCK_ROWS = 64;
 constexpr std::int64_t BUCKETS = 256;
 
-template <class U>
-const BoxHistogramKernels<U> &boxHistogramKernels() {
+template <class Counters>
+const BoxHistogramKernels<Counters> &boxHistogramKernels() {
     const HistogramMedianKernels &kernels = ZYLQX_KERNELS(histogramMedianKernels);
-    if constexpr (sizeof(U) == sizeof(std::uint16_t)) {
+    if constexpr (std::is_same_v<Counters, NarrowCounters>) {
         return kernels.narrow;
     } else {
         return kernels.wide;
@@ -32,26 +30,29 @@ const BoxHistogramKernels<U> &boxHistogramKernels() {
 }
 
 // Histograms of the columns that the boxes of a row of 8-bit values are made of.
-template <class U>
+template <class Counters>
 class ColumnHistograms {
   public:
+    using Column = typename Counters::Column;
+    using Rank = typename Counters::Box;
+
     // For at most n values side by side.
     ColumnHistograms(const Box &box, const Passes &passes, std::int64_t n, std::uint8_t flip)
-        : kernels_(boxHistogramKernels<U>()), step_(passes.step()), count_(box.columns),
-          rank_(static_cast<U>(box.rows * box.columns / 2)), flip_(flip),
+        : kernels_(boxHistogramKernels<Counters>()), step_(passes.step()), count_(box.columns),
+          rank_(static_cast<Rank>(box.rows * box.columns / 2)), flip_(flip),
           most_(n + (box.columns - 1) * step_), bins_(size(most_, HISTOGRAM)),
-          sums_(size(most_ + step_, HISTOGRAM_BLOCK * HISTOGRAM_BLOCK)) {}
+          sums_(size(most_ + 2 * step_, HISTOGRAM_BLOCK * HISTOGRAM_BLOCK)) {}
 
     explicit operator bool() const { return bins_ && sums_; }
 
-    void clear() { std::fill_n(bins_.data(), most_ * HISTOGRAM, U{0}); }
+    void clear() { std::fill_n(bins_.data(), most_ * HISTOGRAM, Column{0}); }
     // Columns of n boxes.
     void count(const void *row, std::int64_t n, bool entering) {
         const auto change = entering ? kernels_.enter : kernels_.leave;
         change(bins_.data(), static_cast<const std::uint8_t *>(row), n + (count_ - 1) * step_,
                flip_);
     }
-    void medians(std::uint8_t *d, U *ranks, std::int64_t n) {
+    void medians(std::uint8_t *d, Rank *ranks, std::int64_t n) {
         kernels_.medians(bins_.data(), step_, count_, rank_, flip_, sums_.data(), d, ranks, n);
     }
 
@@ -61,20 +62,21 @@ class ColumnHistograms {
         return static_cast<std::uint64_t>(columns > MOST / each ? MOST : columns * each);
     }
 
-    const BoxHistogramKernels<U> &kernels_;
+    const BoxHistogramKernels<Counters> &kernels_;
     const std::ptrdiff_t step_, count_;
-    const U rank_;
+    const Rank rank_;
     const std::uint8_t flip_;
     const std::int64_t most_;
-    Scratch<U> bins_, sums_;
+    Scratch<Column> bins_;
+    Scratch<Rank> sums_;
 };
 
-template <class U>
+template <class Counters>
 bool medianStrip(const NeighbourPiece &piece, const Box &box, const Passes &passes) {
     PieceRows rows(piece, box, passes, box.rows + 1, 1);
-    ColumnHistograms<U> histograms(box, passes, rows.samples,
-                                   piece.destination.depth == ZYL_DEPTH_8S ? 0x80 : 0);
-    const Scratch<U> ranks(static_cast<std::uint64_t>(rows.samples));
+    ColumnHistograms<Counters> histograms(box, passes, rows.samples,
+                                          piece.destination.depth == ZYL_DEPTH_8S ? 0x80 : 0);
+    const Scratch<typename Counters::Box> ranks(static_cast<std::uint64_t>(rows.samples));
     if (!rows || !histograms || !ranks) return false;
     const auto count = [&](std::int64_t r, bool entering) {
         histograms.count(rows.source.row(piece.boxY + r), rows.samples, entering);
@@ -94,7 +96,7 @@ bool medianStrip(const NeighbourPiece &piece, const Box &box, const Passes &pass
     return true;
 }
 
-template <class U>
+template <class Counters>
 bool medianByCounting(const NeighbourPiece &piece, const Box &box, const Passes &passes) {
     const std::int64_t width = std::max<std::int64_t>(STRIP_COLUMNS / passes.step(), 1);
     for (std::int64_t x = 0; x < piece.width; x += width) {
@@ -106,14 +108,14 @@ bool medianByCounting(const NeighbourPiece &piece, const Box &box, const Passes 
                                       piece.dstY,
                                       std::min(width, piece.width - x),
                                       piece.height};
-        if (!medianStrip<U>(strip, box, passes)) return false;
+        if (!medianStrip<Counters>(strip, box, passes)) return false;
     }
     return true;
 }
 
 // A block of the piece at a time: the samples that its boxes are made of are put in
 // order, in buckets of consecutive places.
-template <class U>
+template <class Counters>
 class OrderedBlock {
   public:
     // For at most so many pixels.
@@ -168,7 +170,8 @@ class OrderedBlock {
         makeSets(columns, count);
         const OrderedBuckets ordered = {samples_.data(), order_.data(), words_,  columnSets_.data(),
                                         rowSets_.data(), columnSize_,   rowSize_};
-        const auto pick = (sizeof(U) == 2 ? kernels.pickNarrow : kernels.pickWide)[size_];
+        constexpr bool NARROW = std::is_same_v<Counters, NarrowCounters>;
+        const auto pick = (NARROW ? kernels.pickNarrow : kernels.pickWide)[size_];
         for (std::int64_t r = 0; r < count; ++r) {
             auto *d = static_cast<unsigned char *>(rows.destination.row(dstY + r));
             pick(ordered, buckets_.data() + r * columns, ranks_.data() + r * columns, r,
@@ -231,23 +234,23 @@ class OrderedBlock {
     const std::int64_t step_;
     const std::ptrdiff_t bytes_, size_;
     const std::uint32_t flip_;
-    ColumnHistograms<U> histograms_;
+    ColumnHistograms<Counters> histograms_;
     bool ready_ = false;
     std::ptrdiff_t words_ = 0, columnSize_ = 0, rowSize_ = 0;
     std::int64_t width_ = 0, height_ = 0;
     Scratch<unsigned char> samples_;
     Scratch<std::uint32_t> order_, work_;
     Scratch<std::uint8_t> bucketOf_, buckets_;
-    Scratch<U> ranks_;
+    Scratch<typename Counters::Box> ranks_;
     Scratch<std::uint64_t> columnSets_, rowSets_, sets_;
 };
 
-template <class U>
+template <class Counters>
 bool medianByOrder(const NeighbourPiece &piece, const Box &box, const Passes &passes) {
     const std::int64_t height = std::min(piece.height, BLOCK_ROWS);
     const std::int64_t width = std::min(piece.width, BLOCK_COLUMNS);
     PieceRows rows(piece, box, passes, box.rows + height - 1, height);
-    OrderedBlock<U> block(box, passes, piece.destination.depth, width, height);
+    OrderedBlock<Counters> block(box, passes, piece.destination.depth, width, height);
     if (!rows || !block) return false;
     for (int pass = 0; pass < passes.count(); ++pass) {
         rows.select(passes, pass);
@@ -268,11 +271,11 @@ bool medianByOrder(const NeighbourPiece &piece, const Box &box, const Passes &pa
 
 bool medianOfLargeBoxes(const NeighbourPiece &piece, const Box &box, const Passes &passes) {
     using Piece = bool (*)(const NeighbourPiece &, const Box &, const Passes &);
-    constexpr Piece COUNTING[] = {medianByCounting<std::uint16_t>, medianByCounting<std::uint32_t>};
-    constexpr Piece ORDERING[] = {medianByOrder<std::uint16_t>, medianByOrder<std::uint32_t>};
-    const int wide = atMost(box, COUNTED_NARROW) ? 0 : 1;
+    constexpr Piece COUNTING[] = {medianByCounting<WideCounters>, medianByCounting<NarrowCounters>};
+    constexpr Piece ORDERING[] = {medianByOrder<WideCounters>, medianByOrder<NarrowCounters>};
+    const bool narrow = box.rows <= UINT8_MAX && atMost(box, UINT16_MAX);
     const bool bytes = depthBits(piece.destination.depth) == 8;
-    return (bytes ? COUNTING : ORDERING)[wide](piece, box, passes);
+    return (bytes ? COUNTING : ORDERING)[narrow ? 1 : 0](piece, box, passes);
 }
 
 } // namespace zylqx

@@ -28,23 +28,33 @@ struct MedianKernels {
 constexpr std::ptrdiff_t HISTOGRAM_BLOCK = 16;
 constexpr std::ptrdiff_t HISTOGRAM = HISTOGRAM_BLOCK + 256;
 
-// Counters of 16 or of 32 bits.
-template <class U>
+// What columns and boxes are counted with.
+struct NarrowCounters {
+    using Column = std::uint8_t;
+    using Box = std::uint16_t;
+};
+struct WideCounters {
+    using Column = std::uint32_t;
+    using Box = std::uint32_t;
+};
+template <class Counters>
 struct BoxHistogramKernels {
+    using Column = typename Counters::Column;
+    using Box = typename Counters::Box;
     // Counts n values in the histograms of their columns, or takes them away. Values are
     // flipped by `flip` first.
-    using CountRow = void (*)(U *histograms, const std::uint8_t *values, std::ptrdiff_t n,
+    using CountRow = void (*)(Column *histograms, const std::uint8_t *values, std::ptrdiff_t n,
                               std::uint8_t flip);
     CountRow enter, leave;
     // One row of medians, flipped back: values of this rank in boxes of `count` columns,
     // `step` columns apart; and their ranks among equal values. `sums` has room for
-    // HISTOGRAM_BLOCK * HISTOGRAM_BLOCK counters for every column and `step` more.
-    void (*medians)(const U *histograms, std::ptrdiff_t step, std::ptrdiff_t count, U rank,
-                    std::uint8_t flip, U *sums, std::uint8_t *d, U *ranks, std::ptrdiff_t n);
+    // HISTOGRAM_BLOCK * HISTOGRAM_BLOCK counters for every column and 2 * `step` more.
+    void (*medians)(const Column *histograms, std::ptrdiff_t step, std::ptrdiff_t count, Box rank,
+                    std::uint8_t flip, Box *sums, std::uint8_t *d, Box *ranks, std::ptrdiff_t n);
 };
 struct HistogramMedianKernels {
-    BoxHistogramKernels<std::uint16_t> narrow;
-    BoxHistogramKernels<std::uint32_t> wide;
+    BoxHistogramKernels<NarrowCounters> narrow;
+    BoxHistogramKernels<WideCounters> wide;
 };
 
 // Samples in order, 64 * `words` of them to a bucket, and for every bucket that matters,

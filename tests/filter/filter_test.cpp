@@ -156,7 +156,7 @@ std::vector<Operation> lawTable() {
     const std::vector<std::string> names = {
         "ConvolveGauss0", "ConvolveFour2",     "SepGauss",         "SepLong",
         "Blur5x5at2_2",   "Blur128x40at10_31", "Max11x11at5_5",    "Min2x2at0_1",
-        "Median3x3at1_1", "Median11x11at5_5",  "Median18x18at3_17"};
+        "Median3x3at1_1", "Median9x9at8_0",    "Median11x11at5_5", "Median18x18at3_17"};
     std::vector<Operation> table;
     for (const int mode : {ZYL_BORDER_REFLECT, ZYL_BORDER_WRAP}) {
         for (const Case &c : chosen(filterCases(), names, [](const Case &e) { return e.name; })) {
@@ -290,13 +290,13 @@ TEST(Morphology, ChecksInItsOrder) {
             src, dst, arguments);
 }
 
-// As many samples as counters of 16 bits hold, and more.
-TEST(Median, OfBoxesBeyond16Bits) {
-    for (const std::uint32_t depth : {ZYL_DEPTH_8U, ZYL_DEPTH_8S}) {
+// As many samples as narrow counters hold, and more: 255 in a column, 65535 in a box.
+TEST(Median, OfBoxesBeyondNarrowCounters) {
+    for (const std::uint32_t depth : {ZYL_DEPTH_8U, ZYL_DEPTH_8S, ZYL_DEPTH_16S, ZYL_DEPTH_32S}) {
         TestImage source(gray(11, 5, depth));
         source.randomise(depth).border(ZYL_BORDER_WRAP);
         TestImage result(gray(11, 5, depth));
-        for (const Box &box : {Box{255, 257, 100, 9}, Box{255, 258, 0, 254}}) {
+        for (const Box &box : {Box{255, 257, 100, 9}, Box{255, 258, 0, 254}, Box{256, 3, 1, 200}}) {
             zylMedianFilter(source, result, box.rows, box.columns, box.anchorX, box.anchorY,
                             nullptr);
             for (int i = 0; i < 11 * 5; i += 7) {
