@@ -101,7 +101,7 @@ Operation bitmapOperation(const std::string &name, const std::string &reportedNa
                                     .width = WIDTH,
                                     .height = HEIGHT,
                                     .model = "RGB ",
-                                    .sequence = "BGR "});
+                                    .sequence = "BGR"}); // with a zero behind
     }
     operation.pointwise = false;
     operation.regions = false;

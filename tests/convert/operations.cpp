@@ -449,6 +449,10 @@ void addTwists(std::vector<ConvertCase> &cases) {
          31,
          30},
         {"steep", {1 << 28, -(1 << 28), 999, 77, -5, 1 << 30, 0, 3, 1 << 20, 0, 0, -1}, 14, 2},
+        {"limit",
+         {0, 0, 0, INT32_MAX - 100, 0, 0, 0, INT32_MAX - 254, 1, 1, 1, INT32_MAX - 1000},
+         0,
+         200},
         {"bright", {1, 1, 1, 1, 2, 2, 2, 2, -1, -1, 3, 0}, 0, INT32_MIN},
     };
     for (const std::uint32_t depth : {ZYL_DEPTH_8U, ZYL_DEPTH_16U}) {

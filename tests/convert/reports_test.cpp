@@ -236,6 +236,16 @@ TEST(ConvertDepth, KeepsThePictureUpright) {
             }
             zylConvert(src, dst, 0, nullptr);
             if (depth == ZYL_DEPTH_1U) zylBitonalToGray(src, gray, 0, 1, nullptr);
+            if (tiled) {
+                TestImage part(dst);
+                part.fill(0);
+                const ZylTileMapping point = {9, 17};
+                zylConvert(src, part, 0, &point);
+                EXPECT_EQ(part.at(9, 17), dst.at(9, 17));
+                EXPECT_EQ(part.at(15, 16), dst.at(15, 16));
+                EXPECT_EQ(part.at(16, 17), 0);
+                EXPECT_EQ(part.at(9, 15), 0);
+            }
             for (int i = 0; i < 21 * 19; ++i) {
                 const int x = i % 21;
                 const int y = i / 21;
@@ -244,6 +254,29 @@ TEST(ConvertDepth, KeepsThePictureUpright) {
                 ASSERT_EQ(gray.at(x, 18 - y), src.at(x, y));
             }
         }
+    }
+}
+
+// Tiles of three columns in three rows: which of them are made when one is not delivered.
+TEST(ColourTiles, OneThatIsMissingEndsItsRowAndTheFirstOfARowTheCall) {
+    struct {
+        int request; // of the tiles from the top left on; those after a missing one move up
+        const char *made;
+    } const cases[] = {{1, "---------"}, {2, "x--xxxxxx"}, {3, "xx-xxxxxx"}, {4, "xxx------"},
+                       {6, "xxxxx-xxx"}, {7, "xxxxxx---"}, {9, "xxxxxxxx-"}};
+    for (const auto &c : cases) {
+        const Reports reports;
+        Shape shape = shapeOf(ZYL_DEPTH_8U, 3, 48, 24);
+        shape.model = shape.sequence = "RGB ";
+        TestImage src(shape);
+        TestImage dst(shape);
+        src.fill(200);
+        dst.fill(7).tiles(16, 8).failTileRequest(c.request);
+        zylRGB2HSV(src, dst, nullptr);
+        std::string made;
+        for (int i = 0; i < 9; ++i) made += dst.at(i % 3 * 16, i / 3 * 8, 3) == 200 ? 'x' : '-';
+        EXPECT_EQ(made, c.made) << "request " << c.request;
+        EXPECT_TRUE(reports.all().empty());
     }
 }
 

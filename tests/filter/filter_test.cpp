@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 
+#include "core/image.h"
 #include "tests/filter/reference.h"
 #include "tests/support/failing_calls.h"
 #include "tests/support/laws.h"
@@ -176,6 +177,50 @@ std::vector<Operation> lawTable() {
 }
 
 ZYLQX_RUN_LAWS(Filters, lawTable());
+
+// A part of a block of pixels as an image of its own.
+ZylImage partOf(TestImage &block, int x, int y, int width, int height) {
+    ZylImage part = *block.header();
+    part.imageData = zylqx::sampleAt(part, x, y, 1);
+    part.width = width;
+    part.height = height;
+    part.imageSize = part.widthStep * height;
+    return part;
+}
+
+// Two headers over one block, the destination before, behind, beside and inside the
+// source; and two regions of it.
+TEST(Filters, ReadPixelsThatTheyShareBeforeTheyWriteThem) {
+    struct Place {
+        int x, y, width, height;
+    };
+    constexpr Place source = {8, 20, 24, 300};
+    constexpr Place places[] = {{8, 23, 24, 300}, {8, 13, 24, 300}, {12, 20, 24, 300},
+                                {4, 21, 20, 297}, {8, 319, 24, 20}, {8, 20, 24, 300}};
+    for (const Case &c : chosen(filterCases(), {"Blur5x5at2_2", "Max11x11at5_5", "Median3x3at1_1"},
+                                [](const Case &e) { return e.name; })) {
+        for (const Place &place : places) {
+            for (const bool regions : {false, true}) {
+                SCOPED_TRACE(c.name + " at (" + std::to_string(place.x) + ", " +
+                             std::to_string(place.y) + "), regions " + std::to_string(regions));
+                TestImage block({.width = 40, .height = 400});
+                block.randomise(5).border(ZYL_BORDER_REFLECT);
+                TestImage other(block);
+                ZylImage from = partOf(block, source.x, source.y, source.width, source.height);
+                ZylImage to = partOf(block, place.x, place.y, place.width, place.height);
+                ZylImage apart = partOf(other, place.x, place.y, place.width, place.height);
+                ZylROI fromRegion = {0, 1, 2, 290, 20}, toRegion = {0, 3, 1, 290, 20};
+                if (regions) {
+                    from.roi = &fromRegion;
+                    to.roi = apart.roi = &toRegion;
+                }
+                c.run(&from, &apart, nullptr);
+                c.run(&from, &to, nullptr);
+                EXPECT_EQ(difference(other, block), "");
+            }
+        }
+    }
+}
 
 // Morphology repeated, on bits and samples, equals its steps one by one.
 TEST(Morphology, RepeatsStepByStep) {

@@ -255,14 +255,16 @@ TEST(Resample, WideImagesMatchTheReference) {
 // A pixel becomes many, or many become one; or one more or less of 256.
 TEST(Resample, ExtremeFactorsMatchTheReference) {
     const Reports reports;
-    constexpr std::int32_t RATIOS[][2] = {{256, 1}, {257, 256}, {70000, 3}};
-    for (const auto &[large, small] : RATIOS) {
+    // Of x and of y; the last one's parts are too small for single precision.
+    constexpr std::int32_t RATIOS[][4] = {
+        {256, 1, 3, 2}, {257, 256, 3, 2}, {70000, 3, 3, 2}, {1024, 1023, 64, 63}};
+    for (const auto &[large, small, high, low] : RATIOS) {
         for (const auto depth : {ZYL_DEPTH_1U, ZYL_DEPTH_8U, ZYL_DEPTH_16U}) {
             for (int interpolate : {ZYL_INTER_NN, ZYL_INTER_LINEAR, ZYL_INTER_CUBIC}) {
                 for (const bool tiled : {false, true}) {
-                    const Factors up = {large, small, 3, 2, interpolate};
-                    const Factors down = {small, large, 2, 3, interpolate};
-                    TestImage few({.depth = depth, .width = 5, .height = 7});
+                    const Factors up = {large, small, high, low, interpolate};
+                    const Factors down = {small, large, low, high, interpolate};
+                    TestImage few({.depth = depth, .width = 45, .height = 7});
                     TestImage many({.depth = depth, .width = 1300, .height = 10});
                     few.randomise(depth);
                     many.randomise(depth);
@@ -272,8 +274,8 @@ TEST(Resample, ExtremeFactorsMatchTheReference) {
                     zoomReference(few, expectedMany, up);
                     decimateReference(many, expectedFew, down);
                     SCOPED_TRACE(describe(up, depth) + (tiled ? ", tiled" : ""));
-                    zylZoom(few, manyAfter, large, small, 3, 2, interpolate, nullptr);
-                    zylDecimate(many, fewAfter, small, large, 2, 3, interpolate, nullptr);
+                    zylZoom(few, manyAfter, large, small, high, low, interpolate, nullptr);
+                    zylDecimate(many, fewAfter, small, large, low, high, interpolate, nullptr);
                     ASSERT_EQ(support::difference(expectedMany, manyAfter), "");
                     ASSERT_EQ(support::difference(expectedFew, fewAfter), "");
                 }

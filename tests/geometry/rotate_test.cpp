@@ -202,6 +202,15 @@ TEST(Rotate, BottomLeftImagesTurnTheSameWayOnScreen) {
     }
 }
 
+// Half way between two columns, as far as a cosine of 60 degrees can say: halves go up.
+TEST(Rotate, HalvesThatAreAHairTooSmallGoUp) {
+    TestImage src({.width = 41, .height = 41});
+    TestImage dst({.width = 41, .height = 41});
+    for (int i = 0; i < 41 * 41; ++i) src.set(i % 41, i / 41, 1, i % 41 % 2);
+    zylRotate(src, dst, 6000, 20, 20, ZYL_INTER_LINEAR, nullptr);
+    for (int x = 1; x < 41; x += 2) EXPECT_EQ(dst.at(x, 20), 1) << x;
+}
+
 TEST(Rotate, ReportsItsArgumentFaults) {
     Reports reports;
     TestImage src({.width = 9, .height = 9}), dst(src);

@@ -2,6 +2,7 @@
 // of a pseudo-terminal.
 
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <pty.h>
 #include <string>
 #include <sys/wait.h>
@@ -79,6 +80,18 @@ TEST(Ask, AnswersOnTheTerminalDecide) {
                   c.exitCode == 1)
             << outcome.screen;
     }
+}
+
+// The first answer is typed before there is a question.
+TEST(Ask, WhatWasTypedBeforeIsNoAnswer) {
+    const auto child = [] {
+        const char prompt[] = "Anything else? ";
+        if (write(STDOUT_FILENO, prompt, sizeof prompt - 1) < 0) _exit(9);
+        pollfd input = {STDIN_FILENO, POLLIN, 0};
+        poll(&input, 1, -1);
+        reportAndLeave(ZYL_ErrModeLeaf);
+    };
+    EXPECT_EQ(onTerminal(child, {"y\n", "n\n"}).exitCode, 0);
 }
 
 // Without a person there is no question: the message is written, nothing waits.

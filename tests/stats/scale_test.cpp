@@ -276,37 +276,22 @@ TEST(ScaleReports, InOrder) {
     expect(pre, none, nullptr, nullptr, name, "image->alphaChannel < 1");
 }
 
-TEST(ScaleReports, TilesThatFail) {
-    Reports reports;
-    TestImage src({.width = 40, .height = 20});
-    TestImage dst({.width = 40, .height = 20});
-    src.tiles(16, 8);
-    dst.tiles(24, 8);
-    const std::vector<Report> failure = {
-        {ZYL_StsError, "zylMultiplySScale", "ERROR in Tiling callBack", "zylalpha"}};
-    for (int n = 1; n < 4; ++n) {
-        for (TestImage *image : {&src, &dst}) {
-            reports.clear();
-            src.failTileRequest(image == &src ? n : 0);
-            dst.failTileRequest(image == &dst ? n : 0);
-            zylMultiplySScale(src, dst, 9, nullptr);
-            EXPECT_EQ(reports.all(), failure);
-            EXPECT_EQ(src.tilesHeld() + dst.tilesHeld(), 0);
+// Of the first image in tiles, each one under the region once, wherever the region begins.
+TEST(ScaleTiles, AreRequestedOnce) {
+    const Reports reports;
+    TestImage src({.width = 60, .height = 40});
+    TestImage dst({.width = 60, .height = 40});
+    src.region(0, 1, 2, 30, 20);
+    dst.tiles(16, 8).region(0, 13, 7, 30, 20);
+    zylMultiplySScale(src, dst, 9, nullptr);
+    std::vector<TileCall> expected;
+    for (int row = 0; row < 4; ++row) {
+        for (int column = 0; column < 3; ++column) {
+            expected.push_back({column, row, ZYL_GET_TILE_TO_WRITE});
+            expected.push_back({column, row, ZYL_RELEASE_TILE});
         }
     }
-    src.failTileRequest(0);
-    dst.failTileRequest(0);
-    {
-        reports.clear();
-        const AllocationFault fault(1);
-        zylMultiplySScale(src, dst, 9, nullptr);
-        EXPECT_EQ(reports.all(), failure);
-        EXPECT_EQ(src.tilesHeld() + dst.tilesHeld(), 0);
-    }
-    reports.clear();
-    dst.keepTiles();
-    zylMultiplySScale(src, dst, 9, nullptr);
-    EXPECT_EQ(reports.all(), failure);
+    EXPECT_EQ(dst.tileCalls(), expected);
 }
 
 } // namespace

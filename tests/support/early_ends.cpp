@@ -51,6 +51,7 @@ const EarlyEnd EARLY_ENDS[] = {
     {"zylReduceBits", "zylcolor", Colour, ZYL_StsNoMem, ALLOCATION, {}, false},
     {"zylConvertFromDIB", "zyldib", None, ZYL_StsOk, "", {}, false},
     {"zylConvertToDIB", "zyldib", None, ZYL_StsBadArg, "create medcut palette error", {}, false},
+    {"zylConvertToDIB", "zyldib", None, ZYL_StsNoMem, ALLOCATION, {}, false},
     {"zylConvolve2D", "zylcnv2d", Transfer, ZYL_StsNoMem, ALLOCATION, {}, false},
     {"zylConvolveSep2D", "zylcsep2", Transfer, ZYL_StsOk, "", {}, false},
     {"zylBlur", "zylblur", Transfer, ZYL_StsOk, "", {}, false},
@@ -89,12 +90,34 @@ std::string imageName(int image, int images) {
 
 } // namespace
 
+// About the pixels of an image's tile.
+std::vector<Report> EarlyEnd::tileReport(int image, int images, const char *comparison) const {
+    const std::string null = tile == TileFailure::Blocks  ? "NULL"
+                             : tile == TileFailure::Shift ? "((void *)0)"
+                                                          : "((void*)(0))";
+    return {
+        {ZYL_StsBadArg, function,
+         "(" + imageName(image, images) + "->tileInfo->tileData " + comparison + " " + null + ")",
+         file}};
+}
+
+std::vector<Report> EarlyEnd::keptReports(int image, int images) const {
+    if (keepsTiles()) return tileReport(image, images, "!=");
+    if (tile == TileFailure::Grid) return {{ZYL_StsError, function, TILING, file}};
+    return {};
+}
+
+bool EarlyEnd::endsByStatus() const {
+    const char *const names[] = {"zylCopy",          "zylExchange",     "zylConvolve2D",
+                                 "zylConvolveSep2D", "zylMaxFilter",    "zylMinFilter",
+                                 "zylMedianFilter",  "zylZoom",         "zylDecimate",
+                                 "zylRotate",        "zylRealFft2D",    "zylCcsFft2D",
+                                 "zylDCT2D",         "zylComputeHisto", "zylContrastStretch",
+                                 "zylHistoEqualize", "zylNorm"};
+    return std::find(std::begin(names), std::end(names), function) != std::end(names);
+}
+
 std::vector<Report> EarlyEnd::tileReports(int image, int images, bool written) const {
-    const auto missing = [&](const char *null) {
-        const std::string text =
-            "(" + imageName(image, images) + "->tileInfo->tileData == " + null + ")";
-        return std::vector<Report>{{ZYL_StsBadArg, function, text, file}};
-    };
     const std::string transfer = written ? "Error get tile to write" : "Error get tile to read";
     switch (tile) {
     case TileFailure::None:
@@ -104,16 +127,14 @@ std::vector<Report> EarlyEnd::tileReports(int image, int images, bool written) c
     case TileFailure::BackTrace:
         return {{ZYL_StsError, images > 1 ? "zylMap" : function, transfer, file},
                 {ZYL_StsBackTrace, function, "", file}};
-    case TileFailure::Shift:
-        return missing("((void *)0)");
-    case TileFailure::Blocks:
-        return missing("NULL");
     case TileFailure::Colour:
         if (written) return {};
         [[fallthrough]];
+    case TileFailure::Shift:
+    case TileFailure::Blocks:
     case TileFailure::Mirror:
     case TileFailure::Pieces:
-        return missing("((void*)(0))");
+        return tileReport(image, images, "==");
     case TileFailure::Grid:
         return {{ZYL_StsError, function, TILING, file}};
     }
@@ -125,10 +146,13 @@ std::vector<Report> EarlyEnd::memoryReports() const {
     return {{status, function, noMemory, file}};
 }
 
-const EarlyEnd &earlyEndOf(const std::string &function) {
-    const auto *found = std::find_if(std::begin(EARLY_ENDS), std::end(EARLY_ENDS),
-                                     [&](const EarlyEnd &e) { return e.function == function; });
-    if (found == std::end(EARLY_ENDS)) throw std::invalid_argument("no early end of " + function);
+const EarlyEnd &earlyEndOf(const std::string &function, const std::vector<Report> &reports) {
+    const EarlyEnd *found = nullptr;
+    for (const EarlyEnd &end : EARLY_ENDS) {
+        if (end.function != function) continue;
+        if (found == nullptr || end.memoryReports() == reports) found = &end;
+    }
+    if (found == nullptr) throw std::invalid_argument("no early end of " + function);
     return *found;
 }
 

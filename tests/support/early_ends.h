@@ -39,10 +39,19 @@ struct EarlyEnd {
     // to be written.
     std::vector<Report> tileReports(int image, int images, bool written) const;
     std::vector<Report> memoryReports() const;
+    // When image `image` does not take a tile back.
+    std::vector<Report> keptReports(int image, int images) const;
+
+    // Whether a negative status ends the call.
+    bool endsByStatus() const;
+
+  private:
+    std::vector<Report> tileReport(int image, int images, const char *comparison) const;
 };
 
-// Of a function, by the name in its reports.
-const EarlyEnd &earlyEndOf(const std::string &function);
+// Of a function, by the name in its reports; of several ways to run out of memory, the one
+// that was reported.
+const EarlyEnd &earlyEndOf(const std::string &function, const std::vector<Report> &reports = {});
 
 } // namespace support
 

@@ -43,7 +43,7 @@ std::int64_t loadSigned(const unsigned char *p, std::uint32_t depth) {
     }
 }
 
-// Since failTileRequest().
+// Of any image, or an allocation.
 bool requestFailed = false;
 
 } // namespace
@@ -384,6 +384,7 @@ bool faultStruck = false;
 bool refuse(std::size_t) {
     if (allocationsLeft == 0 || --allocationsLeft > 0) return false;
     faultStruck = true;
+    requestFailed = true;
     return true;
 }
 
@@ -421,6 +422,7 @@ void Reports::clear() {
 AllocationFault::AllocationFault(int n) {
     allocationsLeft = n;
     faultStruck = false;
+    requestFailed = false;
     zylqx::refuseAllocations(refuse);
 }
 

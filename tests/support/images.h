@@ -86,7 +86,8 @@ class TestImage {
     // From now on the n-th request (from 1) delivers nothing.
     void failTileRequest(int n);
     int failedRequest() const { return failedMode_; } // its mode; 0: there was none
-    // Whether this image was asked for a tile after a request failed, of any image.
+    // Whether this image was asked for a tile after a request, of any image, or an
+    // allocation had failed.
     bool askedAfterFailure() const { return askedAfterFailure_; }
     // From now on tiles are never taken back.
     void keepTiles() { keepTiles_ = true; }

@@ -73,6 +73,7 @@ std::vector<std::pair<Region, Region>> regionsFor(const Operation &operation, co
     const Shape result = operation.result(shape);
     if (shape.channels > 1 && result.channels > 1) {
         regions.push_back({{2, 5, 1, w - 7, h - 3}, {result.channels, 2, 2, w, h}});
+        regions.push_back({{1, 0, 0, w, h}, {1, 0, 0, w, h}});
     }
     return regions;
 }
@@ -105,6 +106,8 @@ const Scene SCENES[] = {
     // Rows of 9 samples end at other addresses in the two images.
     {"aligned otherwise", 9, 67, ZYL_ORIGIN_BL, 4, 8, {{16, 24}, {8, 8}, {16, 32}}, false},
     {"shifted", 43, 61, ZYL_ORIGIN_BL, 8, 4, {{24, 8}, {8, 56}, {16, 16}}, true},
+    // Rows end where strips of them end.
+    {"strips", 1024, 9, ZYL_ORIGIN_TL, 4, 4, {{40, 8}, {24, 8}, {24, 16}}, false},
     // Places and counts leave 16 bits.
     {"wide", 65551, 1, ZYL_ORIGIN_TL, 4, 4, {{4096, 8}, {65528, 8}, {32768, 16}}, false},
 };
@@ -659,14 +662,37 @@ class EarlyCall {
             if (!struck) return;
             // What is not needed for the result may be missing.
             const bool done = difference(result(after_), result(images)).empty();
-            const EarlyEnd &end = earlyEndOf(operation_.reportedName);
+            const EarlyEnd &end = earlyEndOf(operation_.reportedName, reports_.all());
             if (!done || !reports_.all().empty()) {
                 EXPECT_EQ(reports_.all(), end.memoryReports());
                 EXPECT_EQ(zylGetErrStatus(), end.status);
             }
-            for (const auto &image : images) EXPECT_EQ(image->tilesHeld(), 0);
+            for (const auto &image : images) {
+                EXPECT_EQ(image->tilesHeld(), 0);
+                EXPECT_TRUE(done || !image->askedAfterFailure());
+            }
             expectWhole(images, end);
             if (testing::Test::HasFailure()) return;
+        }
+    }
+
+    // Every image in turn takes no tile back.
+    void keepTiles() {
+        for (std::size_t kept = 0; kept < imageArguments(operation_); ++kept) {
+            SCOPED_TRACE("image " + std::to_string(kept) + " keeps its tiles");
+            Images images = copyImages(before_);
+            images[kept]->keepTiles();
+            reports_.clear();
+            runOn(images);
+            const EarlyEnd &end = reportingEnd();
+            EXPECT_EQ(reports_.all(), end.keptReports(static_cast<int>(kept), imageCount()));
+            if (end.keepsTiles()) continue;
+            for (std::size_t i = 0; i < images.size(); ++i) {
+                EXPECT_TRUE(i == kept || images[i]->tilesHeld() == 0) << "image " << i;
+            }
+            if (kept + 1 < images.size() && reports_.all().empty()) {
+                EXPECT_EQ(difference(result(after_), result(images)), "");
+            }
         }
     }
 
@@ -710,6 +736,22 @@ class EarlyCall {
         return inPlace() ? *images.front() : *images.back();
     }
 
+    int imageCount() const { return operation_.measures ? 1 : static_cast<int>(before_.size()); }
+
+    // Some arguments leave the work, and the reports, to another function.
+    const EarlyEnd &reportingEnd() const {
+        const EarlyEnd &own = earlyEndOf(operation_.reportedName);
+        for (const std::string &other : own.others) {
+            const EarlyEnd &end = earlyEndOf(other);
+            const bool silent = reports_.all().empty() && !end.keepsTiles();
+            if (silent ||
+                (!silent && !reports_.all().empty() && reports_.all().front().function == other)) {
+                return end;
+            }
+        }
+        return own;
+    }
+
     static int requestsOf(const TestImage &image) {
         const auto &calls = image.tileCalls();
         return static_cast<int>(std::count_if(calls.begin(), calls.end(), [](const TileCall &call) {
@@ -718,22 +760,16 @@ class EarlyCall {
     }
 
     void expectTileReports(const Images &images, std::size_t bad) {
-        const int count = operation_.measures ? 1 : static_cast<int>(images.size());
         const bool written = images[bad]->failedRequest() == ZYL_GET_TILE_TO_WRITE;
-        const EarlyEnd *end = &earlyEndOf(operation_.reportedName);
-        for (const std::string &other : end->others) {
-            if (!reports_.all().empty() && reports_.all().front().function == other) {
-                end = &earlyEndOf(other);
-            }
-        }
-        const auto expected = end->tileReports(static_cast<int>(bad), count, written);
+        const EarlyEnd &end = reportingEnd();
+        const auto expected = end.tileReports(static_cast<int>(bad), imageCount(), written);
         EXPECT_EQ(reports_.all(), expected);
         EXPECT_EQ(zylGetErrStatus(), expected.empty() ? ZYL_StsOk : expected.front().status);
         const bool goesOn = expected.empty();
         for (std::size_t i = 0; i < images.size(); ++i) {
             // Of images before the one that failed, a tile is held at that moment.
-            const int held = end->keepsTiles() && i < bad ? 1 : 0;
-            if (end->keepsTiles() && i > bad) {
+            const int held = end.keepsTiles() && i < bad ? 1 : 0;
+            if (end.keepsTiles() && i > bad) {
                 EXPECT_LE(images[i]->tilesHeld(), 1);
             } else {
                 EXPECT_EQ(images[i]->tilesHeld(), held) << "image " << i;
@@ -791,6 +827,30 @@ class EarlyCall {
 
 } // namespace
 
+TEST_P(Laws, AnEarlierFailureEndsTheCallsThatSaySo) {
+    const Operation &operation = GetParam();
+    if (operation.measures) return;
+    const EarlyEnd &end = earlyEndOf(operation.reportedName);
+    const Reports reports;
+    for (const Shape &shape : allShapes(operation)) {
+        SCOPED_TRACE(describe(operation, shape, "seed 8500"));
+        Images images = makeImages(operation, shape, 8500);
+        const Images before = copyImages(images);
+        Images after = copyImages(images);
+        run(operation, after);
+        zylSetErrStatus(ZYL_StsNoConv);
+        run(operation, images);
+        const bool nothing = difference(*before.back(), *images.back()).empty();
+        if (end.endsByStatus()) {
+            EXPECT_TRUE(nothing);
+        } else if (end.others.empty() || !nothing) {
+            EXPECT_EQ(difference(*after.back(), *images.back()), "");
+        }
+        zylSetErrStatus(ZYL_StsOk);
+    }
+    EXPECT_TRUE(reports.all().empty()) << reports.texts().front();
+}
+
 TEST_P(Laws, ACallThatEndsEarlyLeavesNothingHalfDone) {
     const Operation &operation = GetParam();
     unsigned seed = 8000;
@@ -806,6 +866,7 @@ TEST_P(Laws, ACallThatEndsEarlyLeavesNothingHalfDone) {
             EarlyCall call(operation, shape, placing, seed);
             call.failMemory();
             if (tiled) call.failTiles();
+            if (placing == Placing::Tiles) call.keepTiles();
             if (HasFailure()) return;
         }
     }

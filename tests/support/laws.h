@@ -17,7 +17,10 @@
 //     is written, also at the end of the region, past it and outside the image;
 //   - a bad header is reported with its own text and nothing is written;
 //   - a call that ends early, because a tile is not delivered or memory is exhausted,
-//     reports what it should, holds what it should, and has done nothing by halves.
+//     reports what it should, holds what it should, and has done nothing by halves;
+//   - a tile that is not taken back is reported or not noticed, and the others are given
+//     back;
+//   - a status that an earlier failure has left ends the calls that say so, and no others.
 #ifndef ZYLQX_TESTS_SUPPORT_LAWS_H
 #define ZYLQX_TESTS_SUPPORT_LAWS_H
 
