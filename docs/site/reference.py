@@ -63,10 +63,11 @@ def linked(text, page):
         place = "" if target == page else f"{target}.md"
         return f"[`{name}()`]({place}#{name.lower()})" if target else match[0]
 
-    pieces = re.split(r'("[^"]*")', text)
+    pieces = re.split(r'("[^"]*"|\bzyl\w+\([^()]+\))', text)
     for i, piece in enumerate(pieces):
         if i % 2:
-            pieces[i] = re.sub(r'"([^"]*)"', quoted, piece)
+            pieces[i] = re.sub(r'"([^"]*)"', quoted, piece) if piece[0] == '"' else \
+                f"`{' '.join(piece.split())}`"
             continue
         piece = re.sub(r"(?<![\w`])(ZYL_\w+|Zyl[A-Z]\w+(?:::\w+)?)", r"`\1`", piece)
         piece = re.sub(r"\b(zyl\w+)\(\)", function, piece)
