@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Puts the programs of examples/, and what they print, into the pages of the guide.
+"""Puts the programs of examples/, and what they print, into the README and the pages of docs.
 
     fill.py PROGRAMS [--check]
 
@@ -38,7 +38,7 @@ def filled(text, folder):
 def main():
     folder, check = sys.argv[1], sys.argv[2:] == ["--check"]
     stale, shown = [], set()
-    for page in sorted((ROOT / "docs").rglob("*.md")):
+    for page in [ROOT / "README.md", *sorted((ROOT / "docs").rglob("*.md"))]:
         before = page.read_text()
         shown |= {pathlib.Path(name).stem for _, kind, name in BLOCK.findall(before) if kind == "output"}
         after = filled(before, folder)
