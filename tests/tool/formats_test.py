@@ -998,5 +998,5 @@ class Outputs(FormatCase):
 
 
 if __name__ == "__main__":
-    ZYL = sys.argv.pop(1)
+    ZYL = os.path.abspath(sys.argv.pop(1))
     unittest.main()

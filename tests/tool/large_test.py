@@ -166,23 +166,60 @@ class Faults(Case):
         self.run_zyl("--tile", "32", "--compression", compression, "in.ppm", "tiled.tif")
         return tile_places(self.path("tiled.tif"))
 
+    # Of ten columns and seven rows of tiles.
+    PLACE = "in the tile of column 3 and row 3"
+
     def test_damaged_tile_ends_every_chain(self):
-        at, length = self.tiled("deflate")[33]
-        with open(self.path("tiled.tif"), "r+b") as file:
-            file.seek(at)
-            file.write(b"\xff" * length)
-        for jobs, chain, result in itertools.product((1, 3), (["blur"], ["mirror:axis=both", "not"]),
-                                                     ("out.png", "out.tif", "out.jpg")):
-            run = self.zyl("--jobs", jobs, "tiled.tif", *chain, result)
-            self.assert_failed(run, "tiled.tif", "tile")
+        for compression in ("deflate", "lzw", "zstd", "lzma", "jpeg"):
+            at, length = self.tiled(compression)[33]
+            with open(self.path("tiled.tif"), "r+b") as file:
+                file.seek(at)
+                file.write(b"\xff" * length)
+            for jobs, chain, result in itertools.product(
+                    (1, 3), (["blur"], ["mirror:axis=both", "not"], ["histo-equalize"]),
+                    ("out.png", "out.tif", "out.jpg")):
+                with self.subTest(compression=compression, jobs=jobs, chain=chain, result=result):
+                    run = self.zyl("--jobs", jobs, "tiled.tif", *chain, result)
+                    self.assert_failed(run, "zyl: tiled.tif: ", self.PLACE)
+        # What does not look at the tile is done.
+        self.run_zyl("tiled.tif", "crop:x=0,y=0,width=90,height=50", "blur", "part.png")
+        # A second picture is named like the first.
+        run = self.zyl("in.ppm", "add:with=tiled.tif", "out.png")
+        self.assert_failed(run, "zyl: tiled.tif: ", self.PLACE)
 
     def test_missing_tile_ends_the_chain(self):
-        at, length = self.tiled("none")[33]
-        os.truncate(self.path("tiled.tif"), at + length // 2)
-        run = self.zyl("tiled.tif", "blur", "out.png")
-        self.assertEqual(run.returncode, 1)
-        self.assertIn("tiled.tif", run.stderr)
-        self.assert_nothing_left()
+        for compression in ("none", "deflate"):
+            at, length = self.tiled(compression)[33]
+            whole = self.read("tiled.tif")
+            # Its place holds nothing, is outside the file, or has lost its length.
+            for word, replacement in ((at, 0), (at, len(whole) + 1000), (length, 0)):
+                with open(self.path("lost.tif"), "wb") as file:
+                    file.write(self.with_entry(whole, 324 if word == at else 325, 33, replacement))
+                for jobs in (1, 3):
+                    run = self.zyl("--jobs", jobs, "lost.tif", "blur", "out.png")
+                    self.assert_failed(run, "zyl: lost.tif: ", self.PLACE)
+
+    def with_entry(self, data, tag, index, value):
+        """A classic TIFF file with another number in the table of this tag."""
+        at, = struct.unpack("<I", data[4:8])
+        while struct.unpack("<H", data[at + 2:at + 4])[0] != tag:
+            at += 12
+        kind, _, where = struct.unpack("<HII", data[at + 4:at + 14])
+        code = "<H" if kind == 3 else "<I"
+        where += index * struct.calcsize(code)
+        return data[:where] + struct.pack(code, value) + data[where + struct.calcsize(code):]
+
+    def test_a_worker_that_fails_ends_the_others(self):
+        """The disk is full for one of them while the others make tiles that take long."""
+        make_pnm(self.path("in.ppm"), 700, 500, 3, 6)
+        self.run_zyl("--tile", "256", "--compression", "none", "in.ppm", "big.tif")
+        for jobs, result in itertools.product((1, 4), ("out.tif", "out.png")):
+            begun = time.monotonic()
+            run = self.zyl("--jobs", jobs, "big.tif", "zoom:factor=4",
+                           "median-filter:rows=15,columns=15", "--tile", 16, result,
+                           limit=1_000_000)
+            self.assert_failed(run, result, "File too large")
+            self.assertLess(time.monotonic() - begun, 20)
 
     def test_full_disk_leaves_nothing(self):
         make_pnm(self.path("in.ppm"), 700, 600, 3, 4)

@@ -127,5 +127,5 @@ class Sizes(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    ZYL = sys.argv.pop(1)
+    ZYL = os.path.abspath(sys.argv.pop(1))
     unittest.main()

@@ -548,5 +548,5 @@ class Refusals(Zyl):
 
 
 if __name__ == "__main__":
-    ZYL = sys.argv.pop(1)
+    ZYL = os.path.abspath(sys.argv.pop(1))
     unittest.main()

@@ -77,7 +77,8 @@ class Drain {
           units_(shape, options.unit), ordered_(sink.order() == Order::rows),
           blockColumns_(options.blockColumns > 0 && !ordered_
                             ? std::min(options.blockColumns, units_.columns)
-                            : units_.columns) {}
+                            : units_.columns),
+          all_(std::int64_t{units_.columns} * units_.rows), run_(runLength()) {}
 
     void run() {
         std::vector<std::thread> threads;
@@ -102,14 +103,25 @@ class Drain {
                             static_cast<int>(rest / columns));
     }
 
+    // Units side by side need many of the same tiles. A thread takes several of them in a
+    // row: threads that took them in turn would wait for each other's tiles at each one.
+    std::int64_t runLength() const {
+        constexpr std::int64_t RUNS = 8; // of each thread at least, so that all end together
+        if (ordered_) return 1;
+        return std::max<std::int64_t>(1, std::min<std::int64_t>(blockColumns_, all_ / RUNS) /
+                                             options_.jobs);
+    }
+
     void work() {
         Patch patch(shape_, grid_);
         std::unique_lock lock(mutex_);
-        while (!failure_ && next_ < std::int64_t{units_.columns} * units_.rows) {
-            const std::int64_t unit = next_++;
+        while (!failure_ && next_ < all_) {
+            const std::int64_t first = next_;
+            next_ = std::min(all_, first + run_);
             lock.unlock();
             try {
-                write(unit, patch);
+                const std::int64_t end = std::min(all_, first + run_);
+                for (std::int64_t unit = first; unit < end && !failed(); ++unit) write(unit, patch);
                 lock.lock();
             } catch (...) {
                 if (!lock.owns_lock()) lock.lock();
@@ -117,6 +129,11 @@ class Drain {
                 turn_.notify_all();
             }
         }
+    }
+
+    bool failed() {
+        const std::lock_guard lock(mutex_);
+        return failure_ != nullptr;
     }
 
     void write(std::int64_t unit, Patch &patch) {
@@ -153,6 +170,8 @@ class Drain {
     const Grid units_;
     const bool ordered_;
     const int blockColumns_;
+    const std::int64_t all_; // units
+    const std::int64_t run_; // units that a thread takes at a time
 
     std::mutex mutex_;
     std::condition_variable turn_;

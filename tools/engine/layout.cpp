@@ -14,20 +14,23 @@ constexpr int MOST_ROWS = 256; // of a strip
 constexpr int MOST_STRIP = 64;
 constexpr std::int64_t STRIP_BYTES = 8 << 20;
 
-// A tile of the result is made from about so many columns of its source at most.
-constexpr int MOST_READ = 1024;
-
 // Whole pieces that cover `least` pixels or the picture.
 int several(int piece, int least, int size) {
     return piece * std::max(1, std::min(least, size) / piece);
 }
 
-int shrunk(int from, int to) {
+// A tile of the result is made from about four times as many columns of its source at
+// most.
+int shrunk(int from, int to, int side) {
     const int factor = std::max(1, (from - 1) / to + 1);
-    return std::clamp(roundUp(MOST_READ / factor, 8), 8, TILE_SIDE);
+    return std::clamp(roundUp(4 * side / factor, 8), 8, side);
 }
 
 } // namespace
+
+int tileSide(const Shape &shape) {
+    return shape.depth == ZYL_DEPTH_1U ? 1024 : 256;
+}
 
 Tiling stripTiling(const Shape &shape, std::int64_t bytes) {
     const std::int64_t rows = bytes / rowStride(shape, shape.width) / 8 * 8;
@@ -36,8 +39,9 @@ Tiling stripTiling(const Shape &shape, std::int64_t bytes) {
 }
 
 Tiling tileTiling(const Shape &from, const Shape &to) {
-    return {std::min(shrunk(from.width, to.width), roundUp(to.width, 8)),
-            std::min(shrunk(from.height, to.height), roundUp(to.height, 8))};
+    const int side = tileSide(to);
+    return {std::min(shrunk(from.width, to.width, side), roundUp(to.width, 8)),
+            std::min(shrunk(from.height, to.height, side), roundUp(to.height, 8))};
 }
 
 Tiling spoolTiling(const Shape &shape, Tiling tile, std::int64_t bandBytes) {
@@ -51,7 +55,8 @@ Tiling fileTiling(const Shape &shape, Tiling piece, bool strips) {
         const int least = std::min(stripTiling(shape, STRIP_BYTES).height, MOST_STRIP);
         return {roundUp(shape.width, 8), several(height, least, shape.height)};
     }
-    return {several(piece.width, TILE_SIDE, shape.width), several(height, TILE_SIDE, shape.height)};
+    const int side = tileSide(shape);
+    return {several(piece.width, side, shape.width), several(height, side, shape.height)};
 }
 
 Tiling unitTiling(const Shape &shape, Tiling piece, Tiling tile) {

@@ -6,8 +6,9 @@
 
 namespace tool {
 
-// Side of the tiles of pictures that are not read in strips.
-constexpr int TILE_SIDE = 256;
+// Side of the tiles of pictures that are not read in strips. Bits take little room:
+// small tiles of them cost more to look after than to make.
+int tileSide(const Shape &shape);
 
 // Strips of whole rows, of about so many bytes.
 Tiling stripTiling(const Shape &shape, std::int64_t bytes);

@@ -104,7 +104,7 @@ Tiling Pipeline::Impl::tiling(const NodeState &node, bool strips) {
     if (options_.tile && !node.file) return options_.tile;
     if (strips && !node.inOrder()) return stripTiling(node.shape, STRIP_BYTES);
     const Tiling tile = node.sources.empty()
-                            ? Tiling{TILE_SIDE, TILE_SIDE}
+                            ? Tiling{tileSide(node.shape), tileSide(node.shape)}
                             : tileTiling(nodes_[node.sources.front()].shape, node.shape);
     return node.stored() ? spoolTiling(node.shape, tile, options_.memory / 4) : tile;
 }
@@ -138,8 +138,8 @@ void Pipeline::Impl::layOut(int last, Tiling piece) {
         if (node.needed) node.grid = Grid(node.shape, tiling(node, strips));
     for (const NodeState &node : nodes_.all()) requireRoom(node);
     Tiling rows = {result.width, std::clamp(static_cast<int>(double(UNIT_BYTES) / widest), 8, 64)};
-    unit_ = unitTiling(result, piece,
-                       piece.width >= result.width ? rows : Tiling{TILE_SIDE, TILE_SIDE});
+    const int side = tileSide(result);
+    unit_ = unitTiling(result, piece, piece.width >= result.width ? rows : Tiling{side, side});
 
     // A unit needs the rows of each node that go into it, and tiles that reach above
     // and below. Units that are made at once lie side by side, or one below the

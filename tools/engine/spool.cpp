@@ -100,7 +100,7 @@ class Stored : public Source {
         details_ = source_->details();
         order_ = Order::any;
         constexpr std::int64_t bandBytes = 32 << 20;
-        piece_ = spoolTiling(shape(), {TILE_SIDE, TILE_SIDE}, bandBytes);
+        piece_ = spoolTiling(shape(), {tileSide(shape()), tileSide(shape())}, bandBytes);
         grid_ = Grid(shape(), piece_);
     }
 
