@@ -148,14 +148,18 @@ class Compositor {
     const AlphaKernels::CompositeRow row_;
     const AlphaKernels::ResultAlphaRow alphaRow_;
 
+    // Few enough 16-bit samples that alphas stay in the nearest cache while the other
+    // planes, at equal distances, come and go.
+    static constexpr std::ptrdiff_t BLOCK = sizeof(T) == 1 ? ALPHA_BLOCK : ALPHA_BLOCK / 4;
+
     // The alphas of a run of pixels; the same for each sample of a pixel.
-    alignas(64) T alphaA_[ALPHA_BLOCK];
-    alignas(64) T alphaB_[ALPHA_BLOCK];
-    alignas(64) T spreadA_[ALPHA_BLOCK];
-    alignas(64) T spreadB_[ALPHA_BLOCK];
-    alignas(64) T blockA_[ALPHA_BLOCK];
-    alignas(64) T blockB_[ALPHA_BLOCK];
-    alignas(64) T blockD_[ALPHA_BLOCK];
+    alignas(64) T alphaA_[BLOCK];
+    alignas(64) T alphaB_[BLOCK];
+    alignas(64) T spreadA_[BLOCK];
+    alignas(64) T spreadB_[BLOCK];
+    alignas(64) T blockA_[BLOCK];
+    alignas(64) T blockB_[BLOCK];
+    alignas(64) T blockD_[BLOCK];
 };
 
 bool isRgba(const ZylImage &image) {
@@ -204,7 +208,7 @@ bool Compositor<T>::takesAllChannels(const GridWalk &walk) const {
 template <class T>
 void Compositor<T>::fill(const AlphaSource &source, T *block) const {
     if (!source.isConstant()) return;
-    std::fill(block, block + ALPHA_BLOCK, static_cast<T>(source.pixel.constant));
+    std::fill(block, block + BLOCK, static_cast<T>(source.pixel.constant));
 }
 
 // A constant is in its block already. A colour of the destination that serves as
@@ -267,7 +271,7 @@ void Compositor<T>::samples(const GridWalk &walk) {
 
     const bool all = takesAllChannels(walk);
     const std::ptrdiff_t perPixel = all ? d.image().nChannels : 1;
-    const std::ptrdiff_t pixelsAtOnce = ALPHA_BLOCK / perPixel;
+    const std::ptrdiff_t pixelsAtOnce = BLOCK / perPixel;
     const View<T> extent = d.channel<T>(1);
     for (std::ptrdiff_t y = 0; y < extent.rows; ++y) {
         for (std::ptrdiff_t x = 0; x < extent.columns; x += pixelsAtOnce) {
