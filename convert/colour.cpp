@@ -124,9 +124,9 @@ void changeModel(const Call &call, ZylImage *srcImage, ZylImage *dstImage,
             return;
         }
         const auto row = ZYLQX_KERNELS(colourKernels).model[static_cast<int>(change.model)][depth];
-        for (std::int32_t y = 0; y < height; ++y) {
-            row(sourceRow(s, channels, 0, y), colourRow(d, FIRST_CHANNELS, 0, y), width);
-        }
+        forEachRow(s, d, width, height, [&](std::ptrdiff_t y, std::ptrdiff_t n) {
+            row(sourceRow(s, channels, 0, y), colourRow(d, FIRST_CHANNELS, 0, y), n);
+        });
     };
     walkColour(call, src, dst, dstTile, kernel);
 }
@@ -155,9 +155,9 @@ void zylColorToGray(ZylImage *srcImage, ZylImage *dstImage, const std::int32_t *
             return;
         }
         const auto row = ZYLQX_KERNELS(grayKernels).toGray[from][to];
-        for (std::int32_t y = 0; y < height; ++y) {
-            row(sourceRow(s, channels, 0, y), sampleAt(d, 0, y, 1), width);
-        }
+        forEachRow(s, d, width, height, [&](std::ptrdiff_t y, std::ptrdiff_t n) {
+            row(sourceRow(s, channels, 0, y), sampleAt(d, 0, y, 1), n);
+        });
     };
     walkColour(call, src, dst, dstTile, kernel);
 }
@@ -184,14 +184,14 @@ void zylGrayToColor(ZylImage *srcImage, ZylImage *dstImage, float FractR, float 
             return;
         }
         const auto row = ZYLQX_KERNELS(grayKernels).fromGray[depth];
-        for (std::int32_t y = 0; y < height; ++y) {
+        forEachRow(s, d, width, height, [&](std::ptrdiff_t y, std::ptrdiff_t n) {
             const unsigned char *gray = sampleAt(s, 0, y, 1);
             if (fromBits) {
-                colourFromBits(gray, weights, colourRow(d, channels, 0, y), width);
+                colourFromBits(gray, weights, colourRow(d, channels, 0, y), n);
             } else {
-                row(gray, weights, colourRow(d, channels, 0, y), width);
+                row(gray, weights, colourRow(d, channels, 0, y), n);
             }
-        }
+        });
     };
     walkColour(call, src, dst, dstTile, kernel);
 }

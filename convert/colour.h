@@ -41,6 +41,18 @@ inline ColourRow colourRow(const ZylImage &image, const ColourChannels &channels
     return row;
 }
 
+// Calls row(y, columns) for rows of so many columns, or for all at once where they follow
+// each other without gaps in both images.
+template <class F>
+void forEachRow(const ZylImage &a, const ZylImage &b, std::ptrdiff_t columns, std::ptrdiff_t rows,
+                F row) {
+    const auto dense = [columns](const ZylImage &image) {
+        return image.widthStep == columns * pixelStep(image) * sampleBytes(image.depth);
+    };
+    if (dense(a) && dense(b)) return row(std::ptrdiff_t{0}, columns * rows);
+    for (std::ptrdiff_t y = 0; y < rows; ++y) row(y, columns);
+}
+
 // Of the depths that colour operations take: 0 for 8U, 1 for 16U, 2 for 32S; -1
 // for any other.
 constexpr int colourDepthIndex(std::uint32_t depth) {

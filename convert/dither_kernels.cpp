@@ -312,7 +312,7 @@ constexpr u32 THRESHOLDS[4][4] = {
 
 // What rows of pixels of up to MAX_STEP samples repeat after every PATTERN samples.
 constexpr std::ptrdiff_t MAX_STEP = 4;
-constexpr std::ptrdiff_t PATTERN = 4 * 3 * 4 * MAX_STEP;
+constexpr std::ptrdiff_t PATTERN = 4 * 3 * 2 * MAX_STEP;
 template <class T>
 struct Pattern {
     Lane<T> threshold[4][PATTERN]; // by row
@@ -320,12 +320,14 @@ struct Pattern {
 
     Pattern(std::ptrdiff_t step, std::ptrdiff_t channels, s32 ditherStep) {
         constexpr u32 UNIT = sizeof(T) == 1 ? 1 : 257; // 16-bit thresholds
-        for (std::ptrdiff_t i = 0; i < PATTERN; ++i) {
+        for (std::ptrdiff_t i = 0, x = 0; i < PATTERN; i += step, ++x) {
             for (int y = 0; y < 4; ++y) {
-                const u32 part = THRESHOLDS[i / step % 4][y] * UNIT;
-                threshold[y][i] = Lane<T>(u32(ditherStep) * part >> BITS<T>);
+                const u32 part = u32(ditherStep) * (THRESHOLDS[x % 4][y] * UNIT);
+                for (std::ptrdiff_t c = 0; c < step; ++c) {
+                    threshold[y][i + c] = Lane<T>(part >> BITS<T>);
+                }
             }
-            kept[i] = i % step < channels ? Lane<T>(0) : Lane<T>(-1);
+            for (std::ptrdiff_t c = 0; c < step; ++c) kept[i + c] = Lane<T>(c < channels ? 0 : -1);
         }
     }
 };

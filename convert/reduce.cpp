@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <optional>
 
 #include "convert/colour.h"
 #include "convert/kernels.h"
@@ -211,7 +212,8 @@ void zylReduceBits(ZylImage *srcImage, ZylImage *dstImage, std::int32_t jitterTy
         return;
     }
     const Reduction reduction = reductionFor(src.depth, dst.depth);
-    const Jitter jitter(jitterType);
+    std::optional<Jitter> jitter; // its tables take longer than a small image
+    if (jitterType != 0) jitter.emplace(jitterType);
     auto kernel = [&](const ZylImage &s, const ZylImage &d, std::int32_t width,
                       std::int32_t height) {
         if (reduction.row == nullptr) {
@@ -219,10 +221,10 @@ void zylReduceBits(ZylImage *srcImage, ZylImage *dstImage, std::int32_t jitterTy
             Call(name, KERNEL_FILE).report(ZYL_StsBadArg, reduction.fault);
             return;
         }
-        if (jitterType == 0) {
-            forEachRun(s, d, width, height, reduction.row);
+        if (jitter) {
+            reduceWithJitter(s, d, width, height, reduction, *jitter);
         } else {
-            reduceWithJitter(s, d, width, height, reduction, jitter);
+            forEachRun(s, d, width, height, reduction.row);
         }
         if (ditherType != DITHER_NONE) ditherImage(d, width, height, ditherType, ditherBits);
     };

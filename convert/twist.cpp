@@ -144,10 +144,11 @@ void zylApplyColorTwist(ZylImage *srcImage, ZylImage *dstImage, const ZylColorTw
     const auto row = twistRow(twist, narrow);
     auto kernel = [&](const Block &block) {
         const PairedArea &at = block.at;
-        for (std::int32_t y = 0; y < at.height; ++y) {
-            row(sourceRow(*block.src, FIRST_CHANNELS, at.srcX, at.srcY + y), twist,
-                colourRow(*block.dst, FIRST_CHANNELS, at.dstX, at.dstY + y), at.width);
-        }
+        forEachRow(*block.src, *block.dst, at.width, at.height,
+                   [&](std::ptrdiff_t y, std::ptrdiff_t n) {
+                       row(sourceRow(*block.src, FIRST_CHANNELS, at.srcX, at.srcY + y), twist,
+                           colourRow(*block.dst, FIRST_CHANNELS, at.dstX, at.dstY + y), n);
+                   });
     };
     walkBlocks(call, *srcImage, *dstImage, region, kernel);
 }
