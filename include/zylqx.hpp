@@ -233,7 +233,7 @@ inline std::int64_t rowStride(const Shape &shape, std::int64_t width) noexcept {
     return (samples * bitsOf(shape.depth) + bits - 1) / bits * shape.align;
 }
 
-/** A header without pixels, which is freed with zylDeallocate(). Throws std::bad_alloc. */
+/** A header without pixels, which is freed with zylDeallocate(). */
 inline ZylImage *makeHeader(const Shape &shape, ZylTileInfo *tiles = nullptr) {
     char model[5] = {}, sequence[5] = {};
     shape.model.copy(model, 4);
@@ -241,7 +241,8 @@ inline ZylImage *makeHeader(const Shape &shape, ZylTileInfo *tiles = nullptr) {
     ZylImage *header = zylCreateImageHeader(shape.channels, shape.alpha, shape.depth, model,
                                             sequence, shape.order, shape.origin, shape.align,
                                             shape.height, shape.width, nullptr, nullptr, tiles);
-    if (header == nullptr) throw std::bad_alloc();
+    if (header == nullptr)
+        detail::refuse("zylCreateImageHeader", "a field of the shape has no valid value");
     return header;
 }
 
@@ -393,12 +394,12 @@ class ConstImage {
   public:
     ConstImage() = default;
 
-    /** A view of samples that stay where they are, `stride` samples from row to row. Rows lie
-     * as far apart as the library's rule says, or an Error tells how far that is. */
+    /** A view of samples that stay where they are. Rows lie as far apart as rowStride() says, or
+     * an Error tells how far that is. */
     template <Sample T>
     static ConstImage view(std::span<const T> samples, const Shape &shape) {
         ConstImage image;
-        image.point(const_cast<T *>(samples.data()), samples.size_bytes(), shape);
+        image.point<T>({const_cast<T *>(samples.data()), samples.size()}, shape);
         return image;
     }
 
@@ -454,12 +455,19 @@ class ConstImage {
 
     /** For a call that begins. */
     ZylImage *begin() const noexcept {
-        if (tiles_) tiles_->begin();
+        if (header_ && store_ != nullptr) store_->begin();
         return header_.get();
     }
 
   protected:
-    void point(void *samples, std::size_t bytes, const Shape &shape);
+    template <Sample T>
+    void point(std::span<T> samples, const Shape &shape);
+    template <Sample T>
+    static void checkType(const Shape &shape) {
+        const bool fits = shape.depth == depthOf<T> ||
+                          (shape.depth == ZYL_DEPTH_1U && std::same_as<T, std::uint8_t>);
+        if (!fits) detail::refuse("zyl::Image", "the type of the samples is not of this depth");
+    }
     void share(const ConstImage &from, const Rect &region, int channel);
 
     unsigned char *at(int y, int plane) const noexcept {
@@ -487,6 +495,7 @@ class ConstImage {
         void operator()(ZylImage *image) const noexcept { zylDeallocate(image, ZYL_DEALLOC_ALL); }
     };
     std::unique_ptr<detail::TileStore> tiles_;
+    detail::TileStore *store_ = nullptr; /* tiles_, or that of the image of which this is a part */
     std::unique_ptr<ZylImage, Free> header_;
 };
 
@@ -515,7 +524,7 @@ class Image : public ConstImage {
     template <Sample T>
     static Image view(std::span<T> samples, const Shape &shape) {
         Image image;
-        image.point(samples.data(), samples.size_bytes(), shape);
+        image.point<T>(samples, shape);
         return image;
     }
 
@@ -556,7 +565,10 @@ inline Shape ConstImage::shape() const {
     return shapeOf(*header_);
 }
 
-inline void ConstImage::point(void *samples, std::size_t bytes, const Shape &shape) {
+template <Sample T>
+void ConstImage::point(std::span<T> samples, const Shape &shape) {
+    checkType<T>(shape);
+    const std::size_t bytes = samples.size_bytes();
     const std::int64_t rows =
         std::int64_t{shape.height} * (shape.order == ZYL_DATA_ORDER_PIXEL ? 1 : shape.channels);
     const std::int64_t stride = rowStride(shape, shape.width);
@@ -567,7 +579,7 @@ inline void ConstImage::point(void *samples, std::size_t bytes, const Shape &sha
                            " bytes; Image::from() copies rows that lie otherwise");
     }
     header_.reset(makeHeader(shape));
-    header_->imageData = static_cast<unsigned char *>(samples);
+    header_->imageData = reinterpret_cast<unsigned char *>(samples.data());
 }
 
 inline void ConstImage::share(const ConstImage &from, const Rect &region, int channel) {
@@ -580,6 +592,7 @@ inline void ConstImage::share(const ConstImage &from, const Rect &region, int ch
     }
     header_.reset(makeHeader(from.shape()));
     header_->tileInfo = tiles;
+    store_ = from.store_;
     header_->imageData = h.imageData;
     header_->widthStep = h.widthStep;
     header_->imageSize = h.imageSize;
@@ -605,6 +618,7 @@ inline void Image::allocate(const Shape &shape, std::int32_t fill) {
 
 template <Sample T>
 Image Image::from(std::span<const T> samples, const Shape &shape) {
+    checkType<T>(shape);
     Image image = unfilled(shape);
     image.forRows([&](int y, int plane) {
         const std::span<T> to = image.samples<T>(y, plane);
@@ -622,6 +636,7 @@ inline Image Image::tiled(const Shape &shape, TileSize size, TileFunction read,
     Image image;
     image.tiles_ =
         std::make_unique<detail::TileStore>(shape, size, std::move(read), std::move(write));
+    image.store_ = image.tiles_.get();
     image.header_.reset(makeHeader(shape));
     image.header_->tileInfo =
         zylCreateTileInfo(detail::TileStore::serve, image.tiles_.get(), size.width, size.height);

@@ -106,6 +106,9 @@ TEST(Image, refuses_sizes_that_no_image_has) {
     EXPECT_THROW(zyl::Image(70000, 70000), std::length_error);
     EXPECT_THROW(zyl::Image(2147483647, 1, 3, ZYL_DEPTH_32S), std::length_error);
     EXPECT_THROW(zyl::Image::tiled(zyl::makeShape(9, 9), {9, 8}, {}), zyl::Error);
+    EXPECT_THROW(zyl::Image(zyl::makeShape(9, 9, 1, 7)), zyl::Error);
+    std::vector<std::uint16_t> words(18);
+    EXPECT_THROW(zyl::Image::view(std::span(words), zyl::makeShape(9, 3)), zyl::Error);
 }
 
 // A part has a region and borders of its own, over the same pixels.
@@ -308,6 +311,10 @@ TEST(Tiles, throw_through_the_library) {
         EXPECT_EQ(failure([&] { zyl::addS(source, result, 1); }), "the disk is gone");
         EXPECT_EQ(failure([&] { zyl::blur(source, result); }), "the disk is gone");
         EXPECT_LT(zyl::status::addS(source, result, 1), 0);
+        EXPECT_EQ(failure([&] {
+                      zyl::addS(source.part({9, 9, 20, 9}), result, 1);
+                  }),
+                  "the disk is gone");
     }
     broken = false;
     zyl::addS(source, result, 1);
