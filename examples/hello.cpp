@@ -20,7 +20,8 @@ int main() {
     // A view works on samples that stand elsewhere, a part on some of them.
     std::vector<std::uint16_t> counts(8 * 4, 1000);
     zyl::Image view = zyl::Image::view(std::span(counts), zyl::makeShape(8, 4, 1, ZYL_DEPTH_16U));
-    zyl::multiplyS(view.part({0, 0, 4, 4}), view.part({0, 0, 4, 4}), 100);
+    zyl::Image left = view.part({0, 0, 4, 4});
+    zyl::multiplyS(left, left, 100);
     std::printf("%d %d\n", counts[0], counts[7]);
 
     // Failures are exceptions, or a status.
