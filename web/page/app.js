@@ -17,7 +17,7 @@ const IDEAS = [
 const get = (id) => document.getElementById(id);
 const worker = new Worker(new URL('worker.js', import.meta.url), { type: 'module' });
 
-const state = { picture: { sample: 'valley', file: 'valley.png' }, channels: 3, chain: [], language: 'zyl', result: null, before: null };
+const state = { picture: { sample: 'valley', file: 'valley.png' }, channels: 3, chain: [], language: 'zyl' };
 
 // ---- the worker ------------------------------------------------------------------------------
 
@@ -102,7 +102,7 @@ async function run() {
   document.body.dataset.runs = Number(document.body.dataset.runs ?? 0) + 1;
 }
 
-function show({ image, shape, samples, milliseconds, error }) {
+function show({ image, shape, milliseconds, error }) {
   document.querySelectorAll('#steps > li').forEach((card, i) => card.classList.toggle('wrong', error?.index === i));
   get('save-after').disabled = Boolean(error);
   if (error) {
@@ -113,7 +113,6 @@ function show({ image, shape, samples, milliseconds, error }) {
     return;
   }
   say(state.picture.note ?? '');
-  state.result = { ...shape, data: samples };
   draw(get('after'), image);
   get('after-shape').textContent = shapeText(shape);
   showTimes(milliseconds);
@@ -125,7 +124,7 @@ async function setPicture(picture, pixels) {
     say(`The picture cannot be used: ${answer.error.detail}`, true);
     return;
   }
-  Object.assign(state, { picture, channels: answer.shape.channels, before: answer });
+  Object.assign(state, { picture, channels: answer.shape.channels });
   for (const button of get('samples').children) button.setAttribute('aria-pressed', String(button.dataset.name === picture.sample));
   draw(get('before'), answer.image);
   get('before-shape').textContent = shapeText(answer.shape);
@@ -246,7 +245,10 @@ async function copyText(text, button) {
   setTimeout(() => { button.textContent = before; }, 1200);
 }
 
-async function save(picture, canvas, name) {
+/** Saves what a chain gives: its very samples, or what the canvas shows where PNG has no such samples. */
+async function save(chain, canvas, name) {
+  const { shape, samples } = await ask({ kind: 'run', chain, withSamples: true });
+  const picture = { ...shape, data: samples };
   const blob = canBePng(picture) ? await pngOf(picture) : await new Promise((resolve) => { canvas.toBlob(resolve); });
   const anchor = element('a', { href: URL.createObjectURL(blob), download: name });
   anchor.click();
@@ -300,11 +302,8 @@ function listen() {
   });
   get('copy').addEventListener('click', () => copyText(get('snippet').textContent, get('copy')));
   get('copy-link').addEventListener('click', () => copyText(location.href, get('copy-link')));
-  get('save-before').addEventListener('click', async () => {
-    const { shape, samples } = await ask({ kind: 'run', chain: [] });
-    await save({ ...shape, data: samples }, get('before'), state.picture.file.replace(/\.\w+$/, '.png'));
-  });
-  get('save-after').addEventListener('click', () => save(state.result, get('after'), 'out.png'));
+  get('save-before').addEventListener('click', () => save([], get('before'), state.picture.file.replace(/\.\w+$/, '.png')));
+  get('save-after').addEventListener('click', () => save(state.chain, get('after'), 'out.png'));
   addEventListener('keydown', (event) => {
     if (event.key !== '/' || event.target.closest?.('input:not([type="range"], [type="checkbox"]), textarea, dialog')) return;
     event.preventDefault();

@@ -41,7 +41,7 @@ function described({ width, height, channels, depth, colorModel }) {
   return { width, height, channels, depth, colorModel };
 }
 
-onmessage = async ({ data: { id, kind, picture, chain } }) => {
+onmessage = async ({ data: { id, kind, picture, chain, withSamples } }) => {
   try {
     if (kind === 'picture') {
       const image = setOriginal(picture).toImageData();
@@ -50,9 +50,8 @@ onmessage = async ({ data: { id, kind, picture, chain } }) => {
     }
     const result = await run(chain);
     const image = result.picture.toImageData();
-    // The samples themselves are for whoever wants to compare them.
-    postMessage({ id, image, samples: result.picture.data.slice(), shape: described(result.picture), milliseconds: result.milliseconds },
-      [image.data.buffer]);
+    const samples = withSamples ? result.picture.data : null;
+    postMessage({ id, image, samples, shape: described(result.picture), milliseconds: result.milliseconds }, [image.data.buffer]);
   } catch (error) {
     postMessage({ id, error: { message: error.sentence ?? error.message, detail: error.message, index: error.index } });
   }

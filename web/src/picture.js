@@ -87,23 +87,34 @@ export class Picture {
 
   /** All of it as 8-bit red, green, blue and alpha, for a canvas: the depth's range becomes 0 to 255. */
   toImageData() {
-    const { width, height, data, channels, alpha } = this;
-    const { min, bits } = DEPTHS[this.depth];
-    const byte = bits === 1 ? (v) => v * 255 : (v) => (v - min) / 2 ** (bits - 8);
+    const { width, height, channels, alpha } = this;
+    const data = bytesOf(this);
     const [nextPixel, nextChannel] = this.order === 'pixel' ? [channels, 1] : [1, width * height];
     const backwards = this.channelSeq.startsWith('B');
-    const colours = channels < 3 ? [0, 0, 0] : backwards ? [2, 1, 0] : [0, 1, 2];
-    const target = new Uint8ClampedArray(4 * width * height);
+    const [red, green, blue] = (channels < 3 ? [0, 0, 0] : backwards ? [2, 1, 0] : [0, 1, 2]).map((c) => c * nextChannel);
+    const target = new Uint8ClampedArray(4 * width * height).fill(255);
     for (let y = 0, to = 0; y < height; ++y) {
       let from = (this.origin === 'top' ? y : height - 1 - y) * width * nextPixel;
       for (let x = 0; x < width; ++x, from += nextPixel, to += 4) {
-        for (let c = 0; c < 3; ++c) target[to + c] = Math.floor(byte(data[from + colours[c] * nextChannel]));
-        target[to + 3] = alpha ? Math.floor(byte(data[from + (alpha - 1) * nextChannel])) : 255;
+        target[to] = data[from + red];
+        target[to + 1] = data[from + green];
+        target[to + 2] = data[from + blue];
+        if (alpha) target[to + 3] = data[from + (alpha - 1) * nextChannel];
       }
     }
     if (typeof ImageData === 'undefined') return { data: target, width, height, colorSpace: 'srgb' };
     return new ImageData(target, width, height);
   }
+}
+
+/** The samples of a picture with the range of its depth made 0 to 255. */
+function bytesOf({ data, depth }) {
+  const { min, bits } = DEPTHS[depth];
+  if (depth === '8U') return data;
+  const factor = bits === 1 ? 255 : 2 ** (8 - bits);
+  const bytes = new Uint8Array(data.length);
+  for (let i = 0; i < data.length; ++i) bytes[i] = (data[i] - min) * factor; // cut toward zero
+  return bytes;
 }
 
 export function isImageData(image) {
