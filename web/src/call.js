@@ -67,8 +67,9 @@ class Call {
 
   #part(picture, name) {
     const { operation } = this;
-    const kind = operation.parameters.find((p) => p.name === name)?.kind;
-    const part = new Part(picture, kind === 'alpha' ? [0] : this.#channels(picture), operation.crops);
+    const { kind } = operation.parameters.find((p) => p.name === name);
+    const alone = kind === 'alpha' || kind === 'alphaDestination';
+    const part = new Part(picture, alone ? [(picture.channel || 1) - 1] : this.#channels(picture), operation.crops);
     const { width, height } = picture.roi ?? picture;
     if (this.first && (width !== this.width || height !== this.height)) {
       throw new RangeError(`${name}: ${width} x ${height} pixels, but the first picture has ${this.width} x ${this.height}`);
@@ -91,23 +92,27 @@ class Call {
     return (this.first.picture.roi ?? this.first.picture).height;
   }
 
-  #native(arena, part, isDestination = false) {
-    const { picture, channels } = part;
+  #native(arena, part, isDestination = false, alpha = this.#alpha(part)) {
+    const { picture } = part;
     const { operation } = this;
-    const model = operation.models?.[isDestination ? 1 : 0];
-    const usual = ['G', 'RGB', 'RGBA'].includes(picture.channelSeq);
-    const own = channels.length === picture.channels && (!model || (model === picture.colorModel && !usual));
-    const alone = channels.length < 3 ? 'GRAY' : 'RGB';
-    const name = own ? picture.colorModel : model ?? alone;
-    const sequence = own ? picture.channelSeq
-      : { GRAY: 'G', RGB: 'RGBA'.slice(0, channels.length) }[name] ?? name;
     return new NativeImage(arena, part, {
-      alpha: this.#alpha(part),
-      model: name,
-      sequence,
+      ...this.#coloursOf(part, operation.models?.[isDestination ? 1 : 0]),
+      alpha,
       border: this.given.border ?? picture.border ?? this.first.picture.border,
       roi: operation.crops || isDestination ? null : picture.roi,
     });
+  }
+
+  /** Colour model and channel sequence: the picture's own where they fit the model that the operation
+   * works on, and all channels are there. */
+  #coloursOf({ picture, channels }, wanted) {
+    const usual = ['G', 'RGB', 'RGBA'].includes(picture.channelSeq);
+    const complete = channels.length === picture.channels;
+    if (complete && (!wanted || (wanted === picture.colorModel && !usual))) {
+      return { model: picture.colorModel, sequence: picture.channelSeq };
+    }
+    const model = wanted ?? (channels.length < 3 ? 'GRAY' : 'RGB');
+    return { model, sequence: { GRAY: 'G', RGB: 'RGBA'.slice(0, channels.length) }[model] ?? model };
   }
 
   /** The number of the alpha among the channels that are worked on, 0 for none. */
@@ -143,7 +148,7 @@ class Call {
     let copied;
     if (operation.changesCopy) {
       const [name] = Object.keys(pictures);
-      copied = this.#fresh(first.channels, first.picture.depth, this, true);
+      copied = this.#fresh(first.channels, first.picture.depth, this);
       pictures[name] = copied;
       this.first = new Part(copied, this.#channels(copied), true);
     }
@@ -165,14 +170,16 @@ class Call {
       const count = this.first.channels.length;
       const counts = operation.channels?.[count] ?? [count];
       const channels = counts.includes(count) ? this.first.channels : Array.from({ length: counts[0] }, (_, i) => i);
-      out = this.#fresh(channels, depth, size, operation.alpha === 'kept');
+      out = this.#fresh(channels, depth, size);
     }
     const whole = new Part(out, this.#channels(out), true);
-    const alphaOut = given.alphaImageDst && Picture.from(given.alphaImageDst, 'alphaImageDst');
+    const alphaName = 'alphaImageDst';
+    const alphaOut = given[alphaName] && this.#part(Picture.from(given[alphaName], alphaName), alphaName);
     withArena(this.heap, (arena) => {
       const destination = this.#native(arena, whole, true);
-      if (given.out !== undefined || this.keeps) destination.load();
-      const alpha = alphaOut && this.#native(arena, new Part(alphaOut, [0], true), true);
+      destination.load();
+      const alpha = alphaOut && this.#native(arena, alphaOut, true, 1);
+      alpha?.load();
       this.#invoke(arena, { destination, alphaDestination: alpha });
       destination.store();
       alpha?.store();
@@ -180,25 +187,24 @@ class Call {
     return given.out ?? this.#given(out);
   }
 
-  /** A new picture of a call. With `kept`, or where an alpha is left as it is, it begins as the
-   * source, if it can. */
-  #fresh(channels, depth, { width, height }, kept) {
-    const { picture } = this.first;
-    const leavesOut = this.operation.keepsAlpha && !picture.channel && channels.length < picture.channels;
+  /** A new picture of a call. It begins as the source where some of it stays as it is. */
+  #fresh(channels, depth, { width, height }) {
+    const { operation, first: { picture } } = this;
+    const leavesOut = operation.keepsAlpha && !picture.channel && channels.length < picture.channels;
     const count = leavesOut ? picture.channels : channels.length;
-    const same = !picture.channel && count === picture.channels;
-    const alike = same && depth === picture.depth && width === this.width && height === this.height;
     sizesOf({ width, height, channels: count, depth, order: picture.order });
     const isData = isImageData(this.firstGiven) && depth === '8U' && count === 4;
     const data = new (isData ? Uint8ClampedArray : DEPTHS[depth].Type)(width * height * count);
-    this.keeps = alike && (kept || leavesOut);
-    if (this.keeps) {
-      const all = Array.from({ length: count }, (_, i) => i);
-      copyPart(new Part(picture, all, true), data);
+
+    const same = !picture.channel && count === picture.channels;
+    const alike = same && depth === picture.depth && width === this.width && height === this.height;
+    if (alike && (leavesOut || operation.alpha === 'kept' || operation.changesCopy)) {
+      copyPart(new Part(picture, Array.from({ length: count }, (_, i) => i), true), data);
     }
-    const model = this.operation.models?.[1];
-    const colours = same && !model ? { channelSeq: picture.channelSeq, colorModel: picture.colorModel } : {};
-    if (model && model !== 'GRAY') Object.assign(colours, { channelSeq: count === 4 ? `${model}A` : model, colorModel: model });
+    const { colorModel, channelSeq } = same ? picture : {};
+    const model = operation.models?.[1];
+    const colours = !model ? { colorModel, channelSeq }
+      : { colorModel: model, channelSeq: model === 'GRAY' ? 'G' : `${model}A`.slice(0, count) };
     return new Picture(data, width, height, { depth, order: picture.order, origin: picture.origin,
       alpha: same ? picture.alpha : 0, ...colours });
   }

@@ -87,7 +87,6 @@ export class NativeImage extends NativeSamples {
     const { stride, size } = sizesOf({ ...part.picture, ...part.rect, channels: part.channels.length });
     const pixels = arena.allocate(size);
     super(arena.heap, part, pixels, stride);
-    arena.heap.bytes.fill(0, pixels, pixels + size);
 
     const { picture, channels, rect } = part;
     const { roi } = says;

@@ -40,6 +40,8 @@ test('arguments that do not fit are refused by name', () => {
     [() => z.realFft2D(image, 'keep-tables'), RangeError, 'flags: either "forward" or "inverse" is needed'],
     [() => z.realFft2D(image, 'forward|repeat'), RangeError, /^flags: .*, not "repeat"/],
     [() => z.add(image, picture(1, 8, 7)), RangeError, 'srcImageB: 8 x 7 pixels, but the first picture has 8 x 8'],
+    [() => z.alphaComposite(picture(1, 4, 4, { channels: 4 }), picture(1, 4, 4, { channels: 4 }), { alphaImageDst: picture(1, 4, 3) }), RangeError,
+      'alphaImageDst: 4 x 3 pixels, but the first picture has 4 x 4'],
     [() => z.add(image, image, { out: picture(1, 7, 8) }), RangeError, 'out: 8 x 8 pixels are needed, not 7 x 8'],
     [() => z.convert(image, '8S', { out: image }), TypeError, 'out: 8S is needed, not 8U'],
     [() => z.convert(image, '9U'), RangeError, /^depth: convert makes .*, not 9U/],

@@ -144,6 +144,17 @@ test('colours in another order, and spectra that come back', () => {
   assert.ok(near(z.ccsFft2D(z.realFft2D(image, 'forward|keep-tables'), { depth: '8U' })));
 });
 
+test('compositing with alphas apart gives what they give as channels', () => {
+  const [a, b] = [picture(14, 6, 5, { channels: 4 }), picture(15, 6, 5, { channels: 4 })];
+  const without = (p) => ({ data: p.data.filter((_, i) => i % 4 < 3), width: 6, height: 5 });
+  const whole = z.alphaComposite(a, b, { compositeType: 'xor' });
+  const apart = picture(16, 6, 5);
+  const result = z.alphaComposite(without(a), without(b), { alphaImageA: { ...a, channel: 4 }, alphaImageB: { ...b, channel: 4 },
+    alphaImageDst: apart, compositeType: 'xor' });
+  assert.deepEqual(samples(result), samples(without(whole)));
+  assert.deepEqual(samples(apart), samples(cut(whole, undefined, 4)));
+});
+
 test('bitmaps there and back', () => {
   for (const channels of [1, 3, 4]) {
     const image = picture(9, 7, 3, { channels });
