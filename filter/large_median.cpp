@@ -203,7 +203,7 @@ class OrderedBlock {
         for (std::int64_t b = 0; b < BUCKETS; ++b) {
             if (!seen[b]) continue;
             const std::int64_t first = b * 64 * words_;
-            const std::int64_t count = std::min(64 * words_, n - first);
+            const std::int64_t count = std::min<std::int64_t>(64 * words_, n - first);
             const std::uint32_t *places = order_.data() + first;
             slideSet(
                 places, count, [this](std::int64_t i) { return i % width_; }, step_, box_.columns,
