@@ -189,11 +189,6 @@ void meanNarrow(const u16 *columns, std::ptrdiff_t count, float factor, float ha
     if (i < n) storePart(d + i, meansAt(i), n - i);
 }
 
-void atLeast(const u32 *boxes, u32 least, u8 *d, std::ptrdiff_t n) {
-    ZYLQX_VECTOR_LOOP
-    for (std::ptrdiff_t i = 0; i < n; ++i) d[i] = boxes[i] >= least ? 1 : 0;
-}
-
 } // namespace
 
 const BoxKernels boxKernels = {
@@ -208,7 +203,6 @@ const BoxKernels boxKernels = {
     .addRowNarrow = addRow<u8, u16>,
     .slideRowNarrow = slideRowNarrow,
     .meanNarrow = meanNarrow,
-    .atLeast = atLeast,
 };
 
 } // namespace zylqx::ZYLQX_LEVEL

@@ -80,8 +80,6 @@ struct BoxKernels {
     SlideRow slideRowNarrow;
     void (*meanNarrow)(const std::uint16_t *columns, std::ptrdiff_t count, float factor, float half,
                        std::uint8_t *d, std::ptrdiff_t n);
-    void (*atLeast)(const std::uint32_t *boxes, std::uint32_t least, std::uint8_t *d,
-                    std::ptrdiff_t n);
 };
 
 struct MaxMinKernels {

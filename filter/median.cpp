@@ -4,8 +4,7 @@
 
 #include "core/image.h"
 #include "core/memory.h"
-#include "filter/box_sums.h"
-#include "filter/kernels.h"
+#include "filter/bit_median.h"
 #include "filter/large_median.h"
 #include "filter/median_kernels.h"
 #include "filter/rank_filter.h"
@@ -17,23 +16,6 @@ namespace {
 
 // Up to this many samples are compared with each other, many boxes at once.
 constexpr std::int64_t COMPARED = 49;
-
-// As few bits as half of the box, rounded up.
-bool medianOfBits(const NeighbourPiece &piece, const Box &box, const Passes &passes) {
-    if (!sumsFit(ZYL_DEPTH_1U, box)) return false;
-    PieceRows rows(piece, box, passes, box.rows + 1, 1);
-    BoxSums sums(rows, piece, box, passes, ZYL_DEPTH_1U, false);
-    if (!rows || !sums) return false;
-    const auto least = static_cast<std::uint32_t>((box.rows * box.columns + 1) / 2);
-    const BoxKernels &kernels = ZYLQX_KERNELS(boxKernels);
-    for (std::int64_t y = 0; y < piece.height; ++y) {
-        kernels.atLeast(static_cast<const std::uint32_t *>(sums.row(y)), least,
-                        static_cast<std::uint8_t *>(rows.destination.row(piece.dstY + y)),
-                        rows.samples);
-        rows.destination.finish(piece.dstY + y);
-    }
-    return true;
-}
 
 // Points to the samples of the box at every pixel of row y.
 void placeBox(const void **samples, SourceRows &rows, std::int64_t y, const Box &box,
