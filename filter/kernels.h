@@ -91,6 +91,10 @@ struct MaxMinKernels {
                               std::ptrdiff_t n);
     Extreme2 extreme2[2][SAMPLE_COUNT];
     Extreme3 extreme3[2][SAMPLE_COUNT];
+    // upper = the extreme of row and before; d = that of upper and lower.
+    using Slide = void (*)(const void *row, const void *before, void *upper, const void *lower,
+                           void *d, std::ptrdiff_t n);
+    Slide slide[2][SAMPLE_COUNT];
     // Words of bits: d = s and s moved `bits` to the left, and for three in a row.
     void (*extremeBits)(bool smaller, const std::uint64_t *s, std::ptrdiff_t bits, std::uint64_t *d,
                         std::ptrdiff_t words);

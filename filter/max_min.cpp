@@ -27,6 +27,8 @@ class ExtremeRows {
                    .extreme2[smallest_][checkedDepthIndex(piece.source.depth)]),
           three_(ZYLQX_KERNELS(maxMinKernels)
                      .extreme3[smallest_][checkedDepthIndex(piece.source.depth)]),
+          slide_(
+              ZYLQX_KERNELS(maxMinKernels).slide[smallest_][checkedDepthIndex(piece.source.depth)]),
           work_(static_cast<std::uint64_t>(2 * workSize())), reduced_(reducedSize()) {}
 
     explicit operator bool() const { return rows_ && work_ && reduced_; }
@@ -60,12 +62,13 @@ class ExtremeRows {
     const std::int64_t stride_;
     const MaxMinKernels::Extreme2 two_;
     const MaxMinKernels::Extreme3 three_;
+    const MaxMinKernels::Slide slide_;
     Scratch<unsigned char> work_;
     Scratch<unsigned char> reduced_;
 };
 
-// The extremes of as many samples as the box has columns. Runs of 2, 4, 8 ...
-// samples are made from each other, and two overlapping runs make the box.
+// The extremes of as many samples as the box has columns. Runs of 3, 9, 27 ... samples
+// are made from each other, and two or three overlapping runs make the box.
 void ExtremeRows::reduce(std::int64_t y, void *d) {
     const auto *s = static_cast<const unsigned char *>(rows_.source.row(y));
     if (bits_) {
@@ -73,18 +76,20 @@ void ExtremeRows::reduce(std::int64_t y, void *d) {
         return;
     }
     const std::ptrdiff_t pixel = step_ * bytes_;
-    if (box_.columns == 3) {
-        three_(s, s + pixel, s + 2 * pixel, d, count_);
-        return;
-    }
     std::int64_t run = 1;
     unsigned char *work = work_.data();
-    for (; 2 * run <= box_.columns && run < box_.columns - run; run *= 2) {
-        two_(s, s + run * pixel, work, count_ + (box_.columns - 2 * run) * step_);
+    for (; run < box_.columns - 2 * run; run *= 3) {
+        three_(s, s + run * pixel, s + 2 * run * pixel, work,
+               count_ + (box_.columns - 3 * run) * step_);
         s = work;
         work = work_.data() + (work == work_.data() ? workSize() : 0);
     }
-    two_(s, s + (box_.columns - run) * pixel, d, count_);
+    const unsigned char *last = s + (box_.columns - run) * pixel;
+    if (box_.columns <= 2 * run) {
+        two_(s, last, d, count_);
+    } else {
+        three_(s, s + run * pixel, last, d, count_);
+    }
 }
 
 void ExtremeRows::reduceBits(const void *s, void *d) {
@@ -144,8 +149,7 @@ void ExtremeRows::deep(const NeighbourPiece &piece) {
         } else {
             unsigned char *row = reduced(next + i - 1);
             reduce(piece.boxY + y + rows - 1, row);
-            two_(i == 1 ? row : upper, row, upper, count_);
-            two_(reduced(group + i), upper, d, count_);
+            slide_(row, i == 1 ? row : upper, upper, reduced(group + i), d, count_);
         }
         rows_.destination.finish(piece.dstY + y);
     }

@@ -55,6 +55,20 @@ void extreme3(const void *a, const void *b, const void *c, void *d, std::ptrdiff
     });
 }
 
+template <class T, class F>
+void slide(const void *r, const void *b, void *u, const void *l, void *d, std::ptrdiff_t n) {
+    const T *row = static_cast<const T *>(r);
+    const T *before = static_cast<const T *>(b);
+    const T *lower = static_cast<const T *>(l);
+    T *upper = static_cast<T *>(u);
+    extremeRow(static_cast<T *>(d), n, [=](auto like, std::ptrdiff_t i) {
+        using V = decltype(like);
+        const V both = F::of(load<V>(row + i), load<V>(before + i));
+        store(upper + i, both);
+        return F::of(both, load<V>(lower + i));
+    });
+}
+
 // The bits that enter the last word are unspecified, as are those after the row.
 template <class F>
 void shiftedBits(const u64 *s, std::ptrdiff_t bits, u64 *d, std::ptrdiff_t words) {
@@ -93,6 +107,7 @@ void extremeBits(bool isSmaller, const u64 *s, std::ptrdiff_t bits, u64 *d, std:
 const MaxMinKernels maxMinKernels = {
     .extreme2 = {ZYLQX_EXTREMES(extreme2, OrOf, MaxOf), ZYLQX_EXTREMES(extreme2, AndOf, MinOf)},
     .extreme3 = {ZYLQX_EXTREMES(extreme3, OrOf, MaxOf), ZYLQX_EXTREMES(extreme3, AndOf, MinOf)},
+    .slide = {ZYLQX_EXTREMES(slide, OrOf, MaxOf), ZYLQX_EXTREMES(slide, AndOf, MinOf)},
     .extremeBits = extremeBits,
 };
 
