@@ -83,6 +83,7 @@ class Pictures:
             self.run(each.name, each.stem + ".png")
             each.unlink()
         self.run("chart", "chart.png")
+        self.run("chart.png", "crop:x=16,y=128,width=200,height=200", "rings.png")
         self.run("scene.png", "decimate:factor=1/3", "thumb.png")
         # A disc that is transparent around its edge.
         self.logo()
@@ -107,12 +108,22 @@ class Pictures:
         return content[-count:]
 
     def make(self, operation):
-        """Before and after of an operation, as (file, caption)."""
+        """Before and after of an operation, as (file, caption): a row of the photograph, and one
+        of the rings of the chart where these show more."""
         name, entry = operation["name"], COMMANDS[operation["name"]]
-        before, shown = "scene.png", []
+        rows = [self.of("scene", name, entry)]
+        if "second" not in entry and operation["family"] in ("filter", "geometry", "transform"):
+            if "crop" in entry.get("before", ""):
+                entry = {**entry, "before": "crop:x=60,y=60,width=80,height=80"}
+            rows.append(self.of("rings", f"{name}-rings", entry))
+        return rows
+
+    def of(self, source, name, entry):
+        before, shown = f"{source}.png", []
         if "before" in entry:
             before = f"{name}-before.png"
-            self.run("scene.png", *shlex.split(entry["before"]), *self.visible(entry["before"]), before)
+            self.run(f"{source}.png", *shlex.split(entry["before"]), *self.visible(entry["before"]),
+                     before)
         shown.append((before, "before"))
         steps = entry["steps"]
         if "second" in entry:
@@ -124,11 +135,11 @@ class Pictures:
             shown.append((second, "second picture"))
         words = shlex.split(steps)
         if entry.get("prints"):
-            shown.append((None, self.run("scene.png", *words).strip()))
+            shown.append((None, self.run(f"{source}.png", *words).strip()))
             return shown
         after = f"{name}.{entry.get('format', 'png')}"
-        source = ["scene.png", *shlex.split(entry.get("before", "")), *words]
-        self.run(*source, *self.visible(" ".join(source)), after, *entry.get("options", "").split())
+        chain = [f"{source}.png", *shlex.split(entry.get("before", "")), *words]
+        self.run(*chain, *self.visible(" ".join(chain)), after, *entry.get("options", "").split())
         if after.endswith(".bmp"):
             self.run(after, f"{name}.png")
             (self.folder / after).unlink()
@@ -148,9 +159,9 @@ def figures(zyl, program, folder):
     return dict(zip((each["name"] for each in OPERATIONS), made))
 
 
-def figure(shown):
+def figure(row):
     parts = []
-    for file, caption in shown:
+    for file, caption in row:
         picture = f'<img src="../pictures/{file}" alt="{caption}" loading="lazy">' if file else \
             f"<pre>{html.escape(caption)}</pre>"
         parts.append(f'<div>{picture}<span class="caption">{html.escape(caption) if file else "prints"}'
@@ -162,7 +173,7 @@ def gallery(family, made):
     cells = []
     for each in OPERATIONS:
         if each["family"] == family:
-            file = made[each["name"]][-1][0] or "scene.png"
+            file = made[each["name"]][0][-1][0] or "scene.png"
             cells.append(f'<a href="{family}.html#{each["function"].lower()}">'
                          f'<img src="../pictures/{file}" alt="{each["help"]}" loading="lazy">'
                          f'{each["name"]}</a>')
@@ -217,7 +228,7 @@ class Site:
                 "codehilite": {"guess_lang": False}})
         made = re.sub(r'(href|src)="([^"]+)"',
                       lambda m: f'{m[1]}="{self.link(m[2], page)}"', made)
-        made = re.sub(r"<!-- picture (\S+) -->", lambda m: figure(self.made[m[1]]), made)
+        made = re.sub(r"<!-- picture (\S+) -->", lambda m: "".join(map(figure, self.made[m[1]])), made)
         made = re.sub(r"<!-- gallery (\S+) -->\s*<p>.*?</p>",
                       lambda m: gallery(m[1], self.made), made, flags=re.S)
         made = re.sub(r"<!--.*?-->\n?", "", made, flags=re.S)
