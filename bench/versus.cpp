@@ -27,6 +27,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <fstream>
 #include <memory>
 #include <string>
 
@@ -160,6 +161,22 @@ void measure(const Row &row) {
     std::fflush(stdout);
 }
 
+// As the system tells it, to go with the table.
+void printMachine() {
+    std::ifstream file("/proc/cpuinfo");
+    std::string machine, line;
+    while (std::getline(file, line) && !line.empty()) { // of the first processor
+        const std::size_t colon = line.find(": ");
+        const std::string key = line.substr(0, line.find('\t'));
+        if (colon == std::string::npos) continue;
+        if (key == "model name") machine = line.substr(colon + 2) + machine;
+        if (key == "cpu family" || key == "model") machine += ", " + key + line.substr(colon + 1);
+    }
+    constexpr const char *LEVELS[] = {"baseline", "avx2", "avx512"};
+    std::printf("machine: %s; level %s\n", machine.empty() ? "unknown" : machine.c_str(),
+                LEVELS[static_cast<int>(zylqx::currentLevel())]);
+}
+
 bool wanted(const Row &row, const std::vector<std::string> &texts) {
     const std::string line = row.name + " " + depthName(row.depth) + " " + std::to_string(row.side);
     return std::all_of(texts.begin(), texts.end(), [&line](const std::string &text) {
@@ -204,6 +221,7 @@ int main(int count, char **arguments) {
         }
     }
 
+    printMachine();
     std::puts("copy:  our time / that of memcpy() with the same traffic, reads and writes added\n"
               "       up (memset() where nothing is read, a sum where no image is written)\n"
               "limit: nanoseconds per pixel that copying or counted cycles take at least\n"
