@@ -33,8 +33,8 @@ GUIDE = ["first-picture", "images", "regions", "borders", "tiles", "larger-than-
          "embedding", "cpp", "python", "javascript", "formats"]
 REFERENCE = ["README", "gallery", "rules", "status", "images", "arithmetic", "logic", "copy",
              "convert", "filter", "geometry", "transform", "statistics", "alpha"]
-OTHERS = ["docs/speed.md", "web/README.md", "docs/building.md", "docs/architecture.md",
-          "operations/README.md", "docs/selftest.md", "CONTRIBUTING.md", "CHANGELOG.md"]
+OTHERS = ["docs/speed.md", "docs/building.md", "docs/architecture.md", "operations/README.md",
+          "docs/selftest.md", "CONTRIBUTING.md", "CHANGELOG.md"]
 
 
 def listed():

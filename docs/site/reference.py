@@ -219,7 +219,7 @@ def elsewhere(operation):
         cpp = "translateDib(const void *dib, bool *shared = nullptr)"
     lines = ["```cpp", wrapped(f"zyl::{cpp}", ""), "```", "",
              f"Python: [`{python}`](../guide/python.md). JavaScript: "
-             f"[`{camel(operation['name']).rstrip('_')}`](../../web/README.md)."]
+             f"[`{camel(operation['name']).rstrip('_')}`](../guide/javascript.md)."]
     return "\n".join(lines)
 
 
