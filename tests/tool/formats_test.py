@@ -534,7 +534,87 @@ def png_chunk(kind, data):
     return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
 
 
+def filtered(kind, row, above, step):
+    result = bytearray([kind])
+    for i, value in enumerate(row):
+        left, up, corner = (row[i - step] if i >= step else 0, above[i],
+                            above[i - step] if i >= step else 0)
+        near = min((abs(up - corner), 0, left), (abs(left - corner), 1, up),
+                   (abs(left + up - 2 * corner), 2, corner))[2]
+        result.append((value - (0, left, up, (left + up) // 2, near)[kind]) & 255)
+    return bytes(result)
+
+
+PASSES = [(0, 0, 8, 8), (4, 0, 8, 8), (0, 4, 4, 8), (2, 0, 4, 4), (0, 2, 2, 4), (1, 0, 2, 2),
+          (0, 1, 1, 2)]
+
+
+def make_png(rows, bits, color, interlaced, extra, dice):
+    """rows[y][x] is a tuple of samples; filters, level and the cuts of IDAT are diced."""
+    data = b""
+    for left, top, across, down in PASSES if interlaced else [(0, 0, 1, 1)]:
+        above = None
+        for row in rows[top::down]:
+            flat = [s for pixel in row[left::across] for s in pixel]
+            raw = pack(flat, bits, ">")
+            above = above or bytes(len(raw))
+            if raw:
+                data += filtered(dice.randrange(5), raw, above, max(1, len(row[0]) * bits // 8))
+            above = raw
+    body = zlib.compress(data, dice.choice((0, 1, 6, 9)))
+    cut = dice.choice((1, 7, len(body)))
+    head = struct.pack(">IIBBBBB", len(rows[0]), len(rows), bits, color, 0, 0, interlaced)
+    return (b"\x89PNG\r\n\x1a\n" + png_chunk(b"IHDR", head) + extra
+            + b"".join(png_chunk(b"IDAT", body[i:i + cut]) for i in range(0, len(body), cut))
+            + png_chunk(b"IEND", b""))
+
+
 class Png(FormatCase):
+    SIZES = ((1, 1), (9, 1), (1, 9), (2, 3), (5, 5), (8, 8), (17, 4), (33, 31))
+
+    def transparency(self, color, bits, table):
+        """The chunk, and which alpha it gives a pixel."""
+        if color == 3:
+            alphas = self.random.randbytes(self.random.randint(1, len(table)))
+            return alphas, lambda p: (alphas + b"\xff" * 256)[p[0]]
+        key = tuple(self.random.randrange(1 << bits) for _ in range(1 if color == 0 else 3))
+        return (struct.pack(">%dH" % len(key), *key),
+                lambda p: 0 if p == key else 65535 if bits == 16 else 255)
+
+    def test_kinds(self):
+        channels = {0: 1, 2: 3, 3: 1, 4: 2, 6: 4}
+        kinds = [(0, b) for b in (1, 2, 4, 8, 16)] + [(3, b) for b in (1, 2, 4, 8)]
+        kinds += [(c, b) for c in (2, 4, 6) for b in (8, 16)]
+        for (color, bits), interlaced, transparent, (width, height) in itertools.product(
+                kinds, (0, 1), (False, True), self.SIZES):
+            if transparent and color in (4, 6) or (color, bits, transparent) == (0, 1, False):
+                continue  # alpha is there already; bits are read as bits, elsewhere
+            table = [tuple(self.random.randbytes(3))
+                     for _ in range(self.random.randint(1, 1 << bits))] if color == 3 else []
+            top = len(table) or 1 << bits
+            rows = [[tuple(self.random.randrange(top) for _ in range(channels[color]))
+                     for _ in range(width)] for _ in range(height)]
+            extra = png_chunk(b"gAMA", struct.pack(">I", 45455))
+            extra += png_chunk(b"PLTE", bytes(itertools.chain(*table))) if table else b""
+            if transparent:
+                chunk, alpha = self.transparency(color, bits, table)
+                extra += png_chunk(b"tRNS", chunk)
+            if color in (0, 4):
+                extra += png_chunk(b"bKGD", b"\0\0")
+
+            def meaning(pixel):
+                seen = table[pixel[0]] if table else tuple(
+                    s if bits >= 8 else s * 255 // ((1 << bits) - 1) for s in pixel)
+                return seen + (alpha(pixel),) if transparent else seen
+
+            flat = [s for row in rows for pixel in row for s in meaning(pixel)]
+            with self.subTest(color=color, bits=bits, interlaced=interlaced,
+                              transparent=transparent, size=(width, height)):
+                data = make_png(rows, bits, color, interlaced, extra, self.random)
+                got = parse_pam(self.good("-", "-:pam", data=data))
+                self.assertEqual(got, (width, height, len(flat) // width // height,
+                                       65535 if bits == 16 else 255, flat))
+
     def test_compression_and_interlace(self):
         picture = self.noise("RGBA", 33, 21)
         picture.save(self.path("in.png"))

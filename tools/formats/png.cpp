@@ -114,13 +114,16 @@ bool readHeader(Reader &r, Input &input) {
     return true;
 }
 
-bool readRows(Reader &r, png_bytepp rows, int count) {
+bool decodeRow(Reader &r, png_bytep row) {
     if (setjmp(png_jmpbuf(r.png))) return false;
-    if (count == 1) {
-        png_read_row(r.png, *rows, nullptr);
-    } else {
-        png_read_image(r.png, rows);
-    }
+    png_read_row(r.png, row, nullptr);
+    return true;
+}
+
+// All passes of an interlaced picture.
+bool decodePasses(Reader &r, png_bytepp rows) {
+    if (setjmp(png_jmpbuf(r.png))) return false;
+    png_read_image(r.png, rows);
     return true;
 }
 
@@ -248,7 +251,7 @@ class PngSource : public RowSource {
         if (interlaced_) {
             if (next_ == 0) readInterlaced();
             std::memcpy(to, whole_->row(next_), rowBytes(shape(), shape().width));
-        } else if (!readRows(reader_, &to, 1)) {
+        } else if (!decodeRow(reader_, to)) {
             fail();
         }
         if (++next_ == shape().height && !readEnd(reader_)) fail();
@@ -259,7 +262,7 @@ class PngSource : public RowSource {
         whole_.emplace(Image::unfilled(shape()));
         std::vector<png_bytep> rows(static_cast<std::size_t>(shape().height));
         for (std::size_t y = 0; y < rows.size(); ++y) rows[y] = whole_->row(static_cast<int>(y));
-        if (!readRows(reader_, rows.data(), shape().height)) fail();
+        if (!decodePasses(reader_, rows.data())) fail();
     }
 
     [[noreturn]] void fail() const {
