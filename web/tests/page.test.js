@@ -84,7 +84,13 @@ test('by keyboard alone: add, change, move and remove', async () => {
   await page.locator('[role="tab"][aria-selected="true"]').focus();
   await page.keyboard.press('ArrowRight');
   assert.match(await page.locator('#snippet').textContent(), /zylMedianFilter\(picture, step1, 5, 5, 2, 2, NULL\);/);
+  await page.keyboard.press('/');
+  await page.keyboard.type('nothing like this');
+  assert.equal(await page.locator('#choices').innerText(), 'No operation has these words.');
+  await page.keyboard.press('Enter');
   await page.keyboard.press('Escape');
+  assert.equal(await page.locator('#chooser').isVisible(), false);
+  assert.deepEqual(await steps(), ['Median filter']);
   await page.context().close();
 });
 
