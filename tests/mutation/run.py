@@ -41,7 +41,8 @@ def program(name):
 def script(name, *programs):
     # Pillow belongs to the system's own interpreter.
     return Test(name, tuple(pathlib.Path(path).name for path in programs),
-                ("/usr/bin/python3", str(COPY / "tests" / "tool" / name), *programs, "-f"))
+                ("/usr/bin/python3", str(COPY / "tests" / "tool" / name),
+                 *[str(BUILD / path) for path in programs], "-f"))
 
 
 # What is run for a room, in this order, until a fault is noticed. Faults of the core show in
