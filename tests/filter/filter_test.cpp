@@ -520,19 +520,30 @@ TEST(Blur, WorkedCases) {
     zylBlur(image, result, 3, 3, 1, 1, nullptr);
     EXPECT_EQ(result.at(8, 8), 9);
     EXPECT_TRUE(reports.all().empty());
-    result.fill(1);
-    TestImage bits(gray(9, 9, ZYL_DEPTH_1U));
-    zylBlur(image, bits, 3, 3, 1, 1, nullptr);
-    zylBlur(bits, bits, -1, 3, 1, 1, nullptr);
-    zylBlur(image, result, -1, 0, -1, 1, nullptr);
-    zylBlur(image, result, 0, 3, -1, 1, nullptr);
-    zylBlur(image, result, 0, 3, 1, 1, nullptr);
-    zylBlur(image, result, 3, 0, 1, 1, nullptr);
-    EXPECT_EQ(reports.texts(), (std::vector<std::string>{
-                                   "(srcImage->depth!=dstImage->depth)", "(srcImage->depth==1)",
-                                   "(nRows<0||nCols<0)", "(anchorX<0||anchorY<0)",
-                                   "(nRows==0||nCols==0)", "(nRows==0||nCols==0)"}));
-    EXPECT_EQ(result.at(4, 4), 1);
+}
+
+TEST(Blur, ReportsInOrder) {
+    TestImage source(gray()), result(gray());
+    struct Box {
+        std::int32_t rows, columns, x, y;
+    } box = {3, 3, 1, 1};
+    const auto boxOf = [](const Box &wanted) {
+        return [wanted](ZylImage &, ZylImage &, Box &b) { b = wanted; };
+    };
+    for (const bool first : {true, false}) {
+        FailingCalls("zylBlur", "zylblur")
+            .watch(result)
+            .expectInOrder<ZylImage, ZylImage, Box>(
+                {{"(srcImage->depth!=dstImage->depth)",
+                  [](ZylImage &, ZylImage &d, Box &) { d.depth = ZYL_DEPTH_16U; }},
+                 {"(srcImage->depth==1)",
+                  [](ZylImage &s, ZylImage &d, Box &) { s.depth = d.depth = ZYL_DEPTH_1U; }},
+                 {"(nRows<0||nCols<0)", boxOf(first ? Box{-1, 0, -1, 0} : Box{0, -1, 0, -1})},
+                 {"(anchorX<0||anchorY<0)", boxOf(first ? Box{0, 3, -1, 0} : Box{3, 0, 0, -1})},
+                 {"(nRows==0||nCols==0)", boxOf(first ? Box{0, 3, 0, 0} : Box{3, 0, 0, 0})}},
+                [&] { zylBlur(source, result, box.rows, box.columns, box.x, box.y, nullptr); },
+                *source.header(), *result.header(), box);
+    }
 }
 
 // All sums of boxes of many areas: each box has one value more than the one before.
@@ -550,32 +561,48 @@ TEST(Blur, RoundsEverySumAsItsFactorDoes) {
     }
 }
 
-TEST(Rank, ReportsAndChannels) {
-    Reports reports;
+TEST(Rank, ReportsInOrder) {
+    Shape rgb = gray();
+    rgb.channels = 3;
+    TestImage source(rgb), result(rgb);
+    struct Anchor {
+        std::int32_t x, y;
+    } anchor = {1, 1};
+    const auto anchorAt = [](const Anchor &wanted) {
+        return [wanted](ZylImage &, Anchor &a) { a = wanted; };
+    };
+    const struct {
+        const char *name;
+        void (*run)(ZylImage *, ZylImage *, std::int32_t, std::int32_t, std::int32_t, std::int32_t,
+                    const ZylTileMapping *);
+    } filters[] = {{"zylMaxFilter", zylMaxFilter},
+                   {"zylMinFilter", zylMinFilter},
+                   {"zylMedianFilter", zylMedianFilter}};
+    for (const auto &filter : filters) {
+        for (const std::int32_t wrong : {-1, 5}) {
+            FailingCalls(filter.name, "zylnlf")
+                .watch(result)
+                .expectInOrder<ZylImage, Anchor>(
+                    {{"(anchorX>=nCols)||(anchorX<0)", anchorAt({wrong, wrong})},
+                     {"(anchorY>=nRows)||(anchorY<0)", anchorAt({4, wrong < 0 ? wrong : 3})},
+                     {"srcImage->depth!=dstImage->depth",
+                      [](ZylImage &d, Anchor &) { d.depth = ZYL_DEPTH_16U; }},
+                     {"srcImage->dataOrder!=dstImage->dataOrder",
+                      [](ZylImage &d, Anchor &) { d.dataOrder = ZYL_DATA_ORDER_PLANE; }},
+                     {"Number of interset channel input and output Image is not equal.",
+                      [](ZylImage &d, Anchor &) { d.nChannels = 2; }}},
+                    [&] { filter.run(source, result, 3, 5, anchor.x, anchor.y, nullptr); },
+                    *result.header(), anchor);
+        }
+    }
+}
+
+TEST(Rank, TakesAChannelIntoAnImageOfOne) {
     Shape rgb = gray();
     rgb.channels = 3;
     TestImage colour(rgb);
-    colour.randomise(8);
+    colour.randomise(8).region(2, 0, 0, 9, 9);
     TestImage one(gray());
-    one.fill(3);
-    TestImage deep(gray(9, 9, ZYL_DEPTH_16U));
-    TestImage planes(rgb);
-    planes.header()->dataOrder = ZYL_DATA_ORDER_PLANE;
-    zylMaxFilter(colour, one, 3, 3, 3, 9, nullptr);
-    zylMinFilter(colour, one, 3, 3, 2, 3, nullptr);
-    zylMedianFilter(colour, deep, 3, 3, 1, 1, nullptr);
-    zylMedianFilter(colour, planes, 3, 3, 1, 1, nullptr);
-    zylMedianFilter(colour, one, 3, 3, 1, 1, nullptr);
-    planes.header()->dataOrder = ZYL_DATA_ORDER_PIXEL;
-    EXPECT_EQ(reports.texts(),
-              (std::vector<std::string>{
-                  "(anchorX>=nCols)||(anchorX<0)", "(anchorY>=nRows)||(anchorY<0)",
-                  "srcImage->depth!=dstImage->depth", "srcImage->dataOrder!=dstImage->dataOrder",
-                  "Number of interset channel input and output Image is not equal."}));
-    EXPECT_EQ(reports.all()[0].file, "zylnlf");
-    EXPECT_EQ(one.at(0, 0), 3);
-    reports.clear();
-    colour.region(2, 0, 0, 9, 9);
     zylMaxFilter(colour, one, 1, 1, 0, 0, nullptr);
     for (int i = 0; i < 81; ++i) EXPECT_EQ(one.at(i % 9, i / 9), colour.at(i % 9, i / 9, 2));
 }

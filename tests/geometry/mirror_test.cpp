@@ -98,46 +98,4 @@ TEST(Mirror, WorkedCases) {
     EXPECT_EQ(turned.header()->imageData[1], 0xEA);
 }
 
-TEST(Mirror, ReportsItsArgumentFaults) {
-    Reports reports;
-    TestImage src({.channels = 3, .width = 9, .height = 9}), dst(src);
-    TestImage deep({.depth = ZYL_DEPTH_8S, .channels = 3, .width = 9, .height = 9});
-    TestImage gray({.width = 9, .height = 9});
-    const TestImage before(dst);
-    using Texts = std::vector<std::string>;
-    auto texts = [&](TestImage &to, int flipAxis) {
-        reports.clear();
-        zylMirror(src, to, flipAxis);
-        return reports.texts();
-    };
-    EXPECT_EQ(texts(deep, 3), Texts{"(srcImage->depth!=dstImage->depth)"});
-    EXPECT_EQ(texts(gray, 3), Texts{"(srcImage->nChannels!=dstImage->nChannels)"});
-    src.region(1, 0, 0, 9, 9);
-    EXPECT_EQ(texts(dst, 2), Texts{"((flipAxis>1)||(flipAxis<-1))"});
-    EXPECT_EQ(texts(dst, -2), Texts{"((flipAxis>1)||(flipAxis<-1))"});
-    EXPECT_EQ(texts(dst, 0), Texts{"(coiSrc!=coiDst)"});
-    EXPECT_EQ(reports.all(),
-              (std::vector<Report>{{ZYL_StsBadArg, "zylMirror", "(coiSrc!=coiDst)", "zylmirr"}}));
-    EXPECT_EQ(support::difference(before, dst), "");
-
-    for (const bool source : {true, false}) {
-        TestImage from(gray), to(gray);
-        (source ? from : to).tiles(8, 8).failTileRequest(2);
-        reports.clear();
-        zylMirror(from, to, -1);
-        EXPECT_EQ(reports.texts(),
-                  Texts{source ? "(srcImage->tileInfo->tileData == ((void*)(0)))"
-                               : "(dstImage->tileInfo->tileData == ((void*)(0)))"});
-        EXPECT_EQ(from.tilesHeld() + to.tilesHeld(), 0);
-    }
-    for (int n = 1; n < 12; ++n) {
-        const support::AllocationFault fault(n);
-        TestImage from(src);
-        from.tiles(8, 8);
-        zylMirror(from, from, -1);
-        zylMirror(src, src, -1);
-        EXPECT_EQ(from.tilesHeld(), 0);
-    }
-}
-
 } // namespace

@@ -388,66 +388,6 @@ TEST(Decimate, WorkedRows) {
     EXPECT_EQ(firstRow(dst), (Row{5, 6})) << "too small for a cubic";
 }
 
-// --- reports ---
-
-TEST(Resample, ReportsItsArgumentFaults) {
-    Reports reports;
-    TestImage src({.width = 5, .height = 5}), dst({.width = 5, .height = 5});
-    TestImage other({.depth = ZYL_DEPTH_16U,
-                     .width = 5,
-                     .height = 5,
-                     .order = ZYL_DATA_ORDER_PLANE,
-                     .origin = ZYL_ORIGIN_BL});
-    const TestImage before(dst);
-    using Texts = std::vector<std::string>;
-    auto zoom = [&](TestImage &to, int xU, int xL, int yU, int yL, int interpolate) {
-        reports.clear();
-        zylZoom(src, to, xU, xL, yU, yL, interpolate, nullptr);
-        return reports.texts();
-    };
-    auto decimate = [&](TestImage &to, int xU, int xL, int yU, int yL, int interpolate) {
-        reports.clear();
-        zylDecimate(src, to, xU, xL, yU, yL, interpolate, nullptr);
-        return reports.texts();
-    };
-    EXPECT_EQ(zoom(dst, 1, 2, 1, 1, 3),
-              (Texts{"interpolate != ZYL_INTER_NN && interpolate != ZYL_INTER_LINEAR && "
-                     "interpolate != ZYL_INTER_CUBIC",
-                     "xU < xL || yU < yL"}));
-    EXPECT_EQ(
-        zoom(other, 0, 1, 1, -1, 0),
-        (Texts{"srcImage->depth != dstImage->depth", "srcImage->dataOrder != dstImage->dataOrder",
-               "xU <= 0 || xL <= 0", "yU <= 0 || yL <= 0", "xU < xL || yU < yL"}));
-    EXPECT_EQ(reports.all().front(),
-              (Report{ZYL_StsBadArg, "zylZoom", "srcImage->depth != dstImage->depth", "zylZoom"}));
-    EXPECT_EQ(
-        decimate(dst, 3, 2, 1, 1, 5),
-        (Texts{"interpolate != ZYL_INTER_NN, ZYL_INTER_LINEAR or ZYL_INTER_CUBIC", "xU > xL"}));
-    EXPECT_EQ(decimate(other, 0, 0, 0, -1, 0),
-              (Texts{"srcImage->depth != dstImage->depth", "srcImage->origin != dstImage->origin",
-                     "srcImage->dataOrder != dstImage->dataOrder", "xU <= 0", "xL <= 0", "yU <= 0",
-                     "yL <= 0", "yU > yL"}));
-    EXPECT_EQ(reports.all().front(), (Report{ZYL_StsBadArg, "zylDecimate",
-                                             "srcImage->depth != dstImage->depth", "zyldecim"}));
-
-    // An earlier failure that is still the status ends the call.
-    zylSetErrStatus(ZYL_StsNoMem);
-    zylZoom(src, dst, 1, 1, 1, 1, 0, nullptr);
-    zylDecimate(src, dst, 1, 1, 1, 1, 0, nullptr);
-    EXPECT_EQ(support::difference(before, dst), "");
-
-    TestImage signedSrc({.depth = ZYL_DEPTH_8S, .width = 5, .height = 5});
-    TestImage signedDst(signedSrc);
-    reports.clear();
-    zylDecimate(signedSrc, signedDst, 1, 1, 1, 1, 0, nullptr);
-    EXPECT_EQ(reports.texts(), Texts{"srcImage->depth is wrong"});
-    reports.clear();
-    signedSrc.fill(1);
-    zylZoom(signedSrc, signedDst, 1, 1, 1, 1, 0, nullptr);
-    EXPECT_EQ(signedDst.at(0, 0), 0);
-    EXPECT_TRUE(reports.all().empty());
-}
-
 // --- one tile, in place, extremes ---
 
 TEST(Resample, AMappingProducesTheTileThatHoldsItsPoint) {
@@ -517,34 +457,6 @@ TEST(Resample, ExtremeFactorsNeitherOverflowNorReadOutside) {
         }
     }
     EXPECT_TRUE(reports.all().empty());
-}
-
-TEST(Resample, FaultsLeaveNothingHeld) {
-    for (const bool memory : {true, false}) {
-        for (int n = 1; n < 40; ++n) {
-            Reports reports;
-            TestImage src({.width = 20, .height = 20}), dst({.width = 30, .height = 30});
-            src.randomise(1).tiles(8, 8);
-            dst.tiles(8, 8);
-            if (!memory) src.failTileRequest(n);
-            {
-                const support::AllocationFault fault(memory ? n : 0);
-                zylZoom(src, dst, 3, 2, 3, 2, ZYL_INTER_CUBIC, nullptr);
-            }
-            EXPECT_EQ(src.tilesHeld() + dst.tilesHeld(), 0);
-            if (!memory) {
-                EXPECT_EQ(reports.all(),
-                          (std::vector<Report>{
-                              {ZYL_StsError, "zylZoom", "Error get tile to read", "zylZoom"}}));
-            }
-        }
-    }
-    Reports reports;
-    TestImage src({.width = 20, .height = 20}), dst({.width = 30, .height = 30});
-    dst.tiles(8, 8).failTileRequest(2);
-    zylDecimate(src, dst, 2, 3, 2, 3, ZYL_INTER_LINEAR, nullptr);
-    EXPECT_EQ(reports.texts(), std::vector<std::string>{"Error get tile to write"});
-    EXPECT_EQ(dst.tilesHeld(), 0);
 }
 
 } // namespace
