@@ -734,6 +734,20 @@ TEST(Dib, ReportsInOrderAndWritesNothing) {
           [](void *dib, ZylImage &image, A a) { zylConvertToDIB(&image, dib, a[0], a[1]); });
 }
 
+TEST(Dib, ReportsWhatIsMissing) {
+    BitmapBlock bitmap(16, 4, 24);
+    TestImage image({.channels = 3, .width = 16, .height = 4, .sequence = "BGR"});
+    FailingCalls translate("zylTranslateDIB", "zyldib");
+    translate.expect("(dib == ((void *)0))", [] { zylTranslateDIB(nullptr, nullptr); });
+    translate.expect("(cloneData == ((void *)0))", [&] { zylTranslateDIB(bitmap, nullptr); });
+    FailingCalls("zylConvertFromDIB", "zyldib").watch(image).expect("dib==0", [&] {
+        zylConvertFromDIB(nullptr, image);
+    });
+    FailingCalls("zylConvertToDIB", "zyldib").expect("dib==0", [&] {
+        zylConvertToDIB(image, nullptr, 1, 0);
+    });
+}
+
 // An image or bit count without a stage is no news to a thread whose status
 // already tells of a failure.
 TEST(Dib, InternalFailuresDoNotFollowAnotherFailure) {

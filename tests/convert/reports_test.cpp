@@ -135,6 +135,14 @@ TEST(ConvertReports, ColourTwist) {
         EXPECT_EQ(reports.all(), refused("zylCreateColorTwist", "bad_argument"));
     }
 
+    {
+        const Reports reports;
+        const AllocationFault fault(1);
+        EXPECT_EQ(zylCreateColorTwist(data, 3), nullptr);
+        EXPECT_EQ(reports.all(), (std::vector<Report>{{ZYL_StsNoMem, "zylCreateColorTwist",
+                                                       "out_of_memory", "zyltwist"}}));
+    }
+
     const ZylColorTwist *twist = &record;
     TestImage src(shapeOf(ZYL_DEPTH_8U, 4));
     TestImage dst(shapeOf(ZYL_DEPTH_8U, 4));

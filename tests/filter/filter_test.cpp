@@ -375,7 +375,12 @@ TEST(Kernels, AreCopiedReadAndChecked) {
                                    "(anchorX<0 ||anchorY<0 ||nRows<=anchorY || nCols<=anchorX)",
                                    "Allocation failure", "Allocation failure"}));
     reports.clear();
+    ZylConvKernel wrong = *kernel;
+    wrong.anchorY = 2;
     zylGetConvKernel(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+    zylSetErrStatus(ZYL_StsOk);
+    zylGetConvKernel(&wrong, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+    EXPECT_EQ(reports.texts(), (std::vector<std::string>{"kernel==0", "ownBadKernel(kernel)"}));
     reports.clear();
     zylGetConvKernel(kernel, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
     EXPECT_EQ(reports.texts(), (std::vector<std::string>{"nRows==0", "nCols==0"}));
@@ -383,7 +388,11 @@ TEST(Kernels, AreCopiedReadAndChecked) {
     zylGetConvKernel(kernel, f, f, nullptr, nullptr, nullptr, nullptr);
     EXPECT_EQ(reports.texts(), (std::vector<std::string>{"anchorX==0", "anchorY==0"}));
     reports.clear();
+    std::int8_t *nowhere = nullptr;
     zylGetConvKernel(kernel, f, f, f, f, nullptr, nullptr);
+    zylSetErrStatus(ZYL_StsOk);
+    zylGetConvKernel(kernel, f, f, f, f, &nowhere, nullptr);
+    EXPECT_EQ(reports.texts(), (std::vector<std::string>{"values==0", "values==0"}));
     reports.clear();
     zylGetConvKernel(kernel, f, f, f, f, &buffer, nullptr);
     EXPECT_EQ(reports.texts(), (std::vector<std::string>{"nShiftR==0"}));
