@@ -25,12 +25,12 @@ zyl::Image counting(const zyl::Shape &shape) {
     return imageOf(shape, numbers);
 }
 
-// A tiled image over the pixels of another one.
+// A tiled image over the pixels of another one, of 8 bits in pixel order.
 zyl::TileFunction reading(const zyl::Image &from) {
     return [&from](const zyl::Tile &tile) {
         for (int y = 0; y < tile.place.height; ++y)
-            std::copy_n(from.row(tile.place.y + y) + tile.place.x, tile.place.width,
-                        tile.samples<unsigned char>(y));
+            std::copy_n(from.row(tile.place.y + y) + tile.place.x * from.channels(),
+                        tile.place.width * from.channels(), tile.samples<unsigned char>(y));
     };
 }
 zyl::TileFunction writing(zyl::Image &to) {
@@ -128,14 +128,14 @@ TEST(Image, parts) {
 // The result of a region and a channel is an image of its own, without them: what it would be
 // of a picture that has that channel alone.
 TEST(Operations, make_results_of_regions_and_channels) {
-    const zyl::Image color = counting(zyl::makeShape(9, 7, 3));
-    const zyl::Image channel = zyl::copy(color.part({0, 0, 9, 7}, 2));
-    const zyl::Rect part = {1, 2, 20, 4};
+    const zyl::Image color = counting(zyl::makeShape(21, 19, 3));
+    const zyl::Image channel = zyl::copy(color.part({0, 0, 21, 19}, 2));
+    const zyl::Image tiles = zyl::Image::tiled(color.shape(), {8, 8}, reading(color));
+    const zyl::Rect part = {3, 2, 30, 12};
     const zyl::Kernel sharpen(3, 3, {0, -1, 0, -1, 5, -1, 0, -1, 0}), row(1, 3, {1, 2, 1}, 2),
         one(1, 1, {1});
-    zyl::Tables tables = zyl::Tables::ofValues(2);
-    std::iota(tables.values(0).begin(), tables.values(0).end(), 3);
-    std::iota(tables.values(1).begin(), tables.values(1).end(), 3);
+    zyl::Tables tables = zyl::Tables::ofValues(3);
+    for (int c = 0; c < 3; ++c) std::iota(tables.values(c).begin(), tables.values(c).end(), 3);
     const std::pair<const char *, std::function<zyl::Image(const zyl::ConstImage &)>> forms[] = {
         {"add", [](auto &a) { return zyl::add(a, a); }},
         {"addS", [](auto &a) { return zyl::addS(a, 1); }},
@@ -164,10 +164,12 @@ TEST(Operations, make_results_of_regions_and_channels) {
         EXPECT_EQ(of.shape(), alone.shape()) << name;
         EXPECT_EQ(of.header()->roi, nullptr) << name;
         EXPECT_EQ(samplesOf(of), samplesOf(alone)) << name;
+        EXPECT_EQ(samplesOf(form(tiles.part(part, 2))), samplesOf(alone)) << name << " in tiles";
+        EXPECT_EQ(samplesOf(form(tiles)), samplesOf(form(color))) << name << " in tiles";
     }
     // Operations on whole images do not look at them.
-    EXPECT_EQ(samplesOf(zyl::colorToGray(color.part(part, 2), zyl::makeShape(9, 7))),
-              samplesOf(zyl::colorToGray(color, zyl::makeShape(9, 7))));
+    EXPECT_EQ(samplesOf(zyl::colorToGray(color.part(part, 2), zyl::makeShape(21, 19))),
+              samplesOf(zyl::colorToGray(color, zyl::makeShape(21, 19))));
 }
 
 // Where an operation leaves alpha alone, its result has that of the source.
