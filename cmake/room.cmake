@@ -26,9 +26,12 @@ elseif((CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64" AND CMAKE_SIZEOF_VOID_P EQ
 else()
   set(ZYLQX_LEVELS baseline)
 endif()
-if(WIN32)
-  # GCC takes the stack to be aligned for long vectors, which Windows does not
-  # promise; the assembler turns its aligned moves into unaligned ones.
+if(WIN32 AND CMAKE_SIZEOF_VOID_P EQUAL 4)
+  # Callers align the stack by 4 bytes only.
+  target_compile_options(zylqx_flags INTERFACE -mstackrealign)
+elseif(WIN32)
+  # GCC takes the stack to be aligned for long vectors, where Windows promises 16
+  # bytes; the assembler turns its aligned moves into unaligned ones.
   target_compile_options(zylqx_flags INTERFACE -Wa,-muse-unaligned-vector-move)
 endif()
 set(ZYLQX_FLAGS_baseline "")
@@ -90,6 +93,8 @@ function(zylqx_library)
     # zylqx.dll, beside which no run-time library of the compiler has to lie.
     set_target_properties(zylqx PROPERTIES PREFIX "")
     target_link_options(zylqx PRIVATE -static)
+    target_sources(zylqx PRIVATE ${PROJECT_SOURCE_DIR}/platform/dll.cpp)
+    target_link_libraries(zylqx PRIVATE zylqx_flags)
   endif()
   set_target_properties(zylqx PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
   if(UNIX AND NOT APPLE)

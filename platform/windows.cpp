@@ -2,6 +2,7 @@
 
 #include <atomic>
 
+#include "platform/attach.h"
 #include "platform/platform.h"
 
 namespace zylqx::platform {
@@ -25,6 +26,13 @@ bool takeSlot() {
 ZylContext *attachedContext() {
     return slot != TLS_OUT_OF_INDEXES ? static_cast<ZylContext *>(TlsGetValue(slot)) : nullptr;
 }
+
+// Windows 3.1 with the 32-bit extension, where FatalAppExit() is not to be used.
+bool isWin32s() {
+    return (GetVersion() & 0x80000000u) != 0;
+}
+
+} // namespace
 
 bool attachThread() {
     auto *context = static_cast<ZylContext *>(LocalAlloc(LPTR, sizeof(ZylContext)));
@@ -58,18 +66,12 @@ void detachProcess() {
     slot = TLS_OUT_OF_INDEXES;
 }
 
-// Windows 3.1 with the 32-bit extension, where FatalAppExit() is not to be used.
-bool isWin32s() {
-    return (GetVersion() & 0x80000000u) != 0;
-}
-
-} // namespace
-
-// A thread that no notification was sent for, as in a program that the static
-// library is linked into, is attached here.
+// Programs that the static library is linked into are sent no notifications: their
+// threads are attached here. A thread that ran before the dynamic library was loaded
+// has no context.
 ZylContext *threadContext() {
     ZylContext *context = attachedContext();
-    if (context != nullptr) return context;
+    if (context != nullptr || attachCount != 0) return context;
     return takeSlot() && attachThread() ? attachedContext() : nullptr;
 }
 
@@ -95,28 +97,9 @@ void fatalExit(const char *message, const char *caption) {
 
 } // namespace zylqx::platform
 
-using namespace zylqx::platform;
-
-BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
-    switch (reason) {
-    case DLL_PROCESS_ATTACH:
-        return attachProcess();
-    case DLL_THREAD_ATTACH:
-        return attachThread();
-    case DLL_THREAD_DETACH:
-        detachThread();
-        return TRUE;
-    case DLL_PROCESS_DETACH:
-        detachProcess();
-        return TRUE;
-    default:
-        return TRUE;
-    }
-}
-
 // The end of a thread is told to programs as well, which have no DllMain().
 static void NTAPI threadEnds(PVOID, DWORD reason, PVOID) {
-    if (reason == DLL_THREAD_DETACH) detachThread();
+    if (reason == DLL_THREAD_DETACH) zylqx::platform::detachThread();
 }
 extern "C" __attribute__((section(".CRT$XLC"), used)) const PIMAGE_TLS_CALLBACK zylqxThreadEnds =
     threadEnds;

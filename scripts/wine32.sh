@@ -3,23 +3,35 @@
 # 32-bit Wine for 32-bit systems only, so one of the same release is put into
 # build/wine32 the first time: some minutes, 1.1 GB. Needs root.
 set -eu
-cd "$(dirname "$0")/.."
 
-root=$PWD/build/wine32
-if [ ! -e "$root/ready" ]; then
-    scripts/packages.sh debootstrap
-    # The release and the mirror of this machine.
-    release=$(. /etc/os-release && echo "$VERSION_CODENAME")
-    mirror=$(apt-get indextargets --format '$(SITE) $(RELEASE)' 'Created-By: Packages' |
-        awk -v release="$release" '$2 == release { print $1; exit }')
-    rm -rf "$root"
-    debootstrap --arch=i386 --variant=minbase --include=wine32 "$release" "$root" "$mirror" >&2
-    touch "$root/ready"
+project=$(dirname "$(dirname "$(realpath "$0")")")
+root=$project/build/wine32
+mkdir -p "$project/build"
+
+# Wine looks at /proc, programs at the project and at temporary files; the mounts go
+# away with the last process.
+within() {
+    unshare --mount sh -euc '
+        root=$1 project=$2
+        shift 2
+        mkdir -p "$root$project"
+        mount -t proc proc "$root/proc"
+        mount --bind "$project" "$root$project"
+        mount --bind /tmp "$root/tmp"
+        exec chroot "$root" "$@"' sh "$root" "$project" \
+        env -C "$PWD" HOME=/root WINEDEBUG=-all WINEDLLOVERRIDES='mscoree=;mshtml=' "$@" 9>&-
+}
+
+exec 9>"$root.lock"
+flock 9
+if [ ! -e "$root.wine" ]; then
+    "$project/scripts/root.sh" "$root" i386 wine32 9>&-
+    # Message boxes wait for an answer where there is no display, too.
+    within /usr/lib/wine/wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f >&2
+    within /usr/lib/wine/wineserver32 --wait
+    touch "$root.wine"
 fi
-
-program=$1
-shift
-cp "$program" "$root/tmp/program.exe"
-# Wine looks at /proc; a mount of our own goes away with the last process.
-exec unshare --mount sh -c 'mount -t proc proc "$0/proc" && exec chroot "$0" "$@"' "$root" \
-    env HOME=/root WINEDEBUG=-all /usr/lib/wine/wine /tmp/program.exe "$@"
+# The services of Windows go on for a while, and would hold the program's output.
+within /usr/lib/wine/wine cmd /c rem >/dev/null 2>&1
+exec 9>&-
+within /usr/lib/wine/wine "$@"

@@ -1,6 +1,6 @@
 """Whether the self-test calls every operation of the table, and keeps a checksum of each.
 
-usage: complete_test.py OPERATIONS.JSON SELFTEST"""
+usage: complete_test.py OPERATIONS.JSON [EMULATOR...] SELFTEST"""
 
 import json
 import pathlib
@@ -8,9 +8,9 @@ import re
 import subprocess
 import sys
 
-table, program = sys.argv[1:]
+table, *program = sys.argv[1:]
 described = {operation["function"] for operation in json.load(open(table))["operations"]}
-called = subprocess.run([program, "--list"], capture_output=True, text=True, check=True)
+called = subprocess.run([*program, "--list"], capture_output=True, text=True, check=True)
 called = set(called.stdout.split())
 sums = pathlib.Path(__file__).with_name("checksums.inc").read_text()
 kept = set(re.findall(r'"(zyl\w+)"', sums))

@@ -41,6 +41,9 @@ TEST(Trigonometry, RoundsCorrectly) {
 // they lie as good as between two doubles.
 TEST(Trigonometry, AgreesWithLongerNumbers) {
     if (LDBL_MANT_DIG < 64) GTEST_SKIP();
+#if defined(_WIN32)
+    GTEST_SKIP() << "sinl() is the processor's there, which loses bits near multiples of pi";
+#endif
     const auto check = [](double found, long double exact, double angle) {
         const long double ulp = std::ldexp(1.0L, std::ilogb(exact) - 52);
         EXPECT_LE(std::fabs(found - exact), 0.502L * ulp) << angle;

@@ -1,6 +1,7 @@
 // Rotation against a reference that computes one pixel at a time.
 
 #include <gtest/gtest.h>
+#include <numbers>
 
 #include "tests/geometry/reference.h"
 
@@ -74,7 +75,7 @@ void rotateReference(TestImage &src, TestImage &dst, Turn turn) {
     const int left = roi != nullptr ? roi->xOffset : 0, top = roi != nullptr ? roi->yOffset : 0;
     const int columns = std::min(to.width, roi != nullptr ? roi->width : w);
     const int rows = std::min(to.height, roi != nullptr ? roi->height : h);
-    const double theta = angle * 0.01 * M_PI / 180;
+    const double theta = angle * 0.01 * std::numbers::pi / 180;
     const bool exact = angle % 9000 == 0;
     const double c = exact ? std::round(std::cos(theta)) : std::cos(theta);
     const double s = exact ? std::round(std::sin(theta)) : std::sin(theta);
