@@ -28,7 +28,7 @@ OPERATIONS = json.loads((ROOT / "operations/operations.json").read_text())["oper
 COMMANDS = json.loads((SITE / "pictures.json").read_text())
 
 # The pages in their order.
-GUIDE = ["first-picture", "images", "regions", "borders", "tiles", "larger-than-memory", "errors",
+GUIDE = ["README", "first-picture", "images", "regions", "borders", "tiles", "larger-than-memory", "errors",
          "threads", "in-place", "bitmaps", "transforms", "colour", "compositing", "exactness",
          "embedding", "cpp", "python", "javascript", "formats"]
 REFERENCE = ["README", "gallery", "rules", "status", "images", "arithmetic", "logic", "copy",
@@ -214,7 +214,8 @@ class Site:
         def item(each):
             to = os.path.relpath(address(each), os.path.dirname(address(page)) or ".")
             here = ' aria-current="page"' if each == page else ""
-            name = "All functions" if each == "docs/reference/README.md" else title_of(each)
+            name = {"docs/reference/README.md": "All functions",
+                    "docs/guide/README.md": "Overview"}.get(each) or title_of(each)
             return f'<li><a href="{to}"{here}>{html.escape(name)}</a></li>'
         home = os.path.relpath("index.html", os.path.dirname(address(page)) or ".")
         groups = "".join(f"<h2>{title}</h2><ul>{''.join(map(item, pages))}</ul>"
