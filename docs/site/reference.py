@@ -51,6 +51,9 @@ PAGE_OF = {name: page for page, _, parts in chapters() for _, code in parts
            for name in re.findall(r"^ZYL_API [^;(]*?(zyl\w+)\(", code, flags=re.M)}
 
 
+CHAPTERS = [page for page, _, _ in chapters()]
+
+
 def linked(text, page):
     """Inline text: names of functions are links, of constants and quoted reports code."""
     def quoted(match):
@@ -63,14 +66,19 @@ def linked(text, page):
         place = "" if target == page else f"{target}.md"
         return f"[`{name}()`]({place}#{name.lower()})" if target else match[0]
 
+    def chapter(match):
+        target = CHAPTERS[int(match[1]) - 1]
+        return match[0] if target == page else f"[chapter {match[1]}]({target}.md)"
+
     pieces = re.split(r'("[^"]*"|\bzyl\w+\([^()]+\))', text)
     for i, piece in enumerate(pieces):
         if i % 2:
             pieces[i] = re.sub(r'"([^"]*)"', quoted, piece) if piece[0] == '"' else \
                 f"`{' '.join(piece.split())}`"
             continue
-        piece = re.sub(r"(?<![\w`])(ZYL_\w+|Zyl[A-Z]\w+(?:::\w+)?)", r"`\1`", piece)
+        piece = re.sub(r"(?<![\w`])(ZYL_\w+(?:\.\.\.)?|Zyl[A-Z]\w+(?:::\w+)?)", r"`\1`", piece)
         piece = re.sub(r"\b(zyl\w+)\(\)", function, piece)
+        piece = re.sub(r"\bchapter (\d+)", chapter, piece)
         pieces[i] = re.sub(r"(?<=\S)\*(?=\S)|(?<=\s)\*(?=\s)", r"\\*", piece).replace("<", "&lt;")
     return "".join(pieces)
 
@@ -92,7 +100,9 @@ def markdown(text, page):
                 plain = []
                 blocks.append("```text\n" + textwrap.dedent("\n".join(formula)) + "\n```")
                 continue
-            plain.append(re.sub(r"^ - ", "- ", lines.pop(0)).rstrip())
+            # What stands far to the right belongs to the code below.
+            plain.append(re.sub(r"^ - |(?<=\S) {8,}.*", lambda m: "- " if m[0] == " - " else "",
+                                lines.pop(0)).rstrip())
         # A line at the left edge begins a paragraph after a list, a point one after a paragraph.
         for i, line in reversed(list(enumerate(plain[1:], 1))):
             of_list = [each.startswith(("- ", "  ")) for each in plain[i - 1:i + 1]]
@@ -130,7 +140,7 @@ def allowed(entry, operation):
         return "; ".join(f"`{each['constant'] or each['value']}` {each['help']}"
                          for each in TABLE["choices"][entry["choices"]])
     if entry["kind"] not in RANGES:
-        return {"bool": "0 or not 0", "float": "any number"}.get(entry["kind"], "")
+        return {"bool": "0 or 1", "float": "any number"}.get(entry["kind"], "")
     least, most = RANGES[entry["kind"]]
     least, most = entry.get("min", least), entry.get("max", most)
     ends = RANGES[entry["kind"]]
@@ -160,7 +170,8 @@ def default(entry, operation):
 def parameter_table(parameters, operation, page):
     described = {name: text for names, text in parameters for name in names}
     if operation is None:
-        rows = [f"| `{', '.join(names)}` | {linked(text, page)} |" for names, text in parameters]
+        rows = ["| `{}` | {} |".format(", ".join(names), linked(text, page).replace("|", "\\|"))
+                for names, text in parameters]
         return "| parameter | meaning |\n|---|---|\n" + "\n".join(rows) if rows else ""
     rows = []
     for entry in operation["parameters"]:
