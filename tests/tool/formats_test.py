@@ -628,6 +628,11 @@ class Png(FormatCase):
                                data=b"P6\n33 21\n255\n" + picture.convert("RGB").tobytes())
         self.assertEqual(self.pixels(self.write("in.png", interlaced)),
                          pam_of(picture.convert("RGB")))
+        # It is read as a whole, which has to fit.
+        head = struct.pack(">IIBBBBB", 60000, 60000, 8, 2, 0, 0, 1)
+        large = b"\x89PNG\r\n\x1a\n" + png_chunk(b"IHDR", head) + png_chunk(b"IDAT", b"")
+        self.bad(1, "large.png: an image of 60000 x 60000 pixels", self.write("large.png", large),
+                 self.path("x.png"))
 
     def test_transparent_colors_and_palettes(self):
         indexed = self.noise("L", 20, 20).quantize(16)

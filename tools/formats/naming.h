@@ -16,6 +16,8 @@ decltype(auto) naming(const std::string &name, Work work) {
     } catch (const Failure &failure) {
         if (name.empty()) throw;
         throw Failure(name + ": " + failure.what());
+    } catch (const std::length_error &large) { // of an image in memory
+        throw Failure((name.empty() ? "" : name + ": ") + large.what());
     }
 }
 
