@@ -24,8 +24,8 @@ constexpr std::ptrdiff_t GATHER_BYTES = 32;
 // of the 16 bytes at the half's base or byte high[i] of the 16 behind those, the
 // other being negative.
 struct GatherBlock {
+    alignas(GATHER_BYTES) std::int8_t low[GATHER_BYTES], high[GATHER_BYTES];
     std::int32_t base[2]; // bytes from the row's first sample
-    std::int8_t low[GATHER_BYTES], high[GATHER_BYTES];
 };
 
 // Result k is sample index[k] of a row. `blocks` hold the same for all whole blocks;

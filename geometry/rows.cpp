@@ -22,17 +22,19 @@ ChannelPairs pairChannels(const ZylImage &src, const ZylImage &dst) {
 
 // --- gathering ---
 
-GatherTable::GatherTable(std::int64_t n)
-    : index_(static_cast<std::uint64_t>(n + (n / 8 + 1) * BLOCK_WORDS)), count_(n) {}
+GatherTable::GatherTable(std::int64_t n) : index_(static_cast<std::uint64_t>(n)), count_(n) {}
 
 void GatherTable::finish(std::ptrdiff_t bytes, std::ptrdiff_t rowBytes) {
     kernel_ = ZYLQX_KERNELS(moveKernels).gather[sizeIndex(bytes)];
-    inBlocks_ = true;
     const std::ptrdiff_t step = GATHER_BYTES / bytes / 2;
     const std::ptrdiff_t halves = count_ / (2 * step) * 2;
+    if (halves > 0 && !blocks_) {
+        blocks_ = Scratch<GatherBlock>(static_cast<std::uint64_t>(halves / 2));
+    }
+    inBlocks_ = static_cast<bool>(blocks_);
     for (std::ptrdiff_t i = 0; i < halves && inBlocks_; ++i) {
         inBlocks_ =
-            makeHalf(&index_[i * step], bytes, rowBytes, static_cast<int>(i % 2), blocks()[i / 2]);
+            makeHalf(&index_[i * step], bytes, rowBytes, static_cast<int>(i % 2), blocks_[i / 2]);
     }
 }
 

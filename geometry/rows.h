@@ -71,7 +71,7 @@ class GatherTable {
     void finish(std::ptrdiff_t bytes, std::ptrdiff_t rowBytes);
 
     void run(const void *row, void *out) const {
-        kernel_(row, {index_.data(), inBlocks_ ? blocks() : nullptr, count_}, out);
+        kernel_(row, {index_.data(), inBlocks_ ? blocks_.data() : nullptr, count_}, out);
     }
 
   private:
@@ -79,10 +79,8 @@ class GatherTable {
     static bool makeHalf(const std::int32_t *index, std::ptrdiff_t bytes, std::ptrdiff_t rowBytes,
                          int half, GatherBlock &block);
 
-    GatherBlock *blocks() const { return reinterpret_cast<GatherBlock *>(&index_[count_]); }
-
-    static constexpr std::ptrdiff_t BLOCK_WORDS = sizeof(GatherBlock) / sizeof(std::int32_t);
-    Scratch<std::int32_t> index_; // and behind it the blocks
+    Scratch<std::int32_t> index_;
+    Scratch<GatherBlock> blocks_; // none where a row is too short, or without memory
     std::ptrdiff_t count_ = 0;
     bool inBlocks_ = false;
     MoveKernels::GatherRow kernel_ = nullptr;
