@@ -84,11 +84,23 @@ struct Samples<u8> {
 
     // The same with alphaOf() a pixel, whose words are 257 * y as they stand.
     static V alphaProduct(V x, V alpha) {
+        const Vector<u16> factors = reinterpret_cast<Vector<u16>>(alpha);
+        return products(x, factors, factors);
+    }
+    // Colours times alpha, and alpha times one.
+    static V preMultiplied(V pixels) {
+        const Vector<u16> alpha = reinterpret_cast<Vector<u16>>(alphaOf(pixels));
+        const Vector<u16> last =
+            alpha |
+            reinterpret_cast<Vector<u16>>(Vector<u32>{} + (LOWEST_FIRST ? 0xFFFF0000u : 0xFFFFu));
+        return LOWEST_FIRST ? products(pixels, alpha, last) : products(pixels, last, alpha);
+    }
+    // The lower and the upper halves of words by factors of each.
+    static V products(V x, Vector<u16> lower, Vector<u16> upper) {
         const Vector<u16> a = reinterpret_cast<Vector<u16>>(x);
-        const Vector<u16> b = reinterpret_cast<Vector<u16>>(alpha);
-        const Vector<u16> even = highProducts(a << 8 | 1, b) >> 8;
-        const Vector<u16> odd = highProducts((a & 0xFF00) | 1, b) & 0xFF00;
-        return reinterpret_cast<V>(even | odd);
+        const Vector<u16> low = highProducts(a << 8 | 1, lower) >> 8;
+        const Vector<u16> high = highProducts((a & 0xFF00) | 1, upper) & 0xFF00;
+        return reinterpret_cast<V>(low | high);
     }
 
     static V alphaMask() {
@@ -123,6 +135,7 @@ struct Samples<u16> {
         return high - reinterpret_cast<V>(high >= ~low);
     }
     static V alphaProduct(V x, V alpha) { return product(x, alpha); }
+    static V preMultiplied(V pixels) { return product(pixels, alphaOf(pixels) | alphaMask()); }
 
     static V alphaMask() {
         return reinterpret_cast<V>(Vector<u64>{} + (LOWEST_FIRST ? 0xFFFFull << 48 : 0xFFFFull));
@@ -241,21 +254,14 @@ class AlphaSetter {
     V set_;
 };
 
-// Colours times alpha, which stays as it is.
-template <class T>
-inline typename Samples<T>::V preMultiplied(typename Samples<T>::V pixels) {
-    using S = Samples<T>;
-    return select<typename S::V>(S::alphaMask(), pixels,
-                                 S::alphaProduct(pixels, S::alphaOf(pixels)));
-}
-
 template <class T>
 void preMultiplyPixels(void *pixels, PixelAlpha alpha, std::ptrdiff_t n) {
     const void *s = pixels;
-    if (alpha.own) return mapRows<T>(pixels, 4 * n, preMultiplied<T>, s);
+    if (alpha.own) return mapRows<T>(pixels, 4 * n, Samples<T>::preMultiplied, s);
     const AlphaSetter<T> withAlpha(alpha);
     mapRows<T>(
-        pixels, 4 * n, [=](typename Samples<T>::V v) { return preMultiplied<T>(withAlpha(v)); }, s);
+        pixels, 4 * n,
+        [=](typename Samples<T>::V v) { return Samples<T>::preMultiplied(withAlpha(v)); }, s);
 }
 
 template <class T, bool PREMULTIPLIED, int RULE>
@@ -263,8 +269,8 @@ inline typename Samples<T>::V blendedPixels(typename Samples<T>::V a, typename S
     const auto alphaA = Samples<T>::alphaOf(a);
     const auto alphaB = Samples<T>::alphaOf(b);
     if constexpr (!PREMULTIPLIED) {
-        a = preMultiplied<T>(a);
-        b = preMultiplied<T>(b);
+        a = Samples<T>::preMultiplied(a);
+        b = Samples<T>::preMultiplied(b);
     }
     // With the alphas among the colours, the rule gives the alpha too.
     return blend<RULE>(a, b, alphaA, alphaB, Samples<T>::alphaProduct);
