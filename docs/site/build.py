@@ -85,6 +85,9 @@ class Pictures:
         self.run("chart", "chart.png")
         self.run("chart.png", "crop:x=16,y=128,width=200,height=200", "rings.png")
         self.run("scene.png", "decimate:factor=1/3", "thumb.png")
+        self.run("scene.png", "bitmap.bmp", "--colors", "16", "--palette", "median-cut")
+        self.run("bitmap.bmp", "bitmap.png")
+        (self.folder / "bitmap.bmp").unlink()
         # A disc that is transparent around its edge.
         self.logo()
 
@@ -111,6 +114,8 @@ class Pictures:
         """Before and after of an operation, as (file, caption): a row of the photograph, and one
         of the rings of the chart where these show more."""
         name, entry = operation["name"], COMMANDS[operation["name"]]
+        if "made" in entry:  # by docs_pictures, since zyl does not call it
+            return [[("bitmap.png", "a bitmap of 16 colours"), (f"{name}.png", entry["made"])]]
         rows = [self.of("scene", name, entry)]
         if "second" not in entry and operation["family"] in ("filter", "geometry", "transform"):
             if "crop" in entry.get("before", ""):

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -154,6 +155,32 @@ zyl::Image around(const zyl::Image &picture, zyl::Border mode) {
     return result;
 }
 
+// A bitmap of 16 colours: its header, its table and its rows.
+std::vector<unsigned char> bitmapOf(const zyl::Image &picture) {
+    const ZylBitmapInfoHeader head = {40, width, height, 1, 4, 0, 0, 0, 0, 0, 0};
+    std::vector<unsigned char> bitmap(sizeof head + std::size_t{16} * 4 +
+                                      std::size_t{(width + 7) / 8 * 4} * height);
+    std::memcpy(bitmap.data(), &head, sizeof head);
+    zyl::convertToDib(picture, bitmap.data(), zyl::BitmapDither::none, zyl::Palette::medianCut);
+    return bitmap;
+}
+
+// Red, green and blue of each pixel, the top row first, of planes of 8 bits in any order.
+zyl::Image upright(const zyl::ConstImage &planes) {
+    zyl::Image rgb(planes.width(), planes.height(), 3);
+    const zyl::Shape shape = planes.shape();
+    for (int y = 0; y < shape.height; ++y) {
+        const int from = shape.origin == ZYL_ORIGIN_TL ? y : shape.height - 1 - y;
+        for (std::size_t c = 0; c < 3; ++c) {
+            const std::size_t plane = shape.color() ? shape.sequence.find("RGB"[c]) : 0;
+            for (std::size_t x = 0; x < static_cast<std::size_t>(shape.width); ++x)
+                rgb.samples<std::uint8_t>(y)[3 * x + c] =
+                    planes.samples<std::uint8_t>(from, static_cast<int>(plane))[x];
+        }
+    }
+    return rgb;
+}
+
 void write(const std::string &folder, const char *name, const zyl::Image &image) {
     const std::string path = folder + "/" + name + ".ppm";
     std::FILE *file = std::fopen(path.c_str(), "wb");
@@ -180,6 +207,11 @@ int main(int, char **arguments) {
               const double gray = x / (width - 1.0);
               return Color{gray, gray, gray};
           }));
+    const std::vector<unsigned char> bitmap = bitmapOf(photo);
+    write(folder, "translate-dib", upright(zyl::translateDib(bitmap.data())));
+    zyl::Image gray(width, height);
+    zyl::convertFromDib(bitmap.data(), gray);
+    write(folder, "convert-from-dib", upright(gray));
     const zyl::Image cut = zyl::copy(photo.part({205, 40, 80, 80}));
     zyl::Image borders(4 * 170 - 10, 160, 3);
     zyl::set(borders, 255);

@@ -212,11 +212,12 @@ def facts(operation):
 
 def command(operation):
     picture = PICTURES[operation["name"]]
+    if "steps" not in picture:
+        return ""
     steps = " ".join(filter(None, (picture.get("before"), picture["steps"])))
     target = "" if picture.get("prints") else " out." + picture.get("format", "png")
     options = " " + picture["options"] if "options" in picture else ""
-    source = "photo.bmp" if operation["name"] in ("translate-dib", "convert-from-dib") else "photo.png"
-    return " ".join(f"zyl {source} {steps}{target}{options}".split())
+    return " ".join(f"zyl photo.png {steps}{target}{options}".split())
 
 
 def elsewhere(operation):
@@ -261,7 +262,8 @@ def function_entry(name, comment, code, page):
     if example:
         parts.append(f"```c\n{example}\n```")
     if operation:
-        parts.append(f"```sh\n{command(operation)}\n```")
+        if command(operation):
+            parts.append(f"```sh\n{command(operation)}\n```")
         parts.append(elsewhere(operation))
     return "\n\n".join(filter(None, parts))
 
