@@ -185,16 +185,36 @@ ColourBox splitColours(const std::uint32_t *counts, ColourBox &box) {
     return upper;
 }
 
-void countColours(const ZylImage &image, bool redFirst, std::uint32_t *counts) {
+// Occupied cells, and the box that they lie in, found while counting: most pixels are in a
+// cell that is known already.
+struct OccupiedCells {
+    int count = 0;
+    ColourBox box = {{SIDE, SIDE, SIDE}, {-1, -1, -1}, 0};
+
+    void add(int red, int green, int blue) {
+        const int cell[] = {red, green, blue};
+        ++count;
+        for (int axis = 0; axis < 3; ++axis) {
+            box.low[axis] = std::min(box.low[axis], cell[axis]);
+            box.high[axis] = std::max(box.high[axis], cell[axis]);
+        }
+    }
+};
+
+OccupiedCells countColours(const ZylImage &image, bool redFirst, std::uint32_t *counts) {
     const std::ptrdiff_t bytes = sampleBytes(image.depth);
     const std::ptrdiff_t channelStep = isPlanar(image) ? planeStep(image) : bytes;
     const std::ptrdiff_t first = upperByte(image);
     const std::ptrdiff_t red = first + (redFirst ? 0 : 2 * channelStep);
     const std::ptrdiff_t green = first + channelStep;
     const std::ptrdiff_t blue = first + (redFirst ? 2 * channelStep : 0);
-    forEachPixel(image, [=](const unsigned char *pixel) {
-        ++counts[cellIndex(pixel[red] >> 2, pixel[green] >> 2, pixel[blue] >> 2)];
+    OccupiedCells occupied;
+    forEachPixel(image, [=, &occupied](const unsigned char *pixel) {
+        const int r = pixel[red] >> 2, g = pixel[green] >> 2, b = pixel[blue] >> 2;
+        if (counts[cellIndex(r, g, b)]++ == 0) occupied.add(r, g, b);
     });
+    occupied.box.count = static_cast<std::uint32_t>(std::int64_t{image.width} * image.height);
+    return occupied;
 }
 
 int colourTable(const ZylImage &image, int wanted, std::uint8_t *table) {
@@ -206,22 +226,17 @@ int colourTable(const ZylImage &image, int wanted, std::uint8_t *table) {
     const Scratch<std::uint32_t> counts(CELLS);
     if (!counts) return 0;
     std::fill_n(counts.data(), CELLS, 0u);
-    countColours(image, redFirst, counts.data());
-
-    const auto pixels = static_cast<std::uint32_t>(std::int64_t{image.width} * image.height);
-    ColourBox boxes[MAX_BOXES];
-    boxes[0] = {{0, 0, 0}, {SIDE - 1, SIDE - 1, SIDE - 1}, pixels};
-    const auto distinct =
-        static_cast<std::int64_t>(CELLS) - std::count(counts.data(), counts.data() + CELLS, 0u);
-    if (distinct <= wanted) {
+    const OccupiedCells occupied = countColours(image, redFirst, counts.data());
+    if (occupied.count <= wanted) {
         std::size_t used = 0;
-        forEachCell(counts.data(), boxes[0], [&](const int *cell, std::uint32_t) {
+        forEachCell(counts.data(), occupied.box, [&](const int *cell, std::uint32_t) {
             setEntry(table, used++, static_cast<unsigned>(cell[RED] * 4),
                      static_cast<unsigned>(cell[GREEN] * 4), static_cast<unsigned>(cell[BLUE] * 4));
         });
-        return static_cast<int>(distinct);
+        return occupied.count;
     }
-    shrink(counts.data(), boxes[0]);
+    ColourBox boxes[MAX_BOXES];
+    boxes[0] = occupied.box;
     splitInPasses(boxes, wanted, [&](ColourBox &box) { return splitColours(counts.data(), box); });
     for (int i = 0; i < wanted; ++i) {
         std::uint64_t sums[3] = {};
