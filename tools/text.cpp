@@ -62,7 +62,7 @@ Misuse unknown(std::string_view kind, std::string_view word,
                const std::vector<std::string_view> &names) {
     std::string line("unknown ");
     line.append(kind).append(" '").append(word).append("'");
-    if (names.empty()) return Misuse(line);
+    if (names.empty() || word.empty()) return Misuse(line);
     auto nearest = std::min_element(names.begin(), names.end(), [&](auto a, auto b) {
         return distance(word, a) < distance(word, b);
     });

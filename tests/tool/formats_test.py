@@ -1057,6 +1057,29 @@ class Outputs(FormatCase):
         self.assertTrue(os.path.exists(self.path("new.png")))
         self.assertTrue(os.path.islink(self.path("dangling.png")))
 
+    def test_options_that_would_do_nothing_are_refused(self):
+        for options, name, takers in (
+                (["--quality", "50"], "out.png", "JPEG, TIFF, WebP"),
+                (["--compression", "lzw"], "out.jpg", "PNG, TIFF, WebP"),
+                (["--compression", "0"], "out.ppm", "PNG, TIFF, WebP"),
+                (["--tile", "16"], "out.bmp", "TIFF"), (["--colors", "16"], "out.tif", "BMP")):
+            self.bad(2, options[0], self.source, *options, self.path(name))
+            self.bad(2, "for these files: " + takers, self.source, *options, self.path(name))
+            self.assertFalse(os.path.exists(self.path(name)))
+
+    def test_names_that_lead_nowhere(self):
+        os.symlink("b.png", self.path("a.png"))
+        os.symlink("a.png", self.path("b.png"))
+        os.symlink("nothing/c.png", self.path("c.png"))
+        os.mkdir(self.path("d.png"))
+        for name, text in (("a.png", "Too many levels"), ("c.png", "No such file"),
+                           ("d.png", "is a directory"), ("nothing/e.png", "No such file")):
+            self.bad(1, name + ": " + text, self.source, self.path(name))
+        self.assertTrue(os.path.islink(self.path("a.png")))
+        for name in ("sp ace.png", "\u56fe.png", "new\nline.png", "col:on.png", "{n}%s.png"):
+            self.good(self.source, self.path(name))
+            self.assertEqual(self.info(self.path(name))["file"], self.path(name))
+
     def test_a_full_disk_leaves_the_old_file(self):
         for extension in ("png", "tif", "bmp", "jpg", "ppm", "webp"):
             with self.subTest(extension):

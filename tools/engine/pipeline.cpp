@@ -24,8 +24,6 @@ std::string mebibytes(std::int64_t bytes) {
     return std::to_string((bytes + (1 << 20) - 1) >> 20) + " MiB";
 }
 
-constexpr std::int64_t LEAST_ROWS = 16;
-
 // Takes a picture into memory.
 class MemorySink : public Sink {
   public:
@@ -109,12 +107,13 @@ Tiling Pipeline::Impl::tiling(const NodeState &node, bool strips) {
     return node.stored() ? spoolTiling(node.shape, tile, options_.memory / 4) : tile;
 }
 
-// Whole rows can be kept in a few at least. Only a damaged or hostile file has so long
-// ones.
+// Whole rows can be kept in a few at least, in little memory also if less than that may
+// be used. Only a damaged or hostile file has longer ones.
 void Pipeline::Impl::requireRoom(const NodeState &node) const {
+    constexpr std::int64_t LEAST_ROWS = 16, LITTLE = 32 << 20;
     const std::int64_t bytes = LEAST_ROWS * std::int64_t{rowStride(node.shape, node.shape.width)};
     const bool rows = node.stored() || node.grid.tile.width >= node.shape.width;
-    if (node.needed && !node.image && rows && bytes > options_.memory)
+    if (node.needed && !node.image && rows && bytes > std::max(options_.memory, LITTLE))
         throw Failure(node.name + ": needs some of its rows in memory, " + mebibytes(bytes) +
                       ", and may use " + mebibytes(options_.memory) + " (--memory)");
 }

@@ -11,6 +11,6 @@ bool recognises(std::string_view start) {
 
 } // namespace
 
-const Format bmpFormat = {"BMP", "bmp dib", recognises, openBmp, createBmp};
+const Format bmpFormat = {"BMP", "bmp dib", recognises, openBmp, createBmp, PALETTE};
 
 } // namespace tool

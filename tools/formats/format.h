@@ -146,6 +146,9 @@ class Sink {
     std::string name_;
 };
 
+// Options that say how files are written; combine with |.
+enum WriteOption : unsigned { QUALITY = 1, COMPRESSION = 2, TILE = 4, PALETTE = 8 };
+
 // A file format.
 struct Format {
     std::string_view name;
@@ -156,6 +159,7 @@ struct Format {
     // Throws Failure when the format cannot hold this shape, with what would do.
     std::unique_ptr<Sink> (*create)(std::unique_ptr<Output> output, const Shape &shape,
                                     const Metadata &metadata, const WriteOptions &options);
+    unsigned options; // that it takes
 };
 
 } // namespace tool

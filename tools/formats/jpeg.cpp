@@ -369,6 +369,6 @@ std::unique_ptr<Sink> create(std::unique_ptr<Output> output, const Shape &shape,
 
 } // namespace
 
-const Format jpegFormat = {"JPEG", "jpg jpeg jpe jfif", recognises, open, create};
+const Format jpegFormat = {"JPEG", "jpg jpeg jpe jfif", recognises, open, create, QUALITY};
 
 } // namespace tool

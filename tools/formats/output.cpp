@@ -73,9 +73,11 @@ std::string followLinks(const std::string &name) {
     constexpr int mostLinks = 40; // as the system has it
     std::filesystem::path path = name;
     std::error_code error;
-    for (int i = 0; i < mostLinks && std::filesystem::is_symlink(path, error); ++i)
+    for (int i = 0; i < mostLinks; ++i) {
+        if (!std::filesystem::is_symlink(path, error)) return path.string();
         path = path.parent_path() / std::filesystem::read_symlink(path, error);
-    return path.string();
+    }
+    throw Failure(std::strerror(ELOOP));
 }
 
 std::string temporaryName(const std::string &target) {

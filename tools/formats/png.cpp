@@ -397,6 +397,6 @@ std::unique_ptr<Sink> create(std::unique_ptr<Output> output, const Shape &shape,
 
 } // namespace
 
-const Format pngFormat = {"PNG", "png", recognises, open, create};
+const Format pngFormat = {"PNG", "png", recognises, open, create, COMPRESSION};
 
 } // namespace tool

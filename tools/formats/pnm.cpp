@@ -297,6 +297,6 @@ std::unique_ptr<Sink> create(std::unique_ptr<Output> output, const Shape &shape,
 
 } // namespace
 
-const Format pnmFormat = {"PNM", "pnm pbm pgm ppm pam", recognises, open, create};
+const Format pnmFormat = {"PNM", "pnm pbm pgm ppm pam", recognises, open, create, 0};
 
 } // namespace tool

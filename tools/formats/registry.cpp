@@ -47,6 +47,27 @@ Target targetOf(const std::string &name) {
     return {name, lower(name.substr(dot + 1))};
 }
 
+// An option that does nothing may be meant for another format.
+void requireTaken(const Format &format, const WriteOptions &options) {
+    const struct {
+        bool given;
+        WriteOption option;
+        const char *name;
+    } all[] = {{options.quality.has_value(), QUALITY, "--quality is"},
+               {!options.compression.empty(), COMPRESSION, "--compression is"},
+               {static_cast<bool>(options.tile), TILE, "--tile is"},
+               {options.palette.has_value(), PALETTE, "--colors and --palette are"}};
+    for (const auto &[given, option, name] : all) {
+        if (!given || (format.options & option) != 0) continue;
+        std::string takers;
+        for (const Format *other : pictureFormats()) {
+            if ((other->options & option) == 0) continue;
+            takers.append(takers.empty() ? "" : ", ").append(other->name);
+        }
+        throw Misuse(std::string(name) + " for these files: " + takers);
+    }
+}
+
 const Format &formatOfStart(std::string_view start) {
     if (start.empty()) throw Failure("is empty");
     for (const Format *format : pictureFormats())
@@ -100,8 +121,7 @@ std::unique_ptr<Sink> createSink(const std::string &name, const Shape &shape,
     auto [file, extension] = targetOf(name);
     const std::string shown = file == "-" ? "standard output" : file;
     auto sink = naming(shown, [&, &path = file, &ending = extension] {
-        if (options.palette && &format != &bmpFormat)
-            throw Misuse("--colors and --palette are for BMP files");
+        requireTaken(format, options);
         Metadata fitting = metadata;
         if (!profileFits(fitting.profile, shape)) fitting.profile.clear();
         return format.create(std::make_unique<Output>(path, ending), shape, fitting, options);

@@ -109,6 +109,7 @@ void writeTiffMetadata(const TiffFile &file, const Metadata &metadata) {
     }
 }
 
-const Format tiffFormat = {"TIFF", "tif tiff", recognises, openTiff, createTiff};
+const Format tiffFormat = {"TIFF",   "tif tiff", recognises,
+                           openTiff, createTiff, QUALITY | COMPRESSION | TILE};
 
 } // namespace tool

@@ -228,6 +228,6 @@ std::unique_ptr<Sink> create(std::unique_ptr<Output> output, const Shape &shape,
 
 } // namespace
 
-const Format webpFormat = {"WebP", "webp", recognises, open, create};
+const Format webpFormat = {"WebP", "webp", recognises, open, create, QUALITY | COMPRESSION};
 
 } // namespace tool
