@@ -133,8 +133,9 @@ def shared_units(rows, columns, lines, shared):
 
 def make_tiff(width, height, samples, rows, bits=8, photometric=1, extras=(), planar=False,
               tile=None, strip=None, order="<", big=False, compression=1, orientation=1,
-              sample_format=1, colormap=None, shared=(1, 1), tags=()):
-    """rows[y][x] is a tuple of samples. So many pixels share their second and third samples."""
+              sample_format=1, colormap=None, shared=(1, 1), coded=None, tags=()):
+    """rows[y][x] is a tuple of samples. So many pixels share their second and third samples.
+    The bytes of a single strip may be given instead."""
     block_width, block_height = tile or (width, strip or height)
     across, down = -(-width // block_width), -(-height // block_height)
     blocks = []
@@ -146,7 +147,7 @@ def make_tiff(width, height, samples, rows, bits=8, photometric=1, extras=(), pl
                 data = bytes(shared_units(rows, range(bx * block_width, (bx + 1) * block_width),
                                           range(by * block_height, last), shared))
             for y in range(by * block_height, (by + 1) * block_height):
-                if shared != (1, 1) or y >= height and not tile:
+                if coded or shared != (1, 1) or y >= height and not tile:
                     break
                 row = rows[min(y, height - 1)]
                 pixels = [row[min(x, width - 1)] for x in range(bx * block_width,
@@ -154,6 +155,7 @@ def make_tiff(width, height, samples, rows, bits=8, photometric=1, extras=(), pl
                 flat = [p[plane] for p in pixels] if planar else [s for p in pixels for s in p]
                 data += pack(flat, bits, order)
             blocks.append(zlib.compress(data) if compression == 8 else data)
+    blocks = [coded] if coded else blocks
     entries = {256: (4, [width]), 257: (4, [height]), 258: (3, [bits] * samples),
                259: (3, [compression]), 262: (3, [photometric]), 274: (3, [orientation]),
                277: (3, [samples]), 284: (3, [2 if planar else 1]),
@@ -325,6 +327,26 @@ class Tiff(FormatCase):
                 with Image.open(self.path("out.tif")) as other:
                     samples = other.convert("RGB").tobytes()
                 self.assertLess(max(abs(a - b) for a, b in zip(samples, flat, strict=True)), 3)
+
+    def test_jpeg_of_the_old_kind(self):
+        for mode, subsampling, shared in (("L", 0, (1, 1)), ("RGB", 0, (1, 1)), ("RGB", 1, (2, 1)),
+                                          ("RGB", 2, (2, 2))):
+            with self.subTest(mode=mode, shared=shared):
+                picture = self.smooth(mode, self.WIDTH, self.HEIGHT)
+                file = io.BytesIO()
+                picture.save(file, "JPEG", quality=95, subsampling=subsampling)
+                coded = file.getvalue()
+                tags = [(512, 3, [1]), (513, 4, [8]), (514, 4, [len(coded)])]
+                tags += [(530, 3, list(shared))] if mode == "RGB" else []
+                path = self.write("in.tif", make_tiff(
+                    self.WIDTH, self.HEIGHT, len(mode), [], 8, 6 if mode == "RGB" else 1,
+                    compression=6, coded=coded, tags=tags))
+                self.tool("tiff2rgba", "-c", "none", path, self.path("other.tif"))
+                with Image.open(self.path("other.tif")) as other:
+                    samples = list(other.convert(mode).tobytes())
+                got = self.pixels(path)
+                self.assertLessEqual(max(abs(a - b) for a, b in zip(got[4], samples, strict=True)),
+                                     2)
 
     def test_orientations(self):
         turns = {2: Image.FLIP_LEFT_RIGHT, 3: Image.ROTATE_180, 4: Image.FLIP_TOP_BOTTOM,
