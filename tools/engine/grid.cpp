@@ -13,10 +13,6 @@ std::int64_t bitsPerPixel(const Shape &shape) {
 
 } // namespace
 
-std::ptrdiff_t rowStride(const Shape &shape, int width) {
-    return static_cast<std::ptrdiff_t>((width * bitsPerPixel(shape) + 31) / 32 * 4);
-}
-
 std::ptrdiff_t columnOffset(const Shape &shape, int x) {
     return static_cast<std::ptrdiff_t>(x * bitsPerPixel(shape) / 8);
 }

@@ -8,8 +8,7 @@
 
 namespace tool {
 
-// Bytes from row to row, as the library rounds them up. Pixel order.
-std::ptrdiff_t rowStride(const Shape &shape, int width);
+using zyl::rowStride;
 
 // Bytes before column x, which is a multiple of 8 in 1-bit pictures.
 std::ptrdiff_t columnOffset(const Shape &shape, int x);
