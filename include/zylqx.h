@@ -1009,7 +1009,8 @@ ZYL_API void ZYL_CALL zylGrayToColor(ZylImage *srcImage, ZylImage *dstImage, flo
 
 /** RGB to hue, saturation and value. Hue is in degrees, 0 to 359, of 8U in halves, 0 to 179;
  * the others have the depth's full range. The first three characters of the destination's
- * colorModel and channelSeq become "HSV": its first three channels.
+ * colorModel and channelSeq become "HSV", its first three channels, before pixels are
+ * written: also when the call ends early.
  * \param srcImage  8U, 16U or 32S; colorModel begins with "RGB"
  * \param dstImage  the same depth, data order and number of channels to process
  * \param dstTile   column and row of one tile of dstImage, or null for all
