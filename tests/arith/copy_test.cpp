@@ -412,50 +412,6 @@ TEST(CopyFamilyChecks, TheStrideFollowsFromTheHeader) {
     EXPECT_EQ(difference(a, b), "");
 }
 
-// The n-th request of either image gives nothing.
-TEST(CopyFamilyFaults, ATileThatIsNotDelivered) {
-    Reports reports;
-    const Shape shape{.channels = 3, .width = 20, .height = 20};
-    for (const Action action : {Action::Copy, Action::Set, Action::Exchange}) {
-        for (const unsigned tiled : {1u, 2u, 3u}) {
-            for (const int bad : {0, 1}) {
-                if ((tiled >> bad & 1) == 0 || (action == Action::Set && bad == 0)) continue;
-                for (int n = 1; n <= 4; ++n) {
-                    TestImage a(shape);
-                    TestImage b(shape);
-                    if ((tiled & 1) != 0) a.tiles(8, 16);
-                    if ((tiled & 2) != 0) b.tiles(16, 8);
-                    a.region(2, 3, 3, 15, 15);
-                    b.region(3, 3, 3, 15, 15);
-                    (bad == 0 ? a : b).failTileRequest(n);
-                    reports.clear();
-                    const char *function = "zylSet";
-                    if (action == Action::Copy) {
-                        function = "zylCopy";
-                        zylCopy(a, b, nullptr);
-                    } else if (action == Action::Exchange) {
-                        // The first image's samples are written back by a copy.
-                        const bool back = bad == 0 && tiled == 3 && n > 2;
-                        function = back ? "zylCopy" : "zylExchange";
-                        zylExchange(a, b, nullptr);
-                    } else {
-                        zylSet(b, 1, nullptr);
-                    }
-                    const bool read = bad == 0 && action == Action::Copy;
-                    EXPECT_EQ(reports.all(), (std::vector<Report>{{ZYL_StsError, function,
-                                                                   read ? "Error get tile to read"
-                                                                        : "Error get tile to write",
-                                                                   "zylSCE"}}))
-                        << "images tiled " << tiled << ", request " << n << " of image " << bad;
-                    EXPECT_EQ(a.tilesHeld() + b.tilesHeld(), 0);
-                    EXPECT_EQ(a.breaches() + b.breaches(), "");
-                    EXPECT_EQ(a.header()->roi->xOffset, 3);
-                }
-            }
-        }
-    }
-}
-
 TEST(CopyFamilyFaults, WithoutMemoryForTheBufferItEndsQuietly) {
     Reports reports;
     const Shape shape{.width = 20, .height = 20};
