@@ -623,6 +623,7 @@ TEST_P(Laws, ABadHeaderIsReportedAndNothingIsWritten) {
             ASSERT_FALSE(reports.all().empty());
             EXPECT_EQ(zylGetErrStatus(), ZYL_StsBadArg);
             EXPECT_EQ(reports.all().front().function, operation.reportedName);
+            EXPECT_EQ(reports.all().front().file, earlyEndOf(operation.reportedName).file);
             if (!operation.headersReported) continue;
             const char *message = zylqx::headerMessage(fault.mask);
             EXPECT_EQ(reports.all().front().text, message);
