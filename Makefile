@@ -19,8 +19,10 @@
 #
 #     make web      builds the npm package and the page with WebAssembly in build/web,
 #                   and runs their tests
+#     make packages builds Debian packages and a tarball into build/packages
+#     make packages-test  uses them in a fresh Debian in build/clean
 #
-#     make i686, make aarch64, make s390x
+#     make i686, make aarch64, make s390x, make windows64, make windows32
 #                   builds everything for another platform and runs all tests
 #     make everywhere
 #                   runs the self-test on all platforms and prints one table; on some
@@ -42,9 +44,13 @@ PACKAGES_aarch64-linux-gnu = g++-aarch64-linux-gnu qemu-user-static
 PACKAGES_s390x-linux-gnu = g++-s390x-linux-gnu qemu-user-static
 PACKAGES_x86_64-w64-mingw32 = g++-mingw-w64-x86-64-posix wine64
 PACKAGES_i686-w64-mingw32 = g++-mingw-w64-i686-posix
-PLATFORMS = 32-bit aarch64-linux-gnu s390x-linux-gnu x86_64-w64-mingw32 i686-w64-mingw32
+PACKAGES_wasm-simd = emscripten
+PACKAGES_wasm-plain = emscripten
+PLATFORMS = 32-bit aarch64-linux-gnu s390x-linux-gnu x86_64-w64-mingw32 i686-w64-mingw32 \
+	wasm-simd wasm-plain
 
-.PHONY: demo build install test docs bench lint mutants python python-packages python-bench web i686 aarch64 s390x everywhere
+.PHONY: demo build install test docs bench lint mutants python python-packages python-bench \
+	web packages packages-test i686 aarch64 s390x windows64 windows32 everywhere
 demo:
 	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES)
 	cmake --preset $(PRESET) -DZYLQX_TESTS=OFF
@@ -65,6 +71,12 @@ install:
 	cmake --build --preset $(PRESET)
 	cmake --install build/$(PRESET) --prefix $(PREFIX)
 
+packages:
+	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES) git debhelper lintian
+	scripts/make-packages.sh
+packages-test:
+	scripts/test-packages.sh
+
 test: build
 	scripts/packages.sh $(TEST_PACKAGES)
 	ctest --preset $(PRESET)
@@ -73,6 +85,10 @@ i686:
 	$(MAKE) test PRESET=32-bit
 aarch64 s390x:
 	$(MAKE) test PRESET=$@-linux-gnu
+windows64:
+	$(MAKE) test PRESET=x86_64-w64-mingw32
+windows32:
+	$(MAKE) test PRESET=i686-w64-mingw32
 
 everywhere:
 	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES) \

@@ -36,7 +36,7 @@ use /usr/share
 apt-get purge -qq -y libzylqx1 libzylqx-dev
 zyl selftest --calls 20
 apt-get purge -qq -y zyl
-left=$(find /usr -name '*zyl*')
+left=$(find /usr -name '*zylqx*' -o -name zyl -o -name 'zyl.*' -o -name _zyl)
 [ -z "$left" ] || { echo "left behind: $left"; exit 1; }
 
 tar -C "$work" -xf "$packages"/zylqx-*.tar.gz
