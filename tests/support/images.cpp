@@ -369,12 +369,18 @@ std::string difference(const TestImage &expected, const TestImage &actual) {
 
 namespace {
 
-thread_local std::vector<Report> kept;
+// Of the thread's Reports, the last of which frees it: MinGW takes the memory of
+// thread-local objects away before it destroys them.
+struct Kept {
+    std::vector<Report> reports;
+    int users = 0;
+};
+thread_local Kept *kept = nullptr;
 
 ZylStatus ZYL_CALL keepReport(ZylStatus status, const char *function, const char *text,
                               const char *file, int) {
     const auto string = [](const char *s) { return std::string(s != nullptr ? s : "(null)"); };
-    kept.push_back({status, string(function), string(text), string(file)});
+    kept->reports.push_back({status, string(function), string(text), string(file)});
     return status;
 }
 
@@ -396,26 +402,31 @@ void PrintTo(const Report &report, std::ostream *out) {
 }
 
 Reports::Reports() : before_(zylRedirectError(keepReport)) {
+    if (kept == nullptr) kept = new Kept;
+    ++kept->users;
     clear();
 }
 
 Reports::~Reports() {
     clear();
     zylRedirectError(before_);
+    if (--kept->users > 0) return;
+    delete kept;
+    kept = nullptr;
 }
 
 const std::vector<Report> &Reports::all() const {
-    return kept;
+    return kept->reports;
 }
 
 std::vector<std::string> Reports::texts() const {
     std::vector<std::string> result;
-    for (const Report &report : kept) result.push_back(report.text);
+    for (const Report &report : kept->reports) result.push_back(report.text);
     return result;
 }
 
 void Reports::clear() {
-    kept.clear();
+    kept->reports.clear();
     zylSetErrStatus(ZYL_StsOk);
 }
 
