@@ -8,9 +8,15 @@
 #     make test     builds everything and runs all tests
 #     make bench    builds the benchmarks, with every library to compare with
 #     make docs     builds the site of the documentation into build/docs
-#     make lint     runs clang-tidy over the library and the tool
 #     make mutants  puts faults into the sources, one at a time, and says which of them
 #                   the tests notice; of some rooms with ROOMS="core filter"
+#     make fuzz     feeds the readers, writers, words and operations with inputs of all
+#                   kinds for MINUTES=60 in all
+#     make lint     runs clang-tidy over the library and the tool
+#     make analyze  runs the static analyzer of Clang over them, for minutes
+#     make coverage prints which lines and branches the tests reach, room by room
+#     make release-checks
+#                   what is too long for .ci/run; hours
 #     make python   builds the Python package into an environment in build/python
 #                   and runs its tests
 #     make python-packages  builds its wheel and source distribution, and tests each
@@ -49,8 +55,9 @@ PACKAGES_wasm-plain = emscripten
 PLATFORMS = 32-bit aarch64-linux-gnu s390x-linux-gnu x86_64-w64-mingw32 i686-w64-mingw32 \
 	wasm-simd wasm-plain
 
-.PHONY: demo build install test docs bench lint mutants python python-packages python-bench \
-	web packages packages-test i686 aarch64 s390x windows64 windows32 everywhere
+.PHONY: demo build install test docs bench fuzz lint analyze coverage release-checks mutants \
+	python python-packages python-bench web packages packages-test i686 aarch64 s390x \
+	windows64 windows32 everywhere
 demo:
 	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES)
 	cmake --preset $(PRESET) -DZYLQX_TESTS=OFF
@@ -105,12 +112,43 @@ bench:
 	cmake --preset bench
 	cmake --build --preset bench
 
-# One instruction level: the others are made of the same lines.
+MINUTES = 60
+FUZZ_SECONDS = $$(($(MINUTES) * 60))
+fuzz:
+	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES) $(TEST_PACKAGES) clang libclang-rt-14-dev
+	cmake --preset release
+	cmake --build --preset release --target zyl
+	cmake --preset fuzz
+	cmake --build --preset fuzz
+	scripts/fuzz.sh $(FUZZ_SECONDS)
+
+# One instruction level: the others are made of the same lines. The analyzer takes most of
+# the time and runs apart.
+LINT_CHECKS = --checks=-clang-analyzer-*
 lint:
 	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES) git clang clang-tidy
 	cmake --preset clang -B build/lint -DZYLQX_TESTS=OFF -DZYLQX_LEVELS=baseline
 	git ls-files -z '*.cpp' ':!tests' ':!bench' ':!fuzz' ':!platform/windows.cpp' | \
-		xargs -0 -n 4 -P 2 clang-tidy --quiet -p build/lint
+		xargs -0 -n 4 -P $$(nproc) clang-tidy --quiet $(LINT_CHECKS) -p build/lint
+analyze:
+	$(MAKE) lint LINT_CHECKS=--checks=-*,clang-analyzer-*
+
+coverage:
+	$(MAKE) test PRESET=coverage
+	scripts/packages.sh gcovr
+	/usr/bin/python3 scripts/coverage.py build/coverage | tee build/coverage/coverage.txt
+
+release-checks:
+	.ci/run
+	$(MAKE) analyze
+	$(MAKE) coverage
+	$(MAKE) everywhere
+	$(MAKE) aarch64 s390x
+	$(MAKE) python-packages
+	$(MAKE) bench
+	build/bench/bench/fourier_proof
+	$(MAKE) mutants
+	$(MAKE) fuzz MINUTES=60
 
 mutants:
 	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES) $(TEST_PACKAGES) git

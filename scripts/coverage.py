@@ -1,0 +1,57 @@
+"""Prints which lines and branches the tests of the preset `coverage` reached, room by room,
+and the lines of the library that none reached.
+
+    coverage.py BUILD
+
+Code for several instruction levels counts as reached when one of them was. Lines between
+GCOVR_EXCL_START and GCOVR_EXCL_STOP, and those marked GCOVR_EXCL_LINE, do not count: a
+comment says why.
+"""
+
+import itertools
+import json
+import subprocess
+import sys
+
+LIBRARY = ("platform", "core", "arith", "convert", "filter", "geometry", "transform", "stats")
+ROOMS = LIBRARY + ("tools", "include")
+
+
+def measure(build):
+    command = ["gcovr", "--root", ".", "--json", "-", "--exclude-throw-branches",
+               "--exclude-unreachable-branches", "--gcov-ignore-parse-errors", "--object-directory", build]
+    for room in ROOMS:
+        command += ["--filter", room + "/"]
+    return json.loads(subprocess.run(command + [build], stdout=subprocess.PIPE, check=True).stdout)["files"]
+
+
+def ranges(numbers):
+    """1, 2, 3, 7 -> "1-3, 7" """
+    groups = itertools.groupby(enumerate(sorted(numbers)), lambda pair: pair[1] - pair[0])
+    runs = [[number for _, number in group] for _, group in groups]
+    return ", ".join("%d-%d" % (run[0], run[-1]) if len(run) > 1 else str(run[0]) for run in runs)
+
+
+def percent(hit, count):
+    return "%6.2f %% of %6d" % (100 * hit / count if count else 100, count)
+
+
+def main(build):
+    files = measure(build)
+    print("%-10s %20s %22s" % ("room", "lines", "branches"))
+    for room in ROOMS:
+        lines = [line for file in files if file["file"].startswith(room + "/") for line in file["lines"]
+                 if not line.get("gcovr/noncode")]
+        branches = [branch for line in lines for branch in line["branches"]]
+        print("%-10s %20s %22s" % (room, percent(sum(line["count"] > 0 for line in lines), len(lines)),
+                                   percent(sum(branch["count"] > 0 for branch in branches), len(branches))))
+    print("\nlines of the library that no test reaches:")
+    for file in files:
+        missed = [line["line_number"] for line in file["lines"]
+                  if line["count"] == 0 and not line.get("gcovr/noncode")]
+        if missed and file["file"].split("/")[0] in LIBRARY:
+            print("  %s: %s" % (file["file"], ranges(missed)))
+
+
+if __name__ == "__main__":
+    main(sys.argv[1])
