@@ -207,7 +207,7 @@ struct HlsToRgb {
     template <class T>
     static void run(Chunk<T> &chunk, std::ptrdiff_t n) {
         constexpr double MAX = HIGHEST<T>;
-        constexpr auto MIDDLE = static_cast<double>(HIGHEST<T> / 2);
+        constexpr double MIDDLE = HIGHEST<T> >> 1;
         for (std::ptrdiff_t i = 0; i < n; ++i) {
             const double h = chunk.a[i], l = chunk.b[i], s = chunk.c[i];
             const double part = (l <= MIDDLE ? s : l * s) / MAX;
