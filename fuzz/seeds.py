@@ -83,7 +83,9 @@ def main(zyl, top):
     words = set()
     for name, text in helped(zyl).items():
         words.add(name)
-        words.update(part + "=" for part in re.findall(r"^  ([a-z][a-z0-9-]*) ", text, re.M))
+        for parameter, values in re.findall(r"^  ([a-z][a-z0-9-]*=?)(\S*)", text, re.M):
+            words.add(parameter)
+            words.update(value for value in values.split("|") if value.islower())
         for example in re.findall(r"zyl \S+ (.*) \S+$", text, re.M):
             for picture in PICTURES:
                 chains.add(picture + "\n".join(example.split()).encode())
