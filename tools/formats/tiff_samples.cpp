@@ -199,9 +199,10 @@ struct Converter {
         pixel[colors] = alpha;
     }
     void convertYcc(const std::uint32_t *stored, std::uint32_t *pixel) const {
-        const auto &[luma, black, white, across, down] = layout.ycc;
+        const TiffYcc &ycc = layout.ycc;
+        const auto &luma = ycc.luma;
         const auto part = [&](std::size_t i, double range) {
-            return (stored[i] - black[i]) * range / (white[i] - black[i]);
+            return (stored[i] - ycc.black[i]) * range / (ycc.white[i] - ycc.black[i]);
         };
         const double y = part(0, 255), cb = part(1, 127), cr = part(2, 127);
         const double red = y + cr * (2 - 2 * luma[0]), blue = y + cb * (2 - 2 * luma[2]);
