@@ -120,7 +120,7 @@ template <>
 class Quantiser<u16> {
   public:
     explicit Quantiser(s32 step)
-        : step_(Sums<u16>{} + step), half_(static_cast<float>(step / 2) + 0.5f),
+        : step_(Sums<u16>{} + step), half_(static_cast<float>(step >> 1) + 0.5f),
           reciprocal_(1.0f / static_cast<float>(step)) {}
     Sums<u16> operator()(Sums<u16> v) const {
         const auto sums = __builtin_convertvector(v, Vector<float>) + half_;

@@ -108,6 +108,7 @@ Pair reduced(double angle, int quarters) {
 } // namespace
 
 SineCosine sineCosine(double angle) {
+    // NOLINTNEXTLINE(bugprone-incorrect-roundings): no angle is negative
     const int quarters = static_cast<int>(angle * 0.63661977236758134 + 0.5); // 2 / pi
     const Pair r = reduced(angle, quarters);
     const Pair square = r * r;

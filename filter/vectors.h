@@ -80,7 +80,7 @@ inline Vector<T> narrow(const Vector<U> (&v)[4]) {
 template <class T, class S, class F>
 inline void narrowRow(const S *s, T *d, std::ptrdiff_t n, F f) {
     const auto one = [f](const S *from, T *to) {
-        constexpr int COUNT = sizeof(S) / sizeof(T);
+        constexpr int COUNT = sizeof(S) / sizeof(T); // NOLINT(bugprone-sizeof-expression)
         Vector<S> results[COUNT];
         for (int k = 0; k < COUNT; ++k) results[k] = f(load<Vector<S>>(from + k * LANES<S>));
         store(to, narrow<T, S>(results));
