@@ -30,7 +30,9 @@ Metadata anyMetadata(Bytes &in) {
     Metadata metadata;
     if (in.flag()) metadata.profile = bytesOf(in.text(in.below(40)));
     if (in.flag()) metadata.exif = bytesOf(std::string("II*\0\b\0\0\0", 8) + in.text(in.below(40)));
-    if (in.flag()) metadata.xDensity = metadata.yDensity = in.below(2) + in.fraction() / 3;
+    static constexpr std::array<double, 4> DENSITIES = {0.25, 2835, 65536.5, Metadata::mostDensity};
+    if (in.flag()) metadata.xDensity = in.pick(DENSITIES);
+    if (in.flag()) metadata.yDensity = in.pick(DENSITIES);
     if (in.flag()) metadata.gamma = 1.0 / in.between(1, 9);
     if (in.flag()) metadata.renderingIntent = in.below(4);
     for (int i = in.below(3); i > 0; --i) {

@@ -934,6 +934,9 @@ class Details(FormatCase):
         with Image.open(self.path("copy.png")) as out:
             self.assertEqual(out.text["Author"], "J\u00f6rg")
             self.check_exif(out)
+        # No other format has room for this resolution.
+        picture.save(self.path("dense.tif"), dpi=(4e9, 4e9))
+        self.assertIsNone(self.info(self.path("dense.tif"))["xResolution"])
 
     def check_exif(self, picture):
         exif = picture.getexif()

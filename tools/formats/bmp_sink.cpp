@@ -60,8 +60,8 @@ Front frontOf(const Shape &shape, int bits, const Metadata &metadata) {
     field(14, static_cast<std::uint32_t>(bits), 2);
     field(16, shape.alpha ? bitFields : plain);
     field(20, static_cast<std::uint32_t>(pixelBytes));
-    field(24, static_cast<std::uint32_t>(std::min(metadata.xDensity + 0.5, 2e9)));
-    field(28, static_cast<std::uint32_t>(std::min(metadata.yDensity + 0.5, 2e9)));
+    field(24, static_cast<std::uint32_t>(std::min(metadata.xDensity, Metadata::mostDensity) + 0.5));
+    field(28, static_cast<std::uint32_t>(std::min(metadata.yDensity, Metadata::mostDensity) + 0.5));
     if (!late) return front;
     if (shape.alpha) {
         const std::uint32_t masks[] = {0xFF0000, 0xFF00, 0xFF, 0xFF000000};

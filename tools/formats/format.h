@@ -43,7 +43,10 @@ struct ConstPixels {
 struct Metadata {
     std::vector<unsigned char> profile; // ICC
     std::vector<unsigned char> exif;    // from its TIFF header on; orientation 1 once applied
-    double xDensity = 0, yDensity = 0;  // pixels per metre, 0 when unknown
+    // Pixels per metre, 0 when unknown. No picture needs more than the most, which most files have
+    // room for.
+    static constexpr double mostDensity = 2e9;
+    double xDensity = 0, yDensity = 0;
     double gamma = 0;                   // as PNG's gAMA: 1 / 2.2; 0 when unknown
     std::optional<int> renderingIntent; // of sRGB, where a PNG says that it is sRGB
     std::vector<std::pair<std::string, std::string>> texts; // keyword and text, UTF-8

@@ -2,7 +2,6 @@
 #include "formats.h"
 #include "tiff_format.h"
 
-#include <cmath>
 
 namespace tool {
 
@@ -79,10 +78,12 @@ void readTiffDetails(const TiffFile &file, Details &details) {
         metadata.profile.assign(profile, profile + size);
     float x = 0, y = 0;
     const auto unit = file.field<std::uint16_t>(TIFFTAG_RESOLUTIONUNIT);
+    const double perMetre = unit == RESUNIT_CENTIMETER ? 100 : 1 / metresPerInch;
+    const auto known = [&](float density) {
+        return density > 0 && density * perMetre <= Metadata::mostDensity;
+    };
     if (unit != RESUNIT_NONE && TIFFGetField(file.get(), TIFFTAG_XRESOLUTION, &x) &&
-        TIFFGetField(file.get(), TIFFTAG_YRESOLUTION, &y) && x > 0 && y > 0 && std::isfinite(x) &&
-        std::isfinite(y)) {
-        const double perMetre = unit == RESUNIT_CENTIMETER ? 100 : 1 / metresPerInch;
+        TIFFGetField(file.get(), TIFFTAG_YRESOLUTION, &y) && known(x) && known(y)) {
         metadata.xDensity = x * perMetre;
         metadata.yDensity = y * perMetre;
     }
