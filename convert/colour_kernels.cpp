@@ -207,7 +207,8 @@ struct HlsToRgb {
     template <class T>
     static void run(Chunk<T> &chunk, std::ptrdiff_t n) {
         constexpr double MAX = HIGHEST<T>;
-        constexpr double MIDDLE = HIGHEST<T> >> 1;
+        constexpr s32 HALF = HIGHEST<T> / 2;
+        constexpr double MIDDLE = HALF;
         for (std::ptrdiff_t i = 0; i < n; ++i) {
             const double h = chunk.a[i], l = chunk.b[i], s = chunk.c[i];
             const double part = (l <= MIDDLE ? s : l * s) / MAX;
