@@ -2,7 +2,6 @@
 #include "formats.h"
 #include "tiff_format.h"
 
-
 namespace tool {
 
 namespace {
