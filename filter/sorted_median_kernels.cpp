@@ -22,6 +22,20 @@ namespace {
 
 #define ZYLQX_ALWAYS_INLINE inline __attribute__((always_inline))
 
+// How many medians are made at once. Vectors that the compiler would make of single
+// samples are as many times the code.
+#if defined(__wasm__) && !defined(__wasm_simd128__)
+template <class T>
+using Values = T;
+template <class T>
+constexpr std::ptrdiff_t COUNT = 1;
+#else
+template <class T>
+using Values = Vector<T>;
+template <class T>
+constexpr std::ptrdiff_t COUNT = LANES<T>;
+#endif
+
 template <int N>
 struct Number {
     static constexpr int VALUE = N;
@@ -101,11 +115,11 @@ struct Rows {
 
     T *row(std::ptrdiff_t i) const { return first + i * stride; }
     template <int N>
-    ZYLQX_ALWAYS_INLINE void read(std::ptrdiff_t x, List<Vector<T>, N> &list) const {
-        forEach<N>([&](auto i) { list.at[i.VALUE] = load<Vector<T>>(row(i.VALUE) + x); });
+    ZYLQX_ALWAYS_INLINE void read(std::ptrdiff_t x, List<Values<T>, N> &list) const {
+        forEach<N>([&](auto i) { list.at[i.VALUE] = load<Values<T>>(row(i.VALUE) + x); });
     }
     template <int N>
-    ZYLQX_ALWAYS_INLINE void write(std::ptrdiff_t x, const List<Vector<T>, N> &list) const {
+    ZYLQX_ALWAYS_INLINE void write(std::ptrdiff_t x, const List<Values<T>, N> &list) const {
         forEach<N>([&](auto i) { store(row(i.VALUE) + x, list.at[i.VALUE]); });
     }
 };
@@ -113,14 +127,14 @@ struct Rows {
 // f(x) for vectors of n samples; the last one overlaps the one before.
 template <class T, class F>
 ZYLQX_ALWAYS_INLINE void forVectors(std::ptrdiff_t n, F f) {
-    for (std::ptrdiff_t x = 0; x < n - LANES<T>; x += LANES<T>) f(x);
-    f(n - LANES<T>);
+    for (std::ptrdiff_t x = 0; x < n - COUNT<T>; x += COUNT<T>) f(x);
+    f(n - COUNT<T>);
 }
 
 // A strip of squares of SIDE x SIDE pixels.
 template <class T, int SIDE>
 class Squares {
-    using V = Vector<T>;
+    using V = Values<T>;
     static constexpr int RANK = SIDE * SIDE / 2;
     static constexpr int MOST = powerUpTo(SIDE);
     // Rows of the lists of 1, 2, 4 ... MOST columns, each of as many rows of samples.
@@ -262,7 +276,7 @@ void medianSorted(const void *const *rows, std::ptrdiff_t step, void *const *d, 
     Squares<T, SIDE> squares(step, w, samples);
     const T *from[SOURCES];
     T *to[SQUARE_ROWS];
-    if (n < LANES<T>) {
+    if (n < COUNT<T>) {
         // Rows are shorter than a vector: by way of copies.
         w += Squares<T, SIDE>::LIST_ROWS * samples;
         const std::ptrdiff_t count = n + (SIDE - 1) * step;
@@ -271,7 +285,7 @@ void medianSorted(const void *const *rows, std::ptrdiff_t step, void *const *d, 
             from[r] = w;
         }
         for (int r = 0; r < SQUARE_ROWS; ++r, w += samples) to[r] = w;
-        squares.run(from, to, LANES<T>);
+        squares.run(from, to, COUNT<T>);
         for (int r = 0; r < SQUARE_ROWS; ++r)
             __builtin_memcpy(d[r], to[r], static_cast<std::size_t>(n) * sizeof(T));
         return;

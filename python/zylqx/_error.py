@@ -23,7 +23,7 @@ SENTENCES = (
     ("incomatibleimages", "the colour models, channels or types of the arrays do not go together"),
     ("errDither", "this dither does not go with the type of the result"),
     ("alphaChannel", "the alpha channel is missing or not the last one"),
-    ("nChannels", "the numbers of channels do not go together"),
+    ("nCh", "the numbers of channels do not go together"),
     ("Images are not compatible", "the sizes, channels or regions of the arrays do not go together"),
     ("No calculations", "the region has one pixel or none"),
     ("Error in input data", "the flags contradict each other, or the arrays do not go together"),

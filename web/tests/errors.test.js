@@ -19,6 +19,7 @@ test('reports of the library are exceptions', () => {
     });
     assert.throws(() => z.add(image, { ...image, data: new Uint16Array(64), depth: '16U' }),
       { function: 'zylAdd', text: '(srcImageB->depth != dstImage->depth)' });
+    assert.throws(() => z.add(image, picture(1, 8, 8, { channels: 3 })), { sentence: 'the numbers of channels do not go together' });
     assert.throws(() => z.medianFilter(image, 3, 3, 5, 1), { name: 'ZylqxError', sentence: /anchor/ });
     assert.equal(z.add(image, image).width, 8); // the next call is not disturbed
   }
