@@ -834,20 +834,25 @@ TEST_P(Laws, AnEarlierFailureEndsTheCallsThatSaySo) {
     const EarlyEnd &end = earlyEndOf(operation.reportedName);
     const Reports reports;
     for (const Shape &shape : allShapes(operation)) {
-        SCOPED_TRACE(describe(operation, shape, "seed 8500"));
-        Images images = makeImages(operation, shape, 8500);
-        const Images before = copyImages(images);
-        Images after = copyImages(images);
-        run(operation, after);
-        zylSetErrStatus(ZYL_StsNoConv);
-        run(operation, images);
-        const bool nothing = difference(*before.back(), *images.back()).empty();
-        if (end.endsByStatus()) {
-            EXPECT_TRUE(nothing);
-        } else if (end.others.empty() || !nothing) {
-            EXPECT_EQ(difference(*after.back(), *images.back()), "");
+        for (const bool tiled : {false, true}) {
+            if (tiled && !operation.tilesSupported) continue;
+            SCOPED_TRACE(describe(operation, shape, tiled ? "seed 8500, tiled" : "seed 8500"));
+            Images images = makeImages(operation, shape, 8500);
+            if (tiled) tileImages(images, ~0u);
+            const Images before = copyImages(images);
+            Images after = copyImages(images);
+            run(operation, after);
+            zylSetErrStatus(ZYL_StsNoConv);
+            run(operation, images);
+            zylSetErrStatus(ZYL_StsOk);
+            const bool nothing = difference(*before.back(), *images.back()).empty();
+            if (end.endsByStatus()) {
+                EXPECT_TRUE(nothing);
+                for (const auto &image : images) EXPECT_TRUE(image->tileCalls().empty());
+            } else if (end.others.empty() || !nothing) {
+                EXPECT_EQ(difference(*after.back(), *images.back()), "");
+            }
         }
-        zylSetErrStatus(ZYL_StsOk);
     }
     EXPECT_TRUE(reports.all().empty()) << reports.texts().front();
 }
