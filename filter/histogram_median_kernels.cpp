@@ -145,12 +145,12 @@ void medians(const C *histograms, std::ptrdiff_t step, std::ptrdiff_t count, U r
     // Pixels at which a block occurred, with no gap between them as wide as a box.
     std::ptrdiff_t first[BINS] = {};
     std::ptrdiff_t end[BINS] = {};
-    const std::ptrdiff_t size = (n + width + step) * BINS;
+    const std::ptrdiff_t size = (n + width) * BINS;
     const auto sumUp = [=, &first, &end](int block) {
         const std::ptrdiff_t x = first[block];
         if (end[block] == x) return;
         runningSums(histograms + x * HISTOGRAM + (1 + block) * BINS, step,
-                    sums + block * size + x * BINS, end[block] - x + width - 1);
+                    sums + block * size + x * BINS, end[block] - x + width - step);
     };
     for (std::ptrdiff_t x = 0; x < n; ++x) {
         const int block = d[x];

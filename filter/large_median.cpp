@@ -41,7 +41,7 @@ class ColumnHistograms {
         : kernels_(boxHistogramKernels<Counters>()), step_(passes.step()), count_(box.columns),
           rank_(static_cast<Rank>(box.rows * box.columns / 2)), flip_(flip),
           most_(n + (box.columns - 1) * step_), bins_(size(most_, HISTOGRAM)),
-          sums_(size(most_ + 2 * step_, HISTOGRAM_BLOCK * HISTOGRAM_BLOCK)) {}
+          sums_(size(most_ + step_, HISTOGRAM_BLOCK * HISTOGRAM_BLOCK)) {}
 
     explicit operator bool() const { return bins_ && sums_; }
 

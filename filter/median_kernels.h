@@ -48,7 +48,7 @@ struct BoxHistogramKernels {
     CountRow enter, leave;
     // One row of medians, flipped back: values of this rank in boxes of `count` columns,
     // `step` columns apart; and their ranks among equal values. `sums` has room for
-    // HISTOGRAM_BLOCK * HISTOGRAM_BLOCK counters for every column and 2 * `step` more.
+    // HISTOGRAM_BLOCK * HISTOGRAM_BLOCK counters for every column and `step` more.
     void (*medians)(const Column *histograms, std::ptrdiff_t step, std::ptrdiff_t count, Box rank,
                     std::uint8_t flip, Box *sums, std::uint8_t *d, Box *ranks, std::ptrdiff_t n);
 };
