@@ -26,8 +26,10 @@ struct Kernel {
 // The weights of Jarvis, Judice and Ninke, and of Stucki, as they follow each other.
 Kernel wide(int shift, const std::array<std::int32_t, 12> &weights) {
     Kernel kernel{2, shift, {{1, 0, weights[0]}, {2, 0, weights[1]}}};
-    for (int i = 0; i < 10; ++i)
-        kernel.parts.push_back({i % 5 - 2, 1 + i / 5, weights[static_cast<std::size_t>(i + 2)]});
+    for (std::size_t i = 2; i < weights.size(); ++i) {
+        const int place = static_cast<int>(i) - 2; // in two rows of five
+        kernel.parts.push_back({place % 5 - 2, 1 + place / 5, weights[i]});
+    }
     return kernel;
 }
 

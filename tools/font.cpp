@@ -119,9 +119,10 @@ void drawText(Image &image, int x, int y, int scale, Color color, std::string_vi
         if (const Glyph *glyph = findGlyph(letter)) {
             for (int row = 0; row < glyphHeight; ++row) {
                 for (int column = 0; column < 5; ++column) {
-                    if (glyph->rows[row] >> (4 - column) & 1)
+                    if (glyph->rows[row] >> (4 - column) & 1) {
                         drawDot(image, x + column * scale, y + (row + descent(letter)) * scale,
                                 scale, color);
+                    }
                 }
             }
         }

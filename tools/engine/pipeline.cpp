@@ -113,9 +113,10 @@ void Pipeline::Impl::requireRoom(const NodeState &node) const {
     constexpr std::int64_t LEAST_ROWS = 16, LITTLE = 32 << 20;
     const std::int64_t bytes = LEAST_ROWS * std::int64_t{rowStride(node.shape, node.shape.width)};
     const bool rows = node.stored() || node.grid.tile.width >= node.shape.width;
-    if (node.needed && !node.image && rows && bytes > std::max(options_.memory, LITTLE))
+    if (node.needed && !node.image && rows && bytes > std::max(options_.memory, LITTLE)) {
         throw Failure(node.name + ": needs some of its rows in memory, " + mebibytes(bytes) +
                       ", and may use " + mebibytes(options_.memory) + " (--memory)");
+    }
 }
 
 // Sizes of all tiles, and how much of them is kept.

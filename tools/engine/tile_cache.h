@@ -17,7 +17,7 @@ class TileCache {
   public:
     struct Key {
         int node, column, row;
-        auto operator<=>(const Key &) const = default;
+        auto operator<=>(const Key &) const = default; // NOLINT(modernize-use-nullptr)
     };
     using Make = std::function<void(unsigned char *)>;
 

@@ -82,9 +82,10 @@ class BmpSink : public Sink {
           front_(frontOf(shape, bits_, metadata)) {
         const std::size_t colors = bits_ <= 8 ? std::size_t{1} << bits_ : 0;
         const std::size_t table = front_.bytes.size() - 4 * colors;
-        for (std::size_t i = 0; i < colors; ++i)
+        for (std::size_t i = 0; i < colors; ++i) {
             std::memset(front_.bytes.data() + table + 4 * i,
                         static_cast<int>(255 * i / (colors - 1)), 3);
+        }
         put(0, front_.bytes);
         piece_ = {(shape.width + 7) / 8 * 8, 32};
     }
@@ -98,9 +99,10 @@ class BmpSink : public Sink {
     void writeRect(const Rect &rect, ConstPixels from) override {
         const std::uint64_t stride = strideOf(shape_.width, bits_);
         std::vector<unsigned char> rows(stride * static_cast<std::size_t>(rect.height));
-        for (int y = 0; y < rect.height; ++y)
+        for (int y = 0; y < rect.height; ++y) {
             convertRow(from.data + y * from.stride,
                        rows.data() + stride * static_cast<std::size_t>(rect.height - 1 - y));
+        }
         const auto below = static_cast<std::uint64_t>(shape_.height - rect.y - rect.height);
         put(front_.bytes.size() + stride * below, rows);
     }
@@ -188,10 +190,11 @@ std::unique_ptr<Sink> createBmp(std::unique_ptr<Output> output, const Shape &sha
     const bool channels = shape.channels == 1 || shape.channels == 3 || shape.channels == 4;
     const bool depth =
         shape.depth == ZYL_DEPTH_1U ? shape.channels == 1 : shape.depth == ZYL_DEPTH_8U;
-    if (!channels || !depth)
+    if (!channels || !depth) {
         throw Failure(
             "a BMP file" + cannotHold(shape) +
             ", only 1-bit gray, 8-bit gray, RGB and RGBA: convert it or write a TIFF file");
+    }
     if (!options.palette) {
         output->makeSeekable();
         return std::make_unique<BmpSink>(std::move(output), shape, metadata);

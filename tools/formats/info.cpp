@@ -63,9 +63,10 @@ std::string infoText(const std::string &name, const Details &details) {
     if (details.pages > 1) line("pages", std::to_string(details.pages));
     if (details.orientation > 1) line("orientation", std::to_string(details.orientation));
     if (!metadata.profile.empty()) line("profile", profileText(metadata.profile));
-    if (hasDensity(metadata))
+    if (hasDensity(metadata)) {
         line("resolution", number(inches(metadata.xDensity)) + " x " +
                                number(inches(metadata.yDensity)) + " dots per inch");
+    }
     if (metadata.gamma > 0) line("gamma", number(metadata.gamma));
     if (!metadata.exif.empty()) line("exif", std::to_string(metadata.exif.size()) + " bytes");
     for (const auto &[key, value] : metadata.texts) line(key, value);

@@ -10,6 +10,7 @@
 #include "text.h"
 #include "utf8.h"
 
+#include <cmath>
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
@@ -208,9 +209,10 @@ Metadata metadataOf(Reader &r) {
                                         isUtf8(text) ? std::string(text) : utf8OfLatin1(text));
         }
         if (marker->marker == exifMarker && bytes.substr(0, exifName.size()) == exifName &&
-            metadata.exif.empty())
+            metadata.exif.empty()) {
             metadata.exif.assign(marker->data + exifName.size(),
                                  marker->data + marker->data_length);
+        }
     }
     const double unit = r.info.density_unit == 1 ? perInch : r.info.density_unit == 2 ? 100 : 0;
     metadata.xDensity = r.info.X_density * unit;
@@ -259,14 +261,12 @@ void setDensity(jpeg_compress_struct &info, const Metadata &metadata) {
     const double x = metadata.xDensity, y = metadata.yDensity;
     constexpr double most = 65535 * perInch;
     if (x <= 0 || y <= 0 || x >= most || y >= most) return;
-    const auto wholeIn = [](double value) {
-        return std::abs(value - static_cast<int>(value + 0.5));
-    };
+    const auto wholeIn = [](double value) { return std::abs(value - std::round(value)); };
     const bool centimetres = wholeIn(x / 100) < wholeIn(x / perInch) - 0.01 && x < 6553500;
     const double unit = centimetres ? 100 : perInch;
     info.density_unit = centimetres ? 2 : 1;
-    info.X_density = static_cast<UINT16>(x / unit + 0.5);
-    info.Y_density = static_cast<UINT16>(y / unit + 0.5);
+    info.X_density = static_cast<UINT16>(std::lround(x / unit));
+    info.Y_density = static_cast<UINT16>(std::lround(y / unit));
 }
 
 bool writeStart(Writer &w, Output &output, const Shape &shape, const Metadata &metadata,
@@ -291,13 +291,15 @@ bool writeStart(Writer &w, Output &output, const Shape &shape, const Metadata &m
     jpeg_start_compress(&w.info, TRUE);
     if (!exif.empty())
         jpeg_write_marker(&w.info, exifMarker, exif.data(), static_cast<unsigned>(exif.size()));
-    if (!metadata.profile.empty())
+    if (!metadata.profile.empty()) {
         jpeg_write_icc_profile(&w.info, metadata.profile.data(),
                                static_cast<unsigned>(metadata.profile.size()));
+    }
     for (const auto &[key, text] : metadata.texts) {
-        if ((key == "Comment" || key == "Description") && text.size() <= largestMarker)
+        if ((key == "Comment" || key == "Description") && text.size() <= largestMarker) {
             jpeg_write_marker(&w.info, JPEG_COM, reinterpret_cast<const JOCTET *>(text.data()),
                               static_cast<unsigned>(text.size()));
+        }
     }
     return true;
 }
@@ -356,13 +358,15 @@ std::unique_ptr<Source> open(std::unique_ptr<Input> input, const ReadOptions &op
 
 std::unique_ptr<Sink> create(std::unique_ptr<Output> output, const Shape &shape,
                              const Metadata &metadata, const WriteOptions &options) {
-    if (shape.depth != ZYL_DEPTH_8U || shape.alpha || shape.channels == 2 || shape.channels > 3)
+    if (shape.depth != ZYL_DEPTH_8U || shape.alpha || shape.channels == 2 || shape.channels > 3) {
         throw Failure("a JPEG file" + cannotHold(shape) +
                       ", only 8 bits without alpha: convert it or write a PNG file");
-    if (shape.width > JPEG_MAX_DIMENSION || shape.height > JPEG_MAX_DIMENSION)
+    }
+    if (shape.width > JPEG_MAX_DIMENSION || shape.height > JPEG_MAX_DIMENSION) {
         throw Failure("a JPEG file" + cannotHold(shape) + ", only " +
                       std::to_string(JPEG_MAX_DIMENSION) +
                       " pixels a side: make it smaller or write a TIFF file");
+    }
     const int quality = options.quality.value_or(usualQuality);
     return std::make_unique<JpegSink>(std::move(output), shape, metadata, quality);
 }

@@ -21,9 +21,10 @@ class Held : public Source {
 
   private:
     void readRect(const Rect &rect, Pixels to) override {
-        for (int y = 0; y < rect.height; ++y)
+        for (int y = 0; y < rect.height; ++y) {
             std::memcpy(to.data + y * to.stride, image_.row(rect.y + y) + rowBytes(shape(), rect.x),
                         rowBytes(shape(), rect.width));
+        }
     }
 
     Image image_;

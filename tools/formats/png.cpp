@@ -12,7 +12,9 @@
 #include "text.h"
 #include "utf8.h"
 
+#include <algorithm>
 #include <bit>
+#include <cmath>
 #include <csetjmp>
 #include <cstddef>
 #include <cstdlib>
@@ -311,12 +313,17 @@ void writeMetadata(const Writer &w, const Metadata &metadata) {
         png_set_sRGB(w.png, w.info, *metadata.renderingIntent);
     }
     if (metadata.gamma > 0) png_set_gAMA(w.png, w.info, metadata.gamma);
-    if (metadata.xDensity > 0 && metadata.yDensity > 0)
-        png_set_pHYs(w.png, w.info, static_cast<png_uint_32>(metadata.xDensity + 0.5),
-                     static_cast<png_uint_32>(metadata.yDensity + 0.5), PNG_RESOLUTION_METER);
-    if (!metadata.exif.empty())
+    const auto whole = [](double density) {
+        return static_cast<png_uint_32>(std::lround(std::min<double>(density, PNG_UINT_31_MAX)));
+    };
+    if (metadata.xDensity > 0 && metadata.yDensity > 0) {
+        png_set_pHYs(w.png, w.info, whole(metadata.xDensity), whole(metadata.yDensity),
+                     PNG_RESOLUTION_METER);
+    }
+    if (!metadata.exif.empty()) {
         png_set_eXIf_1(w.png, w.info, size(metadata.exif),
                        const_cast<png_bytep>(metadata.exif.data()));
+    }
     writeTexts(w, metadata);
 }
 

@@ -137,9 +137,10 @@ class PnmSource : public RowSource {
                                                   : "PPM";
         details_.shape = checkedShape(header_.width, header_.height, header_.channels, depth);
         if (header_.plain()) details_.storage = "plain text";
-        if (!header_.bits() && header_.most != 255 && header_.most != 65535)
+        if (!header_.bits() && header_.most != 255 && header_.most != 65535) {
             details_.storage +=
                 (header_.plain() ? ", " : "") + ("samples up to " + std::to_string(header_.most));
+        }
         setRows(16);
     }
 
@@ -249,10 +250,11 @@ class PnmSink : public RowSink {
         const std::size_t size = rowBytes(shape_, shape_.width);
         if (shape_.depth == ZYL_DEPTH_8U) return output_->put(from, size);
         bytes_.resize(size);
-        for (std::size_t i = 0; i < bytes_.size(); ++i)
+        for (std::size_t i = 0; i < bytes_.size(); ++i) {
             bytes_[i] = shape_.depth == ZYL_DEPTH_1U ? static_cast<unsigned char>(~from[i])
                         : std::endian::native == std::endian::little ? from[i ^ 1]
                                                                      : from[i];
+        }
         if (shape_.depth == ZYL_DEPTH_1U && shape_.width % 8 != 0)
             bytes_.back() &= static_cast<unsigned char>(0xFF00 >> shape_.width % 8);
         output_->put(bytes_.data(), bytes_.size());

@@ -88,9 +88,10 @@ const Format &formatOfName(const std::string &name) {
     if (const Format *format = formatOfExtension(extension)) return *format;
     return naming(name, [&]() -> const Format & {
         if (name == "-") throw Misuse("standard output needs a format: -:png");
-        if (extension.empty())
+        if (extension.empty()) {
             throw Misuse("needs an extension that names the format, as in .png, or one after a "
                          "colon, as in :png");
+        }
         std::vector<std::string> known;
         for (const Format *format : pictureFormats())
             for (std::string &own : split(format->extensions, ' ')) known.push_back(std::move(own));
@@ -105,9 +106,10 @@ std::unique_ptr<Source> openSource(const std::string &name, const ReadOptions &o
         const Format &format = formatOfStart(input->start());
         std::unique_ptr<Source> opened = format.open(std::move(input), options);
         const int pages = opened->details().pages;
-        if (options.page < 1 || options.page > pages)
+        if (options.page < 1 || options.page > pages) {
             throw Failure("has " + std::to_string(pages) +
                           (pages == 1 ? " page" : " pages, from 1 to " + std::to_string(pages)));
+        }
         return opened;
     });
     source->setName(shown);

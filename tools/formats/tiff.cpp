@@ -95,9 +95,10 @@ void readTiffDetails(const TiffFile &file, Details &details) {
 
 void writeTiffMetadata(const TiffFile &file, const Metadata &metadata) {
     TIFF *tiff = file.get();
-    if (!metadata.profile.empty())
+    if (!metadata.profile.empty()) {
         TIFFSetField(tiff, TIFFTAG_ICCPROFILE, static_cast<std::uint32_t>(metadata.profile.size()),
                      metadata.profile.data());
+    }
     if (metadata.xDensity > 0 && metadata.yDensity > 0) {
         TIFFSetField(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
         TIFFSetField(tiff, TIFFTAG_XRESOLUTION, metadata.xDensity * metresPerInch);

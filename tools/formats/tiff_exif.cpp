@@ -110,9 +110,10 @@ class DirectoryWriter {
     std::vector<unsigned char> bytes;
 
     void putNumber(std::uint64_t value, std::size_t size) {
-        for (std::size_t i = 0; i < size; ++i)
+        for (std::size_t i = 0; i < size; ++i) {
             bytes.push_back(
                 static_cast<unsigned char>(value >> 8 * (style_.bigEndian ? size - 1 - i : i)));
+        }
     }
 
     // Appends a directory, after values that do not fit into it; tells where it is.
@@ -181,9 +182,10 @@ std::vector<unsigned char> readTiffExif(const TiffFile &file, const Input &input
     block.putNumber(42, 2);
     block.putNumber(0, 4); // where the first directory is, known at the end
     Directory main;
-    if (orientation != 1)
+    if (orientation != 1) {
         main.push_back(
             entryOf(TIFFTAG_ORIENTATION, TIFF_SHORT, static_cast<std::uint16_t>(orientation)));
+    }
     for (const std::uint16_t tag : {exifPointer, gpsPointer}) {
         std::uint64_t offset = 0;
         if (!TIFFGetField(file.get(), tag, &offset)) continue;

@@ -16,18 +16,20 @@ std::uint32_t depthOf(int bits, int format) {
 }
 
 void requireSamples(int bits, int format) {
-    if (format == SAMPLEFORMAT_IEEEFP)
+    if (format == SAMPLEFORMAT_IEEEFP) {
         throw Failure("has floating-point samples, which zyl does not read: save it with 8-bit or "
                       "16-bit integers");
+    }
     if (format == SAMPLEFORMAT_COMPLEXIEEEFP || format == SAMPLEFORMAT_COMPLEXINT)
         throw Failure("has complex samples, which zyl does not read");
     const bool isSigned = format == SAMPLEFORMAT_INT;
     const bool known = isSigned ? bits == 8 || bits == 16 || bits == 32 : bits >= 1 && bits <= 16;
-    if (!known)
+    if (!known) {
         throw Failure(std::string("has ") + (isSigned ? "signed " : "unsigned ") +
                       std::to_string(bits) +
                       "-bit samples, which zyl does not read: save it "
                       "with 8 or 16 bits");
+    }
 }
 
 TiffColor colorOf(const TiffFile &file, int photometric, bool planar) {
@@ -112,9 +114,10 @@ bool readPalette(const TiffFile &file, TiffLayout &layout) {
         }
     }
     if (!small && !doubled) return true;
-    for (auto &color : layout.palette)
+    for (auto &color : layout.palette) {
         for (std::uint16_t &value : color)
             if (!small) value = static_cast<std::uint16_t>(value >> 8);
+    }
     return false;
 }
 
@@ -200,15 +203,14 @@ struct Converter {
     }
     void convertYcc(const std::uint32_t *stored, std::uint32_t *pixel) const {
         const TiffYcc &ycc = layout.ycc;
-        const auto &luma = ycc.luma;
         const auto part = [&](std::size_t i, double range) {
             return (stored[i] - ycc.black[i]) * range / (ycc.white[i] - ycc.black[i]);
         };
         const double y = part(0, 255), cb = part(1, 127), cr = part(2, 127);
-        const double red = y + cr * (2 - 2 * luma[0]), blue = y + cb * (2 - 2 * luma[2]);
-        const double green = (y - luma[0] * red - luma[2] * blue) / luma[1];
+        const double red = y + cr * (2 - 2 * ycc.luma[0]), blue = y + cb * (2 - 2 * ycc.luma[2]);
+        const double green = (y - ycc.luma[0] * red - ycc.luma[2] * blue) / ycc.luma[1];
         const auto rounded = [](double value) {
-            return static_cast<std::uint32_t>(std::clamp(value, 0.0, 255.0) + 0.5);
+            return static_cast<std::uint32_t>(std::lround(std::clamp(value, 0.0, 255.0)));
         };
         pixel[0] = rounded(red);
         pixel[1] = rounded(green);
@@ -248,9 +250,10 @@ TiffLayout tiffLayout(TiffFile &file) {
 
     const bool isSigned = format == SAMPLEFORMAT_INT;
     const bool asStored = layout.color == TiffColor::gray || layout.color == TiffColor::rgb;
-    if (isSigned && (!asStored || layout.associated))
+    if (isSigned && (!asStored || layout.associated)) {
         throw Failure(
             "has signed samples of a kind that zyl does not know: save it as gray or RGB");
+    }
     const bool deepPalette = layout.color == TiffColor::palette && readPalette(file, layout);
     const bool gray = layout.color == TiffColor::gray || layout.color == TiffColor::inverseGray;
     const bool bitonal = layout.bits == 1 && gray && layout.samples == 1;

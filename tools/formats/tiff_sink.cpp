@@ -45,9 +45,10 @@ const Compression &compressionOf(const std::string &name, const Shape &shape) {
             compression.code == COMPRESSION_CCITTFAX3 || compression.code == COMPRESSION_CCITTFAX4;
         if (fax && shape.depth != ZYL_DEPTH_1U)
             throw Failure("compression " + name + " is for 1-bit pictures: convert it or take lzw");
-        if (compression.code == COMPRESSION_JPEG && (shape.depth != ZYL_DEPTH_8U || shape.alpha))
+        if (compression.code == COMPRESSION_JPEG && (shape.depth != ZYL_DEPTH_8U || shape.alpha)) {
             throw Failure("compression jpeg is for 8-bit pictures without alpha: convert it or "
                           "take lzw");
+        }
         return compression;
     }
     throw unknown("--compression", name, names);
