@@ -209,7 +209,8 @@ void Picture::deliver(ZylImage *image, std::int32_t x, std::int32_t y, std::int3
     const int rows = static_cast<int>(self.blocks_.size()) / self.tileColumns_;
     if (x < 0 || y < 0 || x >= self.tileColumns_ || y >= rows) return;
     ++self.held_;
-    Block &tile = self.blocks_[static_cast<std::size_t>(y * self.tileColumns_ + x)];
+    const int index = y * self.tileColumns_ + x;
+    Block &tile = self.blocks_[static_cast<std::size_t>(index)];
     info.tileData = tile.bytes.data() + tile.first;
 }
 
