@@ -195,16 +195,18 @@ void writeManual(std::ostream &out, const CLI::App &options, const std::string &
         for (const Operation &operation : family.operations) {
             out << ".TP\n.B " << escaped(operation.name) << '\n' << escaped(operation.help) << '\n';
             out << ".RS\n";
-            for (const Parameter &p : operation.allParameters())
+            for (const Parameter &p : operation.allParameters()) {
                 out << ".TP\n.I " << escaped(std::string(p.name) + placeholder(p)) << '\n'
                     << escaped(explained(p)) << '\n';
+            }
             out << ".PP\n" << escaped(exampleOf(operation)) << "\n.RE\n";
         }
     }
     out << ".SS Other names\n";
-    for (const Alias &alias : aliases())
+    for (const Alias &alias : aliases()) {
         out << ".TP\n.B " << escaped(alias.name) << '\n'
             << escaped(alias.help) << ": " << escaped(alias.words) << '\n';
+    }
 }
 
 void writeCompletion(std::ostream &out, const CLI::App &options, const std::string &shell) {

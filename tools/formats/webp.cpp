@@ -180,9 +180,10 @@ class WebpSink : public RowSink {
     }
 
     void complete() override {
-        if (!WebPEncode(&encoder_.config, &encoder_.picture))
+        if (!WebPEncode(&encoder_.config, &encoder_.picture)) {
             throw Failure("WebP cannot hold the picture (error " +
                           std::to_string(encoder_.picture.error_code) + " of its encoder)");
+        }
         Muxer muxer;
         const WebPData image = {encoder_.writer.mem, encoder_.writer.size};
         const WebPData profile = dataOf(metadata_.profile), exif = dataOf(metadata_.exif);
@@ -216,13 +217,15 @@ std::unique_ptr<Sink> create(std::unique_ptr<Output> output, const Shape &shape,
                              const Metadata &metadata, const WriteOptions &options) {
     if (!options.compression.empty() && options.compression != "lossless")
         throw Misuse("--compression of a WebP file is lossless, or left out");
-    if (shape.depth != ZYL_DEPTH_8U || shape.channels > 4)
+    if (shape.depth != ZYL_DEPTH_8U || shape.channels > 4) {
         throw Failure("a WebP file" + cannotHold(shape) +
                       ", only 8 bits: convert it or write a PNG file");
-    if (shape.width > WEBP_MAX_DIMENSION || shape.height > WEBP_MAX_DIMENSION)
+    }
+    if (shape.width > WEBP_MAX_DIMENSION || shape.height > WEBP_MAX_DIMENSION) {
         throw Failure("a WebP file" + cannotHold(shape) + ", only " +
                       std::to_string(WEBP_MAX_DIMENSION) +
                       " pixels a side: make it smaller or write a TIFF file");
+    }
     return std::make_unique<WebpSink>(std::move(output), shape, metadata, options);
 }
 
