@@ -48,11 +48,11 @@ $1 ~ /^zyl/ {
 /operations,/ { levels[n] = $0; sub(".* at ", "", levels[n]); sub(": .*", "", levels[n]) }
 END {
     printf "%-22s %-16s", "operation", "kept"
-    for (i = 1; i <= n; i++) printf "  %-17s", names[i]
+    for (i = 1; i <= n; i++) printf "  %-18s", names[i]
     print ""
     for (k = 1; k <= count; k++) {
         printf "%-22s %-16s", order[k], kept[order[k]]
-        for (i = 1; i <= n; i++) printf "  %-17s", found[order[k], i]
+        for (i = 1; i <= n; i++) printf "  %-18s", found[order[k], i]
         print ""
     }
     for (i = 1; i <= n; i++) printf "%s: %s\n", names[i], levels[i]
