@@ -129,7 +129,7 @@ lint:
 	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES) git clang clang-tidy
 	cmake --preset clang -B build/lint -DZYLQX_TESTS=OFF -DZYLQX_LEVELS=baseline
 	git ls-files -z '*.cpp' ':!tests' ':!bench' ':!fuzz' ':!examples' ':!docs' \
-		':!platform/windows.cpp' | \
+		':!platform/windows.cpp' ':!platform/dll.cpp' | \
 		xargs -0 -n 4 -P $$(nproc) clang-tidy --quiet $(LINT_CHECKS) -p build/lint
 analyze:
 	$(MAKE) lint LINT_CHECKS=--checks=-*,clang-analyzer-*

@@ -39,8 +39,8 @@ bool isPowerOfTwo(std::ptrdiff_t n) {
 }
 
 // Tables live until a call with ZYL_DCT_RELEASE; one that no longer fits is
-// replaced.
-class Tables {
+// replaced. The reserved name is the compiler's own, in the assignment of arrays.
+class Tables { // NOLINT(bugprone-reserved-identifier)
   public:
     // False when memory is exhausted.
     bool prepare(std::ptrdiff_t columns, std::ptrdiff_t rows) {

@@ -8,6 +8,7 @@
 #include "text.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 namespace tool {
@@ -20,6 +21,10 @@ void putNumber(std::vector<unsigned char> &bytes, std::size_t offset, std::uint3
                std::size_t size = 4) {
     for (std::size_t i = 0; i < size; ++i)
         bytes[offset + i] = static_cast<unsigned char>(value >> 8 * i);
+}
+
+std::uint32_t pixelsPerMetre(double density) {
+    return static_cast<std::uint32_t>(std::llround(std::min(density, Metadata::mostDensity)));
 }
 
 std::uint64_t strideOf(int width, int bits) {
@@ -60,8 +65,8 @@ Front frontOf(const Shape &shape, int bits, const Metadata &metadata) {
     field(14, static_cast<std::uint32_t>(bits), 2);
     field(16, shape.alpha ? bitFields : plain);
     field(20, static_cast<std::uint32_t>(pixelBytes));
-    field(24, static_cast<std::uint32_t>(std::min(metadata.xDensity, Metadata::mostDensity) + 0.5));
-    field(28, static_cast<std::uint32_t>(std::min(metadata.yDensity, Metadata::mostDensity) + 0.5));
+    field(24, pixelsPerMetre(metadata.xDensity));
+    field(28, pixelsPerMetre(metadata.yDensity));
     if (!late) return front;
     if (shape.alpha) {
         const std::uint32_t masks[] = {0xFF0000, 0xFF00, 0xFF, 0xFF000000};

@@ -81,9 +81,10 @@ Grid gridOf(const TiffFile &file, const TiffLayout &layout) {
 }
 
 std::string placeOf(const Grid &grid, int column, int row) {
-    if (grid.tiled)
+    if (grid.tiled) {
         return ", in the tile of column " + std::to_string(column) + " and row " +
                std::to_string(row);
+    }
     return ", in strip " + std::to_string(row);
 }
 
@@ -288,9 +289,10 @@ class TiffSource : public Source {
         const std::size_t stride = layout_.storedBytes(grid_.width);
         const std::size_t planeBytes = decoder->block.size() / static_cast<std::size_t>(planes_);
         Stored stored{{}, stride, column * grid_.width};
-        for (std::size_t p = 0; p < static_cast<std::size_t>(planes_); ++p)
+        for (std::size_t p = 0; p < static_cast<std::size_t>(planes_); ++p) {
             stored.planes.push_back(decoder->block.data() + p * planeBytes +
                                     stride * static_cast<std::size_t>(part.y - row * grid_.height));
+        }
         convert(stored, part, to);
         const std::lock_guard lock(mutex_);
         idle_.push_back(std::move(decoder));
@@ -312,14 +314,16 @@ class TiffSource : public Source {
                 Decoder &decoder = *idle_[p];
                 if (TIFFReadScanline(decoder.file.get(), decoder.block.data(),
                                      static_cast<std::uint32_t>(nextRow_),
-                                     static_cast<std::uint16_t>(p)) < 0)
+                                     static_cast<std::uint16_t>(p)) < 0) {
                     throw Failure(decoder.file.takeMessage() + ", in row " +
                                   std::to_string(nextRow_));
+                }
                 stored.planes.push_back(decoder.block.data());
             }
-            if (nextRow_ >= rect.y)
+            if (nextRow_ >= rect.y) {
                 convert(stored, {rect.x, nextRow_, rect.width, 1},
                         {to.data + (nextRow_ - rect.y) * to.stride, to.stride});
+            }
         }
     }
 
