@@ -42,4 +42,5 @@ left=$(find /usr -name '*zylqx*' -o -name zyl -o -name 'zyl.*' -o -name _zyl)
 tar -C "$work" -xf "$packages"/zylqx-*.tar.gz
 make -C "$work"/zylqx-* install
 ldconfig
+hash -r # zyl is in another place now
 use /usr/local/share
