@@ -168,12 +168,8 @@ class BitmapReader {
 
 class BitmapWriter {
   public:
-    explicit BitmapWriter(const Bitmap &bitmap) : bitmap_(bitmap) {
-        const std::uint16_t bits = bitmap.header.biBitCount;
-        if (bits > 8) return;
-        nearest_.emplace(bitmap.table, bitmap.entries, bits == 1,
-                         bitmap.rows * bitmap.header.biWidth);
-    }
+    explicit BitmapWriter(const Bitmap &bitmap)
+        : bitmap_(bitmap), nearest_(nearestColourOf(bitmap)) {}
 
     void write(std::ptrdiff_t y, std::ptrdiff_t x, const std::uint32_t *pixels, std::ptrdiff_t n) {
         const BitmapKernels &kernels = ZYLQX_KERNELS(bitmapKernels);
@@ -211,6 +207,14 @@ class BitmapWriter {
         if (n % 2 == 0) return;
         std::uint8_t &last = bytes[n / 2];
         last = static_cast<std::uint8_t>(indices[n - 1] << 4 | (last & 15));
+    }
+
+    // None without a colour table.
+    static std::optional<NearestColour> nearestColourOf(const Bitmap &bitmap) {
+        const std::uint16_t bits = bitmap.header.biBitCount;
+        if (bits > 8) return std::nullopt;
+        return std::optional<NearestColour>(std::in_place, bitmap.table, bitmap.entries, bits == 1,
+                                            bitmap.rows * bitmap.header.biWidth);
     }
 
     const Bitmap &bitmap_;
