@@ -106,12 +106,14 @@ class Quantiser<u8> {
   public:
     explicit Quantiser(s32 step)
         : step_(Sums<u8>{} + static_cast<s16>(step)), half_(step_ >> 1),
-          reciprocal_(Vector<u16>{} + static_cast<u16>((1 << 16) / step + 1)) {}
+          reciprocal_(Vector<u16>{} + reciprocalOf(step)) {}
     Sums<u8> operator()(Sums<u8> v) const {
         return Sums<u8>(highProducts(Vector<u16>(v + half_), reciprocal_)) * step_;
     }
 
   private:
+    static u16 reciprocalOf(s32 step) { return static_cast<u16>((1 << 16) / step + 1); }
+
     Sums<u8> step_, half_;
     Vector<u16> reciprocal_;
 };
