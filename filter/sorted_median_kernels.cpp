@@ -24,16 +24,17 @@ namespace {
 
 // How many medians are made at once. Vectors that the compiler would make of single
 // samples are as many times the code.
-#if defined(__wasm__) && !defined(__wasm_simd128__)
-template <class T>
-using Values = T;
-template <class T>
-constexpr std::ptrdiff_t COUNT = 1;
-#else
+#if defined(__SSE2__) || defined(__ARM_NEON) || defined(__ALTIVEC__) || defined(__VX__) ||         \
+    defined(__wasm_simd128__)
 template <class T>
 using Values = Vector<T>;
 template <class T>
 constexpr std::ptrdiff_t COUNT = LANES<T>;
+#else
+template <class T>
+using Values = T;
+template <class T>
+constexpr std::ptrdiff_t COUNT = 1;
 #endif
 
 template <int N>
