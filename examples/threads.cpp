@@ -8,7 +8,7 @@
 int main() {
     zyl::Image picture(600, 400, 3), result(600, 400, 3), whole(600, 400, 3);
     for (int y = 0; y < picture.height(); ++y) {
-        int value = y * 7;
+        unsigned value = static_cast<unsigned>(y) * 7;
         for (std::uint8_t &sample : picture.samples<std::uint8_t>(y))
             sample = static_cast<std::uint8_t>(value = value * 31 + 11);
     }
