@@ -270,6 +270,7 @@ bool medianByOrder(const NeighbourPiece &piece, const Box &box, const Passes &pa
 } // namespace
 
 bool medianOfLargeBoxes(const NeighbourPiece &piece, const Box &box, const Passes &passes) {
+    if (!atMost(box, UINT32_MAX)) return false; // more than the widest counters hold
     using Piece = bool (*)(const NeighbourPiece &, const Box &, const Passes &);
     constexpr Piece COUNTING[] = {medianByCounting<WideCounters>, medianByCounting<NarrowCounters>};
     constexpr Piece ORDERING[] = {medianByOrder<WideCounters>, medianByOrder<NarrowCounters>};

@@ -11,7 +11,7 @@ constexpr bool atMost(const Box &box, std::int64_t samples) {
     return box.rows <= samples && box.columns <= samples && box.rows * box.columns <= samples;
 }
 
-// Computes a piece; false when there is no memory.
+// Computes a piece; false when there is no memory, or the box has 2^32 samples or more.
 bool medianOfLargeBoxes(const NeighbourPiece &piece, const Box &box, const Passes &passes);
 
 } // namespace zylqx

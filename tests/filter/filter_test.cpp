@@ -351,6 +351,19 @@ TEST(Median, OfBoxesBeyondNarrowCounters) {
     }
 }
 
+// More samples than counters of 32 bits hold: as without memory, nothing is written.
+TEST(Median, OfBoxesBeyondAllCountersIsNotMade) {
+    for (const std::uint32_t depth : {ZYL_DEPTH_8U, ZYL_DEPTH_16S}) {
+        TestImage source(gray(3, 2, depth)), destination(gray(3, 2, depth));
+        source.randomise(1);
+        destination.randomise(2);
+        const std::vector<unsigned char> before = destination.bytes();
+        zylMedianFilter(source, destination, 65536, 65536, 0, 0, nullptr);
+        EXPECT_EQ(destination.bytes(), before) << depth;
+        EXPECT_TRUE(destination.guardsIntact()) << depth;
+    }
+}
+
 TEST(Kernels, AreCopiedReadAndChecked) {
     Reports reports;
     const std::int8_t values[] = {1, -2, 3, -4, 5, -6};
