@@ -98,6 +98,12 @@ inline Sum withPart(Sum sum, Sum error, Lane<T> weight) {
     return smaller(larger(moved, zero), highest);
 }
 
+// For quotients of bytes, in a function as GCC's sanitizers take a cast in an expression of
+// vectors apart.
+inline u16 byteReciprocal(s32 step) {
+    return static_cast<u16>((1 << 16) / step + 1);
+}
+
 template <class T>
 class Quantiser;
 
@@ -106,14 +112,12 @@ class Quantiser<u8> {
   public:
     explicit Quantiser(s32 step)
         : step_(Sums<u8>{} + static_cast<s16>(step)), half_(step_ >> 1),
-          reciprocal_(Vector<u16>{} + reciprocalOf(step)) {}
+          reciprocal_(Vector<u16>{} + byteReciprocal(step)) {}
     Sums<u8> operator()(Sums<u8> v) const {
         return Sums<u8>(highProducts(Vector<u16>(v + half_), reciprocal_)) * step_;
     }
 
   private:
-    static u16 reciprocalOf(s32 step) { return static_cast<u16>((1 << 16) / step + 1); }
-
     Sums<u8> step_, half_;
     Vector<u16> reciprocal_;
 };
@@ -337,8 +341,7 @@ struct Pattern {
 // The multiple of `step` at or below a sample. A 16-bit quotient by the reciprocal that
 // was rounded down may be one too small.
 inline s16 multipleBelow(u8 v, s16 step) {
-    const auto reciprocal = u16((1 << 16) / step + 1);
-    return s16(u16(u32{v} * reciprocal >> 16) * step);
+    return s16(u16(u32{v} * byteReciprocal(step) >> 16) * step);
 }
 inline s32 multipleBelow(u16 v, s32 step) {
     const u32 reciprocal = (1 << 16) / u32(step);

@@ -43,23 +43,14 @@ struct ConstantTables {
 template <class S, int N>
 constexpr ConstantTables<S, N> TABLES;
 
-template <int N>
-FftTables<float> tablesOf(float) {
-    const auto &constants = TABLES<float, N>;
-    FftTables<float> tables;
-    tables.length = N;
-    tables.roots = constants.roots;
-    tables.split = constants.split;
-    tables.order = constants.order;
-    return tables;
-}
-template <int N>
-FftTables<s32> tablesOf(s32) {
-    const auto &constants = TABLES<s32, N>;
-    FftTables<s32> tables;
+template <class S, int N>
+FftTables<S> tablesOf() {
+    const auto &constants = TABLES<S, N>;
+    FftTables<S> tables;
     tables.length = N;
     tables.roots = constants.roots;
     tables.order = constants.order;
+    if constexpr (S(0.5) != 0) tables.split = constants.split; // floating point alone
     return tables;
 }
 
@@ -78,7 +69,7 @@ struct BlockTransform {
 
     static void realToPacked(const Samples &from, const FftFinish &finish, int sign,
                              const Samples &to) {
-        const FftTables<S> tables = tablesOf<N>(S());
+        const FftTables<S> tables = tablesOf<S, N>();
         alignas(64) S rows[N][N];
         alignas(64) S panel[N][N];
         alignas(64) S edges[N][EDGES];
@@ -112,7 +103,7 @@ struct BlockTransform {
 
     static void packedToReal(const Samples &from, const FftFinish &finish, int sign,
                              const Samples &to) {
-        const FftTables<S> tables = tablesOf<N>(S());
+        const FftTables<S> tables = tablesOf<S, N>();
         alignas(64) S rows[N][N];
         alignas(64) S panel[N][N];
         alignas(64) S edges[N][EDGES];
