@@ -446,6 +446,12 @@ class Tiff(FormatCase):
         self.bad(1, "signed 12-bit samples", self.write("in.tif", signed), "-:png")
         lab = make_tiff(self.WIDTH, self.HEIGHT, 3, self.rows(3, 8), 8, 8)
         self.bad(1, "Lab", self.write("in.tif", lab), "-:png")
+        # The decoder's message has two lines.
+        coded = io.BytesIO()
+        self.smooth("RGB", self.WIDTH, self.HEIGHT).save(coded, "JPEG", subsampling=2)
+        shared = make_tiff(self.WIDTH, self.HEIGHT, 3, [], 8, 2, compression=7,
+                           coded=coded.getvalue())
+        self.bad(1, "sampling factors", self.write("in.tif", shared), "-:png")
 
     def test_written_files_are_read_by_others(self):
         picture = self.noise("RGBA", 70, 50)

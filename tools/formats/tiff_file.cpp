@@ -103,7 +103,11 @@ toff_t TiffFile::size(void *state) {
 
 int TiffFile::keepError(TIFF *, void *state, const char *, const char *format, va_list arguments) {
     auto *s = static_cast<State *>(state);
-    if (s->message[0] == 0) std::vsnprintf(s->message, sizeof s->message, format, arguments);
+    if (s->message[0] != 0) return 1;
+    std::vsnprintf(s->message, sizeof s->message, format, arguments);
+    // Some messages have two lines, and texts of the file can be in them.
+    for (char &c : s->message)
+        if (c != 0 && static_cast<unsigned char>(c) < ' ') c = ' ';
     return 1;
 }
 
