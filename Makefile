@@ -39,8 +39,8 @@
 PRESET = release
 BUILD_PACKAGES = cmake g++ make ninja-build pkg-config googletest
 TOOL_PACKAGES = python3 libcli11-dev libjpeg-dev libpng-dev libtiff-dev libwebp-dev
-# Other readers and writers of pictures.
-TEST_PACKAGES = libtiff-tools netpbm python3-pil webp
+# Other readers and writers of pictures, and what reads the comments of the header.
+TEST_PACKAGES = doxygen libtiff-tools netpbm python3-pil webp
 
 PEER_PACKAGES = libfftw3-dev libleptonica-dev libpixman-1-dev libvips-dev libyuv-dev
 
@@ -103,7 +103,7 @@ everywhere:
 	scripts/everywhere.sh release $(PLATFORMS)
 
 docs:
-	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES) python3-markdown python3-pygments
+	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES) doxygen python3-markdown python3-pygments
 	test -e build/$(PRESET)/build.ninja || cmake --preset $(PRESET) -DZYLQX_TESTS=OFF
 	cmake --build --preset $(PRESET) --target docs
 

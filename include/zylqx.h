@@ -121,6 +121,7 @@
  *  - ZYL_FFT_REPEAT goes on with the Fourier transform that ended last, whichever
  *    thread called it, and so with its images: a program that gives it keeps other
  *    threads from calling zylRealFft2D() and zylCcsFft2D() between the two calls.
+ *
  * Callbacks are called in the thread of the call. A tile callback may call the
  * library for other images.
  *
@@ -312,12 +313,12 @@ ZYL_API const ZylLibVersion *ZYL_CALL zylGetLibVersion(void);
  * a byte, the leftmost in the most significant bit. Other samples lie in the
  * processor's byte order. Comments write 1U, 8U, 8S, 16U, 16S and 32S. */
 #define ZYL_DEPTH_SIGN 0x80000000u
-#define ZYL_DEPTH_1U 1u
-#define ZYL_DEPTH_8U 8u
-#define ZYL_DEPTH_8S (ZYL_DEPTH_SIGN | 8u)
-#define ZYL_DEPTH_16U 16u
-#define ZYL_DEPTH_16S (ZYL_DEPTH_SIGN | 16u)
-#define ZYL_DEPTH_32S (ZYL_DEPTH_SIGN | 32u)
+#define ZYL_DEPTH_1U 1u                      /**< bits */
+#define ZYL_DEPTH_8U 8u                      /**< 0 to 255 */
+#define ZYL_DEPTH_8S (ZYL_DEPTH_SIGN | 8u)   /**< -128 to 127 */
+#define ZYL_DEPTH_16U 16u                    /**< 0 to 65535 */
+#define ZYL_DEPTH_16S (ZYL_DEPTH_SIGN | 16u) /**< -32768 to 32767 */
+#define ZYL_DEPTH_32S (ZYL_DEPTH_SIGN | 32u) /**< -2147483648 to 2147483647 */
 
 /** Order of the samples: the channels of a pixel together, or one plane of
  * height * widthStep bytes for each channel. */
@@ -364,6 +365,7 @@ enum {
     ZYL_RELEASE_TILE = 4       /**< take the tile back, set tileData to null */
 };
 
+/** An image, by its header. */
 typedef struct ZylImage ZylImage;
 
 /** Region of interest. A region that reaches past the image is cut by the operation
@@ -401,11 +403,11 @@ typedef void(ZYL_CALL *ZylTileCallBack)(ZylImage *image, int32_t xIndex, int32_t
 
 /** How an image is cut in tiles. */
 typedef struct ZylTileInfo {
-    ZylTileCallBack callBack;
-    void *id;                /**< the application's, never interpreted */
-    unsigned char *tileData; /**< the tile last delivered; null when none is held */
-    int32_t width;           /**< of a tile, in pixels: a positive multiple of 8 */
-    int32_t height;          /**< the same */
+    ZylTileCallBack callBack; /**< delivers tiles and takes them back */
+    void *id;                 /**< the application's, never interpreted */
+    unsigned char *tileData;  /**< the tile last delivered; null when none is held */
+    int32_t width;            /**< of a tile, in pixels: a positive multiple of 8 */
+    int32_t height;           /**< the same */
 } ZylTileInfo;
 
 /** A pixel of a tiled destination: only the tile that holds it is produced. */
@@ -416,27 +418,27 @@ typedef struct ZylTileMapping {
 
 /** The image header. Either imageData or tileInfo is set, never both. */
 struct ZylImage {
-    int32_t headerSize; /**< sizeof(ZylImage) */
-    int32_t headerId;   /**< 0 */
-    int32_t nChannels;
-    int32_t alphaChannel; /**< 0 for none, else the channel's number, from 1 */
-    uint32_t depth;       /**< ZYL_DEPTH_... */
-    char colorModel[4];   /**< "GRAY", "RGB", "RGBA" ...; not terminated */
-    char channelSeq[4];   /**< "RGB", "BGRA" ...: the channels in memory order */
-    int32_t dataOrder;    /**< ZYL_DATA_ORDER_... */
-    int32_t origin;       /**< ZYL_ORIGIN_... */
-    int32_t align;        /**< ZYL_ALIGN_... */
-    int32_t height;       /**< rows */
-    int32_t width;        /**< pixels in a row */
-    ZylROI *roi;          /**< null for the whole image and all channels */
-    ZylImage *maskRoi;    /**< not used by any operation */
-    void *imageTag;       /**< the application's, never interpreted */
-    ZylTileInfo *tileInfo;
-    int32_t imageSize;        /**< bytes of pixels */
-    unsigned char *imageData; /**< row 0 (of plane 1), aligned to the sample's size */
-    int32_t widthStep;        /**< bytes from row to row, a multiple of the sample's size */
-    int32_t borderMode[4];    /**< ZYL_BORDER_..., top, bottom, left, right */
-    int32_t borderConst[4];
+    int32_t headerSize;             /**< sizeof(ZylImage) */
+    int32_t headerId;               /**< 0 */
+    int32_t nChannels;              /**< samples of a pixel, the alpha channel included */
+    int32_t alphaChannel;           /**< 0 for none, else the channel's number, from 1 */
+    uint32_t depth;                 /**< ZYL_DEPTH_... */
+    char colorModel[4];             /**< "GRAY", "RGB", "RGBA" ...; not terminated */
+    char channelSeq[4];             /**< "RGB", "BGRA" ...: the channels in memory order */
+    int32_t dataOrder;              /**< ZYL_DATA_ORDER_... */
+    int32_t origin;                 /**< ZYL_ORIGIN_... */
+    int32_t align;                  /**< ZYL_ALIGN_... */
+    int32_t height;                 /**< rows */
+    int32_t width;                  /**< pixels in a row */
+    ZylROI *roi;                    /**< null for the whole image and all channels */
+    ZylImage *maskRoi;              /**< not used by any operation */
+    void *imageTag;                 /**< the application's, never interpreted */
+    ZylTileInfo *tileInfo;          /**< null for an image in memory */
+    int32_t imageSize;              /**< bytes of pixels */
+    unsigned char *imageData;       /**< row 0 (of plane 1), aligned to the sample's size */
+    int32_t widthStep;              /**< bytes from row to row, a multiple of the sample's size */
+    int32_t borderMode[4];          /**< ZYL_BORDER_..., top, bottom, left, right */
+    int32_t borderConst[4];         /**< those of ZYL_BORDER_CONSTANT, in this order */
     unsigned char *imageDataOrigin; /**< the block of zylAllocateImage(), else null */
 };
 
@@ -827,17 +829,17 @@ ZYL_API void ZYL_CALL zylExchange(ZylImage *imageA, ZylImage *imageB, const int3
 /** The head of a bitmap. The record has the layout of the platform's own
  * BITMAPINFOHEADER, a pointer to which may be given as well. */
 typedef struct ZylBitmapInfoHeader {
-    uint32_t biSize; /**< 40 */
-    int32_t biWidth;
-    int32_t biHeight;  /**< above 0: the bottom row first; below 0: the top row first */
-    uint16_t biPlanes; /**< 1 */
-    uint16_t biBitCount;
-    uint32_t biCompression; /**< 0, or 3 for bit fields */
-    uint32_t biSizeImage;   /**< this field and those not explained are not used */
-    int32_t biXPelsPerMeter;
-    int32_t biYPelsPerMeter;
-    uint32_t biClrUsed; /**< entries of the colour table, 0 for all */
-    uint32_t biClrImportant;
+    uint32_t biSize;         /**< 40 */
+    int32_t biWidth;         /**< pixels in a row */
+    int32_t biHeight;        /**< above 0: the bottom row first; below 0: the top row first */
+    uint16_t biPlanes;       /**< 1 */
+    uint16_t biBitCount;     /**< of a pixel */
+    uint32_t biCompression;  /**< 0, or 3 for bit fields */
+    uint32_t biSizeImage;    /**< not used */
+    int32_t biXPelsPerMeter; /**< not used */
+    int32_t biYPelsPerMeter; /**< not used */
+    uint32_t biClrUsed;      /**< entries of the colour table, 0 for all */
+    uint32_t biClrImportant; /**< not used */
 } ZylBitmapInfoHeader;
 
 /** Makes an image of a bitmap.
@@ -1068,7 +1070,7 @@ ZYL_API void ZYL_CALL zylReduceBits(ZylImage *srcImage, ZylImage *dstImage, int3
 /** A matrix. Row i gives channel i: (data[4i] c0 + data[4i + 1] c1 + data[4i + 2] c2 +
  * data[4i + 3]) / 2^scalingValue, for i = 0, 1, 2. The last row is not used. */
 typedef struct ZylColorTwist {
-    int32_t data[16];
+    int32_t data[16];     /**< four rows of four */
     int32_t scalingValue; /**< 0 to 31 */
 } ZylColorTwist;
 
@@ -1140,8 +1142,8 @@ ZYL_API void ZYL_CALL zylApplyColorTwist(ZylImage *srcImage, ZylImage *dstImage,
 
 /** An integer kernel. Made by zylCreateConvKernel(), its coefficients included. */
 typedef struct ZylConvKernel {
-    int32_t nRows;
-    int32_t nCols;
+    int32_t nRows;   /**< its height */
+    int32_t nCols;   /**< its width */
     int32_t anchorX; /**< the anchor's column, below nCols */
     int32_t anchorY; /**< the anchor's row, below nRows */
     int32_t nShiftR; /**< sums are shifted right by its low five bits */
@@ -1374,6 +1376,7 @@ enum {
  *    repeated.
  *  - Cubic also reads the pixels around the region; next to the image's edge it
  *    goes on from the last four pixels.
+ *
  * Results are rounded down and saturated. 1-bit images and images narrower or
  * lower than 2 pixels are always enlarged by nearest neighbour; images narrower
  * or lower than 4 never by more than linear interpolation.
@@ -1429,8 +1432,10 @@ ZYL_API void ZYL_CALL zylDecimate(ZylImage *srcImage, ZylImage *dstImage, int32_
  * The destination's region is written, at most as far as the source's region is
  * wide and high. Its first pixel stands for the first pixel of the source's
  * region; a pixel (x, y) then comes from
+ *
  *     c * (x - xShift) - s * (y - yShift) + xShift,
  *     s * (x - xShift) + c * (y - yShift) + yShift
+ *
  * of the whole source, c and s being cosine and sine of the angle. Pixels that
  * come from outside the source become 0; between its last row or column and
  * half a pixel outside, only nearest neighbour gives pixels. Nothing is written when the
@@ -1499,7 +1504,7 @@ enum {
  * transformed but the alpha channel, which is left as it is. Data orders may differ. With x,
  * y, u and v counted from the region's corner,
  *
- *    F(u, v) = c * sum of f(x, y) * exp(s * 2 pi i * (u x / N + v y / M))
+ *     F(u, v) = c * sum of f(x, y) * exp(s * 2 pi i * (u x / N + v y / M))
  *
  * where s is -1 for ZYL_FFT_FORWARD and 1 for ZYL_FFT_INVERSE, one of which is
  * given, and c is 1, or 1 / (N M) for a scaled inverse. zylCcsFft2D() computes f from
@@ -1511,9 +1516,9 @@ enum {
  * it is Re G(0); Re G(k), Im G(k) for k = 1 .. ceil(L / 2) - 1; and, when L is even,
  * Re G(L / 2). In the region,
  *
- *    column 0 holds F(0, v), packed over v;
- *    columns 2u - 1 and 2u hold Re and Im F(u, v) in row v, u = 1 .. ceil(N / 2) - 1;
- *    column N - 1, when N is even, holds F(N / 2, v), packed over v.
+ *     column 0 holds F(0, v), packed over v;
+ *     columns 2u - 1 and 2u hold Re and Im F(u, v) in row v, u = 1 .. ceil(N / 2) - 1;
+ *     column N - 1, when N is even, holds F(N / 2, v), packed over v.
  *
  * Numbers: single precision, cut toward zero; or, for regions of up to 128 pixels
  * and with ZYL_FFT_FIXED_POINT, integers of 32 bits with 6 fraction bits and roots
@@ -1569,8 +1574,8 @@ enum {
  * the source's region, or the whole image; it goes to the corner of the destination's
  * region. With W columns and H rows, a(0) = sqrt(1 / n) and a(k) = sqrt(2 / n),
  *
- *    F(u, v) = a(u) * a(v) * sum of f(x, y) * cos((2x + 1) u pi / 2W)
- *                                           * cos((2y + 1) v pi / 2H)
+ *     F(u, v) = a(u) * a(v) * sum of f(x, y) * cos((2x + 1) u pi / 2W)
+ *                                            * cos((2y + 1) v pi / 2H)
  *
  * F(u, v) is stored at column u, row v. The inverse gives f back. Numbers are of
  * single precision; results are rounded to the nearest integer, ties to even, and
@@ -1779,8 +1784,8 @@ ZYL_API void ZYL_CALL zylMultiplyScale(ZylImage *srcImageA, ZylImage *srcImageB,
 ZYL_API void ZYL_CALL zylPreMultiplyAlpha(ZylImage *image, int32_t alpha,
                                           const ZylTileMapping *mapping);
 
-/** Compositing rules. A' and B' are the colours times their alphas, a and b the
- * alphas; the result is at most M.                colour                     alpha      */
+/** Compositing rules: the colour, then the alpha of the result, each at most M. A' and B'
+ * are the colours times their alphas, a and b the alphas. */
 enum {
     ZYL_COMPOSITE_OVER = 0, /**< A' + B' - [B' * a]                   a + b - [a * b] */
     ZYL_COMPOSITE_IN = 1,   /**< [A' * b]                             [a * b] */

@@ -12,16 +12,15 @@ import json
 import pathlib
 import re
 import sys
-import textwrap
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "operations"))
 sys.path.insert(0, str(ROOT / "tests/operations"))
+from comments import CHAPTERS, HEAD, PAGE_OF, filled, linked, said  # noqa: E402
 from hpp import KEYWORDS, Operation, camel, declaration, wrapped  # noqa: E402
 from table import RANGES, TABLE, prototypes  # noqa: E402
 
 PAGES = ROOT / "docs/reference"
-HEADER = (ROOT / "include/zylqx.h").read_text()
 PICTURES = json.loads((ROOT / "docs/site/pictures.json").read_text())
 COSTS_FILE = PAGES / "costs.json"
 COSTS = json.loads(COSTS_FILE.read_text()) if COSTS_FILE.exists() else {"operations": {}}
@@ -29,101 +28,6 @@ OPERATIONS = {each["function"]: each for each in TABLE["operations"]}
 LAYOUTS = {"gray": "gray", "gray-alpha": "gray with alpha", "color": "colour",
            "color-alpha": "colour with alpha"}
 PYTHON_OWN = {"translate-dib", "convert-from-dib", "convert-to-dib"}
-# Comments at the left edge, each with the code up to the next one.
-PART = re.compile(r"^/\*\*(.*?)\*/\n(.*?)(?=^/\*\*|^/\* =|\Z)", re.S | re.M)
-
-
-def chapters():
-    """Of each chapter its name, its title and its parts: (comment, code)."""
-    found = []
-    for comment, code in PART.findall(HEADER):
-        text = re.sub(r"^ \* ?", "", comment, flags=re.M).strip()
-        group = re.match(r"\\defgroup (\w+) \d+  (.*)", text)
-        if group:
-            found.append((group[1], group[2], []))
-            text = text[group.end():].strip()
-        if found:
-            found[-1][2].append((text.replace("\\{", "").replace("\\}", "").strip(), code.strip()))
-    return found
-
-
-PAGE_OF = {name: page for page, _, parts in chapters() for _, code in parts
-           for name in re.findall(r"^ZYL_API [^;(]*?(zyl\w+)\(", code, flags=re.M)}
-
-
-CHAPTERS = [page for page, _, _ in chapters()]
-
-
-def linked(text, page):
-    """Inline text: names of functions are links, of constants and quoted reports code."""
-    def quoted(match):
-        inside = " ".join(match[1].split())
-        return f"`\"{inside}\"`" if re.search(r"[=<>!|&()]", inside) else match[0]
-
-    def function(match):
-        name = match[1]
-        target = PAGE_OF.get(name)
-        place = "" if target == page else f"{target}.md"
-        return f"[`{name}()`]({place}#{name.lower()})" if target else match[0]
-
-    def chapter(match):
-        target = CHAPTERS[int(match[1]) - 1]
-        return match[0] if target == page else f"[chapter {match[1]}]({target}.md)"
-
-    pieces = re.split(r'("[^"]*"|\bzyl\w+\([^()]+\))', text)
-    for i, piece in enumerate(pieces):
-        if i % 2:
-            pieces[i] = re.sub(r'"([^"]*)"', quoted, piece) if piece[0] == '"' else \
-                f"`{' '.join(piece.split())}`"
-            continue
-        piece = re.sub(r"(?<![\w`])(ZYL_\w+(?:\.\.\.)?|Zyl[A-Z]\w+(?:::\w+)?)", r"`\1`", piece)
-        piece = re.sub(r"\b(zyl\w+)\(\)", function, piece)
-        piece = re.sub(r"\bchapter (\d+)", chapter, piece)
-        pieces[i] = re.sub(r"(?<=\S)\*(?=\S)|(?<=\s)\*(?=\s)", r"\\*", piece).replace("<", "&lt;")
-    return "".join(pieces)
-
-
-def markdown(text, page):
-    """Paragraphs, lists and indented formulas of a comment."""
-    blocks = []
-    for block in re.split(r"\n[ \t]*\n", textwrap.dedent(text).strip("\n")):
-        lines = block.split("\n")
-        plain = []
-        while lines:
-            in_list = any(line.startswith("- ") for line in plain)
-            if lines[0].startswith("   ") and not in_list:
-                formula = []
-                while lines and lines[0].startswith("   "):
-                    formula.append(lines.pop(0))
-                if plain:
-                    blocks.append(linked("\n".join(plain), page))
-                plain = []
-                blocks.append("```text\n" + textwrap.dedent("\n".join(formula)) + "\n```")
-                continue
-            # What stands far to the right belongs to the code below.
-            plain.append(re.sub(r"^ - |(?<=\S) {8,}.*", lambda m: "- " if m[0] == " - " else "",
-                                lines.pop(0)).rstrip())
-        # A line at the left edge begins a paragraph after a list, a point one after a paragraph.
-        for i, line in reversed(list(enumerate(plain[1:], 1))):
-            of_list = [each.startswith(("- ", "  ")) for each in plain[i - 1:i + 1]]
-            if of_list[0] != of_list[1]:
-                plain.insert(i, "")
-        if plain:
-            blocks.append(linked("\n".join(plain), page))
-    return "\n\n".join(blocks)
-
-
-def taken_apart(comment):
-    """Text, parameters, result and example of a function's comment."""
-    example = re.search(r"\\code(.*?)\\endcode", comment, flags=re.S)
-    comment = re.sub(r"\\code.*?\\endcode", "", comment, flags=re.S)
-    result = re.search(r"^\\return (.*?)(?=^\\|^\s*$|\Z)", comment, flags=re.S | re.M)
-    comment = re.sub(r"^\\return .*?(?=^\\|^\s*$|\Z)", "", comment, flags=re.S | re.M)
-    parameters = [(names.split(","), " ".join(text.split())) for names, text in re.findall(
-        r"^\\param (\S+)\s+(.*?)(?=^\\param|^\s*$|\Z)", comment, flags=re.S | re.M)]
-    comment = re.sub(r"^\\param .*?(?=^\\param|^\s*$|\Z)", "", comment, flags=re.S | re.M)
-    return (comment.strip(), parameters, " ".join(result[1].split()) if result else "",
-            textwrap.dedent(example[1]).strip() if example else "")
 
 
 def limit(text, operation):
@@ -240,60 +144,55 @@ def signature(code):
     return "```c\n" + wrapped(code, "") + "\n```"
 
 
-def function_entry(name, comment, code, page):
-    text, parameters, result, example = taken_apart(comment)
-    operation = OPERATIONS.get(name)
-    summary, _, reports = text.partition("Reports")
-    parts = [f"### {name}"]
+def function_entry(part, page):
+    comment = said(part.comment, page)
+    operation = OPERATIONS.get(part.name)
+    first = next((i for i, text in enumerate(comment.paragraphs) if text.startswith("Reports")),
+                 len(comment.paragraphs))
+    parts = [f"### {part.name}"]
     if operation:
         parts.append(f"<!-- picture {operation['name']} -->")
-    parts.append(markdown(summary, page))
-    parts.append(signature(code))
-    parts.append(parameter_table(parameters, operation, page))
-    if result:
-        parts.append("**Result:** " + linked(result, page))
-    if reports:
-        parts.append("**Reports" + re.sub(r"^(.*?)([ :])", r"\1**\2",
-                                          linked(reports, page), count=1, flags=re.S))
+    parts += comment.paragraphs[:first]
+    parts.append(signature(part.code()))
+    parts.append(parameter_table(comment.parameters, operation, page))
+    if comment.result:
+        parts.append(filled("**Result:** " + linked(comment.result, page)))
+    parts += [re.sub(r"^Reports", "**Reports**", text) for text in comment.paragraphs[first:]]
     if operation:
         parts.append(facts(operation))
         if "note" in operation:
             parts.append(f"Note: {linked(operation['note'], page)}.")
-    if example:
-        parts.append(f"```c\n{example}\n```")
+    if comment.example:
+        parts.append(f"```c\n{comment.example}\n```")
     if operation:
         if command(operation):
             parts.append(f"```sh\n{command(operation)}\n```")
         parts.append(elsewhere(operation))
-    return "\n\n".join(filter(None, parts))
+    return parts
 
 
-def chapter_page(page, title, parts):
-    text = [f"<!-- Made by docs/site/reference.py. -->\n# {title}"]
-    for comment, code in parts:
-        named = re.match(r"\\name (.*)", comment)
-        if named:
-            text.append(f"## {named[1]}")
-            comment = comment[named.end():].strip()
-        name = re.match(r"ZYL_API [^;(]*?(zyl\w+)\(", code)
-        if name:
-            text.append(function_entry(name[1], comment, code, page))
-            continue
-        if "\\param" in comment:
-            comment, parameters, _, _ = taken_apart(comment)
-            text += [markdown(comment, page), signature(code),
-                     parameter_table(parameters, None, page)]
-            continue
-        if comment:
-            text.append(markdown(comment, page))
-        code = re.sub(r"^#(if|endif|ifdef).*\n?|^}$", lambda m: m[0] if m[0] == "}" else "", code, flags=re.M)
-        if code and not code.startswith("/* ==") and page:
-            text.append("```c\n" + code.strip().replace("/**<", "/*") + "\n```")
+def declaration_entry(part, page):
+    comment = said(part.comment, page)
+    if comment.parameters:
+        return [*comment.paragraphs, signature(part.code()),
+                parameter_table(comment.parameters, None, page)]
+    return [*comment.paragraphs, "```c\n" + part.code().replace("/**<", "/*") + "\n```"]
+
+
+def chapter_page(chapter):
+    text = [f"<!-- Made by docs/site/reference.py. -->\n# {chapter.title}",
+            *said(chapter.comment, chapter.page).paragraphs]
+    for part in chapter.parts:
+        if part.section:
+            text += [f"## {part.name}", *said(part.comment, chapter.page).paragraphs]
+        else:
+            entry = function_entry if part.function else declaration_entry
+            text += entry(part, chapter.page)
     return "\n\n".join(filter(None, text)) + "\n"
 
 
-def first_sentence(comment):
-    text = " ".join(taken_apart(comment)[0].split())
+def first_sentence(part, page):
+    text = " ".join(said(part.comment, page).paragraphs[0].split())
     return re.split(r"(?<=[.:])\s", text)[0].rstrip(":.") + "."
 
 
@@ -302,18 +201,18 @@ def index():
              f"All {len(PAGE_OF)} functions. What holds for every operation stands in",
              "[rules of all operations](rules.md); the pictures are in the [gallery](gallery.md)", ""]
     lines[-2] += "."
-    for page, title, parts in chapters():
-        lines += [f"## [{title}]({page}.md)", "", "| function | |", "|---|---|"]
-        for comment, code in parts:
-            name = re.match(r"ZYL_API [^;(]*?(zyl\w+)\(", code)
-            if name:
-                summary = OPERATIONS[name[1]]["help"] if name[1] in OPERATIONS else \
-                    first_sentence(comment)
-                if not summary.startswith("zyl"):
-                    summary = summary[0].upper() + summary[1:]
-                summary = linked(summary.rstrip("."), page)
-                summary = re.sub(r"\]\(#", f"]({page}.md#", summary).replace("|", "\\|")
-                lines.append(f"| [`{name[1]}`]({page}.md#{name[1].lower()}) | {summary} |")
+    for chapter in CHAPTERS:
+        page = chapter.page
+        lines += [f"## [{chapter.title}]({page}.md)", "", "| function | |", "|---|---|"]
+        for part in chapter.parts:
+            if not part.function:
+                continue
+            summary = first_sentence(part, page)
+            if part.name in OPERATIONS:
+                summary = OPERATIONS[part.name]["help"]
+                summary = linked(summary[0].upper() + summary[1:], page)
+            summary = re.sub(r"\]\(#", f"]({page}.md#", summary.rstrip(".")).replace("|", "\\|")
+            lines.append(f"| [`{part.name}`]({page}.md#{part.name.lower()}) | {summary} |")
         lines.append("")
     if "conditions" in COSTS:
         lines += ["## Costs", "", COSTS["conditions"], ""]
@@ -321,14 +220,13 @@ def index():
 
 
 def rules():
-    text = re.sub(r"^ \* ?", "", re.match(r"/\*\*(.*?)\*/", HEADER, flags=re.S)[1], flags=re.M)
-    text = text[text.index("What follows holds"):]
-    text = re.sub(r"^(\w[\w ]+)\n-+\n", r"## \1\n\n", text, flags=re.M)
-    parts = re.split(r"^(## .*)$", text, flags=re.M)
-    out = ["<!-- Made by docs/site/reference.py. -->", "# Rules of all operations", ""]
-    for part in parts:
-        out += [part if part.startswith("## ") else markdown(part, "rules"), ""]
-    return "\n".join(out).replace("chapters 3 to 11", "chapters 3 to 11 of the header")
+    """What the head of the header says, from its first heading on."""
+    out = ["<!-- Made by docs/site/reference.py. -->\n# Rules of all operations"]
+    paragraphs = said(HEAD, "rules").paragraphs
+    out += paragraphs[next(i for i, each in enumerate(paragraphs) if "holds for every" in each):]
+    for section in HEAD.iter("sect2"):
+        out += [f"## {section.findtext('title')}", *said(section, "rules").paragraphs]
+    return re.sub(r"(chapters\s3\sto\s11)", r"\1 of the header", "\n\n".join(out))
 
 
 def gallery():
@@ -343,7 +241,7 @@ def gallery():
 
 
 def pages():
-    made = {page: chapter_page(page, title, parts) for page, title, parts in chapters()}
+    made = {chapter.page: chapter_page(chapter) for chapter in CHAPTERS}
     return {**made, "README": index(), "rules": rules(), "gallery": gallery()}
 
 
