@@ -71,6 +71,8 @@ class Passes {
     int source(int pass) const { return whole_ ? ALL_CHANNELS : channels_.source + pass; }
     int destination(int pass) const { return whole_ ? ALL_CHANNELS : channels_.destination + pass; }
     std::int64_t step() const { return whole_ ? channels_.count : 1; }
+    // Whether one pass takes all channels of both images.
+    bool whole() const { return whole_; }
 
   private:
     ChannelRange channels_;

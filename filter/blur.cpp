@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "core/image.h"
+#include "core/joined_rows.h"
 #include "core/memory.h"
 #include "core/walk_neighbourhoods.h"
 #include "filter/box_sums.h"
@@ -128,9 +129,10 @@ void zylBlur(ZylImage *srcImage, ZylImage *dstImage, std::int32_t nRows, std::in
     if (channels.count <= 0) return;
     const Passes passes(channels, *srcImage, *dstImage);
     const Box box = {nCols, nRows, anchorX, anchorY};
+    auto blur = [&](const NeighbourPiece &piece) { return blurPiece(piece, box, passes); };
     auto visit = [&](const NeighbourPiece &piece) {
         return nRows == 1 && nCols == 1 ? copyPiece(piece, box, passes)
-                                        : blurPiece(piece, box, passes);
+                                        : joinNarrowRows(piece, box, passes, blur);
     };
     reportTiles(CALL, walkNeighbourhoods(*srcImage, *dstImage, clippedPair(*srcImage, *dstImage),
                                          box, mapping, visit));

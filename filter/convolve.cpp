@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <new>
+#include <utility>
 
 #include "core/image.h"
+#include "core/joined_rows.h"
 #include "core/memory.h"
 #include "core/walk_neighbourhoods.h"
 #include "filter/kernels.h"
@@ -64,10 +67,35 @@ ChannelRange channelsOf(const ZylImage &image) {
     return {1, 1, image.nChannels - (image.alphaChannel != 0 ? 1 : 0)};
 }
 
+constexpr int MOST_KERNELS = 100;
+
 // One kernel of a call.
 struct KernelTaps {
     TapList taps;
     int shift;
+};
+
+// Those of a call. There is room for all that a call may have, and only what is taken of
+// it is set up.
+class KernelList {
+  public:
+    KernelList() = default;
+    KernelList(const KernelList &) = delete;
+    KernelList &operator=(const KernelList &) = delete;
+    ~KernelList() {
+        while (count_ > 0) std::destroy_at(&parts()[--count_]);
+    }
+
+    // False when there was no memory.
+    bool add(TapList taps, int shift) {
+        const auto *part = new (&parts()[count_++]) KernelTaps{std::move(taps), shift};
+        return static_cast<bool>(part->taps);
+    }
+    KernelTaps *parts() { return reinterpret_cast<KernelTaps *>(memory_); }
+
+  private:
+    alignas(KernelTaps) unsigned char memory_[MOST_KERNELS * sizeof(KernelTaps)];
+    int count_ = 0;
 };
 
 struct Convolution {
@@ -196,7 +224,7 @@ bool badArguments(const ZylImage *srcImage, const ZylImage *dstImage, ZylConvKer
     CONVOLVE.fails(dstImage == nullptr, "dstImage==0");
     if (failed() || CONVOLVE.badHeader(srcImage) || CONVOLVE.badHeader(dstImage) ||
         CONVOLVE.fails(kernel == nullptr, "kernel==0") ||
-        CONVOLVE.fails(nKernels <= 0 || nKernels > 100, "(nKernels<=0 || nKernels>100)") ||
+        CONVOLVE.fails(nKernels <= 0 || nKernels > MOST_KERNELS, "(nKernels<=0 || nKernels>100)") ||
         CONVOLVE.fails(combineMethod < ZYL_SUM || combineMethod > ZYL_MIN,
                        "( combineMethod != 0 && combineMethod != 1 && combineMethod != 2 && "
                        "combineMethod != 3 && combineMethod != 4)")) {
@@ -294,26 +322,30 @@ void zylConvolve2D(ZylImage *srcImage, ZylImage *dstImage, ZylConvKernel *const 
 
     const Passes passes({source.source, destination.source, source.count}, *srcImage, *dstImage);
     const Box box = boxOf(kernel, nKernels);
-    KernelTaps parts[100];
+    KernelList kernels;
     for (int k = 0; k < nKernels; ++k) {
         const ZylConvKernel &one = *kernel[k];
-        parts[k] = {TapList(one.values, one.nRows, one.nCols, box.anchorX - one.anchorX,
-                            box.anchorY - one.anchorY, rangeOf(srcImage->depth),
-                            passes.step() * rowSampleBytes(srcImage->depth)),
-                    one.nShiftR & 31};
-        if (!parts[k].taps) {
+        const bool added =
+            kernels.add(TapList(one.values, one.nRows, one.nCols, box.anchorX - one.anchorX,
+                                box.anchorY - one.anchorY, rangeOf(srcImage->depth),
+                                passes.step() * rowSampleBytes(srcImage->depth)),
+                        one.nShiftR & 31);
+        if (!added) {
             CONVOLVE.report(ZYL_StsNoMem, "Allocation failure");
             return;
         }
     }
-    const Convolution convolution = {parts,
+    const Convolution convolution = {kernels.parts(),
                                      nKernels,
                                      combineMethod,
                                      sampleOf(depthIndex(srcImage->depth)),
                                      sampleOf(depthIndex(dstImage->depth)),
                                      path};
-    auto visit = [&](const NeighbourPiece &piece) {
+    auto convolve = [&](const NeighbourPiece &piece) {
         return convolvePiece(piece, box, passes, convolution);
+    };
+    auto visit = [&](const NeighbourPiece &piece) {
+        return joinNarrowRows(piece, box, passes, convolve);
     };
     const WalkResult walked = walkNeighbourhoods(
         *srcImage, *dstImage, clippedPair(*srcImage, *dstImage), box, mapping, visit);

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/image.h"
+#include "core/joined_rows.h"
 #include "core/memory.h"
 #include "core/walk_neighbourhoods.h"
 #include "filter/kernels.h"
@@ -117,8 +118,11 @@ void zylConvolveSep2D(ZylImage *srcImage, ZylImage *dstImage, const ZylConvKerne
                                         static_cast<std::uint32_t>(Ykernel->nShiftR)) &
                                        31u);
 
-    auto visit = [&](const NeighbourPiece &piece) {
+    auto convolve = [&](const NeighbourPiece &piece) {
         return convolvePiece(piece, box, passes, separable);
+    };
+    auto visit = [&](const NeighbourPiece &piece) {
+        return joinNarrowRows(piece, box, passes, convolve);
     };
     reportTiles(CALL, walkNeighbourhoods(*srcImage, *dstImage, uncutPair(*srcImage, *dstImage), box,
                                          nullptr, visit));

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "core/image.h"
+#include "core/joined_rows.h"
 #include "core/memory.h"
 #include "filter/kernels.h"
 #include "filter/rank_filter.h"
@@ -166,10 +167,12 @@ void ExtremeRows::run(const NeighbourPiece &piece, const Passes &passes) {
 
 bool extremePiece(const NeighbourPiece &piece, const Box &box, const Passes &passes,
                   Extreme extreme) {
-    ExtremeRows rows(piece, box, passes, extreme);
-    if (!rows) return false;
-    rows.run(piece, passes);
-    return true;
+    auto visit = [&](const NeighbourPiece &part) {
+        ExtremeRows rows(part, box, passes, extreme);
+        if (rows) rows.run(part, passes);
+        return static_cast<bool>(rows);
+    };
+    return joinNarrowRows(piece, box, passes, visit);
 }
 
 } // namespace zylqx

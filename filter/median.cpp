@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/image.h"
+#include "core/joined_rows.h"
 #include "core/memory.h"
 #include "filter/bit_median.h"
 #include "filter/large_median.h"
@@ -91,11 +92,15 @@ bool isSquare(const Box &box) {
 // Computes a piece; false when there is no memory. Of an even number of samples
 // the larger middle one; of bits, 1 when at least half of them are.
 bool medianPiece(const NeighbourPiece &piece, const Box &box, const Passes &passes) {
-    const std::uint32_t depth = piece.destination.depth;
-    if (depth == ZYL_DEPTH_1U) return medianOfBits(piece, box, passes);
-    if (isSquare(box)) return medianBySorting(piece, box, passes);
-    if (atMost(box, COMPARED)) return medianByComparing(piece, box, passes);
-    return medianOfLargeBoxes(piece, box, passes);
+    const bool bits = piece.destination.depth == ZYL_DEPTH_1U;
+    const bool square = isSquare(box);
+    if (!bits && !square && !atMost(box, COMPARED)) return medianOfLargeBoxes(piece, box, passes);
+    auto visit = [&](const NeighbourPiece &part) {
+        return bits     ? medianOfBits(part, box, passes)
+               : square ? medianBySorting(part, box, passes)
+                        : medianByComparing(part, box, passes);
+    };
+    return joinNarrowRows(piece, box, passes, visit);
 }
 
 } // namespace

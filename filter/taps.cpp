@@ -17,21 +17,32 @@ TapList::TapList(const std::int8_t *values, std::int64_t rows, std::int64_t colu
                  std::int64_t left, std::int64_t top, const Range &range, std::ptrdiff_t bytes)
     : top_(top), rows_(rows) {
     const std::int64_t most = rows * columns;
-    std::int64_t starts[256] = {}; // of the taps of a coefficient
-    for (std::int64_t i = 0; i < most; ++i) ++starts[values[i] + 128];
-    const std::int64_t count = most - starts[128];
-    starts[128] = 0;
-    std::exclusive_scan(starts, starts + 256, starts, std::int64_t{0});
+    const auto [lowest, highest] = std::minmax_element(values, values + most);
+    const int low = *lowest;
+    const int kinds = *highest - low + 1;
+    std::int64_t starts[256]; // of the taps of a coefficient
+    std::fill_n(starts, kinds, std::int64_t{0});
+    for (std::int64_t i = 0; i < most; ++i) ++starts[values[i] - low];
+    const bool zeros = low <= 0 && *highest >= 0;
+    const std::int64_t count = most - (zeros ? starts[-low] : 0);
+    if (zeros) starts[-low] = 0;
+    std::exclusive_scan(starts, starts + kinds, starts, std::int64_t{0});
 
-    rowPointers_ = Scratch<const unsigned char *>(static_cast<std::uint64_t>(rows));
-    cells_ = Scratch<Cell>(static_cast<std::uint64_t>(std::max<std::int64_t>(count, 1)));
-    taps_ = Scratch<Tap>(static_cast<std::uint64_t>(std::max<std::int64_t>(count, 1)));
-    if (!*this) return;
+    const auto tapBytes = static_cast<std::ptrdiff_t>(sizeof(Tap)) * count;
+    const auto cellBytes = static_cast<std::ptrdiff_t>(sizeof(Cell)) * count;
+    const auto pointerBytes = static_cast<std::ptrdiff_t>(sizeof(void *)) * rows;
+    memory_ =
+        Scratch<unsigned char>(static_cast<std::uint64_t>(cellBytes + tapBytes + pointerBytes));
+    if (!memory_) return;
+    // The larger elements first.
+    cells_ = reinterpret_cast<Cell *>(memory_.data());
+    taps_ = reinterpret_cast<Tap *>(memory_.data() + cellBytes);
+    rowPointers_ = reinterpret_cast<const unsigned char **>(memory_.data() + cellBytes + tapBytes);
     count_ = static_cast<std::ptrdiff_t>(count);
     for (std::int64_t i = 0; i < most; ++i) {
         const std::int64_t value = values[i];
         if (value == 0) continue;
-        const std::int64_t at = starts[value + 128]++;
+        const std::int64_t at = starts[value - low]++;
         cells_[at] = {i / columns, static_cast<std::ptrdiff_t>(left + i % columns) * bytes};
         taps_[at] = {nullptr, static_cast<std::int32_t>(value)};
         range_.low += value * (value > 0 ? range.low : range.high);

@@ -36,14 +36,14 @@ class TapList {
     TapList(const std::int8_t *values, std::int64_t rows, std::int64_t columns, std::int64_t left,
             std::int64_t top, const Range &range, std::ptrdiff_t bytes);
 
-    explicit operator bool() const { return rowPointers_ && cells_ && taps_; }
+    explicit operator bool() const { return static_cast<bool>(memory_); }
     std::ptrdiff_t count() const { return count_; }
 
     // What the sums over all taps may be, and the narrowest kind that holds them.
     const Range &range() const { return range_; }
     Sum sum() const;
 
-    const Tap *taps() const { return taps_.data(); }
+    const Tap *taps() const { return taps_; }
 
     // Points the taps to the rows of the box at row y, or to one row alone.
     void placeAt(SourceRows &rows, std::int64_t y) const;
@@ -57,9 +57,10 @@ class TapList {
 
     std::int64_t top_ = 0;
     std::int64_t rows_ = 0;
-    Scratch<const unsigned char *> rowPointers_;
-    Scratch<Cell> cells_;
-    Scratch<Tap> taps_;
+    Scratch<unsigned char> memory_; // of what follows
+    Tap *taps_ = nullptr;
+    Cell *cells_ = nullptr;
+    const unsigned char **rowPointers_ = nullptr;
     std::ptrdiff_t count_ = 0;
     Range range_ = {0, 0};
 };
