@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstring>
 #include <limits>
 
+#include "core/bit_row_kernels.h"
 #include "core/bits.h"
 #include "core/image.h"
 #include "core/step_kernels.h"
@@ -17,6 +17,8 @@ constexpr std::int64_t LINE = 64; // rows of a ring start at cache lines
 // Rows are built together while they stay in the nearest cache.
 constexpr std::int64_t BATCH = 16;
 constexpr std::int64_t BATCH_BYTES = 8192;
+// Bytes behind rows of words that may be read and written: a vector and a word.
+constexpr std::int64_t WORDS_BEHIND = 72;
 constexpr std::int64_t MOST = std::numeric_limits<std::ptrdiff_t>::max() / 2;
 
 std::int64_t wordsOf(std::int64_t bits) {
@@ -26,7 +28,8 @@ std::int64_t wordsOf(std::int64_t bits) {
 // Bytes of `columns` pixels as they stand in a row.
 std::int64_t rowBytes(const ZylImage &image, std::int64_t columns, int channel, BitRows bits) {
     if (image.depth == ZYL_DEPTH_1U) {
-        return bits == BitRows::Words ? wordsOf(columns) * 8 : wordsOf(columns) * 64;
+        const std::int64_t words = wordsOf(columns);
+        return bits == BitRows::Words ? words * 8 + WORDS_BEHIND : words * 64;
     }
     const std::int64_t samples = channel == ALL_CHANNELS ? pixelStep(image) : 1;
     return columns * samples * sampleBytes(image.depth);
@@ -38,19 +41,116 @@ bool sideBySide(const ZylImage &image, int channel) {
 
 constexpr std::uint64_t ONES = 0x0101010101010101u; // one in each byte
 
-// Bits to bytes of 0 or 1 and back, in whole bytes of bits. What the last of them
-// holds past the count comes from, and goes to, bytes that do not matter.
-void unpack(const unsigned char *bits, unsigned char *bytes, std::int64_t count) {
-    for (std::int64_t i = 0; i < (count + 7) / 8; ++i) {
-        const std::uint64_t flags = unpackFlags(bits[i]);
-        storeLowestFirst(bytes + i * 8, (flags + ONES * 0x7F) >> 7 & ONES);
+// Words of bits to bytes of 0 or 1 and back. The words may be the last of those that the
+// bytes go to.
+void unpack(const std::uint64_t *words, unsigned char *bytes, std::int64_t count) {
+    for (std::int64_t w = 0; w < count; ++w) {
+        std::uint64_t word = words[w];
+        for (int i = 0; i < 8; ++i, word <<= 8) {
+            const std::uint64_t flags = unpackFlags(static_cast<std::uint8_t>(word >> 56));
+            storeLowestFirst(bytes + w * 64 + i * 8, (flags + ONES * 0x7F) >> 7 & ONES);
+        }
     }
 }
 
+// Whole bytes of bits. What the last of them holds past the count comes from bytes that
+// do not matter.
 void pack(const unsigned char *bytes, unsigned char *bits, std::int64_t count) {
     for (std::int64_t i = 0; i < (count + 7) / 8; ++i) {
         bits[i] = packFlags(loadLowestFirst(bytes + i * 8) & ONES);
     }
+}
+
+// The first 64 of `count` bits of a row, or all, the leftmost at the top. Reads no byte
+// that holds none of them.
+std::uint64_t loadFirst(const unsigned char *row, std::int64_t bit, std::int64_t count) {
+    if (count >= 72) return loadBitWord(row, bit);
+    std::uint64_t word = 0;
+    for (int i = 0; i < count && i < 64; i += 8) {
+        const int some = static_cast<int>(std::min<std::int64_t>(8, count - i));
+        word |= std::uint64_t{loadBits(row, bit + i, some)} << (56 - i);
+    }
+    return word;
+}
+
+// The following put bits into words from bit `at` on: those before keep their values,
+// those behind, to the end of the last word, are unspecified.
+
+void putFirst(std::uint64_t *words, std::int64_t at, std::uint64_t bits) {
+    const std::uint64_t mask = ~std::uint64_t{0} >> (at % 64);
+    words[at / 64] = (words[at / 64] & ~mask) | (bits & mask);
+}
+
+void putSame(std::uint64_t *words, std::int64_t at, std::int64_t count, bool value) {
+    const std::uint64_t bits = value ? ~std::uint64_t{0} : 0;
+    putFirst(words, at, bits);
+    std::fill(words + at / 64 + 1, words + wordsOf(at + count), bits);
+}
+
+void putReversed(std::uint64_t *words, std::int64_t at, const unsigned char *row,
+                 const BorderRun &run) {
+    for (std::int64_t i = 0; i < run.count; ++i) {
+        putFirst(words, at + i, bitAt(row, run.position - i) != 0 ? ~std::uint64_t{0} : 0);
+    }
+}
+
+void putBits(std::uint64_t *words, std::int64_t at, const unsigned char *row, std::int64_t bit,
+             std::int64_t count) {
+    const std::int64_t first = std::min<std::int64_t>(count, 64 - at % 64);
+    putFirst(words, at, loadFirst(row, bit, count) >> (at % 64));
+    words += at / 64 + 1;
+    row += (bit + first) / 8;
+    const int shift = static_cast<int>((bit + first) % 8);
+    count -= first;
+    // All words but the last have a byte of the bits behind them.
+    const std::int64_t whole = (shift + count - 1) / 64;
+    ZYLQX_KERNELS(bitRowKernels).load(row, shift, words, static_cast<std::ptrdiff_t>(whole));
+    const std::int64_t rest = count - whole * 64;
+    if (rest > 0) words[whole] = loadFirst(row + whole * 8, shift, rest);
+}
+
+void putRun(std::uint64_t *words, std::int64_t at, const unsigned char *row, const BorderRun &run) {
+    if (run.constant) {
+        putSame(words, at, run.count, (run.value & 1) != 0);
+    } else if (run.step == 0) {
+        putSame(words, at, run.count, bitAt(row, run.position) != 0);
+    } else if (run.step < 0) {
+        putReversed(words, at, row, run);
+    } else {
+        putBits(words, at, row, run.position, run.count);
+    }
+}
+
+// A row of bits with the border beside it, in an image in memory.
+void readBits(const ZylImage &image, std::int64_t x, std::int64_t y, std::int64_t columns,
+              std::uint64_t *words) {
+    const BorderRun rows = borderRows(image, y, 1);
+    if (rows.constant) {
+        putSame(words, 0, columns, (rows.value & 1) != 0);
+        return;
+    }
+    const unsigned char *row = sampleAt(image, 0, rows.position, 1);
+    for (std::int64_t column = 0; column < columns;) {
+        const BorderRun run = borderColumns(image, x + column, y, columns - column);
+        putRun(words, column, row, run);
+        column += run.count;
+    }
+}
+
+// Words of bits into a row from a bit on; up to two words behind them are read.
+void writeBits(const std::uint64_t *words, unsigned char *row, std::int64_t bit,
+               std::int64_t count) {
+    unsigned char bytes[8];
+    const auto shift = static_cast<int>(std::min<std::int64_t>(count, -bit & 7));
+    storeHighestFirst(bytes, words[0]);
+    copyBits(bytes, 0, row, bit, shift);
+    row += (bit + shift) / 8;
+    count -= shift;
+    const auto whole = static_cast<std::ptrdiff_t>(count / 64);
+    const auto store = ZYLQX_KERNELS(bitRowKernels).store;
+    store(words, shift, row, whole);
+    store(words + whole, shift, bytes, 1);
+    copyBits(bytes, 0, row, whole * 64, count % 64);
 }
 
 } // namespace
@@ -97,23 +197,15 @@ void SourceRows::buildNext() {
     next_ += count;
 }
 
-// The bits are read to where the last of their bytes go, and unpacked in place.
+// Bits that are handed on as bytes are read to where the last of these go, and unpacked
+// in place.
 void SourceRows::buildBits(unsigned char *slot, std::int64_t count) {
     const std::int64_t words = wordsOf(columns_);
-    const std::ptrdiff_t stride = ring_.stride();
-    unsigned char *packed = slot + (bits_ == BitRows::Bytes ? words * 56 : 0);
-    const std::int64_t last = (columns_ - 1) / 8;
-    for (std::int64_t i = 0; i < count; ++i) {
-        std::memset(packed + i * stride + last, 0, static_cast<std::size_t>(words * 8 - last));
-    }
-    readBorderedRect(image_, x_, next_, columns_, count, channel_, {packed, stride, 0});
-    for (std::int64_t i = 0; i < count; ++i, slot += stride, packed += stride) {
-        if (bits_ == BitRows::Bytes) {
-            unpack(packed, slot, columns_);
-            continue;
-        }
-        auto *row = reinterpret_cast<std::uint64_t *>(slot);
-        for (std::int64_t w = 0; w < words; ++w) row[w] = loadHighestFirst(slot + w * 8);
+    for (std::int64_t i = 0; i < count; ++i, slot += ring_.stride()) {
+        auto *packed =
+            reinterpret_cast<std::uint64_t *>(slot + (bits_ == BitRows::Bytes ? words * 56 : 0));
+        readBits(image_, x_, next_ + i, columns_, packed);
+        if (bits_ == BitRows::Bytes) unpack(packed, slot, words);
     }
 }
 
@@ -144,14 +236,13 @@ void DestinationRows::finish(std::int64_t y) {
 }
 
 void DestinationRows::storeBits(std::int64_t y, unsigned char *slot) {
+    unsigned char *row = sampleAt(image_, 0, y, 1);
     if (bits_ == BitRows::Words) {
-        const auto *words = reinterpret_cast<const std::uint64_t *>(slot);
-        for (std::int64_t i = 0; i < wordsOf(columns_); ++i)
-            storeHighestFirst(slot + i * 8, words[i]);
+        writeBits(reinterpret_cast<const std::uint64_t *>(slot), row, x_, columns_);
     } else {
         pack(slot, slot, columns_);
+        copyBits(slot, 0, row, x_, columns_);
     }
-    copyBits(slot, 0, sampleAt(image_, 0, y, 1), x_, columns_);
 }
 
 } // namespace zylqx

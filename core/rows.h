@@ -19,7 +19,8 @@
 namespace zylqx {
 
 // How rows of 1-bit samples are handed on: a byte (0 or 1) for each, or 64 to a
-// word, the leftmost at the top. The bits after the last sample are unspecified.
+// word, the leftmost at the top. The bits after the last sample are unspecified; a vector
+// of words and one more may be read and written behind rows of words.
 enum class BitRows { Bytes, Words };
 
 // Bytes of a sample in such rows, when bits are handed on as bytes.

@@ -95,9 +95,15 @@ struct MaxMinKernels {
     using Slide = void (*)(const void *row, const void *before, void *upper, const void *lower,
                            void *d, std::ptrdiff_t n);
     Slide slide[2][SAMPLE_COUNT];
-    // Words of bits: d = s and s moved `bits` to the left, and for three in a row.
-    void (*extremeBits)(bool smaller, const std::uint64_t *s, std::ptrdiff_t bits, std::uint64_t *d,
-                        std::ptrdiff_t words);
+    // Words of bits: d = the extreme of s and of s moved so many bits to the left; and
+    // that of these and the same moved once more, where both make less than 64 bits. A
+    // word behind those that are needed is read.
+    using ExtremeBits2 = void (*)(const std::uint64_t *s, std::ptrdiff_t bits, std::uint64_t *d,
+                                  std::ptrdiff_t words);
+    using ExtremeBits4 = void (*)(const std::uint64_t *s, int first, int second, std::uint64_t *d,
+                                  std::ptrdiff_t words);
+    ExtremeBits2 extremeBits2[2];
+    ExtremeBits4 extremeBits4[2];
 };
 
 ZYLQX_DECLARE_KERNELS(ConvolutionKernels, convolutionKernels)

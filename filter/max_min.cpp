@@ -36,10 +36,10 @@ class ExtremeRows {
     void run(const NeighbourPiece &piece, const Passes &passes);
 
   private:
-    // A widened row; bits in whole words.
+    // A widened row; bits in whole words and one behind them.
     std::int64_t workSize() const {
-        const std::int64_t pixels = (box_.columns - 1) * step_;
-        return bits_ ? (rows_.samples + pixels + 63) / 64 * 8 : (rows_.samples + pixels) * bytes_;
+        const std::int64_t samples = rows_.samples + (box_.columns - 1) * step_;
+        return bits_ ? (samples + 63) / 64 * 8 + 8 : samples * bytes_;
     }
     std::uint64_t reducedSize() const {
         const std::int64_t rows = box_.rows <= 3 ? box_.rows : 2 * box_.rows + 1;
@@ -93,18 +93,30 @@ void ExtremeRows::reduce(std::int64_t y, void *d) {
     }
 }
 
+// Runs of bits are doubled, and the last one is what remains: two steps at a time, as
+// long as they stay in two words.
 void ExtremeRows::reduceBits(const void *s, void *d) {
-    const auto extreme = ZYLQX_KERNELS(maxMinKernels).extremeBits;
+    const MaxMinKernels &kernels = ZYLQX_KERNELS(maxMinKernels);
     const auto *from = static_cast<const std::uint64_t *>(s);
     auto *work = reinterpret_cast<std::uint64_t *>(work_.data());
-    const std::ptrdiff_t words = workSize() / 8;
     std::int64_t run = 1;
-    for (; 2 * run <= box_.columns && run < box_.columns - run; run *= 2) {
-        extreme(smallest_, from, run, work, words);
+    do {
+        const std::int64_t first = std::min(run, box_.columns - run);
+        const std::int64_t second = std::min(run + first, box_.columns - run - first);
+        const bool both = first + second < 64;
+        run += both ? first + second : first;
+        const bool last = run == box_.columns;
+        auto *to = last ? static_cast<std::uint64_t *>(d) : work;
+        const std::int64_t bits = rows_.samples + box_.columns - run;
+        const auto words = last ? count_ : static_cast<std::ptrdiff_t>((bits + 63) / 64);
+        if (both) {
+            kernels.extremeBits4[smallest_](from, static_cast<int>(first), static_cast<int>(second),
+                                            to, words);
+        } else {
+            kernels.extremeBits2[smallest_](from, static_cast<std::ptrdiff_t>(first), to, words);
+        }
         from = work;
-    }
-    extreme(smallest_, from, box_.columns - run, work, words);
-    std::copy(work, work + count_, static_cast<std::uint64_t *>(d));
+    } while (run < box_.columns);
 }
 
 void ExtremeRows::shallow(const NeighbourPiece &piece) {

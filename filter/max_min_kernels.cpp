@@ -69,33 +69,29 @@ void slide(const void *r, const void *b, void *u, const void *l, void *d, std::p
     });
 }
 
-// The bits that enter the last word are unspecified, as are those after the row.
-template <class F>
-void shiftedBits(const u64 *s, std::ptrdiff_t bits, u64 *d, std::ptrdiff_t words) {
-    const std::ptrdiff_t skip = bits / 64;
-    const int shift = static_cast<int>(bits % 64);
-    std::ptrdiff_t i = 0;
-    if (shift == 0) {
-        for (; i + skip < words; ++i) d[i] = F::of(s[i], s[i + skip]);
-    } else {
-        ZYLQX_VECTOR_LOOP
-        for (i = 0; i < words - skip - 1; ++i) {
-            d[i] = F::of(s[i], s[i + skip] << shift | s[i + skip + 1] >> (64 - shift));
-        }
-        i = words - skip - 1 > 0 ? words - skip - 1 : 0;
-        if (i + skip < words) {
-            d[i] = F::of(s[i], s[i + skip] << shift);
-            ++i;
-        }
-    }
-    for (; i < words; ++i) d[i] = s[i];
+// 64 bits from a bit on, of two words: by one and the rest, as no shift is by 64.
+inline u64 moved(u64 word, u64 next, int shift) {
+    return word << shift | next >> 1 >> (63 - shift);
 }
 
-void extremeBits(bool isSmaller, const u64 *s, std::ptrdiff_t bits, u64 *d, std::ptrdiff_t words) {
-    if (isSmaller) {
-        shiftedBits<AndOf>(s, bits, d, words);
-    } else {
-        shiftedBits<OrOf>(s, bits, d, words);
+template <class F>
+void extremeBits2(const u64 *s, std::ptrdiff_t bits, u64 *d, std::ptrdiff_t words) {
+    const u64 *from = s + bits / 64;
+    const int shift = static_cast<int>(bits % 64);
+    ZYLQX_VECTOR_LOOP
+    for (std::ptrdiff_t i = 0; i < words; ++i) {
+        d[i] = F::of(s[i], moved(from[i], from[i + 1], shift));
+    }
+}
+
+// What enters the second word does not come into the first one.
+template <class F>
+void extremeBits4(const u64 *s, int first, int second, u64 *d, std::ptrdiff_t words) {
+    ZYLQX_VECTOR_LOOP
+    for (std::ptrdiff_t i = 0; i < words; ++i) {
+        const u64 word = F::of(s[i], moved(s[i], s[i + 1], first));
+        const u64 next = F::of(s[i + 1], s[i + 1] << first);
+        d[i] = F::of(word, moved(word, next, second));
     }
 }
 
@@ -108,7 +104,8 @@ const MaxMinKernels maxMinKernels = {
     .extreme2 = {ZYLQX_EXTREMES(extreme2, OrOf, MaxOf), ZYLQX_EXTREMES(extreme2, AndOf, MinOf)},
     .extreme3 = {ZYLQX_EXTREMES(extreme3, OrOf, MaxOf), ZYLQX_EXTREMES(extreme3, AndOf, MinOf)},
     .slide = {ZYLQX_EXTREMES(slide, OrOf, MaxOf), ZYLQX_EXTREMES(slide, AndOf, MinOf)},
-    .extremeBits = extremeBits,
+    .extremeBits2 = {extremeBits2<OrOf>, extremeBits2<AndOf>},
+    .extremeBits4 = {extremeBits4<OrOf>, extremeBits4<AndOf>},
 };
 
 } // namespace zylqx::ZYLQX_LEVEL

@@ -71,7 +71,10 @@ TEST_P(Filter, EqualsTheReference) {
                 // Once wider and once higher than what is computed at a time.
                 const bool wide = variant == 3;
                 const bool high = variant == 6;
-                shape.width = large ? 6 : wide ? 347 : high ? 5 : 41;
+                shape.width = large  ? 6
+                              : wide ? (depth == ZYL_DEPTH_1U ? 1109 : 347)
+                              : high ? 5
+                                     : 41;
                 shape.height = large ? 4 : wide ? 5 : high ? 71 : 17;
                 shape.order = variant == 4 ? ZYL_DATA_ORDER_PLANE : ZYL_DATA_ORDER_PIXEL;
                 TestImage source(shape);

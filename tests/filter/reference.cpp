@@ -278,6 +278,7 @@ void addBoxes(std::vector<Case> &cases) {
                                            {9, 9, 8, 0},
                                            {11, 11, 5, 5},
                                            {4, 70, 69, 0},
+                                           {2, 150, 20, 1},
                                            {18, 18, 3, 17}}) {
         const auto extreme = [box](bool largest) {
             return [box, largest](const TestImage &s, std::uint32_t, std::int64_t x, std::int64_t y,
