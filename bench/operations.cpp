@@ -13,7 +13,7 @@ int main(int count, char **arguments) {
         const std::string name =
             row.name + "/" + depthName(row.depth) + "/" + std::to_string(row.side);
         benchmark::RegisterBenchmark(name.c_str(), [row](benchmark::State &state) {
-            const Contest contest = row.prepare();
+            const Contest contest = row.prepare(Layout::Memory);
             for ([[maybe_unused]] const auto once : state) contest.ours();
             state.SetBytesProcessed(state.iterations() * (row.read + row.written));
         });

@@ -6,9 +6,28 @@
 
 namespace bench {
 
-Picture::Picture(std::uint32_t depth, int channels, int width, int height, int dataOrder)
-    : image_(zylCreateImageHeader(channels, 0, depth, "    ", "    ", dataOrder, ZYL_ORIGIN_TL,
-                                  ZYL_ALIGN_4, height, width, nullptr, nullptr, nullptr)) {
+namespace {
+
+ZylImage *header(std::uint32_t depth, int channels, int width, int height, int dataOrder,
+                 ZylTileInfo *tiles) {
+    return zylCreateImageHeader(channels, 0, depth, "    ", "    ", dataOrder, ZYL_ORIGIN_TL,
+                                ZYL_ALIGN_4, height, width, nullptr, nullptr, tiles);
+}
+
+} // namespace
+
+Picture::Picture(std::uint32_t depth, int channels, int width, int height, int dataOrder,
+                 Layout layout) {
+    if (layout == Layout::Tiles) {
+        const int count = width / TILE * (height / TILE);
+        // Bytes of a tile are the same in any data order.
+        tiles_ = std::make_unique<const Picture>(depth, channels, TILE, TILE * count);
+        tileBytes_ = std::ptrdiff_t{TILE} * tiles_->stride();
+        image_ = header(depth, channels, width, height, dataOrder,
+                        zylCreateTileInfo(deliver, this, TILE, TILE));
+        return;
+    }
+    image_ = header(depth, channels, width, height, dataOrder, nullptr);
     if (image_ != nullptr) zylAllocateImage(image_, -1);
     if (image_ == nullptr || image_->imageData == nullptr) {
         std::fprintf(stderr, "no memory for a picture of %d x %d\n", width, height);
@@ -18,6 +37,13 @@ Picture::Picture(std::uint32_t depth, int channels, int width, int height, int d
     for (std::int32_t i = 0; i < image_->imageSize; ++i) {
         image_->imageData[i] = static_cast<unsigned char>(random() >> 8);
     }
+}
+
+void Picture::deliver(ZylImage *image, std::int32_t column, std::int32_t row, std::int32_t mode) {
+    const auto &picture = *static_cast<const Picture *>(image->tileInfo->id);
+    const std::ptrdiff_t tile = std::ptrdiff_t{row} * (image->width / TILE) + column;
+    image->tileInfo->tileData =
+        mode == ZYL_RELEASE_TILE ? nullptr : picture.tiles_->data() + tile * picture.tileBytes_;
 }
 
 const char *depthName(std::uint32_t depth) {

@@ -11,10 +11,14 @@
 
 namespace bench {
 
+// How the pixels lie: in memory as one, or in tiles of TILE x TILE one after another.
+enum class Layout { Memory, Tiles };
+constexpr int TILE = 256;
+
 class Picture {
   public:
     Picture(std::uint32_t depth, int channels, int width, int height,
-            int dataOrder = ZYL_DATA_ORDER_PIXEL);
+            int dataOrder = ZYL_DATA_ORDER_PIXEL, Layout layout = Layout::Memory);
     Picture(const Picture &) = delete;
     Picture &operator=(const Picture &) = delete;
     ~Picture() { zylDeallocate(image_, ZYL_DEALLOC_ALL); }
@@ -22,7 +26,7 @@ class Picture {
     // For a call of the library.
     operator ZylImage *() const { return image_; }
 
-    // For the calls of others.
+    // For the calls of others, of pictures in memory.
     std::uint8_t *data() const { return image_->imageData; }
     std::uint16_t *words() const { return reinterpret_cast<std::uint16_t *>(data()); }
     int width() const { return image_->width; }
@@ -32,15 +36,21 @@ class Picture {
     std::ptrdiff_t bytes() const { return image_->imageSize; }
 
   private:
+    static void ZYL_CALL deliver(ZylImage *image, std::int32_t column, std::int32_t row,
+                                 std::int32_t mode);
+
     ZylImage *image_;
+    std::unique_ptr<const Picture> tiles_; // one above the other
+    std::ptrdiff_t tileBytes_ = 0;
 };
 
 // Shared by the calls of a row.
 using PicturePointer = std::shared_ptr<const Picture>;
 using Pictures = std::vector<PicturePointer>;
 
-inline PicturePointer picture(std::uint32_t depth, int channels, int side) {
-    return std::make_shared<const Picture>(depth, channels, side, side);
+inline PicturePointer picture(std::uint32_t depth, int channels, int side, Layout layout) {
+    return std::make_shared<const Picture>(depth, channels, side, side, ZYL_DATA_ORDER_PIXEL,
+                                           layout);
 }
 
 // "8u", "16s" ...

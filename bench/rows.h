@@ -29,16 +29,18 @@ struct Row {
     std::ptrdiff_t written;
 
     // Makes the pictures and the call, when the row's turn comes.
-    std::function<Contest()> prepare;
+    std::function<Contest(Layout)> prepare;
 
     // Clock cycles for each pixel that the arithmetic takes at least, where that is
     // more than memory does: counted beside the row, for vectors of 32 bytes and three
     // vector operations, two loads and one store a cycle.
     double cycles = 0;
+
+    bool takesTiles = true; // the operation works on tiled pictures
 };
 
-// 2048 for memory, 256 for the caches, 8 for the cost of a call.
-inline const std::vector<int> SIDES = {2048, 256, 8};
+// 2048 for memory, 512 and 256 for the caches, 8 for the cost of a call.
+inline const std::vector<int> SIDES = {2048, 512, 256, 8};
 
 // The rows of a family at one size.
 void addArithRows(std::vector<Row> &rows, int side);

@@ -1,11 +1,11 @@
 // One table of how long operations take, here, in other libraries, and for
 // copying memory.
 //
-//     versus [--side N] [--level NAME] [TEXT]...
+//     versus [--side N]... [--level NAME] [--alone] [TEXT]...
 //
 // gives the rows whose "operation depth side" holds every TEXT; --side takes pictures
 // of N x N pixels instead of the usual sizes, --level a lower level of instructions
-// than the processor has: baseline, avx2.
+// than the processor has: baseline, avx2; --alone leaves other libraries out.
 //
 // "copy" is the time of memcpy() moving the same traffic: as many bytes read and
 // written, added up, as the operation reads and writes at least. An operation
@@ -17,6 +17,11 @@
 // "limit" is what a pixel takes at least: that copy, or the cycles that were counted
 // for the arithmetic beside the row (rows.h), of a length that is measured by a chain
 // of additions.
+//
+// "tiles" is the time with all pictures in tiles of 256 x 256 held against that in memory,
+// for pictures of several tiles.
+//
+// What the table says of calls, tiles and sizes stands behind it in a few lines each.
 //
 // All calls of a row take turns, each turn preceded by a call that is not timed,
 // and the least processor time of each counts, so that a noisy machine treats all alike.
@@ -125,8 +130,19 @@ void waitForClock() {
     }
 }
 
-void measure(const Row &row) {
-    const Contest contest = row.prepare();
+// What was measured, in nanoseconds.
+struct Result {
+    Row row;
+    double call, copy;
+    double tiled; // 0 where there are no tiles
+
+    double pixels() const { return double(row.side) * row.side; }
+    std::string name() const { return row.name + " " + depthName(row.depth); }
+};
+
+// Adds its result, unless the operation fails.
+void measure(const Row &row, bool alone, std::vector<Result> &results) {
+    const Contest contest = row.prepare(Layout::Memory);
     zylSetErrStatus(ZYL_StsOk);
     std::vector<Runner> runners;
     runners.emplace_back(contest.ours);
@@ -136,32 +152,102 @@ void measure(const Row &row) {
         return;
     }
     runners.emplace_back(copyOf(row));
-    const std::vector<Peer> peers = peersOf(row, contest.pictures);
+    const std::vector<Peer> peers = alone ? std::vector<Peer>() : peersOf(row, contest.pictures);
     for (const Peer &peer : peers) runners.emplace_back(peer.call);
     runners.emplace_back(waitForClock);
+    const bool tiles = row.takesTiles && row.side % TILE == 0 && row.side > TILE;
+    const Contest tiled = tiles ? row.prepare(Layout::Tiles) : Contest();
+    if (tiles) runners.emplace_back(tiled.ours);
 
     const Clock::time_point start = Clock::now();
     for (int turn = 0; turn < TURNS || Clock::now() - start < ROW_TIME; ++turn) {
         for (Runner &runner : runners) runner.turn();
     }
 
-    const double pixels = double(row.side) * row.side;
     const double ours = runners[0].best;
     const double copy = runners[1].best;
-    const double cycle = runners.back().best / CLOCK_CYCLES;
+    const double cycle = runners[peers.size() + 2].best / CLOCK_CYCLES;
+    const Result result = {row, ours, copy, tiles ? runners.back().best : 0};
+    const double pixels = result.pixels();
     const double limit = std::max(copy, row.cycles * pixels * cycle);
     std::printf("%-26s %-4s %5d %11.0f %9.4f %6.2f %9.4f %6.2f", row.name.c_str(),
                 depthName(row.depth), row.side, ours, ours / pixels, ours / copy, limit / pixels,
                 ours / limit);
+    if (tiles) {
+        std::printf(" %6.2f", result.tiled / ours);
+    } else {
+        std::printf(" %6s", "-");
+    }
     for (std::size_t i = 0; i < peers.size(); ++i) {
         const double theirs = runners[i + 2].best;
         std::printf("  %s %.4f (%.2f)", peers[i].name, theirs / pixels, ours / theirs);
     }
-    std::printf("\n");
+    std::puts("");
     std::fflush(stdout);
+    results.push_back(result);
 }
 
-// As the system tells it, to go with the table.
+// ---- what the table says ------------------------------------------------------------
+
+struct Finding {
+    std::string text;
+    double value;
+};
+
+// Those above a bound, the largest first.
+void tell(const char *title, std::vector<Finding> findings, double bound) {
+    if (findings.empty()) return;
+    const std::size_t all = findings.size();
+    findings.erase(std::remove_if(findings.begin(), findings.end(),
+                                  [bound](const Finding &f) { return f.value <= bound; }),
+                   findings.end());
+    std::sort(findings.begin(), findings.end(),
+              [](const Finding &a, const Finding &b) { return a.value > b.value; });
+    std::printf("\n%s: %zu of %zu above %g\n", title, findings.size(), all, bound);
+    for (const Finding &f : findings) std::printf("    %-40s %8.2f\n", f.text.c_str(), f.value);
+}
+
+// A call on few pixels.
+void tellCalls(const std::vector<Result> &results) {
+    constexpr double CALL = 100, TRANSFORM = 200;
+    std::vector<Finding> calls, transforms;
+    for (const Result &r : results) {
+        if (r.row.side != 8) continue;
+        const bool transform = r.row.name.find("-2d") != std::string::npos &&
+                               r.row.name.find("convolve") == std::string::npos;
+        (transform ? transforms : calls).push_back({r.name(), r.call});
+    }
+    tell("nanoseconds of a call on 8 x 8 pixels", calls, CALL);
+    tell("nanoseconds of a transform of 8 x 8 pixels", transforms, TRANSFORM);
+}
+
+void tellTiles(const std::vector<Result> &results) {
+    std::vector<Finding> tiles;
+    for (const Result &r : results) {
+        if (r.tiled == 0) continue;
+        tiles.push_back({r.name() + " " + std::to_string(r.row.side), r.tiled / r.call});
+    }
+    tell("tiles of 256 x 256 against memory", tiles, 1.25);
+}
+
+// How much a pixel costs more in larger pictures, held against what copying it does.
+void tellGrowth(const std::vector<Result> &results) {
+    std::vector<Finding> growth;
+    for (const Result &small : results) {
+        for (const Result &large : results) {
+            const bool larger = small.row.side >= 512 && large.row.side > small.row.side &&
+                                large.row.side % small.row.side == 0;
+            if (!larger || small.name() != large.name()) continue;
+            const double ours = large.call / large.pixels() / (small.call / small.pixels());
+            const double copy = large.copy / large.pixels() / (small.copy / small.pixels());
+            growth.push_back({small.name() + " " + std::to_string(small.row.side) + " to " +
+                                  std::to_string(large.row.side),
+                              ours / std::max(copy, 1.0)});
+        }
+    }
+    tell("growth of a pixel's cost, relative to that of copies", growth, 1.5);
+}
+
 void printMachine() {
     std::ifstream file("/proc/cpuinfo");
     std::string machine, line;
@@ -202,19 +288,22 @@ int main(int count, char **arguments) {
     zylRedirectError(zylStdErrReport);
     zylSetErrMode(ZYL_ErrModeParent);
 
-    std::vector<int> sides = SIDES;
+    std::vector<int> sides;
     std::vector<std::string> texts;
+    bool alone = false;
     for (int i = 1; i < count; ++i) {
         const std::string argument = arguments[i];
         const std::string value = i + 1 < count ? arguments[i + 1] : "";
         if (argument == "--side" && std::atoi(value.c_str()) > 0) {
-            sides = {std::atoi(value.c_str())};
+            sides.push_back(std::atoi(value.c_str()));
             ++i;
         } else if (argument == "--level" && takeLevel(value)) {
             ++i;
+        } else if (argument == "--alone") {
+            alone = true;
         } else if (argument.rfind("--", 0) == 0) {
-            std::fprintf(stderr, "usage: versus [--side N] [--level baseline|avx2|avx512] "
-                                 "[TEXT]...; the processor has to have the level\n");
+            std::fprintf(stderr, "usage: versus [--side N]... [--level baseline|avx2|avx512] "
+                                 "[--alone] [TEXT]...; the processor has to have the level\n");
             return 2;
         } else {
             texts.push_back(argument);
@@ -226,12 +315,17 @@ int main(int count, char **arguments) {
               "       up (memset() where nothing is read, a sum where no image is written)\n"
               "limit: nanoseconds per pixel that copying or counted cycles take at least\n"
               "times: our time / the limit\n"
+              "tiles: our time in tiles of 256 x 256 / that in memory\n"
               "peer:  its nanoseconds per pixel (our time / its time)\n"
               "The least of interleaved turns; one thread.\n");
-    std::printf("%-26s %-4s %5s %11s %9s %6s %9s %6s  %s\n", "operation", "", "side", "ns/call",
-                "ns/pixel", "copy", "limit", "times", "peers");
-    for (const Row &row : allRows(sides)) {
-        if (wanted(row, texts)) measure(row);
+    std::printf("%-26s %-4s %5s %11s %9s %6s %9s %6s %6s  %s\n", "operation", "", "side", "ns/call",
+                "ns/pixel", "copy", "limit", "times", "tiles", "peers");
+    std::vector<Result> results;
+    for (const Row &row : allRows(sides.empty() ? SIDES : sides)) {
+        if (wanted(row, texts)) measure(row, alone, results);
     }
+    tellCalls(results);
+    tellTiles(results);
+    tellGrowth(results);
     return 0;
 }

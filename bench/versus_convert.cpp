@@ -12,8 +12,9 @@ namespace bench {
 namespace {
 
 // A picture of this colour model, in red, green, blue order for "RGB".
-PicturePointer colourPicture(std::uint32_t depth, int channels, int side, const char *model) {
-    PicturePointer result = picture(depth, channels, side);
+PicturePointer colourPicture(std::uint32_t depth, int channels, int side, const char *model,
+                             Layout layout = Layout::Memory) {
+    PicturePointer result = picture(depth, channels, side, layout);
     ZylImage *image = *result;
     std::memcpy(image->colorModel, model, 4);
     std::memcpy(image->channelSeq, model, 4);
@@ -21,7 +22,7 @@ PicturePointer colourPicture(std::uint32_t depth, int channels, int side, const 
 }
 
 void addRow(std::vector<Row> &rows, const std::string &name, std::uint32_t depth, int side,
-            std::ptrdiff_t read, std::ptrdiff_t written, std::function<Contest()> prepare,
+            std::ptrdiff_t read, std::ptrdiff_t written, std::function<Contest(Layout)> prepare,
             double cycles = 0) {
     rows.push_back({name, depth, side, read, written, std::move(prepare), cycles});
 }
@@ -35,16 +36,17 @@ void addDepthRows(std::vector<Row> &rows, int side) {
                             Pair{ZYL_DEPTH_16S, ZYL_DEPTH_8U}, Pair{ZYL_DEPTH_32S, ZYL_DEPTH_8U},
                             Pair{ZYL_DEPTH_32S, ZYL_DEPTH_16S}, Pair{ZYL_DEPTH_8U, ZYL_DEPTH_1U}}) {
         addRow(rows, std::string("convert to ") + depthName(pair.to), pair.from, side,
-               pictureBytes(pair.from, 1, side), pictureBytes(pair.to, 1, side), [=] {
-                   const PicturePointer s = picture(pair.from, 1, side);
-                   const PicturePointer d = picture(pair.to, 1, side);
+               pictureBytes(pair.from, 1, side), pictureBytes(pair.to, 1, side),
+               [=](Layout layout) {
+                   const PicturePointer s = picture(pair.from, 1, side, layout);
+                   const PicturePointer d = picture(pair.to, 1, side, layout);
                    return Contest{[=] { zylConvert(*s, *d, 1, nullptr); }};
                });
     }
     addRow(rows, "bitonal-to-gray", ZYL_DEPTH_8U, side, pictureBytes(ZYL_DEPTH_1U, 1, side),
-           pictureBytes(ZYL_DEPTH_8U, 1, side), [=] {
-               const PicturePointer s = picture(ZYL_DEPTH_1U, 1, side);
-               const PicturePointer d = picture(ZYL_DEPTH_8U, 1, side);
+           pictureBytes(ZYL_DEPTH_8U, 1, side), [=](Layout layout) {
+               const PicturePointer s = picture(ZYL_DEPTH_1U, 1, side, layout);
+               const PicturePointer d = picture(ZYL_DEPTH_8U, 1, side, layout);
                return Contest{[=] { zylBitonalToGray(*s, *d, 0, 255, nullptr); }};
            });
 }
@@ -53,17 +55,19 @@ void addGrayRows(std::vector<Row> &rows, int side) {
     for (const int channels : {3, 4}) {
         for (const std::uint32_t depth : {ZYL_DEPTH_8U, ZYL_DEPTH_16U}) {
             addRow(rows, "color-to-gray of " + std::to_string(channels), depth, side,
-                   pictureBytes(depth, channels, side), pictureBytes(depth, 1, side), [=] {
-                       const PicturePointer s = colourPicture(depth, channels, side, "RGBA");
-                       const PicturePointer d = picture(depth, 1, side);
+                   pictureBytes(depth, channels, side), pictureBytes(depth, 1, side),
+                   [=](Layout layout) {
+                       const PicturePointer s =
+                           colourPicture(depth, channels, side, "RGBA", layout);
+                       const PicturePointer d = picture(depth, 1, side, layout);
                        return Contest{[=] { zylColorToGray(*s, *d, nullptr); }, {s, d}};
                    });
         }
     }
     addRow(rows, "gray-to-color", ZYL_DEPTH_8U, side, pictureBytes(ZYL_DEPTH_8U, 1, side),
-           pictureBytes(ZYL_DEPTH_8U, 3, side), [=] {
-               const PicturePointer s = picture(ZYL_DEPTH_8U, 1, side);
-               const PicturePointer d = colourPicture(ZYL_DEPTH_8U, 3, side, "RGB");
+           pictureBytes(ZYL_DEPTH_8U, 3, side), [=](Layout layout) {
+               const PicturePointer s = picture(ZYL_DEPTH_8U, 1, side, layout);
+               const PicturePointer d = colourPicture(ZYL_DEPTH_8U, 3, side, "RGB", layout);
                return Contest{[=] { zylGrayToColor(*s, *d, 1, 1, 1, nullptr); }};
            });
 }
@@ -84,9 +88,9 @@ void addModelRows(std::vector<Row> &rows, int side) {
             const std::ptrdiff_t bytes = pictureBytes(depth, 3, side);
             addRow(
                 rows, model.name, depth, side, bytes, bytes,
-                [=] {
-                    const PicturePointer s = colourPicture(depth, 3, side, model.from);
-                    const PicturePointer d = colourPicture(depth, 3, side, model.from);
+                [=](Layout layout) {
+                    const PicturePointer s = colourPicture(depth, 3, side, model.from, layout);
+                    const PicturePointer d = colourPicture(depth, 3, side, model.from, layout);
                     return Contest{[=] { model.call(*s, *d, nullptr); }};
                 },
                 depth == ZYL_DEPTH_8U ? 0 : model.deepCycles);
@@ -101,9 +105,9 @@ void addTwistRows(std::vector<Row> &rows, int side) {
             const std::ptrdiff_t bytes = pictureBytes(ZYL_DEPTH_8U, channels, side);
             const std::string name = std::string("color-twist") + (scale == 30 ? " fine" : "") +
                                      " of " + std::to_string(channels);
-            addRow(rows, name, ZYL_DEPTH_8U, side, bytes, bytes, [=] {
-                const PicturePointer s = picture(ZYL_DEPTH_8U, channels, side);
-                const PicturePointer d = picture(ZYL_DEPTH_8U, channels, side);
+            addRow(rows, name, ZYL_DEPTH_8U, side, bytes, bytes, [=](Layout layout) {
+                const PicturePointer s = picture(ZYL_DEPTH_8U, channels, side, layout);
+                const PicturePointer d = picture(ZYL_DEPTH_8U, channels, side, layout);
                 const std::int32_t one = 1 << scale;
                 const std::int32_t data[16] = {one / 2, one / 3, one / 6, 0, one / 4, one / 2,
                                                one / 4, 5,       one / 9, 3, one,     -one};
@@ -131,10 +135,12 @@ void addDitherRows(std::vector<Row> &rows, int side) {
             addRow(
                 rows, name, ZYL_DEPTH_16U, side, pictureBytes(ZYL_DEPTH_16U, channels, side),
                 pictureBytes(ZYL_DEPTH_8U, channels, side),
-                [=] {
+                [=](Layout layout) {
                     const char *model = channels == 1 ? "GRAY" : "RGB";
-                    const PicturePointer s = colourPicture(ZYL_DEPTH_16U, channels, side, model);
-                    const PicturePointer d = colourPicture(ZYL_DEPTH_8U, channels, side, model);
+                    const PicturePointer s =
+                        colourPicture(ZYL_DEPTH_16U, channels, side, model, layout);
+                    const PicturePointer d =
+                        colourPicture(ZYL_DEPTH_8U, channels, side, model, layout);
                     return Contest{[=] { zylReduceBits(*s, *d, 0, type, 3, nullptr); }};
                 },
                 channels * ditherCycles(type));
@@ -156,6 +162,30 @@ PicturePointer photograph(int side) {
     return result;
 }
 
+ZylBitmapInfoHeader bitmapHeader(int side, int bits) {
+    ZylBitmapInfoHeader header{};
+    header.biSize = sizeof header;
+    header.biWidth = side;
+    header.biHeight = side;
+    header.biPlanes = 1;
+    header.biBitCount = static_cast<std::uint16_t>(bits);
+    return header;
+}
+
+std::ptrdiff_t bitmapBytes(int side, int bits) {
+    return (std::ptrdiff_t{side} * bits + 31) / 32 * 4 * side;
+}
+
+// A bitmap, with room for the largest table.
+using BitmapPointer = std::shared_ptr<std::vector<std::uint8_t>>;
+BitmapPointer bitmapOf(int side, int bits) {
+    const ZylBitmapInfoHeader header = bitmapHeader(side, bits);
+    auto bitmap = std::make_shared<std::vector<std::uint8_t>>(
+        sizeof header + 1024 + static_cast<std::size_t>(bitmapBytes(side, bits)));
+    std::memcpy(bitmap->data(), &header, sizeof header);
+    return bitmap;
+}
+
 // 24 bits: 12 operations on 8 pixels. Fewer: where the pixel is among the colours takes 14
 // operations on 8 pixels and four loads, for the median cut counting three more and a
 // store, before that a load and an addition; finding nearest entries and cutting boxes are
@@ -169,26 +199,37 @@ void addBitmapRows(std::vector<Row> &rows, int side) {
     for (const Kind kind :
          {Kind{"to-bitmap 24", 24, 0, 0.5}, Kind{"to-bitmap 8, fixed", 8, 1, 2.6},
           Kind{"to-bitmap 8, median cut", 8, 2, 4.6}, Kind{"to-bitmap 4, median cut", 4, 2, 4.6}}) {
-        const std::ptrdiff_t stride = (std::ptrdiff_t{side} * kind.bits + 31) / 32 * 4;
-        addRow(
-            rows, kind.name, ZYL_DEPTH_8U, side, pictureBytes(ZYL_DEPTH_8U, 3, side), stride * side,
-            [=] {
-                const PicturePointer s = photograph(side);
-                ZylBitmapInfoHeader header{};
-                header.biSize = sizeof header;
-                header.biWidth = side;
-                header.biHeight = side;
-                header.biPlanes = 1;
-                header.biBitCount = static_cast<std::uint16_t>(kind.bits);
-                const auto block = std::make_shared<std::vector<std::uint8_t>>(
-                    sizeof header + 1024 + static_cast<std::size_t>(stride * side));
-                return Contest{[=] {
-                    std::memcpy(block->data(), &header, sizeof header);
-                    zylConvertToDIB(*s, block->data(), 1, kind.palette);
-                }};
-            },
-            kind.cycles);
+        const auto prepare = [=](Layout) {
+            const PicturePointer s = photograph(side);
+            const BitmapPointer bitmap = bitmapOf(side, kind.bits);
+            const ZylBitmapInfoHeader header = bitmapHeader(side, kind.bits);
+            return Contest{[=] {
+                std::memcpy(bitmap->data(), &header, sizeof header); // the call changes it
+                zylConvertToDIB(*s, bitmap->data(), 1, kind.palette);
+            }};
+        };
+        rows.push_back({kind.name, ZYL_DEPTH_8U, side, pictureBytes(ZYL_DEPTH_8U, 3, side),
+                        bitmapBytes(side, kind.bits), prepare, kind.cycles, false});
     }
+    const std::ptrdiff_t bytes = bitmapBytes(side, 24);
+    const auto from = [=](Layout) {
+        const PicturePointer d = colourPicture(ZYL_DEPTH_8U, 3, side, "BGR");
+        const BitmapPointer bitmap = bitmapOf(side, 24);
+        return Contest{[=] { zylConvertFromDIB(bitmap->data(), *d); }};
+    };
+    rows.push_back({"from-bitmap 24", ZYL_DEPTH_8U, side, bytes,
+                    pictureBytes(ZYL_DEPTH_8U, 3, side), from, 0, false});
+    // Of 16 bits, whose pixels cannot be used as they are.
+    const auto translate = [=](Layout) {
+        const BitmapPointer bitmap = bitmapOf(side, 16);
+        return Contest{[=] {
+            std::int32_t cloned = 0;
+            ZylImage *image = zylTranslateDIB(bitmap->data(), &cloned);
+            zylDeallocate(image, ZYL_DEALLOC_HEADER | ZYL_DEALLOC_DATA);
+        }};
+    };
+    rows.push_back({"translate-bitmap 16", ZYL_DEPTH_8U, side, bitmapBytes(side, 16),
+                    pictureBytes(ZYL_DEPTH_8U, 3, side), translate, 0, false});
 }
 
 } // namespace

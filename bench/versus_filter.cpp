@@ -104,42 +104,14 @@ std::vector<NamedFilter> filters() {
         {"median-filter 63x63", box(zylMedianFilter, 63), {11, 7 * 3.9 + 4 * 3.9 + 9, 0.4}},
         {"erode", [](ZylImage *s, ZylImage *d) { zylErode(s, d, 1, nullptr); },
          operations(4, 4, 10), true},
+        {"dilate", [](ZylImage *s, ZylImage *d) { zylDilate(s, d, 1, nullptr); },
+         operations(4, 4, 10), true},
         {"open", [](ZylImage *s, ZylImage *d) { zylOpen(s, d, 1, nullptr); }, operations(8, 8, 20),
          true},
+        {"close", [](ZylImage *s, ZylImage *d) { zylClose(s, d, 1, nullptr); },
+         operations(8, 8, 20), true},
     };
 }
-
-// A picture cut into tiles that stand one after another in memory.
-class Tiles {
-  public:
-    Tiles(std::uint32_t depth, int side, int tile)
-        : pixels_(depth, 1, tile, side / tile * side),
-          info_(zylCreateTileInfo(deliver, this, tile, tile)), tile_(tile), columns_(side / tile) {
-        image_ =
-            zylCreateImageHeader(1, 0, depth, "GRAY", "G   ", ZYL_DATA_ORDER_PIXEL, ZYL_ORIGIN_TL,
-                                 ZYL_ALIGN_4, side, side, nullptr, nullptr, info_);
-    }
-    Tiles(const Tiles &) = delete;
-    Tiles &operator=(const Tiles &) = delete;
-    ~Tiles() { zylDeallocate(image_, ZYL_DEALLOC_ALL); }
-    operator ZylImage *() const { return image_; }
-
-  private:
-    static void ZYL_CALL deliver(ZylImage *image, std::int32_t column, std::int32_t row,
-                                 std::int32_t mode) {
-        const Tiles &tiles = *static_cast<const Tiles *>(image->tileInfo->id);
-        const std::ptrdiff_t top = std::ptrdiff_t{row} * tiles.columns_ + column;
-        image->tileInfo->tileData =
-            mode == ZYL_RELEASE_TILE
-                ? nullptr
-                : tiles.pixels_.data() + top * tiles.tile_ * tiles.pixels_.stride();
-    }
-
-    Picture pixels_;
-    ZylTileInfo *info_;
-    ZylImage *image_ = nullptr;
-    int tile_, columns_;
-};
 
 } // namespace
 
@@ -151,23 +123,13 @@ void addFilterRows(std::vector<Row> &rows, int side) {
             const double cycles = depth == ZYL_DEPTH_1U   ? filter.cycles.bits
                                   : depth == ZYL_DEPTH_8U ? filter.cycles.bytes
                                                           : filter.cycles.words;
-            const auto prepare = [=] {
-                const PicturePointer s = picture(depth, 1, side);
-                const PicturePointer d = picture(depth, 1, side);
+            const auto prepare = [=](Layout layout) {
+                const PicturePointer s = picture(depth, 1, side, layout);
+                const PicturePointer d = picture(depth, 1, side, layout);
                 return Contest{[=] { filter.call(*s, *d); }, {s, d}};
             };
             rows.push_back({filter.name, depth, side, bytes, bytes, prepare, cycles});
         }
-        constexpr int TILE = 256;
-        if (side % TILE != 0 || side == TILE) continue;
-        const std::ptrdiff_t bytes = pictureBytes(ZYL_DEPTH_8U, 1, side);
-        const auto prepare = [=] {
-            const auto s = std::make_shared<const Tiles>(ZYL_DEPTH_8U, side, TILE);
-            const auto d = std::make_shared<const Tiles>(ZYL_DEPTH_8U, side, TILE);
-            return Contest{[=] { filter.call(*s, *d); }};
-        };
-        rows.push_back({filter.name + " tiles", ZYL_DEPTH_8U, side, bytes, bytes, prepare,
-                        filter.cycles.bytes});
     }
 }
 

@@ -24,9 +24,10 @@ void addRow(std::vector<Row> &rows, const Subject &subject) {
     rows.push_back({subject.name, subject.depth, subject.side,
                     pictureBytes(subject.depth, 1, subject.sourceSide),
                     pictureBytes(subject.depth, 1, subject.side),
-                    [=] {
-                        const PicturePointer s = picture(subject.depth, 1, subject.sourceSide);
-                        const PicturePointer d = picture(subject.depth, 1, subject.side);
+                    [=](Layout layout) {
+                        const PicturePointer s =
+                            picture(subject.depth, 1, subject.sourceSide, layout);
+                        const PicturePointer d = picture(subject.depth, 1, subject.side, layout);
                         return Contest{[=] { subject.operation(*s, *d); }, {s, d}};
                     },
                     subject.cycles});

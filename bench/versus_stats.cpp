@@ -10,7 +10,7 @@ namespace {
 
 // A row of an operation that reads `sources` pictures and writes `targets`.
 void addRow(std::vector<Row> &rows, const std::string &name, std::uint32_t depth, int channels,
-            int side, int sources, int targets, std::function<Contest()> prepare,
+            int side, int sources, int targets, std::function<Contest(Layout)> prepare,
             double cycles = 0) {
     const std::ptrdiff_t bytes = pictureBytes(depth, channels, side);
     rows.push_back(
@@ -47,27 +47,37 @@ void addHistogram(std::vector<Row> &rows, std::uint32_t depth, int channels, int
     if (channels > 1) suffix.append(" ").append(std::to_string(channels)).append("ch");
     addRow(
         rows, "compute-histo" + suffix, depth, channels, side, 1, 0,
-        [=] {
-            const PicturePointer s = picture(depth, channels, side);
+        [=](Layout layout) {
+            const PicturePointer s = picture(depth, channels, side, layout);
             const auto lut = std::make_shared<Lut>(depth);
             return Contest{[=] { zylComputeHisto(*s, lut->pointers, nullptr); }, {s}};
         },
         channels);
     addRow(
         rows, "contrast-stretch" + suffix, depth, channels, side, 1, 1,
-        [=] {
-            const PicturePointer s = picture(depth, channels, side);
-            const PicturePointer d = picture(depth, channels, side);
+        [=](Layout layout) {
+            const PicturePointer s = picture(depth, channels, side, layout);
+            const PicturePointer d = picture(depth, channels, side, layout);
             const auto lut = std::make_shared<Lut>(depth);
             return Contest{[=] { zylContrastStretch(*s, *d, lut->pointers, nullptr); }, {s, d}};
         },
         lookUpCycles(depth, channels));
+    // It counts first, and then looks up what it made of the counts.
+    addRow(
+        rows, "histo-equalize" + suffix, depth, channels, side, 2, 1,
+        [=](Layout layout) {
+            const PicturePointer s = picture(depth, channels, side, layout);
+            const PicturePointer d = picture(depth, channels, side, layout);
+            const auto lut = std::make_shared<Lut>(depth);
+            return Contest{[=] { zylHistoEqualize(*s, *d, lut->pointers, nullptr); }, {s, d}};
+        },
+        channels + lookUpCycles(depth, channels));
 }
 
 void addPointRows(std::vector<Row> &rows, std::uint32_t depth, int side) {
-    addRow(rows, "threshold", depth, 1, side, 1, 1, [=] {
-        const PicturePointer s = picture(depth, 1, side);
-        const PicturePointer d = picture(depth, 1, side);
+    addRow(rows, "threshold", depth, 1, side, 1, 1, [=](Layout layout) {
+        const PicturePointer s = picture(depth, 1, side, layout);
+        const PicturePointer d = picture(depth, 1, side, layout);
         return Contest{[=] { zylThreshold(*s, *d, 100, nullptr); }};
     });
     const struct {
@@ -75,35 +85,35 @@ void addPointRows(std::vector<Row> &rows, std::uint32_t depth, int side) {
         std::int32_t type;
     } norms[] = {{"norm c", ZYL_NORM_C}, {"norm l1", ZYL_NORM_L1}, {"norm l2", ZYL_NORM_L2}};
     for (const auto &norm : norms) {
-        addRow(rows, norm.name, depth, 1, side, 2, 0, [=, type = norm.type] {
-            const PicturePointer a = picture(depth, 1, side);
-            const PicturePointer b = picture(depth, 1, side);
+        addRow(rows, norm.name, depth, 1, side, 2, 0, [=, type = norm.type](Layout layout) {
+            const PicturePointer a = picture(depth, 1, side, layout);
+            const PicturePointer b = picture(depth, 1, side, layout);
             return Contest{[=] { zylNorm(*a, *b, type); }};
         });
     }
 }
 
-PicturePointer alphaPicture(std::uint32_t depth, int side, int order) {
-    auto p = std::make_shared<const Picture>(depth, 4, side, side, order);
+PicturePointer alphaPicture(std::uint32_t depth, int side, int order, Layout layout) {
+    auto p = std::make_shared<const Picture>(depth, 4, side, side, order, layout);
     static_cast<ZylImage *>(*p)->alphaChannel = 4;
     return p;
 }
 
 void addScaledProducts(std::vector<Row> &rows, std::uint32_t depth, int side) {
     constexpr int order = ZYL_DATA_ORDER_PIXEL;
-    addRow(rows, "multiply-scale 4ch", depth, 4, side, 2, 1, [=] {
-        const PicturePointer a = alphaPicture(depth, side, order);
-        const PicturePointer b = alphaPicture(depth, side, order);
-        const PicturePointer d = alphaPicture(depth, side, order);
+    addRow(rows, "multiply-scale 4ch", depth, 4, side, 2, 1, [=](Layout layout) {
+        const PicturePointer a = alphaPicture(depth, side, order, layout);
+        const PicturePointer b = alphaPicture(depth, side, order, layout);
+        const PicturePointer d = alphaPicture(depth, side, order, layout);
         return Contest{[=] { zylMultiplyScale(*a, *b, *d, nullptr); }, {a, b, d}};
     });
-    addRow(rows, "multiply-s-scale 4ch", depth, 4, side, 1, 1, [=] {
-        const PicturePointer s = alphaPicture(depth, side, order);
-        const PicturePointer d = alphaPicture(depth, side, order);
+    addRow(rows, "multiply-s-scale 4ch", depth, 4, side, 1, 1, [=](Layout layout) {
+        const PicturePointer s = alphaPicture(depth, side, order, layout);
+        const PicturePointer d = alphaPicture(depth, side, order, layout);
         return Contest{[=] { zylMultiplySScale(*s, *d, 200, nullptr); }, {s, d}};
     });
-    addRow(rows, "pre-multiply-alpha", depth, 4, side, 1, 1, [=] {
-        const PicturePointer d = alphaPicture(depth, side, order);
+    addRow(rows, "pre-multiply-alpha", depth, 4, side, 1, 1, [=](Layout layout) {
+        const PicturePointer d = alphaPicture(depth, side, order, layout);
         return Contest{[=] { zylPreMultiplyAlpha(*d, -1, nullptr); }, {d, d}};
     });
 }
@@ -119,23 +129,36 @@ const NamedRule RULES[] = {{"over", ZYL_COMPOSITE_OVER}, {"in", ZYL_COMPOSITE_IN
 // Pre-multiplied pictures, onto the second source: what the peers do.
 void addCompositions(std::vector<Row> &rows, std::uint32_t depth, int side) {
     for (const NamedRule &rule : RULES) {
-        addRow(rows, std::string("alpha-composite ") + rule.name, depth, 4, side, 2, 1, [=] {
-            const PicturePointer a = alphaPicture(depth, side, ZYL_DATA_ORDER_PIXEL);
-            const PicturePointer d = alphaPicture(depth, side, ZYL_DATA_ORDER_PIXEL);
-            return Contest{[=] {
-                               zylAlphaComposite(*a, *d, *d, rule.rule, nullptr, nullptr, nullptr,
-                                                 1, 0, nullptr);
-                           },
-                           {a, d, d}};
-        });
-        addRow(rows, std::string("alpha-composite planes ") + rule.name, depth, 4, side, 2, 1, [=] {
-            const PicturePointer a = alphaPicture(depth, side, ZYL_DATA_ORDER_PLANE);
-            const PicturePointer d = alphaPicture(depth, side, ZYL_DATA_ORDER_PLANE);
-            return Contest{[=] {
-                zylAlphaComposite(*a, *d, *d, rule.rule, nullptr, nullptr, nullptr, 1, 0, nullptr);
-            }};
-        });
+        addRow(rows, std::string("alpha-composite ") + rule.name, depth, 4, side, 2, 1,
+               [=](Layout layout) {
+                   const PicturePointer a = alphaPicture(depth, side, ZYL_DATA_ORDER_PIXEL, layout);
+                   const PicturePointer d = alphaPicture(depth, side, ZYL_DATA_ORDER_PIXEL, layout);
+                   return Contest{[=] {
+                                      zylAlphaComposite(*a, *d, *d, rule.rule, nullptr, nullptr,
+                                                        nullptr, 1, 0, nullptr);
+                                  },
+                                  {a, d, d}};
+               });
+        addRow(rows, std::string("alpha-composite planes ") + rule.name, depth, 4, side, 2, 1,
+               [=](Layout layout) {
+                   const PicturePointer a = alphaPicture(depth, side, ZYL_DATA_ORDER_PLANE, layout);
+                   const PicturePointer d = alphaPicture(depth, side, ZYL_DATA_ORDER_PLANE, layout);
+                   return Contest{[=] {
+                       zylAlphaComposite(*a, *d, *d, rule.rule, nullptr, nullptr, nullptr, 1, 0,
+                                         nullptr);
+                   }};
+               });
     }
+}
+
+// Alpha of one value for all pixels.
+void addConstantAlpha(std::vector<Row> &rows, std::uint32_t depth, int side) {
+    addRow(rows, "alpha-composite-c over", depth, 3, side, 2, 1, [=](Layout layout) {
+        const PicturePointer a = picture(depth, 3, side, layout);
+        const PicturePointer d = picture(depth, 3, side, layout);
+        return Contest{
+            [=] { zylAlphaCompositeC(*a, *d, *d, ZYL_COMPOSITE_OVER, 128, 128, 1, 0, nullptr); }};
+    });
 }
 
 } // namespace
@@ -145,6 +168,7 @@ void addStatsRows(std::vector<Row> &rows, int side) {
         for (const int channels : {1, 3}) addHistogram(rows, depth, channels, side);
         addScaledProducts(rows, depth, side);
         addCompositions(rows, depth, side);
+        addConstantAlpha(rows, depth, side);
     }
     for (const std::uint32_t depth :
          {ZYL_DEPTH_8U, ZYL_DEPTH_8S, ZYL_DEPTH_16U, ZYL_DEPTH_16S, ZYL_DEPTH_32S}) {
