@@ -125,6 +125,9 @@
  * Callbacks are called in the thread of the call. A tile callback may call the
  * library for other images.
  *
+ * On Windows, load zylqx.dll before the threads start that call it: the first call of
+ * an older thread ends the process. The static library has no such rule.
+ *
  * Examples are lines of C with images a, b, src and dst of the kind that the function
  * takes.
  */
