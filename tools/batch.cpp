@@ -20,14 +20,16 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The files that a pattern names, in the order of their names.
+// The files that a pattern names, in the order of their names. Folders, devices and pipes
+// that it fits are none of them.
 std::vector<std::string> filesOf(const std::string &pattern) {
     std::error_code error;
     if (fs::exists(pattern, error)) return {pattern};
     glob_t found{};
     const int code = glob(pattern.c_str(), 0, nullptr, &found);
     std::vector<std::string> files;
-    if (code == 0) files.assign(found.gl_pathv, found.gl_pathv + found.gl_pathc);
+    for (std::size_t i = 0; code == 0 && i < found.gl_pathc; ++i)
+        if (fs::is_regular_file(found.gl_pathv[i], error)) files.emplace_back(found.gl_pathv[i]);
     globfree(&found);
     if (files.empty()) throw Failure(pattern + ": there is no such file or operation");
     return files;

@@ -377,6 +377,13 @@ class Everyday(Zyl):
                   self.path("{name}.pgm"))
         with open(self.path("a.pgm"), "rb") as file:
             self.assertEqual(file.read()[-3:], bytes((3, 2, 1)))
+        # What a pattern fits beside files would be waited for.
+        os.mkfifo(self.path("pipe.png"))
+        os.mkdir(self.path("folder.png"))
+        os.unlink(self.path("a.pgm"))
+        self.good("batch", self.path("*.png"), "flop", "--to", self.path("{name}.pgm"))
+        self.assertEqual(sorted(os.listdir(self.folder.name)),
+                         ["a.pgm", "a.png", "folder.png", "pipe.png"])
         self.bad(2, "did you mean 'gray'?", "batch", self.path("a.png"), "grayscale", "--to",
                  self.path("{name}.pgm"))
 
