@@ -141,6 +141,8 @@ class RectReader {
                        std::int64_t row);
     void copyFrom(const ZylImage &source, BorderRun columns, BorderRun rows, std::int64_t left,
                   std::int64_t top, std::int64_t column, std::int64_t row);
+    bool copyStraight(const ZylImage &source, int channel, const BorderRun &columns,
+                      const BorderRun &rows, unsigned char *to, std::int64_t column) const;
     void copyWithin(const BorderRun &columns, const BorderRun &rows, std::int64_t column,
                     std::int64_t row);
     void fill(const BorderRun &columns, std::int64_t rowCount, std::int64_t column,
@@ -280,13 +282,35 @@ void RectReader::copyFrom(const ZylImage &source, BorderRun columns, BorderRun r
                           std::int64_t left, std::int64_t top, std::int64_t column,
                           std::int64_t row) {
     columns.position -= left;
+    rows.position -= top;
     for (int p = 0; p < planesOf(image_, channel_); ++p) {
         const int channel = planesOf(image_, channel_) > 1 ? p + 1 : channel_;
+        if (copyStraight(source, channel, columns, rows, plane(row, p), column)) continue;
         for (std::int64_t i = 0; i < rows.count; ++i) {
-            copyRun(source, channel, rows.position - top + i * rows.step, columns,
-                    plane(row + i, p), column);
+            copyRun(source, channel, rows.position + i * rows.step, columns, plane(row + i, p),
+                    column);
         }
     }
+}
+
+// Items that stand side by side, in the image as in the rectangle.
+bool RectReader::copyStraight(const ZylImage &source, int channel, const BorderRun &columns,
+                              const BorderRun &rows, unsigned char *to, std::int64_t column) const {
+    const Item item = itemOf(source, channel);
+    if (item.bytes == 0 || item.bytes != item.step || columns.step != 1) return false;
+    const unsigned char *from =
+        sampleAt(source, columns.position, rows.position, std::max(channel, 1));
+    const std::ptrdiff_t step = static_cast<std::ptrdiff_t>(rows.step) * source.widthStep;
+    std::int64_t bytes = columns.count * item.bytes, count = rows.count;
+    to += column * item.bytes;
+    if (bytes == step && bytes == rows_.stride) {
+        bytes *= count;
+        count = 1;
+    }
+    for (std::int64_t i = 0; i < count; ++i) {
+        std::memcpy(to + i * rows_.stride, from + i * step, static_cast<std::size_t>(bytes));
+    }
+    return true;
 }
 
 // From another place of the rectangle itself.

@@ -76,7 +76,8 @@ struct Extent {
 class ZoomAxis {
   public:
     ZoomAxis(const Extent &extent, std::int32_t upper, std::int32_t lower)
-        : extent_(extent), factor_(static_cast<double>(lower) / upper) {}
+        : extent_(extent), factor_(static_cast<double>(lower) / upper),
+          step_(indexOf(factor_ * ONE)) {}
 
     // As many result columns as there are places for and as lie inside the region.
     std::int32_t count(std::int32_t places) const {
@@ -91,9 +92,8 @@ class ZoomAxis {
 
     // Positions count from the exact one of `first`, the first column of a tile.
     std::int32_t nearest(std::int32_t first, std::int32_t i) const {
-        constexpr double ONE = 1 << 14;
         const std::int64_t start = indexOf(first * factor_ * ONE);
-        const std::int64_t column = (start + (i - first) * indexOf(factor_ * ONE)) >> 14;
+        const std::int64_t column = (start + (i - first) * step_) >> 14;
         return extent_.begin +
                static_cast<std::int32_t>(std::min<std::int64_t>(column, extent_.length - 1));
     }
@@ -136,8 +136,11 @@ class ZoomAxis {
         return {{column, column + 1, 0, 0}, {static_cast<Weight>(t)}, t == 0};
     }
 
+    static constexpr double ONE = 1 << 14;
+
     Extent extent_;
-    double factor_; // source columns per result column
+    double factor_;     // source columns per result column
+    std::int64_t step_; // the same in 14 bits
 };
 
 // Decimation by upper / lower <= 1.

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <type_traits>
 
 #include "core/memory.h"
 #include "core/walk_destination.h"
@@ -20,39 +21,40 @@ namespace zylqx {
 constexpr std::ptrdiff_t STRIP_BYTES = 32768;
 constexpr std::int32_t LEAST_STRIP = 16;
 
-// Coordinates of a source that are needed: from the least to the greatest of
-// those that were added.
-class Needed {
-  public:
-    void add(std::int32_t coordinate) {
-        least_ = std::min(least_, coordinate);
-        most_ = std::max(most_, coordinate);
+// The coordinates of a source that `count` results from `first` on are made from. They
+// never decrease, but that a result which is a sample unchanged does without its
+// neighbours: the outermost ones belong to one of the last or first few results.
+template <class TapsOf>
+void neededFrom(std::int32_t first, std::int32_t count, int taps, TapsOf tapsOf,
+                std::int32_t &begin, std::int32_t &length) {
+    constexpr std::int32_t FEW = 4;
+    std::int32_t least = INT32_MAX, most = INT32_MIN;
+    for (std::int32_t i = 0; i < count; ++i) {
+        if (i == FEW && count > 2 * FEW) i = count - FEW;
+        const auto at = tapsOf(first + i);
+        least = std::min(least, at.index[0]);
+        most = std::max(most, at.index[taps - 1]);
     }
-    std::int32_t begin() const { return least_; }
-    std::int32_t count() const { return most_ - least_ + 1; }
-
-  private:
-    std::int32_t least_ = INT32_MAX, most_ = INT32_MIN;
-};
+    begin = least;
+    length = most - least + 1;
+}
 
 // The rectangle of the source that a part of the block is made from.
-template <class ColumnOf, class RowOf>
-Area neededNearest(const PartOfBlock &part, ColumnOf columnOf, RowOf rowOf) {
-    Needed columns, rows;
-    for (std::int32_t i = 0; i < part.width; ++i) columns.add(columnOf(part.dx + i));
-    for (std::int32_t j = 0; j < part.height; ++j) rows.add(rowOf(part.dy + j));
-    return {columns.begin(), rows.begin(), columns.count(), rows.count(), 0};
-}
 template <class ColumnTaps, class RowTaps>
 Area neededBetween(const PartOfBlock &part, int taps, ColumnTaps columnTaps, RowTaps rowTaps) {
-    Needed columns, rows;
-    auto add = [taps](Needed &needed, const std::int32_t *index) {
-        needed.add(index[0]);
-        needed.add(index[taps - 1]);
+    Area area = {};
+    neededFrom(part.dx, part.width, taps, columnTaps, area.x, area.width);
+    neededFrom(part.dy, part.height, taps, rowTaps, area.y, area.height);
+    return area;
+}
+template <class ColumnOf, class RowOf>
+Area neededNearest(const PartOfBlock &part, ColumnOf columnOf, RowOf rowOf) {
+    struct Single {
+        std::int32_t index[1];
     };
-    for (std::int32_t i = 0; i < part.width; ++i) add(columns, columnTaps(part.dx + i).index);
-    for (std::int32_t j = 0; j < part.height; ++j) add(rows, rowTaps(part.dy + j).index);
-    return {columns.begin(), rows.begin(), columns.count(), rows.count(), 0};
+    return neededBetween(
+        part, 1, [&](std::int32_t i) { return Single{{columnOf(i)}}; },
+        [&](std::int32_t j) { return Single{{rowOf(j)}}; });
 }
 
 // One piece by nearest neighbour. columnOf and rowOf give the column and row of
@@ -97,9 +99,10 @@ bool resampleNearest(const SourceRect &source, const DstPiece &piece, const Chan
 // One piece by interpolation. columnTaps and rowTaps give the samples and weights
 // for a column and a row of the block. Rows of intermediate values are kept: the
 // taps of a row are at most as many neighbours as there are places.
-template <class Weight, class ColumnTaps, class RowTaps>
+template <class ColumnTaps, class RowTaps>
 bool resampleBetween(const SourceRect &source, const DstPiece &piece, const ChannelPairs &pairs,
                      const Combination &kernels, ColumnTaps columnTaps, RowTaps rowTaps) {
+    using Weight = std::remove_extent_t<decltype(columnTaps(0).weight)>;
     const std::int32_t width = piece.area.width;
     const std::int64_t n = std::int64_t{width} * pairs.count;
     const std::int64_t bytes = sampleBytes(piece.image.depth);
@@ -201,13 +204,16 @@ class Resampling {
         if (interpolation == ZYL_INTER_NN) return nearest();
         const std::ptrdiff_t bytes = sampleBytes(src_.depth);
         if (interpolation == ZYL_INTER_LINEAR) {
-            return between(Axis::combination(LINEAR, bytes), &Axis::linear);
+            return between(Axis::combination(LINEAR, bytes),
+                           [](const Axis &axis, std::int32_t i) { return axis.linear(i); });
         }
-        between(Axis::combination(CUBIC, bytes), &Axis::cubic);
+        between(Axis::combination(CUBIC, bytes),
+                [](const Axis &axis, std::int32_t i) { return axis.cubic(i); });
     }
 
-    template <class Weight>
-    void between(const Combination &kernels, Taps<Weight> (Axis::*taps)(std::int32_t) const) const;
+    // tapsOf(axis, i) gives the samples and weights for column or row i of the block.
+    template <class TapsOf>
+    void between(const Combination &kernels, TapsOf tapsOf) const;
 
   private:
     Resampling(const Call &call, ZylImage &src, ZylImage &dst, const Area &from,
@@ -249,18 +255,17 @@ void Resampling<Axis>::nearest() const {
 }
 
 template <class Axis>
-template <class Weight>
-void Resampling<Axis>::between(const Combination &kernels,
-                               Taps<Weight> (Axis::*taps)(std::int32_t) const) const {
+template <class TapsOf>
+void Resampling<Axis>::between(const Combination &kernels, TapsOf tapsOf) const {
     const ChannelPairs pairs = pairChannels(src_, dst_);
-    auto column = [&](std::int32_t i) { return (columns_.*taps)(i); };
-    auto row = [&](std::int32_t j) { return (rows_.*taps)(j); };
+    auto column = [&](std::int32_t i) { return tapsOf(columns_, i); };
+    auto row = [&](std::int32_t j) { return tapsOf(rows_, j); };
     auto needed = [&](const PartOfBlock &part) {
         return neededBetween(part, kernels.taps, column, row);
     };
     auto process = [&](const SourceRect &source, const DstPiece &piece) {
         return forEachStrip(piece, pairs, kernels, [&](const DstPiece &strip) {
-            return resampleBetween<Weight>(source, strip, pairs, kernels, column, row);
+            return resampleBetween(source, strip, pairs, kernels, column, row);
         });
     };
     walkDestination(call_, TRANSFER_REPORT, src_, dst_, block_, tile_.index(), needed, process);

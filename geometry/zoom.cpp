@@ -37,13 +37,15 @@ void zoomLinear(const Resampling<ZoomAxis> &zoom, const Factors &f, std::uint32_
     const bool exact = x * y != 0 && x * y <= std::int64_t{1} << (21 - depthBits(depth));
     const ResampleKernels &kernels = ZYLQX_KERNELS(resampleKernels);
     if (exact && depth == ZYL_DEPTH_8U && std::max(x, y) <= ZOOM_UNIT) {
-        return zoom.between({2, 2, sizeof(std::int16_t), kernels.zoomWhole},
-                            &ZoomAxis::linearWhole);
+        return zoom.between(
+            {2, 2, sizeof(std::int16_t), kernels.zoomWhole},
+            [](const ZoomAxis &axis, std::int32_t i) { return axis.linearWhole(i); });
     }
     if (exact) {
         const Combination single = {2, 1, sizeof(float),
                                     kernels.zoomExact[sizeIndex(sampleBytes(depth))]};
-        return zoom.between(single, &ZoomAxis::linearSingle);
+        return zoom.between(
+            single, [](const ZoomAxis &axis, std::int32_t i) { return axis.linearSingle(i); });
     }
     zoom.run(ZYL_INTER_LINEAR);
 }
