@@ -14,12 +14,11 @@ bool badLut(const Call &call, ZylLUT *const *lut, int k, std::int32_t histSize) 
                    "lut[k]->key[lut[k]->num-1] > histSize")) {
         return true;
     }
-    for (std::int32_t i = 0; i < lut[k]->num - 1; ++i) {
-        if (call.fails(lut[k]->key[i] > lut[k]->key[i + 1], "lut[k]->key[i] > lut[k]->key[i+1]")) {
-            return true;
-        }
-    }
-    return false;
+    // To the end in any case, many keys at a time.
+    const ZylLUT keys = *lut[k];
+    std::int32_t falls = 0;
+    for (std::int32_t i = 0; i < keys.num - 1; ++i) falls |= keys.key[i] > keys.key[i + 1];
+    return call.fails(falls != 0, "lut[k]->key[i] > lut[k]->key[i+1]");
 }
 
 } // namespace

@@ -46,18 +46,31 @@ inline bool takesPixels(const TilePiece &piece, const TableChannels &channels) {
 bool badLuts(const Call &call, ZylLUT *const *lut, const TableChannels &channels,
              std::int32_t histSize);
 
+// Whether every interval of a LUT is one value wide.
+inline bool hasSingleValues(const ZylLUT &lut) {
+    std::int32_t others = 0;
+    for (std::int32_t i = 0; i < lut.num - 1; ++i) others |= lut.key[i + 1] - lut.key[i] - 1;
+    return others == 0;
+}
+
 // What a LUT receives: the count of each of its intervals, of 32 bits. The counts
-// become sums, so that narrow intervals cost no loop of their own.
-template <class Count>
-void storeIntervals(Count *counts, const ZylLUT &lut) {
+// become sums, so that narrow intervals cost no loop of their own. The LUT is a copy, whose
+// fields stay in registers.
+inline void storeIntervals(std::uint32_t *counts, const ZylLUT lut) {
     const std::int32_t first = lut.key[0];
     const std::int32_t last = lut.key[lut.num - 1];
-    Count total = 0;
+    if (hasSingleValues(lut)) {
+        for (std::int32_t i = 0; i < lut.num - 1; ++i) {
+            lut.value[i] = static_cast<std::int32_t>(counts[first + i]);
+        }
+        return;
+    }
+    std::uint32_t total = 0;
     for (std::int32_t v = first; v < last; ++v) counts[v] = total += counts[v];
     std::uint32_t before = 0;
     for (std::int32_t i = 0; i < lut.num - 1; ++i) {
         const std::int32_t end = lut.key[i + 1];
-        const std::uint32_t sum = end > first ? static_cast<std::uint32_t>(counts[end - 1]) : 0;
+        const std::uint32_t sum = end > first ? counts[end - 1] : 0;
         lut.value[i] = static_cast<std::int32_t>(sum - before);
         before = sum;
     }

@@ -131,7 +131,7 @@ void stretch(const Call &call, ZylImage &src, ZylImage &dst, ZylLUT *const *lut,
 
 // A histogram rebuilt from the counts of intervals. Every interval is spread
 // evenly, but its last bin gets the remainder alone.
-void rebuildHistogram(const ZylLUT &lut, std::int32_t histSize, std::int64_t *histogram) {
+void rebuildHistogram(const ZylLUT &lut, std::int32_t histSize, std::int32_t *histogram) {
     std::fill(histogram, histogram + histSize, 0);
     std::int32_t cursor = lut.key[0];
     for (std::int32_t i = 1; i < lut.num; ++i) {
@@ -152,8 +152,8 @@ void rebuildHistogram(const ZylLUT &lut, std::int32_t histSize, std::int64_t *hi
 
 template <class T>
 struct Equalisation {
-    std::int64_t *histogram;
-    std::int64_t *output;
+    std::int32_t *histogram;
+    std::uint32_t *output; // modulo 2^32, as it is stored
     T *table;
 };
 
@@ -164,13 +164,17 @@ bool equalise(const Equalisation<T> &e, std::int32_t histSize) {
     std::int64_t total = 0;
     for (std::int32_t v = 0; v < histSize; ++v) total += e.histogram[v];
     if (total == 0) return false;
-    std::fill(e.output, e.output + histSize, 0);
+    std::fill(e.output, e.output + histSize, 0u);
     std::int64_t sum = 0;
+    T level = 0;
     for (std::int32_t v = 0; v < histSize; ++v) {
-        sum += e.histogram[v];
-        // At most 2^16 counts of 31 bits times 2^16 - 1: fits.
-        e.table[v] = static_cast<T>(sum * (histSize - 1) / total);
-        e.output[e.table[v]] += e.histogram[v];
+        if (e.histogram[v] != 0) {
+            sum += e.histogram[v];
+            // At most 2^16 counts of 31 bits times 2^16 - 1: fits.
+            level = static_cast<T>(sum * (histSize - 1) / total);
+            e.output[level] += static_cast<std::uint32_t>(e.histogram[v]);
+        }
+        e.table[v] = level;
     }
     return true;
 }
@@ -180,14 +184,14 @@ void equaliseImage(const Call &call, ZylImage &src, ZylImage &dst, ZylLUT *const
                    const std::int32_t *tile) {
     const TableChannels channels(src);
     const std::int32_t histSize = histogramSize(src.depth);
-    const auto histograms = allocateTables<std::int64_t>(channels, histSize);
-    const auto outputs = allocateTables<std::int64_t>(channels, histSize);
+    const Scratch<std::int32_t> histogram(static_cast<std::uint64_t>(histSize)); // of a channel
+    const auto outputs = allocateTables<std::uint32_t>(channels, histSize);
     const auto tables = allocateTables<T>(channels, histSize);
-    if (!histograms || !outputs || !tables) return call.report(ZYL_StsNoMem, "");
+    if (!histogram || !outputs || !tables) return call.report(ZYL_StsNoMem, "");
 
     for (int i = 0; i < channels.count; ++i) {
         const std::ptrdiff_t at = std::ptrdiff_t{i} * histSize;
-        const Equalisation<T> e = {histograms.data() + at, outputs.data() + at, tables.data() + at};
+        const Equalisation<T> e = {histogram.data(), outputs.data() + at, tables.data() + at};
         rebuildHistogram(*lut[channels.entry(i)], histSize, e.histogram);
         if (!equalise(e, histSize)) {
             return call.report(ZYL_StsInternal, "All values in histogram are zeroes");
