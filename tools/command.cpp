@@ -97,10 +97,11 @@ void info(const std::string &name, const Options &options) {
     std::cout << (options.json ? infoJson(name, details) : infoText(name, details));
 }
 
-void sheet(const std::vector<std::string> &words) {
+void sheet(const Options &options) {
     constexpr int columns = 4;
+    const std::vector<std::string> &words = options.words;
     formatOfName(words[1]);
-    writePicture(words[1], drawSheet({words.begin() + 2, words.end()}, columns));
+    writePicture(words[1], drawSheet({words.begin() + 2, words.end()}, columns), {}, options.write);
 }
 
 bool isPrinting(const std::string &word) {
@@ -153,8 +154,9 @@ void dispatch(const Options &options) {
     if (first == "list" && words.size() == 1) return writeList(std::cout);
     if (first == "help" && words.size() == 2) return writeHelp(std::cout, words[1]);
     if (first == "info" && words.size() == 2) return info(words[1], options);
-    if (first == "chart" && words.size() == 2) return writePicture(words[1], drawChart());
-    if (first == "sheet" && words.size() > 2) return sheet(words);
+    if (first == "chart" && words.size() == 2)
+        return writePicture(words[1], drawChart(), {}, options.write);
+    if (first == "sheet" && words.size() > 2) return sheet(options);
     if (first == "batch" && words.size() > 1) return batch(options);
     static const std::set<std::string> commands = {"list",  "help",  "info",
                                                    "chart", "sheet", "batch"};

@@ -1097,6 +1097,11 @@ class Outputs(FormatCase):
             self.bad(2, options[0], self.source, *options, self.path(name))
             self.bad(2, "for these files: " + takers, self.source, *options, self.path(name))
             self.assertFalse(os.path.exists(self.path(name)))
+            self.bad(2, "for these files: " + takers, "chart", *options, self.path(name))
+        for words in (["chart"], ["sheet"]):
+            source = [self.source] if words == ["sheet"] else []
+            self.good(*words, "--tile", "32x48", self.path("out.tif"), *source)
+            self.assertIn("tiles 32 x 48", self.info(self.path("out.tif"))["stored"])
 
     def test_names_that_lead_nowhere(self):
         os.symlink("b.png", self.path("a.png"))
