@@ -15,7 +15,6 @@
 #include <cstdio>
 #include <iostream>
 #include <new>
-#include <set>
 #include <string_view>
 
 namespace tool {
@@ -27,18 +26,10 @@ constexpr int exitMisused = 2;
 
 bool verbose = false; // adds the library's own words to errors
 
-constexpr const char *usage =
-    "zyl runs image operations on picture files.\n"
-    "\n"
-    "  zyl INPUT [OPERATION[:name=value,...]]... OUTPUT\n"
-    "  zyl list                 all operations\n"
-    "  zyl help OPERATION       its parameters, and an example\n"
-    "  zyl info FILE            format, size and depth of a picture\n"
-    "  zyl chart OUTPUT         draws a test chart\n"
-    "  zyl batch FILE... OPERATION... --to 'out/{name}.png'\n"
-    "                           does the same to many pictures\n"
-    "  zyl sheet OUTPUT FILE... draws a contact sheet of the files\n"
-    "  zyl selftest             holds this machine's results against those kept\n"
+constexpr const char *usageBefore = "zyl runs image operations on picture files.\n"
+                                    "\n"
+                                    "  zyl INPUT [OPERATION[:name=value,...]]... OUTPUT\n";
+constexpr const char *usageBehind =
     "\n"
     "  zyl photo.jpg auto-level resize:width=800 unsharp:sigma=1 small.jpg\n"
     "\n"
@@ -158,15 +149,13 @@ void dispatch(const Options &options) {
         return writePicture(words[1], drawChart(), {}, options.write);
     if (first == "sheet" && words.size() > 2) return sheet(options);
     if (first == "batch" && words.size() > 1) return batch(options);
-    static const std::set<std::string> commands = {"list",  "help",  "info",
-                                                   "chart", "sheet", "batch"};
-    if (commands.count(first)) throw Misuse("see zyl --help for what stands after '" + first + "'");
+    if (isCommand(first)) throw Misuse("zyl help " + first + " tells what stands after it");
     runPicture(words, options);
 }
 
 int run(int argc, char **argv) {
     Options options;
-    CLI::App app(usage, "zyl");
+    CLI::App app(usageBefore + usageOfCommands() + usageBehind, "zyl");
     app.add_option("WORDS", options.words)->group("");
     app.add_option("--jobs", options.jobs, "threads; as many as processors if not given")
         ->check(CLI::Range(1, 256));
@@ -221,7 +210,7 @@ int run(int argc, char **argv) {
         return 0;
     }
     if (options.words.empty()) {
-        std::cerr << usage << '\n';
+        std::cerr << app.get_description() << '\n';
         return exitMisused;
     }
     verbose = options.verbose;

@@ -5,7 +5,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <iomanip>
+#include <iterator>
 #include <ostream>
 #include <sstream>
 
@@ -114,8 +116,28 @@ std::string joined(const std::vector<std::string> &words) {
     return all;
 }
 
-const std::vector<std::string> COMMANDS = {"list",  "help",  "info",    "chart",
-                                           "sheet", "batch", "selftest"};
+// A first word that is no picture.
+struct Command {
+    std::string_view name, words, help, example;
+};
+
+const Command COMMANDS[] = {
+    {"list", "", "all operations", ""},
+    {"help", "OPERATION", "its parameters, and an example", " resize"},
+    {"info", "FILE", "format, size and depth of a picture", " photo.jpg --json"},
+    {"chart", "OUTPUT", "draws a test chart", " chart.png"},
+    {"batch", "FILE... OPERATION... --to 'out/{name}.png'", "does the same to many pictures",
+     " '*.jpg' thumbnail:size=256 --to 'small-{name}.png'"},
+    {"sheet", "OUTPUT FILE...", "draws a contact sheet of the files",
+     " sheet.png photo.jpg other.png"},
+    {"selftest", "", "holds this machine's results against those kept", ""},
+};
+
+const Command *findCommand(std::string_view name) {
+    const auto *found = std::find_if(std::begin(COMMANDS), std::end(COMMANDS),
+                                     [&](const Command &each) { return each.name == name; });
+    return found == std::end(COMMANDS) ? nullptr : found;
+}
 
 // Parameters as they are typed, and the values of choices.
 std::vector<std::string> typed(const Operation &operation) {
@@ -141,7 +163,8 @@ void writeCases(std::ostream &out, const std::string &indent) {
 }
 
 std::string allWords(const CLI::App &options) {
-    std::vector<std::string> words = COMMANDS;
+    std::vector<std::string> words;
+    for (const Command &command : COMMANDS) words.emplace_back(command.name);
     forEachOperation([&](const Operation &operation) { words.emplace_back(operation.name); });
     for (const Alias &alias : aliases()) words.emplace_back(alias.name);
     for (const Option &option : optionsOf(options)) words.push_back(option.name);
@@ -149,6 +172,25 @@ std::string allWords(const CLI::App &options) {
 }
 
 } // namespace
+
+bool isCommand(const std::string &word) {
+    return findCommand(word) != nullptr;
+}
+
+std::string usageOfCommands() {
+    constexpr std::size_t column = 27; // where the help begins
+    std::string text;
+    for (const Command &command : COMMANDS) {
+        std::string line = "  zyl " + std::string(command.name) + ' ' + std::string(command.words);
+        if (line.size() >= column) {
+            text += line + '\n';
+            line.clear();
+        }
+        line.resize(column, ' ');
+        text += line + std::string(command.help) + '\n';
+    }
+    return text;
+}
 
 void writeList(std::ostream &out) {
     const auto line = [&](std::string_view name, std::string_view help) {
@@ -166,6 +208,11 @@ void writeList(std::ostream &out) {
 }
 
 void writeHelp(std::ostream &out, const std::string &name) {
+    if (const Command *command = findCommand(name)) {
+        out << name << ": " << command->help << "\n  zyl " << name << ' ' << command->words
+            << "\nExample:\n  zyl " << name << command->example << '\n';
+        return;
+    }
     const Alias *alias = findAlias(name);
     const Operation &operation =
         findOperation(alias ? alias->words.substr(0, alias->words.find(':')) : name);

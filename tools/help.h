@@ -11,9 +11,13 @@ class App;
 
 namespace tool {
 
+bool isCommand(const std::string &word);
+// A line or two for each.
+std::string usageOfCommands();
+
 // All operations by families.
 void writeList(std::ostream &out);
-// An operation or another name of one, with its parameters and an example.
+// An operation or another name of one, with its parameters and an example; or a command.
 void writeHelp(std::ostream &out, const std::string &name);
 void writeManual(std::ostream &out, const CLI::App &options, const std::string &version);
 // For "bash" or "zsh".

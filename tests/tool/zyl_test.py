@@ -453,7 +453,8 @@ class Texts(Zyl):
                  for y in range(70)]
         self.write("photo.jpg", make_png(90, 70, 8, 2, color))
         self.write("other.png", make_png(90, 70, 8, 2, color[::-1]))
-        for name in self.names():
+        commands = ["list", "help", "info", "chart", "batch", "sheet"]
+        for name in self.names() + commands:
             with self.subTest(name=name):
                 example = self.good("help", name).split("Example:\n")[1].strip()
                 words = shlex.split(example)
@@ -462,9 +463,11 @@ class Texts(Zyl):
                 done = subprocess.run([ZYL, *words[1:]], cwd=self.folder.name, timeout=60,
                                       capture_output=True, text=True)
                 self.assertEqual((done.returncode, done.stderr), (0, ""), example)
-                if words[-1] == "out.png":
-                    read_png(self.path("out.png"))
-                    os.remove(self.path("out.png"))
+                made = {"batch": "small-photo.png", "sheet": "sheet.png", "chart": "chart.png"}.get(
+                    name, "out.png" if words[-1] == "out.png" else "")
+                if made:
+                    read_png(self.path(made))
+                    os.remove(self.path(made))
                 else:
                     self.assertTrue(done.stdout)
 
