@@ -277,6 +277,7 @@ class Band {
         for (std::ptrdiff_t i = begin; i < end; ++i) {
             Lane<T> sum = samples[i * step];
             for (int k = 0; k <= 2 * REACH; ++k) {
+                // There are `end` and 2 * REACH. NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage)
                 sum = withError(sum, errors[i + k], w[k]);
             }
             samples[i * step] = static_cast<T>(sum);

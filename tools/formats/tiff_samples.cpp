@@ -306,8 +306,8 @@ void convertTiffRow(const TiffLayout &layout, const unsigned char *const *planes
     const Converter converter{layout};
     const auto samples = static_cast<std::size_t>(layout.samples);
     const auto channels = static_cast<std::size_t>(layout.shape.channels);
-    std::uint32_t stored[64];
-    std::uint32_t pixel[4];
+    std::uint32_t stored[64] = {};
+    std::uint32_t pixel[4] = {};
     for (std::size_t x = 0; x < static_cast<std::size_t>(count); ++x) {
         const std::size_t column = static_cast<std::size_t>(first) + x;
         for (std::size_t s = 0; s < samples; ++s) {
