@@ -1,11 +1,12 @@
 """Whether the tests notice faults: puts those of mutants.txt into the sources, one at a
 time, and runs the tests of their room.
 
-usage: run.py [--every N] [ROOM]...
+usage: run.py [--every N] [--jobs N] [ROOM | FILE]...
 
---every N takes every N-th fault.
+--every N takes every N-th fault; --jobs N works on so many at a time, else as many as there
+are processors.
 
-Works on a copy in build/mutation, at the baseline level and with little optimisation. A
+Works on copies in build/mutation, at the baseline level and with little optimisation. A
 fault that takes a test too long counts as noticed. Fails when a fault does not apply any
 more, when one does not compile, when one that is said to change nothing is noticed, and
 when fewer than nine of ten are noticed.
@@ -14,16 +15,17 @@ when fewer than nine of ten are noticed.
 import argparse
 import os
 import pathlib
+import queue
 import shutil
 import signal
 import subprocess
 import sys
 import time
+from concurrent.futures import ThreadPoolExecutor
 from dataclasses import dataclass
+from itertools import groupby
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-COPY = ROOT / "build" / "mutation" / "tree"
-BUILD = ROOT / "build" / "mutation" / "build"
 ENOUGH = 0.9  # of all faults
 
 
@@ -31,7 +33,7 @@ ENOUGH = 0.9  # of all faults
 class Test:
     name: str
     targets: tuple
-    command: tuple
+    command: tuple  # runs in the folder of the build
 
 
 def program(name):
@@ -41,12 +43,12 @@ def program(name):
 def script(name, *programs):
     # Pillow belongs to the system's own interpreter.
     return Test(name, tuple(pathlib.Path(path).name for path in programs),
-                ("/usr/bin/python3", str(COPY / "tests" / "tool" / name),
-                 *[str(BUILD / path) for path in programs], "-f"))
+                ("/usr/bin/python3", "../tree/tests/tool/" + name, *programs, "-f"))
 
 
-# What is run for a room, in this order, until a fault is noticed. Faults of the core show in
-# the tests of the other rooms.
+# What is run for a room until a fault is noticed, in this order, but for the test that noticed
+# the fault before in the same file: it comes first. Faults of the core show in the tests of
+# the other rooms.
 FAMILIES = ["arith", "stats", "geometry", "filter", "convert", "transform"]
 ZYL = "tools/zyl"
 TESTS = {
@@ -95,117 +97,150 @@ def stale(mutant):
     return "" if count == 1 else f"stands {count} times in {mutant}"
 
 
-def copy_tree():
-    """Only what differs, so that little is built anew."""
-    names = subprocess.run(["git", "ls-files", "-z"], cwd=ROOT, capture_output=True, text=True,
-                           check=True).stdout.split("\0")
-    for name in filter(None, names):
-        source, target = ROOT / name, COPY / name
-        if not source.is_file():
-            continue
-        target.parent.mkdir(parents=True, exist_ok=True)
-        if not target.exists() or target.read_bytes() != source.read_bytes():
-            shutil.copyfile(source, target)
-            shutil.copymode(source, target)
+class Failure(Exception):
+    """Why no fault can be tried."""
 
 
-def run(command, limit):
-    """The exit code; that of a failure when the limit (seconds) is over."""
-    with subprocess.Popen(command, cwd=BUILD, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                          stderr=subprocess.DEVNULL, start_new_session=True) as process:
-        try:
-            return process.wait(limit)
-        except subprocess.TimeoutExpired:
-            os.killpg(process.pid, signal.SIGKILL)
-            return -1
+class Copy:
+    """A copy of the sources and its build, for one fault at a time."""
 
+    def __init__(self, folder):
+        self.tree = folder / "tree"
+        self.build_folder = folder / "build"
+        self.limits = {}  # seconds that a test may take with a fault
 
-def build(targets):
-    return run(["cmake", "--build", ".", "--target", *targets], None) == 0
-
-
-def configure():
-    BUILD.mkdir(parents=True, exist_ok=True)
-    command = ["cmake", "-S", str(COPY), "-B", str(BUILD), "-G", "Ninja", "-DZYLQX_TESTS=ON",
-               "-DCMAKE_BUILD_TYPE=Mutation", "-DCMAKE_CXX_FLAGS=-O1", "-DZYLQX_LEVELS=baseline",
-               "-DZYLQX_WERROR=OFF"]
-    return run(command, None) == 0
-
-
-class Limits:
-    """How long a test may take with a fault: it is run without one first."""
-
-    def __init__(self):
-        self.seconds = {}
-
-    def measure(self, tests):
-        for test in tests:
-            if test in self.seconds:
+    def prepare(self):
+        """Copies only what differs, so that little is built anew."""
+        names = subprocess.run(["git", "ls-files", "-z"], cwd=ROOT, capture_output=True, text=True,
+                               check=True).stdout.split("\0")
+        for name in filter(None, names):
+            source, target = ROOT / name, self.tree / name
+            if not source.is_file():
                 continue
-            if not build(test.targets):
-                sys.exit(f"{test.name} does not build without a fault")
-            start = time.monotonic()
-            if run(test.command, 1200) != 0:
-                sys.exit(f"{test.name} fails without a fault")
-            self.seconds[test] = 20 + 5 * (time.monotonic() - start)
+            target.parent.mkdir(parents=True, exist_ok=True)
+            if not target.exists() or target.read_bytes() != source.read_bytes():
+                shutil.copyfile(source, target)
+                shutil.copymode(source, target)
+        self.build_folder.mkdir(parents=True, exist_ok=True)
+        if self.run(["cmake", "-S", str(self.tree), "-B", ".", "-G", "Ninja", "-DZYLQX_TESTS=ON",
+                     "-DCMAKE_BUILD_TYPE=Mutation", "-DCMAKE_CXX_FLAGS=-O1",
+                     "-DZYLQX_LEVELS=baseline", "-DZYLQX_WERROR=OFF"]) != 0:
+            raise Failure(f"the copy does not configure: see cmake -S {self.tree}")
+
+    def run(self, command, limit=None):
+        """The exit code; that of a failure when the limit (seconds) is over."""
+        with subprocess.Popen(command, cwd=self.build_folder, stdin=subprocess.DEVNULL,
+                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                              start_new_session=True) as process:
+            try:
+                return process.wait(limit)
+            except subprocess.TimeoutExpired:
+                os.killpg(process.pid, signal.SIGKILL)
+                return -1
+
+    def build(self, test):
+        return self.run(["cmake", "--build", ".", "-j", "1", "--target", *test.targets]) == 0
+
+    def measure(self, test):
+        """Runs a test without a fault, once."""
+        if test in self.limits:
+            return
+        if not self.build(test):
+            raise Failure(f"{test.name} does not build without a fault")
+        start = time.monotonic()
+        if self.run(test.command, 1200) != 0:
+            raise Failure(f"{test.name} fails without a fault")
+        self.limits[test] = 20 + 5 * (time.monotonic() - start)
+
+    def notices(self, test):
+        """Whether a test notices the fault that was put in; raises ValueError when that does
+        not compile."""
+        if not self.build(test):
+            raise ValueError
+        return self.run(test.command, self.limits[test]) != 0
 
 
-def outcome(mutant, limits):
-    """The test that noticed a fault, "" for none; None when it does not compile."""
-    path = COPY / mutant.file
-    text = path.read_text()
-    path.write_text(text.replace(mutant.before, mutant.after))
-    try:
-        for test in TESTS[mutant.room]:
-            if not build(test.targets):
-                return None
-            if run(test.command, limits.seconds[test]) != 0:
-                return test.name
-        return ""
-    finally:
-        path.write_text(text)
+class Run:
+    """The outcomes of faults, tried in several copies at a time."""
+
+    def __init__(self, copies):
+        self.copies = queue.SimpleQueue()
+        for copy in copies:
+            self.copies.put(copy)
+        self.wrong, self.survivors, self.score = [], [], {}
+
+    def attempt(self, faults):
+        """All faults of one file, in one copy, one after the other: so only this file is
+        compiled for each."""
+        copy = self.copies.get()
+        tests = list(TESTS[faults[0].room])
+        path = copy.tree / faults[0].file
+        text = path.read_text()
+        try:
+            for test in tests:
+                copy.measure(test)
+            for fault in faults:
+                path.write_text(text.replace(fault.before, fault.after))
+                try:
+                    test = next((test for test in tests if copy.notices(test)), None)
+                except ValueError:
+                    self.wrong.append(f"does not compile: {fault}")
+                    continue
+                self.count(fault, test)
+                if test:
+                    tests.sort(key=lambda other, likely=test: other is not likely)
+        finally:
+            path.write_text(text)
+            self.copies.put(copy)
+
+    def count(self, mutant, test):
+        print(f"{test.name if test else '-'}  {mutant.file}", flush=True)
+        if mutant.reason:
+            if test:
+                self.wrong.append(f"noticed by {test.name}, though it is said to change nothing: "
+                                  f"{mutant}")
+            return
+        caught, count = self.score.get(mutant.room, (0, 0))
+        self.score[mutant.room] = (caught + bool(test), count + 1)
+        if not test:
+            self.survivors.append(mutant)
+
+    def summary(self):
+        """Prints it; whether enough was noticed."""
+        for mutant in self.survivors:
+            print(f"\nnot noticed: {mutant}")
+        for line in self.wrong:
+            print("\n" + line)
+        print()
+        total = [sum(column) for column in zip(*self.score.values())] or [0, 0]
+        for room, (caught, count) in [*self.score.items(), ("all", total)]:
+            print(f"{room:10} {caught:4} of {count:4}")
+        return not self.wrong and total[0] >= ENOUGH * total[1]
 
 
 def main():
     parser = argparse.ArgumentParser(description="Whether the tests notice faults.")
     parser.add_argument("--every", type=int, default=1, help="take every N-th fault")
-    parser.add_argument("rooms", nargs="*", default=list(TESTS))
+    parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="faults at a time")
+    parser.add_argument("where", nargs="*", default=list(TESTS), help="rooms or files")
     options = parser.parse_args()
-    chosen = [mutant for mutant in mutants() if mutant.room in options.rooms][::options.every]
+    chosen = [mutant for mutant in mutants()
+              if {mutant.room, mutant.file} & set(options.where)][::options.every]
     faults = [fault for fault in map(stale, chosen) if fault]
     if faults:
         sys.exit("\n".join(faults))
-    copy_tree()
-    if not configure():
-        sys.exit("the copy does not configure: see cmake -S build/mutation/tree")
-
-    limits = Limits()
-    wrong, survivors, score = [], [], {}
-    for mutant in chosen:
-        limits.measure(TESTS[mutant.room])
-        noticed = outcome(mutant, limits)
-        if noticed is None:
-            wrong.append(f"does not compile: {mutant}")
-        elif mutant.reason:
-            if noticed:
-                wrong.append(f"noticed by {noticed}, though it is said to change nothing: {mutant}")
-        else:
-            caught, count = score.get(mutant.room, (0, 0))
-            score[mutant.room] = (caught + bool(noticed), count + 1)
-            if not noticed:
-                survivors.append(mutant)
-        print(f"{noticed or ('-' if noticed == '' else '?')}  {mutant.file}", flush=True)
-
-    for mutant in survivors:
-        print(f"\nnot noticed: {mutant}")
-    for line in wrong:
-        print("\n" + line)
-    print()
-    total = [sum(column) for column in zip(*score.values())]
-    for room, (caught, count) in [*score.items(), ("all", total)]:
-        print(f"{room:10} {caught:4} of {count:4}")
-    return 1 if wrong or total[0] < ENOUGH * total[1] else 0
+    files = [list(group) for _, group in groupby(chosen, lambda mutant: mutant.file)]
+    folder = ROOT / "build" / "mutation"
+    copies = [Copy(folder / str(i)) for i in range(max(1, min(options.jobs, len(files))))]
+    run = Run(copies)
+    try:
+        with ThreadPoolExecutor(len(copies)) as pool:
+            list(pool.map(Copy.prepare, copies))
+            list(pool.map(run.attempt, files))
+    except Failure as failure:
+        sys.exit(str(failure))
+    sys.exit(not run.summary())
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    main()
