@@ -389,6 +389,14 @@ TEST_F(FftTest, ArithmeticIsChosenBySize) {
 }
 
 // The part that the regions have in common, at the same place in both images.
+// Of 2^26 pixels, the 6 fraction bits and the scale are more than 32 bits have.
+TEST_F(FftTest, FixedPointOfHugeImagesScalesDownToNothing) {
+    TestImage image(shapeOf(ZYL_DEPTH_8U, 8192, 8192));
+    image.set(0, 0, 1, 255);
+    zylCcsFft2D(image, image, ZYL_FFT_INVERSE | ZYL_FFT_FIXED_POINT, nullptr);
+    for (int x = 0; x < 8192; ++x) ASSERT_EQ(image.at(x, 4095), 0);
+}
+
 TEST_F(FftTest, RegionsAreIntersectedInImageCoordinates) {
     TestImage f(shapeOf(ZYL_DEPTH_8U, 20, 12, 3));
     TestImage spectrum(shapeOf(ZYL_DEPTH_32S, 15, 14, 3, ZYL_DATA_ORDER_PLANE));
