@@ -1,5 +1,5 @@
 """Prints which lines and branches the tests of the preset `coverage` reached, room by room,
-and the lines of the library that none reached.
+the lines of the library that none reached, and those that are excused.
 
     coverage.py BUILD
 
@@ -33,6 +33,27 @@ def ranges(numbers):
     return ", ".join("%d-%d" % (run[0], run[-1]) if len(run) > 1 else str(run[0]) for run in runs)
 
 
+def excused(path):
+    """The numbers of the lines of a file that do not count."""
+    inside = False
+    numbers = []
+    with open(path) as file:
+        for number, line in enumerate(file, 1):
+            inside = inside or "GCOVR_EXCL_START" in line
+            if inside or "GCOVR_EXCL_LINE" in line:
+                numbers.append(number)
+            inside = inside and "GCOVR_EXCL_STOP" not in line
+    return numbers
+
+
+def list_lines(title, lines):
+    """`lines`: numbers by file."""
+    print("\n" + title)
+    for file, numbers in lines.items():
+        if numbers:
+            print("  %s: %s" % (file, ranges(numbers)))
+
+
 def percent(hit, count):
     return "%6.2f %% of %6d" % (100 * hit / count if count else 100, count)
 
@@ -46,12 +67,13 @@ def main(build):
         branches = [branch for line in lines for branch in line["branches"]]
         print("%-10s %20s %22s" % (room, percent(sum(line["count"] > 0 for line in lines), len(lines)),
                                    percent(sum(branch["count"] > 0 for branch in branches), len(branches))))
-    print("\nlines of the library that no test reaches:")
-    for file in files:
-        missed = [line["line_number"] for line in file["lines"]
-                  if line["count"] == 0 and not line.get("gcovr/noncode")]
-        if missed and file["file"].split("/")[0] in LIBRARY:
-            print("  %s: %s" % (file["file"], ranges(missed)))
+    library = [file for file in files if file["file"].split("/")[0] in LIBRARY]
+    list_lines("lines of the library that no test reaches:",
+               {file["file"]: [line["line_number"] for line in file["lines"]
+                               if line["count"] == 0 and not line.get("gcovr/noncode")]
+                for file in library})
+    list_lines("lines that no test can reach, with the reason beside them:",
+               {file["file"]: excused(file["file"]) for file in library})
 
 
 if __name__ == "__main__":

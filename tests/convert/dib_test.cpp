@@ -69,6 +69,8 @@ const Format FORMATS[] = {
     {4, 5, {}, false},
     {8, 0, {}, false},
     {8, 100, {}, false},
+    {8, 300, {}, false}, // more entries than indices
+    {1, 300, {}, false},
     {16, 0, {0x7C00, 0x03E0, 0x001F}, false},
     {16, 0, {0xF800, 0x07E0, 0x001F}, true},
     {16, 0, {0x000F, 0x0FF0, 0x8000}, true},
@@ -215,7 +217,7 @@ std::uint32_t expectedValue(BitmapBlock &bitmap, const Format &format, const Bgr
     case 4:
         return nearestEntry(bitmap, c, entries) & 15;
     case 8:
-        return nearestEntry(bitmap, c, entries);
+        return nearestEntry(bitmap, c, entries) & 255;
     case 16:
         return field(c.b, format.masks[2], true) | field(c.g, format.masks[1], true) |
                field(c.r, format.masks[0], true);
@@ -334,6 +336,18 @@ TEST(MedianCut, TakesTheGraysOfAnImageWithFew) {
     TestImage back({.width = 10, .height = 2, .sequence = "GRAY"});
     zylConvertFromDIB(bitmap, back);
     EXPECT_EQ(difference(image, back), "");
+}
+
+TEST(MedianCut, BitsAreBlackAndWhite) {
+    TestImage image({.depth = ZYL_DEPTH_1U, .width = 9, .height = 2, .sequence = "GRAY"});
+    image.fill(1);
+    BitmapBlock bitmap(9, 2, 8);
+    fillNoise(bitmap, 1);
+    zylConvertToDIB(image, bitmap, 1, 2);
+    EXPECT_EQ(bitmap.header()->biClrUsed, 2u);
+    EXPECT_EQ(bitmap.entry(0), (Bgra{0, 0, 0, 0}));
+    EXPECT_EQ(bitmap.entry(1), (Bgra{255, 255, 255, 0}));
+    EXPECT_EQ(bitmap.value(8, 1), 1u);
 }
 
 // Grays 0 1 2 3 100 200, with 4 1 1 2 3 5 pixels: 16 in all. Two boxes: the sums

@@ -12,10 +12,10 @@ using Run = std::function<void(ZylImage *, ZylImage *, const std::int32_t *)>;
 
 Shape shapeOf(std::uint32_t depth, const std::string &sequence, const char *model) {
     Shape shape{.depth = depth, .width = 37, .height = 29};
-    shape.channels = sequence == "G   " ? 1 : sequence[3] == ' ' ? 3 : 4;
+    shape.channels = sequence == "G   " ? 1 : sequence[3] == ' ' ? 3 : sequence[3] == 'X' ? 5 : 4;
     shape.model = model;
-    static const std::array<const char *, 6> SEQUENCES = {"G   ", "RGB ", "BGR ",
-                                                          "RGBA", "BGRA", "HSV "};
+    static const std::array<const char *, 7> SEQUENCES = {"G   ", "RGB ", "BGR ", "RGBA",
+                                                          "BGRA", "BGRX", "HSV "};
     shape.sequence = *std::find(SEQUENCES.begin(), SEQUENCES.end(), sequence);
     return shape;
 }
@@ -148,7 +148,7 @@ Rgb rgbOf(const std::string &sequence, const Pixel &pixel) {
 Pixel pixelOf(const std::string &sequence, const Rgb &rgb) {
     Pixel pixel = {rgb.r, rgb.g, rgb.b};
     if (sequence[0] != 'R') std::swap(pixel[0], pixel[2]);
-    if (sequence[3] != ' ') pixel.push_back(UNCHANGED);
+    if (sequence[3] != ' ') pixel.resize(sequence[3] == 'X' ? 5 : 4, UNCHANGED);
     return pixel;
 }
 
@@ -168,7 +168,7 @@ std::int64_t grayOf(std::uint32_t from, std::uint32_t to, const Rgb &c) {
 void addGray(std::vector<ConvertCase> &cases) {
     for (const std::uint32_t from : {ZYL_DEPTH_8U, ZYL_DEPTH_16U, ZYL_DEPTH_32S}) {
         for (const std::uint32_t to : {ZYL_DEPTH_1U, ZYL_DEPTH_8U, ZYL_DEPTH_16U}) {
-            for (const std::string sequence : {"RGB ", "BGR ", "BGRA", "RGBA"}) {
+            for (const std::string sequence : {"RGB ", "BGR ", "BGRA", "RGBA", "BGRX"}) {
                 const auto name = std::string("ColorToGray_") + depthName(from) + "_" +
                                   depthName(to) + "_" +
                                   sequence.substr(0, 4 - (sequence[3] == ' '));
@@ -177,7 +177,7 @@ void addGray(std::vector<ConvertCase> &cases) {
                                          [=](const Pixel &pixel) {
                                              return Pixel{grayOf(from, to, rgbOf(sequence, pixel))};
                                          }));
-                cases.back().lawful = sequence[0] == 'B';
+                cases.back().lawful = sequence[0] == 'B' && sequence[3] != 'X';
             }
         }
     }
@@ -222,7 +222,7 @@ void addGrayToColor(std::vector<ConvertCase> &cases) {
         for (const std::uint32_t from : {to, ZYL_DEPTH_1U}) {
             if (from == ZYL_DEPTH_1U && to != ZYL_DEPTH_8U) continue;
             for (const Fractions &f : all) {
-                const std::string sequence = f.zero16 ? "RGB " : "BGRA";
+                const std::string sequence = f.zero16 ? "RGB " : f.zero8 ? "BGRX" : "BGRA";
                 const bool byDefault = to == ZYL_DEPTH_8U ? f.zero8 : f.zero16;
                 // A weight of 32 bits at most.
                 Fractions limited = f;
@@ -381,16 +381,17 @@ Pixel fromHls(std::uint32_t depth, const Pixel &hls) {
 void addModels(std::vector<ConvertCase> &cases) {
     for (const std::uint32_t depth : {ZYL_DEPTH_8U, ZYL_DEPTH_16U, ZYL_DEPTH_32S}) {
         const std::string suffix = std::string("_") + depthName(depth);
-        for (const std::string sequence : {"RGB ", "BGR ", "BGRA"}) {
+        for (const std::string sequence : {"RGB ", "BGR ", "BGRA", "BGRX"}) {
             const auto add = [&](const char *name, const char *reported, auto run, auto expected) {
                 cases.push_back(
                     makeCase(name + suffix + "_" + sequence.substr(0, 4 - (sequence[3] == ' ')),
                              reported, shapeOf(depth, sequence, "RGB "),
                              shapeOf(depth, sequence, "RGB "), run, [=](const Pixel &pixel) {
                                  Pixel result = expected(depth, rgbOf(sequence, pixel));
-                                 if (pixel.size() > 3) result.push_back(UNCHANGED);
+                                 result.resize(pixel.size(), UNCHANGED);
                                  return result;
                              }));
+                cases.back().lawful = sequence[3] != 'X';
             };
             add("Rgb2Hsv", "zylRGB2HSV", zylRGB2HSV, hsvOf);
             add("Rgb2Hls", "zylRGB2HLS", zylRGB2HLS, hlsOf);

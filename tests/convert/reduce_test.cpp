@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <gtest/gtest.h>
 
 #include "tests/support/images.h"
@@ -79,7 +80,7 @@ std::int64_t stepFor(std::uint32_t depth, int bits) {
 
 Shape shapeOf(std::uint32_t depth, const char *sequence, int width, int height, int order) {
     Shape shape{.depth = depth, .width = width, .height = height, .order = order};
-    shape.channels = sequence[0] == 'G' ? 1 : sequence[3] == ' ' ? 3 : 4;
+    shape.channels = sequence[0] == 'G' ? 1 : sequence[3] == ' ' ? 3 : sequence[3] == 'X' ? 5 : 4;
     shape.sequence = sequence;
     return shape;
 }
@@ -95,7 +96,7 @@ TEST(ReduceBits, DithersAsDefined) {
         const std::uint32_t from = depth == ZYL_DEPTH_8U ? ZYL_DEPTH_16U : ZYL_DEPTH_32S;
         for (const int type : {2, 4, 8, 16}) {
             for (const int bits : {-3, 0, 1, 2, 3, 4, 7, 8, 11, 20}) {
-                for (const char *sequence : {"GRAY", "RGB ", "BGRA"}) {
+                for (const char *sequence : {"GRAY", "RGB ", "BGRA", "BGRX"}) {
                     for (const Size &size : sizes) {
                         const int width = size.width;
                         const int height = size.height;
@@ -219,6 +220,25 @@ TEST(ReduceBits, DithersTheWholeOfALargerImage) {
     }
 }
 
+// With a channel of interest in both, the numbers of channels may differ; samples then lie
+// apart.
+TEST(ReduceBits, TakesTheChannelsThatBothImagesHave) {
+    for (const int jitter : {0, 1}) {
+        TestImage source(shapeOf(ZYL_DEPTH_16U, "BGRA", 19, 6, ZYL_DATA_ORDER_PIXEL));
+        source.fill(0xFFFF); // too large for jitter
+        for (int x = 0; jitter == 0 && x < 19; ++x) source.set(x, 3, 1 + x % 4, 1000 * x);
+        TestImage result(shapeOf(ZYL_DEPTH_8U, "RGB ", 19, 6, ZYL_DATA_ORDER_PIXEL));
+        source.region(4, 2, 2, 3, 3);
+        result.region(1, 2, 2, 3, 3);
+        zylReduceBits(source, result, jitter, 1, 0, nullptr);
+        for (int i = 0; i < 19 * 6 * 3; ++i) {
+            const int x = i / 3 % 19;
+            const int y = i / 57;
+            ASSERT_EQ(result.at(x, y, i % 3 + 1), source.at(x, y, i % 3 + 1) >> 8) << i;
+        }
+    }
+}
+
 TEST(ReduceBits, JitterMovesSamplesByItsStrength) {
     struct Pair {
         std::uint32_t from, to;
@@ -280,6 +300,24 @@ TEST(ReduceBits, ReportsWhatItCannotDo) {
     EXPECT_EQ(run(ZYL_DEPTH_16U, ZYL_DEPTH_8U, 9, 1),
               (std::vector<Report>{
                   {ZYL_StsBadArg, "zylReduceBits", "(0>jitterType)||(jitterType>8)", "zylcolor"}}));
+    const auto unlike = [&](const std::function<void(ZylImage &)> &change) {
+        TestImage source(shapeOf(ZYL_DEPTH_16U, "RGB ", 8, 8, ZYL_DATA_ORDER_PIXEL));
+        TestImage result(shapeOf(ZYL_DEPTH_8U, "RGB ", 8, 8, ZYL_DATA_ORDER_PIXEL));
+        source.fill(0x5678);
+        result.fill(9);
+        const auto before = result.bytes();
+        ZylImage header = *result.header();
+        change(header);
+        reports.clear();
+        zylReduceBits(source, &header, 0, 1, 0, nullptr);
+        EXPECT_EQ(result.bytes(), before);
+        return reports.all();
+    };
+    const std::vector<Report> refused = {
+        {ZYL_StsBadArg, "zylReduceBits", "incomatibleimages", "zylcolor"}};
+    EXPECT_EQ(unlike([](ZylImage &d) { d.nChannels = 4; }), refused);
+    EXPECT_EQ(unlike([](ZylImage &d) { d.dataOrder = ZYL_DATA_ORDER_PLANE; }), refused);
+    EXPECT_EQ(unlike([](ZylImage &d) { d.origin = ZYL_ORIGIN_BL; }), refused);
     EXPECT_EQ(run(ZYL_DEPTH_16U, ZYL_DEPTH_16U, 0, 2), kernel("ownReduceBits", "errOutDepth"));
     EXPECT_EQ(run(ZYL_DEPTH_8U, ZYL_DEPTH_8U, 1, 1), kernel("ownjitter_rect", "errOutDepth"));
     EXPECT_EQ(run(ZYL_DEPTH_32S, ZYL_DEPTH_1U, 0, 1), kernel("ownReduceBits", "errInOutDepth"));

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <gtest/gtest.h>
 
 #include "tests/support/failing_calls.h"
@@ -143,6 +144,13 @@ TEST(ConvertReports, ColourTwist) {
                                                        "out_of_memory", "zyltwist"}}));
     }
 
+    ZylColorTwist *created = zylCreateColorTwist(data, 5);
+    ASSERT_NE(created, nullptr);
+    EXPECT_TRUE(std::equal(data, data + 16, created->data));
+    EXPECT_EQ(created->scalingValue, 5);
+    zylDeleteColorTwist(created);
+    zylDeleteColorTwist(nullptr);
+
     const ZylColorTwist *twist = &record;
     TestImage src(shapeOf(ZYL_DEPTH_8U, 4));
     TestImage dst(shapeOf(ZYL_DEPTH_8U, 4));
@@ -197,23 +205,32 @@ TEST(ConvertReports, ColourModels) {
           Model{"zylHSV2RGB", "HSV ", "RGB ", zylHSV2RGB, "ownRGB2HSV"},
           Model{"zylRGB2HLS", "RGB ", "HLS ", zylRGB2HLS, "ownRGB2HSV"},
           Model{"zylHLS2RGB", "HLS ", "RGB ", zylHLS2RGB, "ownRGB2HLS"},
-          Model{"zylColorToGray", "RGB ", "GRAY", zylColorToGray, "ownColorToGray"}}) {
+          Model{"zylColorToGray", "RGB ", "GRAY", zylColorToGray, "ownColorToGray"},
+          Model{"zylGrayToColor", "GRAY", "RGB ",
+                [](ZylImage *src, ZylImage *dst, const std::int32_t *tile) {
+                    zylGrayToColor(src, dst, 0, 0, 0, tile);
+                },
+                "ownGrayToColor"}}) {
         const bool toGray = model.to[0] == 'G';
-        Shape from = shapeOf(ZYL_DEPTH_8U, 3);
+        const bool fromGray = model.from[0] == 'G';
+        Shape from = shapeOf(ZYL_DEPTH_8U, fromGray ? 1 : 3);
         from.model = from.sequence = model.from;
         Shape to = shapeOf(ZYL_DEPTH_8U, toGray ? 1 : 3);
+        if (fromGray) to.model = to.sequence = model.to;
         TestImage src(from);
         TestImage dst(to);
         const auto call = [&] { model.call(src, dst, nullptr); };
         // One fault at a time: the text is the same for all.
         std::vector<std::function<void(ZylImage &, ZylImage &)>> puts = {
-            [](ZylImage &s, ZylImage &) { s.colorModel[0] = 'X'; },
+            [=](ZylImage &s, ZylImage &d) { (fromGray ? d : s).colorModel[0] = 'X'; },
             [](ZylImage &s, ZylImage &) { s.nChannels = 2; },
             [](ZylImage &, ZylImage &d) { d.origin = ZYL_ORIGIN_BL; },
         };
         if (!toGray) {
             puts.emplace_back([](ZylImage &, ZylImage &d) { d.nChannels = 2; });
             puts.emplace_back([](ZylImage &, ZylImage &d) { d.depth = ZYL_DEPTH_8S; });
+        }
+        if (!toGray && !fromGray) {
             puts.emplace_back([](ZylImage &, ZylImage &d) { d.dataOrder = ZYL_DATA_ORDER_PLANE; });
         }
         for (const auto &put : puts) {
@@ -260,6 +277,29 @@ TEST(ConvertDepth, KeepsThePictureUpright) {
                 ASSERT_EQ(dst.at(x, 18 - y), src.at(x, y)) << describe(src.shape());
                 if (depth != ZYL_DEPTH_1U) continue;
                 ASSERT_EQ(gray.at(x, 18 - y), src.at(x, y));
+            }
+        }
+    }
+}
+
+// Of several channels, bits come from the channel of interest.
+TEST(ConvertDepth, OneChannelOfManyBecomesBits) {
+    for (const std::uint32_t depth : {ZYL_DEPTH_8U, ZYL_DEPTH_16S, ZYL_DEPTH_32S}) {
+        for (const int order : {ZYL_DATA_ORDER_PIXEL, ZYL_DATA_ORDER_PLANE}) {
+            for (const bool tiled : {false, true}) {
+                Shape shape = shapeOf(depth, 3, 333, 9);
+                shape.order = order;
+                TestImage src(shape);
+                src.randomise(depth).region(2, 7, 1, 3, 3);
+                TestImage dst(shapeOf(ZYL_DEPTH_1U, 1, 333, 9));
+                if (tiled) src.tiles(64, 8), dst.tiles(104, 8);
+                zylConvert(src, dst, 0, nullptr);
+                for (int i = 0; i < 333 * 9; ++i) {
+                    const int x = i % 333;
+                    const int y = i / 333;
+                    ASSERT_EQ(dst.at(x, y), src.at(x, y, 2) > 0)
+                        << describe(shape) << " (" << x << ", " << y << ")";
+                }
             }
         }
     }

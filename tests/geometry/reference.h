@@ -78,7 +78,7 @@ class Random {
 inline Shape randomShape(Random &random, std::uint32_t depth, int order, int largest) {
     Shape shape;
     shape.depth = depth;
-    shape.channels = depth == ZYL_DEPTH_1U ? 1 : random(1, 4);
+    shape.channels = depth == ZYL_DEPTH_1U ? 1 : random(1, 5);
     shape.width = random(1, largest);
     shape.height = random(1, largest);
     shape.order = order;
