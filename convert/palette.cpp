@@ -1,6 +1,7 @@
 #include "convert/palette.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 namespace zylqx {
@@ -38,11 +39,44 @@ void fill16(std::uint8_t *table) {
     }
 }
 
-void fill256(std::uint8_t *table) {
-    static constexpr std::uint8_t EIGHT[] = {0, 32, 64, 96, 128, 160, 192, 255};
-    static constexpr std::uint8_t FOUR[] = {0, 64, 128, 255};
+constexpr std::uint8_t EIGHT[] = {0, 32, 64, 96, 128, 160, 192, 255};
+constexpr std::uint8_t FOUR[] = {0, 64, 128, 255};
+
+using Table256 = std::array<std::uint8_t, 256 * ENTRY_BYTES>;
+constexpr Table256 FIXED_256 = [] {
+    Table256 table = {};
     for (std::size_t i = 0; i < 256; ++i) {
-        setEntry(table, i, EIGHT[i >> 5], EIGHT[i >> 2 & 7], FOUR[i & 3]);
+        setEntry(table.data(), i, EIGHT[i >> 5], EIGHT[i >> 2 & 7], FOUR[i & 3]);
+    }
+    return table;
+}();
+
+// Which of so many levels is the nearest to each value: the lower one of two.
+template <std::size_t N>
+constexpr std::array<std::uint8_t, 256> nearestLevels(const std::uint8_t (&levels)[N], int shift) {
+    std::array<std::uint8_t, 256> nearest = {};
+    for (int v = 0; v < 256; ++v) {
+        std::size_t k = 0;
+        while (k + 1 < N && 2 * v > levels[k] + levels[k + 1]) ++k;
+        nearest[static_cast<std::size_t>(v)] = static_cast<std::uint8_t>(k << shift);
+    }
+    return nearest;
+}
+
+bool isFixed256(const std::uint8_t *table, std::uint64_t entries) {
+    return entries == 256 && std::memcmp(table, FIXED_256.data(), FIXED_256.size()) == 0;
+}
+
+// The fixed table has all combinations of the channels' levels, so that the nearest entry
+// is that of the nearest levels.
+void nearestFixed256(const std::uint32_t *pixels, std::uint8_t *indices, std::ptrdiff_t n) {
+    static constexpr std::array<std::uint8_t, 256> RED = nearestLevels(EIGHT, 5);
+    static constexpr std::array<std::uint8_t, 256> GREEN = nearestLevels(EIGHT, 2);
+    static constexpr std::array<std::uint8_t, 256> BLUE = nearestLevels(FOUR, 0);
+    for (std::ptrdiff_t i = 0; i < n; ++i) {
+        const std::uint32_t p = pixels[i];
+        indices[i] =
+            static_cast<std::uint8_t>(RED[p >> 16 & 255u] | GREEN[p >> 8 & 255u] | BLUE[p & 255u]);
     }
 }
 
@@ -55,15 +89,15 @@ bool fillFixedTable(std::uint8_t *table, std::uint64_t entries, bool gray) {
     } else if (entries == 16) {
         fill16(table);
     } else {
-        fill256(table);
+        std::memcpy(table, FIXED_256.data(), FIXED_256.size());
     }
     return true;
 }
 
 NearestColour::NearestColour(const std::uint8_t *table, std::uint64_t entries, bool oneBit,
                              std::int64_t pixels)
-    : table_(table), entries_(entries), oneBit_(oneBit) {
-    if (entries > MAX_NEAR_ENTRIES) return;
+    : table_(table), entries_(entries), oneBit_(oneBit), fixed256_(isFixed256(table, entries)) {
+    if (fixed256_ || entries > MAX_NEAR_ENTRIES) return;
     colours_.count = static_cast<int>(entries);
     for (std::size_t i = 0; i < entries; ++i) {
         for (std::size_t axis = 0; axis < 3; ++axis) {
@@ -78,7 +112,9 @@ NearestColour::NearestColour(const std::uint8_t *table, std::uint64_t entries, b
 }
 
 void NearestColour::find(const std::uint32_t *pixels, std::uint8_t *indices, std::ptrdiff_t n) {
-    if (entries_ > MAX_NEAR_ENTRIES) {
+    if (fixed256_) {
+        nearestFixed256(pixels, indices, n);
+    } else if (entries_ > MAX_NEAR_ENTRIES) {
         for (std::ptrdiff_t i = 0; i < n; ++i) indices[i] = searchAll(pixels[i]);
     } else if (!parts_) {
         ZYLQX_KERNELS(paletteKernels).nearestEntries(colours_, pixels, indices, n);

@@ -14,8 +14,8 @@ namespace zylqx {
 
 constexpr std::size_t ENTRY_BYTES = 4;
 
-inline void setEntry(std::uint8_t *table, std::size_t i, unsigned red, unsigned green,
-                     unsigned blue) {
+constexpr void setEntry(std::uint8_t *table, std::size_t i, unsigned red, unsigned green,
+                        unsigned blue) {
     std::uint8_t *entry = table + ENTRY_BYTES * i;
     entry[0] = static_cast<std::uint8_t>(blue);
     entry[1] = static_cast<std::uint8_t>(green);
@@ -35,7 +35,8 @@ bool fillFixedTable(std::uint8_t *table, std::uint64_t entries, bool gray);
 // Finds the entries nearest to colours: the first of those with the smallest sum of
 // squared differences.
 //
-// For many pixels, those of a whole cube of colours are found as soon as one of them is
+// For the fixed table of 256 colours that of each channel is looked up. In others, for
+// many pixels, those of a whole cube of colours are found as soon as one of them is
 // asked for, and looked up from then on. Without memory for this, and for few pixels,
 // every colour is held against all entries.
 class NearestColour {
@@ -60,6 +61,7 @@ class NearestColour {
     const std::uint8_t *table_;
     std::uint64_t entries_;
     bool oneBit_;
+    bool fixed256_; // the table is the fixed one of 256 colours
     TableColours colours_;
     // For every cube the number of its part of `nearest_`, from 1; 0 before it is made.
     Scratch<std::uint16_t> parts_;
