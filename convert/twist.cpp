@@ -1,7 +1,6 @@
 // Colour twists: records, and their application to a region.
 
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
 #include <cstring>
 
@@ -70,9 +69,10 @@ bool restrictToTile(const Call &call, const ZylImage &dst, const ZylTileMapping 
 Twist kernelTwist(const ZylColorTwist &record, std::int32_t offset, std::int32_t highest) {
     Twist twist{};
     twist.scale = record.scalingValue & 31;
+    const double unit = 1 / static_cast<double>(std::int64_t{1} << twist.scale);
     for (int i = 0; i < 12; ++i) {
         twist.data[i] = record.data[i];
-        twist.matrix[i] = std::ldexp(record.data[i], -twist.scale);
+        twist.matrix[i] = record.data[i] * unit;
     }
     twist.offset = std::clamp(offset, -highest, highest);
     return twist;

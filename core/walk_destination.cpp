@@ -6,15 +6,15 @@ namespace zylqx {
 
 SourceRect::SourceRect(const Call &call, const TileReport &report, ZylImage &image,
                        const Area &rect)
-    : copy_(image, std::max(rect.width, 1), std::max(rect.height, 1)), pixels_(copy_.image()),
-      left_(rect.x), top_(rect.y) {
+    : copy_(std::in_place, image, std::max(rect.width, 1), std::max(rect.height, 1)),
+      pixels_(copy_->image()), left_(rect.x), top_(rect.y) {
     pixels_.imageData = nullptr;
-    if (!copy_) return;
-    if (!rect.empty() && !copy_.readRows(image, rect.x, rect.y, 0, rect.height)) {
+    if (!*copy_) return;
+    if (!rect.empty() && !copy_->readRows(image, rect.x, rect.y, 0, rect.height)) {
         report.noTile(call, ZYL_GET_TILE_TO_READ);
         return;
     }
-    pixels_.imageData = copy_.image().imageData;
+    pixels_.imageData = copy_->image().imageData;
 }
 
 MappedTile::MappedTile(const ZylImage &image, const ZylTileMapping *mapping)

@@ -3,6 +3,8 @@
 #ifndef ZYLQX_CORE_WALK_DESTINATION_H
 #define ZYLQX_CORE_WALK_DESTINATION_H
 
+#include <optional>
+
 #include "core/call.h"
 #include "core/image.h"
 #include "core/region.h"
@@ -42,7 +44,7 @@ class SourceRect {
     const ZylImage &image() const { return pixels_; }
 
   private:
-    ScratchImage copy_;
+    std::optional<ScratchImage> copy_;
     ZylImage pixels_;
     std::int32_t left_ = 0, top_ = 0;
 };

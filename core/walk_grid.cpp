@@ -181,10 +181,10 @@ bool GridWalk::provide(Member &member, const Area &area) {
 
 bool GridWalk::provideBuffer(Member &member, const Area &area) {
     ZylImage &image = *member.operand.image;
-    member.buffer = ScratchImage(image, area.width, area.height);
-    if (!member.buffer || !copyTiles(image, area, member.buffer.image(), false)) return false;
+    ScratchImage &buffer = member.buffer.emplace(image, area.width, area.height);
+    if (!buffer || !copyTiles(image, area, buffer.image(), false)) return false;
     member.holding = Holding::Buffer;
-    member.pixels.image_ = member.buffer.image();
+    member.pixels.image_ = buffer.image();
     member.pixels.area_ = {0, 0, area.width, area.height, 0};
     return true;
 }

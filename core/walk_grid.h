@@ -7,6 +7,8 @@
 #ifndef ZYLQX_CORE_WALK_GRID_H
 #define ZYLQX_CORE_WALK_GRID_H
 
+#include <optional>
+
 #include "core/call.h"
 #include "core/image.h"
 #include "core/region.h"
@@ -76,7 +78,7 @@ class GridWalk {
         std::int32_t x0 = 0, y0 = 0;
         Holding holding = Holding::Nothing;
         std::int32_t tileColumn = 0, tileRow = 0;
-        ScratchImage buffer;
+        std::optional<ScratchImage> buffer;
         GridPixels pixels;
     };
 
