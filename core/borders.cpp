@@ -77,22 +77,26 @@ void copyRun(const ZylImage &image, int channel, std::int64_t y, const BorderRun
               run.step * item.step, run.count, item.bytes);
 }
 
-void fillSamples(unsigned char *dst, std::uint32_t depth, std::int64_t at, std::int64_t count,
-                 std::int32_t value) {
+// Samples from `at` on of so many rows.
+void fillRows(unsigned char *dst, std::ptrdiff_t stride, std::int64_t rows, std::uint32_t depth,
+              std::int64_t at, std::int64_t count, std::int32_t value) {
     const auto n = static_cast<std::size_t>(count);
+    const auto forEachRow = [&](auto fill) {
+        for (std::int64_t i = 0; i < rows; ++i, dst += stride) fill();
+    };
     switch (depthBits(depth)) {
     case 1:
-        fillBits(dst, at, count, (value & 1) != 0);
-        break;
+        return forEachRow([&] { fillBits(dst, at, count, (value & 1) != 0); });
     case 8:
-        std::memset(dst + at, value & 0xFF, n);
-        break;
+        return forEachRow([&] { std::memset(dst + at, value & 0xFF, n); });
     case 16:
-        std::fill_n(reinterpret_cast<std::uint16_t *>(dst) + at, n,
-                    static_cast<std::uint16_t>(value));
-        break;
+        return forEachRow([&] {
+            std::fill_n(reinterpret_cast<std::uint16_t *>(dst) + at, n,
+                        static_cast<std::uint16_t>(value));
+        });
     default:
-        std::fill_n(reinterpret_cast<std::int32_t *>(dst) + at, n, value);
+        return forEachRow(
+            [&] { std::fill_n(reinterpret_cast<std::int32_t *>(dst) + at, n, value); });
     }
 }
 
@@ -220,10 +224,8 @@ void RectReader::fill(const BorderRun &columns, std::int64_t rowCount, std::int6
     const std::int64_t samples =
         channel_ == ALL_CHANNELS ? static_cast<std::int64_t>(pixelStep(image_)) : 1;
     for (int p = 0; p < planesOf(image_, channel_); ++p) {
-        for (std::int64_t i = 0; i < rowCount; ++i) {
-            fillSamples(plane(row + i, p), image_.depth, column * samples, columns.count * samples,
-                        columns.value);
-        }
+        fillRows(plane(row, p), rows_.stride, rowCount, image_.depth, column * samples,
+                 columns.count * samples, columns.value);
     }
 }
 

@@ -9,7 +9,10 @@ namespace zylqx {
 
 ScratchImage::ScratchImage(const ZylImage &image, std::int64_t width, std::int64_t height) {
     constexpr std::int64_t MOST = std::numeric_limits<std::int32_t>::max();
-    if (width <= 0 || height <= 0 || width > MOST || height > MOST) return;
+    if (width <= 0 || height <= 0 || width > MOST || height > MOST) {
+        header_ = {};
+        return;
+    }
     header_ =
         memoryHeader(image, static_cast<std::int32_t>(width), static_cast<std::int32_t>(height));
     if (header_.imageSize == 0) return;

@@ -30,7 +30,7 @@ class ScratchImage {
                   std::int64_t count);
 
   private:
-    ZylImage header_{};
+    ZylImage header_; // unless there is no room
     Scratch<unsigned char> pixels_;
 };
 

@@ -30,9 +30,9 @@ class ExtremeRows {
                      .extreme3[smallest_][checkedDepthIndex(piece.source.depth)]),
           slide_(
               ZYLQX_KERNELS(maxMinKernels).slide[smallest_][checkedDepthIndex(piece.source.depth)]),
-          work_(static_cast<std::uint64_t>(2 * workSize())), reduced_(reducedSize()) {}
+          memory_(reducedSize() + static_cast<std::uint64_t>(2 * workSize())) {}
 
-    explicit operator bool() const { return rows_ && work_ && reduced_; }
+    explicit operator bool() const { return rows_ && memory_; }
     void run(const NeighbourPiece &piece, const Passes &passes);
 
   private:
@@ -47,7 +47,8 @@ class ExtremeRows {
         return static_cast<std::uint64_t>(rows > INT64_MAX / stride_ ? INT64_MAX : rows * stride_);
     }
 
-    unsigned char *reduced(std::int64_t i) const { return reduced_.data() + i * stride_; }
+    unsigned char *reduced(std::int64_t i) const { return memory_.data() + i * stride_; }
+    unsigned char *work() const { return memory_.data() + reducedSize(); }
     void reduce(std::int64_t y, void *d);
     void reduceBits(const void *s, void *d);
     void shallow(const NeighbourPiece &piece);
@@ -64,8 +65,7 @@ class ExtremeRows {
     const MaxMinKernels::Extreme2 two_;
     const MaxMinKernels::Extreme3 three_;
     const MaxMinKernels::Slide slide_;
-    Scratch<unsigned char> work_;
-    Scratch<unsigned char> reduced_;
+    Scratch<unsigned char> memory_; // reduced rows, then two to work on
 };
 
 // The extremes of as many samples as the box has columns. Runs of 3, 9, 27 ... samples
@@ -78,12 +78,12 @@ void ExtremeRows::reduce(std::int64_t y, void *d) {
     }
     const std::ptrdiff_t pixel = step_ * bytes_;
     std::int64_t run = 1;
-    unsigned char *work = work_.data();
+    unsigned char *work = this->work();
     for (; run < box_.columns - 2 * run; run *= 3) {
         three_(s, s + run * pixel, s + 2 * run * pixel, work,
                count_ + (box_.columns - 3 * run) * step_);
         s = work;
-        work = work_.data() + (work == work_.data() ? workSize() : 0);
+        work = this->work() + (work == this->work() ? workSize() : 0);
     }
     const unsigned char *last = s + (box_.columns - run) * pixel;
     if (box_.columns <= 2 * run) {
@@ -98,7 +98,7 @@ void ExtremeRows::reduce(std::int64_t y, void *d) {
 void ExtremeRows::reduceBits(const void *s, void *d) {
     const MaxMinKernels &kernels = ZYLQX_KERNELS(maxMinKernels);
     const auto *from = static_cast<const std::uint64_t *>(s);
-    auto *work = reinterpret_cast<std::uint64_t *>(work_.data());
+    auto *work = reinterpret_cast<std::uint64_t *>(this->work());
     std::int64_t run = 1;
     do {
         const std::int64_t first = std::min(run, box_.columns - run);
