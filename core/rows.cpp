@@ -153,6 +153,20 @@ void writeBits(const std::uint64_t *words, unsigned char *row, std::int64_t bit,
     copyBits(bytes, 0, row, whole * 64, count % 64);
 }
 
+// Asks for a row of an image, if there is such a one, while those before it are worked on:
+// rows are too short for the processor to foresee that others follow. Long ones are not.
+// GCC leaves out calls of a function that does nothing else, so it is always inline.
+[[gnu::always_inline]] inline void prefetchRow(const ZylImage &image, std::int64_t x,
+                                               std::int64_t columns, std::int64_t y, int channel) {
+    if (y < 0 || y >= image.height) return;
+    const std::int64_t first = std::max<std::int64_t>(x, 0);
+    const std::int64_t end = std::min<std::int64_t>(x + columns, image.width);
+    const std::int64_t bytes = (end - first) * pixelStep(image) * sampleBytes(image.depth);
+    if (bytes <= 0 || bytes > BATCH_BYTES) return;
+    const unsigned char *row = sampleAt(image, first, y, std::max(channel, 1));
+    for (std::int64_t i = 0; i < bytes; i += LINE) __builtin_prefetch(row + i);
+}
+
 } // namespace
 
 RowRing::RowRing(std::int64_t rows, std::int64_t bytes)
@@ -191,6 +205,9 @@ void SourceRows::buildNext() {
     if (image_.depth == ZYL_DEPTH_1U) {
         buildBits(slot, count);
     } else {
+        for (std::int64_t y = next_ + count; y < std::min(next_ + 2 * count, end_); ++y) {
+            prefetchRow(image_, x_, columns_, y, channel_);
+        }
         // The image is in memory, so reading cannot fail.
         readBorderedRect(image_, x_, next_, columns_, count, channel_, {slot, stride, 0});
     }
@@ -219,8 +236,9 @@ DestinationRows::DestinationRows(const ZylImage &image, std::int64_t x, std::int
 }
 
 void *DestinationRows::row(std::int64_t y) {
-    if (inPlace_) return sampleAt(image_, x_, y, channel_ == ALL_CHANNELS ? 1 : channel_);
-    return ring_.slot(y);
+    if (!inPlace_) return ring_.slot(y);
+    prefetchRow(image_, x_, columns_, y + 1, channel_);
+    return sampleAt(image_, x_, y, channel_ == ALL_CHANNELS ? 1 : channel_);
 }
 
 void DestinationRows::finish(std::int64_t y) {
