@@ -2,9 +2,11 @@
 // order.
 
 #include <gtest/gtest.h>
+#include <set>
 
 #include "core/memory.h"
 #include "tests/transform/pictures.h"
+#include "transform/kept_state.h"
 
 using namespace support;
 
@@ -99,6 +101,42 @@ std::vector<std::unique_ptr<Step>> allSteps() {
         }
     }
     return steps;
+}
+
+struct Counted {
+    static inline int destroyed = 0;
+    void release() {}
+    ~Counted() { ++destroyed; }
+};
+
+// Calls at the same time each have a state; 16 of them are kept.
+TEST(KeptState, SixteenStatesAreKept) {
+    zylqx::KeptState<Counted> kept;
+    std::set<Counted *> states;
+    bool continued = false;
+    for (int i = 0; i < 20; ++i) {
+        states.insert(kept.take(continued));
+        EXPECT_EQ(continued, i == 0);
+    }
+    EXPECT_EQ(states.size(), 20u);
+    EXPECT_EQ(states.count(nullptr), 0u);
+    for (Counted *state : states) kept.giveBack(state);
+    EXPECT_EQ(Counted::destroyed, 4);
+
+    states.clear();
+    EXPECT_EQ(allocationsOf(
+                  [&] {
+                      for (int i = 0; i < 16; ++i) states.insert(kept.take(continued));
+                      EXPECT_EQ(kept.take(continued), nullptr);
+                  },
+                  1, 1),
+              1);
+    EXPECT_EQ(states.size(), 16u);
+    for (Counted *state : states) kept.giveBack(state);
+    kept.releaseSpare();
+    EXPECT_EQ(Counted::destroyed, 19);
+    kept.destroyAll();
+    EXPECT_EQ(Counted::destroyed, 20);
 }
 
 TEST(TransformState, EveryFailureBetweenTwoSizesIsForgotten) {
