@@ -97,6 +97,13 @@ TEST(ComputeHisto, FillsIntervalsAndClearsInterpolate) {
     EXPECT_EQ(lut.value, (Values{2, 2, 30}));
     EXPECT_EQ(lut.lut.interpolate, 0);
 
+    // Samples below the first key belong to no interval, nor to an empty one.
+    image.assign({126, 127, 128, 129});
+    TestLut narrow({127, 127, 129, 129, 256}, {9, 9, 9, 9, 9});
+    ZylLUT *narrows[] = {narrow};
+    zylComputeHisto(image, narrows, nullptr);
+    EXPECT_EQ(narrow.value, (Values{0, 2, 0, 1, 9}));
+
     // One tile, and a tile that the region does not touch.
     TestImage tiled({.width = 20, .height = 20});
     tiled.fill(3).tiles(8, 8);
