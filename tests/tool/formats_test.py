@@ -520,6 +520,28 @@ class Jpeg(FormatCase):
             self.assertEqual(got[:4], (64, 48, 3, 255))
             self.assertLess(max(abs(a - b) for a, b in zip(got[4], wanted)), 12)
 
+    def test_markers(self):
+        picture = self.smooth("RGB", 40, 30)
+        picture.save(self.path("in.jpg"), dpi=(118, 118))
+        with open(self.path("in.jpg"), "rb") as file:
+            jfif = file.read()
+        with Image.open(self.path("in.jpg")) as same:
+            expected = pam_of(same.convert("RGB"))
+        head, rest = jfif[:20], jfif[20:]  # the start of the picture and JFIF's own marker
+        self.assertEqual(head[2:11], b"\xff\xe0\0\x10JFIF\0")
+        # Longer than what is read at a time, and of no known kind.
+        unknown = b"\xff\xe5" + struct.pack(">H", 60002) + bytes(60000)
+        self.assertEqual(self.pixels(self.write("in.jpg", head + unknown + rest)), expected)
+        # Adobe's without JFIF's, of a transform that nobody knows.
+        adobe = b"\xff\xee\0\x0eAdobe\0\x64\0\0\0\0\x09"
+        self.assertEqual(self.pixels(self.write("in.jpg", head[:2] + adobe + rest)), expected)
+        # The same number per centimetre.
+        centimetres = head[:13] + b"\2" + head[14:]
+        for data, dpi in ((jfif, 118), (centimetres + rest, 118 * 2.54)):
+            self.good(self.write("in.jpg", data), self.path("out.png"))
+            with Image.open(self.path("out.png")) as out:
+                self.assertAlmostEqual(out.info["dpi"][0], dpi, delta=0.1)
+
     def test_orientation_is_applied_and_reset(self):
         turns = {2: Image.FLIP_LEFT_RIGHT, 3: Image.ROTATE_180, 4: Image.FLIP_TOP_BOTTOM,
                  5: Image.TRANSPOSE, 6: Image.ROTATE_270, 7: Image.TRANSVERSE, 8: Image.ROTATE_90}

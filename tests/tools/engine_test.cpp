@@ -344,6 +344,12 @@ TEST(Engine, GivesTheBitsOfTheChainInMemory) {
     }
 }
 
+Pipeline::Node sumOf(Pipeline &pipeline, Pipeline::Node a, Pipeline::Node b, const Shape &shape) {
+    Plan sum{.name = "add", .result = shape};
+    sum.make = [](Request &r) { zylAdd(r.sources[0], r.sources[1], r.result, r.tile); };
+    return pipeline.add(std::move(sum), {a, b});
+}
+
 // A picture beside its blurred self, and a picture in memory: nodes that are read
 // by two others.
 TEST(Engine, JoinsBranches) {
@@ -364,10 +370,8 @@ TEST(Engine, JoinsBranches) {
         difference.make = [](Request &r) {
             zylSubtract(r.sources[0], r.sources[1], r.result, 0, r.tile);
         };
-        Plan sum{.name = "add", .result = shape};
-        sum.make = [](Request &r) { zylAdd(r.sources[0], r.sources[1], r.result, r.tile); };
         const Pipeline::Node edges = pipeline.add(std::move(difference), {source, soft});
-        const Pipeline::Node sharp = pipeline.add(std::move(sum), {edges, memory});
+        const Pipeline::Node sharp = sumOf(pipeline, edges, memory, shape);
         EXPECT_EQ(firstDifference(pipeline.image(sharp), expected), -1);
     }
 }
@@ -393,6 +397,48 @@ TEST(Engine, ReadsRowsOnceAndKeepsFew) {
     pipeline.run(node, &sink);
     EXPECT_EQ(opened, 1);
     EXPECT_LT(ahead, 2000);
+}
+
+// Measured first, read from below, or by two at once: what comes in order is kept, and
+// counts for progress.
+TEST(Engine, OpensWhatComesInOrderOnce) {
+    using Node = Pipeline::Node;
+    using Chain = Node (*)(Pipeline &, Node source, const Shape &);
+    const Chain chains[] = {
+        [](Pipeline &pipeline, Node source, const Shape &shape) {
+            return pipeline.add(darkenByLargest().plan(shape), {source});
+        },
+        [](Pipeline &pipeline, Node source, const Shape &shape) {
+            const Node added = pipeline.add(addConstant().plan(shape), {source});
+            return pipeline.add(mirror().plan(shape), {added});
+        },
+        [](Pipeline &pipeline, Node source, const Shape &shape) {
+            const Node added = pipeline.add(addConstant().plan(shape), {source});
+            const Node dark = pipeline.add(darkenByLargest().plan(shape), {source});
+            return sumOf(pipeline, added, dark, shape);
+        },
+    };
+    const Shape shape = makeShape(1000, 1100, 3, ZYL_DEPTH_8U);
+    auto picture = std::make_shared<Image>(noise(shape, 5));
+    for (std::size_t i = 0; i < std::size(chains); ++i) {
+        for (const std::int64_t memory : {4 << 20, 64 << 20}) { // in a file, and in memory
+            int opened = 0;
+            std::int64_t done = 0, all = 0;
+            Pipeline pipeline(
+                {.memory = memory, .jobs = 1, .progress = [&](std::int64_t now, std::int64_t then) {
+                     done = now, all = then;
+                 }});
+            const Node source = pipeline.add("source", [&] {
+                ++opened;
+                return std::make_unique<PictureSource>(picture, Order::rows, Tiling{1000, 8});
+            });
+            PictureSink sink(shape, Order::any, {64, 64});
+            pipeline.run(chains[i](pipeline, source, shape), &sink);
+            EXPECT_EQ(opened, 1) << "chain " << i;
+            EXPECT_EQ(done, all) << "chain " << i;
+            EXPECT_EQ(all, std::int64_t{2} * shape.width * shape.height);
+        }
+    }
 }
 
 TEST(Engine, EndsAtTheFirstFailure) {
