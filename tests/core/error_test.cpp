@@ -161,6 +161,17 @@ TEST_F(Error, BoxReportTakesNamesOfAnyLength) {
     const std::string expected = "in function [" + file + ":1]:" + name + "():\n" + context;
     EXPECT_NE(written(zylGuiBoxReport, arguments).find(expected), std::string::npos);
 
+    // Around 512 bytes, which need no memory but for the last of them.
+    const std::string rest = "\n\nErrMode=ZYL_ErrorModeParent\n\nContinue?\n";
+    const std::string start = "in function [s:1]:f():\n";
+    zylSetErrMode(ZYL_ErrModeParent);
+    for (std::size_t length = 511; length <= 513; ++length) {
+        const std::string text(length + 1 - start.size() - rest.size(), 't');
+        const std::string report =
+            written(zylGuiBoxReport, {ZYL_StsError, "f", text.c_str(), "s", 1});
+        EXPECT_TRUE(report.ends_with(start + text + rest)) << length << report;
+    }
+
     // Without memory the report is cut short.
     const AllocationFault fault(1);
     EXPECT_NE(written(zylGuiBoxReport, arguments).find("in function [fff"), std::string::npos);

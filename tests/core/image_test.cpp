@@ -4,6 +4,7 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <random>
+#include <vector>
 
 #include "core/image.h"
 #include "tests/support/images.h"
@@ -241,6 +242,21 @@ TEST(Pixels, ExhaustedMemoryLeavesTheHeader) {
     EXPECT_EQ(image->imageDataOrigin, nullptr);
     EXPECT_EQ(image->imageData, nullptr);
     zylDeallocateHeader(image);
+}
+
+// Images in memory by their bytes, even one that begins within the other.
+TEST(Pixels, AreSharedWhereTheyOverlap) {
+    std::vector<unsigned char> bytes(200);
+    ZylImage *first = create({.height = 5, .width = 20});
+    ZylImage *second = create({.height = 5, .width = 20});
+    first->imageData = bytes.data();
+    for (const int offset : {0, 1, 99, 100}) {
+        second->imageData = bytes.data() + offset;
+        EXPECT_EQ(zylqx::sharePixels(*first, *second), offset < 100) << offset;
+        EXPECT_EQ(zylqx::sharePixels(*second, *first), offset < 100) << offset;
+    }
+    zylDeallocate(first, ZYL_DEALLOC_HEADER);
+    zylDeallocate(second, ZYL_DEALLOC_HEADER);
 }
 
 TEST(Deallocate, FreesTheNamedPartsOnly) {
