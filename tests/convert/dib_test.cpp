@@ -286,6 +286,24 @@ TEST(ConvertToDib, TheFirstOfEquallyNearEntriesWins) {
     }
 }
 
+// Every value of each channel, halfway between two levels too.
+TEST(ConvertToDib, TheFixedTableOf256ColoursIsSearchedByChannel) {
+    TestImage image({.channels = 3, .width = 256, .height = 3, .sequence = "RGB"});
+    for (int x = 0; x < 256; ++x) {
+        for (int y = 0; y < 3; ++y) {
+            for (int c = 1; c <= 3; ++c) image.set(x, y, c, (c - 1) == y ? x : 255 - x * 7 % 256);
+        }
+    }
+    BitmapBlock bitmap(256, 3, 8);
+    zylConvertToDIB(image, bitmap, 1, 1);
+    for (int y = 0; y < 3; ++y) {
+        for (int x = 0; x < 256; ++x) {
+            ASSERT_EQ(bitmap.value(x, y), nearestEntry(bitmap, colourOf(image, x, y), 256))
+                << x << ", " << y;
+        }
+    }
+}
+
 // ---- palettes -----------------------------------------------------------------------
 
 TEST(ConvertToDib, FillsTheFixedTables) {

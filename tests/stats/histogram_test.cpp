@@ -97,6 +97,17 @@ TEST(ComputeHisto, FillsIntervalsAndClearsInterpolate) {
     EXPECT_EQ(lut.value, (Values{2, 2, 30}));
     EXPECT_EQ(lut.lut.interpolate, 0);
 
+    // Wide intervals before and between single values, and as many values as there are
+    // intervals although not all are single.
+    TestLut mixed({0, 127, 128, 255, 256}, {0, 0, 0, 0, 30});
+    TestLut repeated({126, 126, 128, 129}, {0, 0, 0, 30});
+    ZylLUT *mixedLuts[] = {mixed};
+    ZylLUT *repeatedLuts[] = {repeated};
+    zylComputeHisto(image, mixedLuts, nullptr);
+    zylComputeHisto(image, repeatedLuts, nullptr);
+    EXPECT_EQ(mixed.value, (Values{1, 1, 1, 1, 30}));
+    EXPECT_EQ(repeated.value, (Values{0, 1, 1, 30}));
+
     // Samples below the first key belong to no interval, nor to an empty one.
     image.assign({126, 127, 128, 129});
     TestLut narrow({127, 127, 129, 129, 256}, {9, 9, 9, 9, 9});
