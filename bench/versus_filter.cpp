@@ -75,12 +75,15 @@ std::vector<NamedFilter> filters() {
         {"convolve-sep-2d 5+5", separable(),
          operations(5 + 2 * (4 + 2) + 4 + 2 * (4 + 2) + 10,
                     5 + 2 * (4 + 2) + 4 + 2 * (4 + 2) + 10)},
-        // A row that enters and one that leaves: 10. Two vectors of differences, the sums
-        // along them in 12 steps, and four conversions with a product each. Of 16 bits
-        // the products are in double precision, half as many at a time.
-        {"blur 3x3", box(zylBlur, 3), operations(10 + 2 * (5 + 12 + 12), 8 + 2 * (16 + 12))},
-        {"blur 15x15", box(zylBlur, 15), operations(10 + 2 * (5 + 12 + 12), 8 + 2 * (16 + 12))},
-        {"blur 63x63", box(zylBlur, 63), operations(10 + 2 * (5 + 12 + 12), 8 + 2 * (16 + 12))},
+        // A row that enters and one that leaves: 10. Twice a vector of differences and 12
+        // steps for the sums along it, three for each of two means and four around them;
+        // four to pack. Of 16 bits the products are in double precision, half as many at a
+        // time.
+        {"blur 3x3", box(zylBlur, 3), operations(10 + 2 * (1 + 12 + 6 + 4) + 4, 8 + 2 * (16 + 12))},
+        {"blur 15x15", box(zylBlur, 15),
+         operations(10 + 2 * (1 + 12 + 6 + 4) + 4, 8 + 2 * (16 + 12))},
+        {"blur 63x63", box(zylBlur, 63),
+         operations(10 + 2 * (1 + 12 + 6 + 4) + 4, 8 + 2 * (16 + 12))},
         // Two comparisons along a row and two of rows; of bits, two shifts of three each.
         {"max-filter 3x3", box(zylMaxFilter, 3), operations(4, 4, 10), true},
         // Runs of 3, 9 and 11 are five comparisons, three more join the rows; but these

@@ -60,7 +60,7 @@ float factorOf(const Box &box) {
 // Whether columns of the box fit in 15 bits and single precision gives the same
 // means. The factor of a box of A samples is a little above or below 1 / A, so
 // a mean is floor(sum / A) or floor((sum - 1) / A), as long as sum < 2^24. That is
-// floor((sum + h) / A) with h = 1/2 or -1/2, a number that is 1 / 2A away from an
+// floor((sum - l + 1/2) / A) with l = 0 or 1, a number that is 1 / 2A away from an
 // integer, or further. Single precision errs by less than 256 * 2^-22.
 bool isNarrow(std::uint32_t depth, const Box &box, const Passes &passes) {
     return depth == ZYL_DEPTH_8U && passes.step() == 1 && box.rows <= 128 &&
@@ -77,7 +77,7 @@ bool blurNarrow(const NeighbourPiece &piece, const Box &box, const Passes &passe
     const BoxKernels &kernels = ZYLQX_KERNELS(boxKernels);
     const float factor = factorOf(box);
     const double area = static_cast<double>(box.rows * box.columns);
-    const float half = area * factor < 1 ? -0.5f : 0.5f;
+    const std::uint32_t less = area * factor < 1 ? 1 : 0;
     for (int pass = 0; pass < passes.count(); ++pass) {
         rows.select(passes, pass);
         std::fill_n(scratch.data(), count + 2 * PAD, std::uint16_t{0});
@@ -92,7 +92,7 @@ bool blurNarrow(const NeighbourPiece &piece, const Box &box, const Passes &passe
                 kernels.slideRowNarrow(entering, rows.source.row(piece.boxY + y - 1), columns,
                                        count);
             }
-            kernels.meanNarrow(columns, box.columns, factor, half,
+            kernels.meanNarrow(columns, box.columns, factor, less,
                                static_cast<std::uint8_t *>(rows.destination.row(piece.dstY + y)),
                                rows.samples);
             rows.destination.finish(piece.dstY + y);

@@ -48,7 +48,8 @@ inline Vector<u32> lastOf(Vector<u32> v, Indices<I...>) {
 // Each lane with all those before it.
 inline Vector<u32> runningSum(Vector<u32> v) {
     using Lanes = typename IndicesTo<LANES<u32>>::Type;
-    v = addToNext<1>(v, Lanes());
+    const auto pairs = (Vector<u64>)v;
+    v += (Vector<u32>)(LOWEST_FIRST ? pairs << 32 : pairs >> 32);
     v = addToNext<2>(v, Lanes());
     if constexpr (LANES < u32 >> 4) v = addToNext<4>(v, Lanes());
     if constexpr (LANES < u32 >> 8) v = addToNext<8>(v, Lanes());
@@ -153,17 +154,31 @@ void slideRowNarrow(const void *entering, const void *leaving, void *d, std::ptr
     slideRow<u8, u16>(in + i, out + i, sums + i, n - i);
 }
 
+// The sums of lanes and their neighbours.
+inline Vector<s32> pairSums(Vector<s16> v) {
+#if defined(__AVX2__) && !defined(__AVX512BW__)
+    return (Vector<s32>)__builtin_ia32_pmaddwd256(v, Vector<s16>{} + 1);
+#elif defined(__SSE2__) && !defined(__AVX512BW__)
+    return (Vector<s32>)__builtin_ia32_pmaddwd128(v, Vector<s16>{} + 1);
+#else
+    const auto pairs = (Vector<s32>)v;
+    return (pairs << 16 >> 16) + (pairs >> 16);
+#endif
+}
+
 // Boxes of columns below 2^15, two to a lane: their changes are summed up together,
-// and the first box of the two is the second without its change.
-void meanNarrow(const u16 *columns, std::ptrdiff_t count, float factor, float half, u8 *d,
+// and the first box of the two is the second without its change. A sum is added to the
+// bits of 2^23, which makes it a number in single precision at once.
+void meanNarrow(const u16 *columns, std::ptrdiff_t count, float factor, u32 less, u8 *d,
                 std::ptrdiff_t n) {
     using V = Vector<u32>;
     using Signed = Vector<s32>;
-    const auto meanOf = [factor, half](V sum) {
-        const auto value = __builtin_convertvector((Signed)sum, Vector<float>);
-        return (V) __builtin_convertvector((value + half) * factor, Signed);
+    constexpr u32 BITS_OF_2_23 = 0x4B000000;
+    const auto meanOf = [factor](V sum) {
+        const auto value = (Vector<float>)sum - (0x1p23f - 0.5f);
+        return (V) __builtin_convertvector(value * factor, Signed);
     };
-    u32 first = 0;
+    u32 first = BITS_OF_2_23 - less;
     for (std::ptrdiff_t k = 0; k < count - 1; ++k) first += columns[k];
     V before = V{} + first;
     const auto meansAt = [=, &before](std::ptrdiff_t i) {
@@ -171,11 +186,10 @@ void meanNarrow(const u16 *columns, std::ptrdiff_t count, float factor, float ha
         for (int k = 0; k < 2; ++k) {
             const u16 *from = columns + i + k * LANES<u16>;
             const auto changes =
-                (Signed)(load<Vector<u16>>(from + count - 1) - load<Vector<u16>>(from - 1));
-            const Signed low = changes << 16 >> 16;
-            const Signed high = changes >> 16;
-            const Signed second = LOWEST_FIRST ? high : low;
-            const V change = runningSum((V)(low + high));
+                (Vector<s16>)(load<Vector<u16>>(from + count - 1) - load<Vector<u16>>(from - 1));
+            const auto pairs = (Signed)changes;
+            const Signed second = LOWEST_FIRST ? pairs >> 16 : pairs << 16 >> 16;
+            const V change = runningSum((V)pairSums(changes));
             const V sum = before + change;
             before += lastOf(change, typename IndicesTo<LANES<u32>>::Type());
             const V firstMean = meanOf(sum - (V)second);

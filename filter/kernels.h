@@ -73,13 +73,13 @@ struct BoxKernels {
     using Mean = void (*)(const void *boxes, double factor, void *d, std::ptrdiff_t n);
     Mean mean[SAMPLE_COUNT];
     Mean meanWide[SAMPLE_COUNT];
-    // Columns of 8-bit samples in 16 bits, and d = (boxes + half) * factor, in single
+    // Columns of 8-bit samples in 16 bits, and d = (boxes - less + 1/2) * factor, in single
     // precision and truncated. There is a column of 0 before the first one, and a
     // vector may be read from behind the last one.
     AddRow addRowNarrow;
     SlideRow slideRowNarrow;
-    void (*meanNarrow)(const std::uint16_t *columns, std::ptrdiff_t count, float factor, float half,
-                       std::uint8_t *d, std::ptrdiff_t n);
+    void (*meanNarrow)(const std::uint16_t *columns, std::ptrdiff_t count, float factor,
+                       std::uint32_t less, std::uint8_t *d, std::ptrdiff_t n);
 };
 
 struct MaxMinKernels {
