@@ -171,11 +171,8 @@ TEST(ReduceBits, LeavesTheRestOfALargerImageAlone) {
 // spread like those of the other samples.
 TEST(ReduceBits, DithersTheWholeOfALargerImage) {
     constexpr int CONSTANT = 0x4321;
-    const auto padded = [](const TestImage &source, int mode) {
+    const auto padded = [](const TestImage &source, int mode, const Shape &larger) {
         const Shape &shape = source.shape();
-        Shape larger = shape;
-        larger.width += 8;
-        larger.height += 5;
         TestImage image(larger);
         for (int y = 0; y < larger.height; ++y) {
             for (int x = 0; x < larger.width; ++x) {
@@ -191,6 +188,8 @@ TEST(ReduceBits, DithersTheWholeOfALargerImage) {
         }
         return image;
     };
+    // Wider, higher, or both.
+    constexpr int SIZES[][2] = {{19, 7}, {11, 12}, {19, 12}};
     unsigned seed = 0;
     for (const int mode : {ZYL_BORDER_CONSTANT, ZYL_BORDER_REPLICATE, ZYL_BORDER_WRAP}) {
         for (const int type : {2, 4, 8, 16}) {
@@ -198,8 +197,10 @@ TEST(ReduceBits, DithersTheWholeOfALargerImage) {
                 TestImage source(shapeOf(ZYL_DEPTH_16U, "RGB ", 11, 7, order));
                 source.randomise(++seed);
                 source.border(mode, CONSTANT);
-                TestImage larger = padded(source, mode);
-                TestImage expected(shapeOf(ZYL_DEPTH_8U, "RGB ", 19, 12, order));
+                const auto &[width, height] = SIZES[seed % 3];
+                TestImage larger =
+                    padded(source, mode, shapeOf(ZYL_DEPTH_16U, "RGB ", width, height, order));
+                TestImage expected(shapeOf(ZYL_DEPTH_8U, "RGB ", width, height, order));
                 TestImage result(expected);
                 zylReduceBits(larger, expected, 0, type, 2, nullptr);
                 zylReduceBits(source, result, 0, type, 2, nullptr);

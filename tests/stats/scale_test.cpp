@@ -47,6 +47,19 @@ TEST(ScaledProduct, IsTheFloorForEveryPairOf8Bits) {
     }
 }
 
+TEST(ScaledProduct, EndsAfter99999RowsAndColumns) {
+    for (const bool wide : {true, false}) {
+        TestImage src({.width = wide ? 100001 : 1, .height = wide ? 1 : 100001});
+        TestImage out(src.shape());
+        src.fill(255);
+        out.fill(9);
+        zylMultiplySScale(src, out, 255, nullptr);
+        const auto at = [&](int i) { return wide ? out.at(i, 0) : out.at(0, i); };
+        EXPECT_EQ(at(99998), 255);
+        EXPECT_EQ(at(99999), 9);
+    }
+}
+
 // Samples at both ends with everything, products around multiples of 65535,
 // where the floor steps, and a seeded million.
 TEST(ScaledProduct, IsTheFloorForPairsOf16Bits) {
