@@ -118,7 +118,7 @@ fuzz:
 	scripts/packages.sh $(BUILD_PACKAGES) $(TOOL_PACKAGES) $(TEST_PACKAGES) clang libclang-rt-14-dev
 	cmake --preset release
 	cmake --build --preset release --target zyl
-	cmake --preset fuzz
+	cmake --preset fuzz -UZYLQX_LEVELS
 	cmake --build --preset fuzz
 	scripts/fuzz.sh $(FUZZ_SECONDS)
 
