@@ -171,7 +171,8 @@ class FreeTurn {
                 static_cast<std::int32_t>(rows.end - rows.begin), region.coi};
     }
 
-    // Columns in blocks, so that what consecutive rows read stays in the cache.
+    // Columns in blocks, so that what consecutive rows read stays in the cache: in the
+    // nearest one, unless a pixel takes longer than its samples.
     bool run(const SourceRect &source, const DstPiece &piece) const {
         const TurnKernels &kernels = ZYLQX_KERNELS(turnKernels);
         const int size = sizeIndex(sampleBytes(piece.image.depth));
@@ -181,7 +182,9 @@ class FreeTurn {
                                 ? kernels.sampleBetween[LINEAR][size]
                                 : kernels.sampleBetween[CUBIC][size];
         const TurnSource image = turnSource(source, turn_, turn_.pairs.srcFirst);
-        const std::ptrdiff_t columns = turnBlockColumns(image.rowStep);
+        const std::ptrdiff_t most =
+            turn_.interpolate == ZYL_INTER_CUBIC ? TURN_BLOCK : TURN_BLOCK / 2;
+        const std::ptrdiff_t columns = std::min(turnBlockColumns(image.rowStep), most);
         const Writer writer(piece, turn_.pairs);
         TurnBlock block;
         double cx[TURN_BLOCK], sx[TURN_BLOCK]; // c and s times the columns
