@@ -2,7 +2,8 @@
 # fuzz.sh SECONDS [PROGRAM...]: runs the programs of build/fuzz, as many at a time as there
 # are processors, each for its share of the time, from their corpora in build/corpora, which
 # grow, and from what seeds.py makes. Prints executions and edges; after the first finding,
-# which lies in build/corpora, no other program begins.
+# which lies in build/corpora, no other program begins. SEED=1 takes the same inputs each
+# time, as far as the time goes.
 set -eu
 cd "$(dirname "$0")/.."
 corpora=$PWD/build/corpora
@@ -15,7 +16,7 @@ fuzz() {
     case $program in chain_fuzz | options_fuzz) dictionary=-dict=$corpora/seeds/words.dict ;; esac
     # shellcheck disable=SC2086 # an empty word
     UBSAN_OPTIONS=print_stacktrace=1 build/fuzz/fuzz/$program $dictionary -max_total_time="$2" \
-        -max_len=4096 -timeout=60 -rss_limit_mb=1024 -malloc_limit_mb=512 -print_final_stats=1 \
+        -max_len=4096 -timeout=60 -rss_limit_mb=1024 -malloc_limit_mb=512 -print_final_stats=1 -seed="${SEED:-0}" \
         -artifact_prefix="$corpora/$program-" "$corpora/$program" "$corpora/seeds/$program" \
         >"$corpora/$program.log" 2>&1 ||
         { tail -n 60 "$corpora/$program.log"; echo "$program found something: $corpora/$program-*"; exit 255; }
