@@ -40,8 +40,8 @@ class JoinedPiece {
           columns_(piece.source.depth == ZYL_DEPTH_1U ? stride_ * 8
                                                       : piece.width + box.columns - 1),
           rows_(piece.height + box.rows - 1), length_((piece.height - 1) * columns_ + piece.width),
-          pixels_(
-              static_cast<std::uint64_t>(rows_ * stride_ + bytesOf(piece.destination, length_))) {}
+          made_((rows_ * stride_ + 7) / 8 * 8),
+          pixels_(static_cast<std::uint64_t>(made_ + bytesOf(piece.destination, length_))) {}
 
     // False when there is no memory.
     bool run(NeighbourKernel visit) {
@@ -51,8 +51,7 @@ class JoinedPiece {
                          {pixels_.data(), static_cast<std::ptrdiff_t>(stride_), 0});
         ZylImage source =
             imageOf(piece_.source, pixels_.data(), length_ + box_.columns - 1, box_.rows, stride_);
-        const ZylImage made =
-            imageOf(piece_.destination, pixels_.data() + rows_ * stride_, length_, 1, 0);
+        const ZylImage made = imageOf(piece_.destination, pixels_.data() + made_, length_, 1, 0);
         if (!visit({source, 0, 0, made, 0, 0, length_, 1})) return false;
         for (std::int64_t y = 0; y < piece_.height; ++y) store(made, y);
         return true;
@@ -76,6 +75,7 @@ class JoinedPiece {
     const std::int64_t columns_; // its pixels, of bits in whole bytes
     const std::int64_t rows_;    // of the source
     const std::int64_t length_;  // of the row that is made
+    const std::int64_t made_;    // where it begins: aligned for samples of any depth
     Scratch<unsigned char> pixels_;
 };
 

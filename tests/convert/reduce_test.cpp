@@ -221,6 +221,20 @@ TEST(ReduceBits, DithersTheWholeOfALargerImage) {
     }
 }
 
+// The last tiles of a source go on behind the image, but its borders count there.
+TEST(ReduceBits, TakesBordersInsteadOfWhatTilesHaveBehindTheImage) {
+    TestImage source(shapeOf(ZYL_DEPTH_16U, "GRAY", 11, 13, ZYL_DATA_ORDER_PIXEL));
+    source.randomise(5).border(ZYL_BORDER_REPLICATE);
+    TestImage expected(shapeOf(ZYL_DEPTH_8U, "GRAY", 16, 16, ZYL_DATA_ORDER_PIXEL));
+    expected.fill(9).tiles(8, 8);
+    TestImage result = expected;
+    zylReduceBits(source, expected, 0, 1, 0, nullptr);
+    source.tiles(8, 8);
+    zylReduceBits(source, result, 0, 1, 0, nullptr);
+    EXPECT_EQ(difference(expected, result), "");
+    EXPECT_EQ(result.at(15, 15), source.at(10, 12) >> 8);
+}
+
 // With a channel of interest in both, the numbers of channels may differ; samples then lie
 // apart.
 TEST(ReduceBits, TakesTheChannelsThatBothImagesHave) {
