@@ -112,10 +112,15 @@ void addScaledProducts(std::vector<Row> &rows, std::uint32_t depth, int side) {
         const PicturePointer d = alphaPicture(depth, side, order, layout);
         return Contest{[=] { zylMultiplySScale(*s, *d, 200, nullptr); }, {s, d}};
     });
-    addRow(rows, "pre-multiply-alpha", depth, 4, side, 1, 1, [=](Layout layout) {
-        const PicturePointer d = alphaPicture(depth, side, order, layout);
-        return Contest{[=] { zylPreMultiplyAlpha(*d, -1, nullptr); }, {d, d}};
-    });
+    // Of bytes, two operations for the factors of 8 pixels and nine for the products, which
+    // are those of whole division.
+    addRow(
+        rows, "pre-multiply-alpha", depth, 4, side, 1, 1,
+        [=](Layout layout) {
+            const PicturePointer d = alphaPicture(depth, side, order, layout);
+            return Contest{[=] { zylPreMultiplyAlpha(*d, -1, nullptr); }, {d, d}};
+        },
+        depth == ZYL_DEPTH_8U && order == ZYL_DATA_ORDER_PIXEL ? 11.0 / 24 : 0);
 }
 
 struct NamedRule {
