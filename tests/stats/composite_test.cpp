@@ -440,4 +440,24 @@ TEST(CompositeReports, InOrder) {
     }
 }
 
+// The alphas, whose tiles are smaller, have been put together by then; they do not go back.
+TEST(AlphaComposite, WritesNothingBackWhenASourceFails) {
+    const Reports reports;
+    const Shape colours{.channels = 3, .width = 32, .height = 16};
+    const Shape alphas{.width = 32, .height = 16, .alpha = 1};
+    for (int n = 1; n <= 2; ++n) {
+        TestImage a(colours), b(colours), d(colours), alphaA(alphas), alphaB(alphas),
+            alphaD(alphas);
+        for (TestImage *image : {&a, &b, &d, &alphaA, &alphaB, &alphaD}) image->randomise(3);
+        d.tiles(16, 16);
+        alphaD.tiles(8, 8);
+        a.tiles(16, 16).failTileRequest(n);
+        zylAlphaComposite(a, b, d, ZYL_COMPOSITE_OVER, alphaA, alphaB, alphaD, 1, 0, nullptr);
+        EXPECT_NE(a.failedRequest(), 0);
+        EXPECT_FALSE(d.askedAfterFailure() || alphaD.askedAfterFailure()) << n;
+        EXPECT_EQ(d.tilesHeld() + alphaD.tilesHeld() + a.tilesHeld(), 0);
+    }
+    EXPECT_EQ(reports.texts(), std::vector<std::string>(2, "ERROR in Tiling callBack"));
+}
+
 } // namespace
