@@ -573,7 +573,7 @@ TEST(Blur, ReportsInOrder) {
 
 // All sums of boxes of many areas: each box has one value more than the one before.
 TEST(Blur, RoundsEverySumAsItsFactorDoes) {
-    for (const int area : {2, 3, 7, 9, 25, 121, 225, 257, 3969, 8191, 8192, 8193}) {
+    for (const int area : {2, 3, 7, 9, 25, 121, 225, 257, 3969, 8191, 8192, 8193, 20000}) {
         const int width = 256 * area;
         TestImage source(gray(width, 1));
         for (int x = 0; x < width; ++x) source.set(x, 0, 1, x / area);
@@ -584,6 +584,38 @@ TEST(Blur, RoundsEverySumAsItsFactorDoes) {
             ASSERT_EQ(result.at(sum, 0), static_cast<int>(sum * factor)) << area << ", " << sum;
         }
     }
+}
+
+TEST(Blur, TakesTheChannelsThatBothImagesProcess) {
+    Shape rgb = gray();
+    rgb.channels = 3;
+    for (const bool ofSource : {true, false}) {
+        TestImage source(rgb), result(rgb);
+        source.fill(100);
+        result.fill(7);
+        (ofSource ? source : result).region(2, 0, 0, 9, 9);
+        zylBlur(source, result, 3, 3, 1, 1, nullptr);
+        for (int c = 1; c <= 3; ++c) EXPECT_EQ(result.at(4, 4, c), c == 2 ? 100 : 7) << c;
+    }
+}
+
+// Shifts beyond the bits that sums have.
+TEST(Convolve, LongShiftsLeaveNothing) {
+    const std::int8_t values[] = {127, 127};
+    TestImage source(gray()), result(gray());
+    source.fill(255);
+    for (const int shift : {15, 16, 20}) { // of 255 * 254, in 16 bits
+        ZylConvKernel *kernel = zylCreateConvKernel(1, 2, 0, 0, values, shift);
+        zylConvolve2D(source, result, &kernel, 1, ZYL_SUM, nullptr);
+        EXPECT_EQ(result.at(4, 4), 255 * 254 >> shift);
+        zylDeleteConvKernel(kernel);
+    }
+    ZylConvKernel *across = zylCreateConvKernel(1, 2, 0, 0, values, 10);
+    ZylConvKernel *down = zylCreateConvKernel(2, 1, 0, 0, values, 10);
+    zylConvolveSep2D(source, result, across, down);
+    EXPECT_EQ(result.at(4, 4), 255 * 254 * 254 >> 20);
+    zylDeleteConvKernel(across);
+    zylDeleteConvKernel(down);
 }
 
 TEST(Rank, ReportsInOrder) {
