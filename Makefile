@@ -7,6 +7,7 @@
 #                   PREFIX=/usr/local
 #     make test     builds everything and runs all tests
 #     make bench    builds the benchmarks, with every library to compare with
+#     make figures  runs all benchmarks, for half an hour, and fills the tables of speed
 #     make docs     builds the site of the documentation into build/docs
 #     make mutants  puts faults into the sources, one at a time, and says which of them
 #                   the tests notice; of some rooms with ROOMS="core filter"
@@ -55,7 +56,7 @@ PACKAGES_wasm-plain = emscripten
 PLATFORMS = 32-bit aarch64-linux-gnu s390x-linux-gnu x86_64-w64-mingw32 i686-w64-mingw32 \
 	wasm-simd wasm-plain
 
-.PHONY: demo build install test docs bench fuzz lint analyze coverage release-checks mutants \
+.PHONY: demo build install test docs bench figures fuzz lint analyze coverage release-checks mutants \
 	python python-packages python-bench web packages packages-test i686 aarch64 s390x \
 	windows64 windows32 everywhere
 demo:
@@ -111,6 +112,14 @@ bench:
 	scripts/packages.sh $(BUILD_PACKAGES) libbenchmark-dev $(PEER_PACKAGES)
 	cmake --preset bench
 	cmake --build --preset bench
+
+# From programs that are built as a user would.
+figures: bench python
+	scripts/packages.sh python3-skimage
+	test -e build/release/build.ninja || cmake --preset release -DZYLQX_TESTS=OFF
+	cmake --build --preset release --target zyl
+	mkdir -p build/large
+	python3 bench/figures.py run
 
 MINUTES = 60
 FUZZ_SECONDS = $$(($(MINUTES) * 60))
