@@ -53,25 +53,21 @@ void addHistogram(std::vector<Row> &rows, std::uint32_t depth, int channels, int
             return Contest{[=] { zylComputeHisto(*s, lut->pointers, nullptr); }, {s}};
         },
         channels);
-    addRow(
-        rows, "contrast-stretch" + suffix, depth, channels, side, 1, 1,
-        [=](Layout layout) {
-            const PicturePointer s = picture(depth, channels, side, layout);
-            const PicturePointer d = picture(depth, channels, side, layout);
-            const auto lut = std::make_shared<Lut>(depth);
-            return Contest{[=] { zylContrastStretch(*s, *d, lut->pointers, nullptr); }, {s, d}};
-        },
-        lookUpCycles(depth, channels));
+    const auto addLookUp = [&](const char *name, int reads, auto function, double cycles) {
+        addRow(
+            rows, name + suffix, depth, channels, side, reads, 1,
+            [=](Layout layout) {
+                const PicturePointer s = picture(depth, channels, side, layout);
+                const PicturePointer d = picture(depth, channels, side, layout);
+                const auto lut = std::make_shared<Lut>(depth);
+                return Contest{[=] { function(*s, *d, lut->pointers, nullptr); }, {s, d}};
+            },
+            cycles);
+    };
+    const double lookUp = lookUpCycles(depth, channels);
+    addLookUp("contrast-stretch", 1, zylContrastStretch, lookUp);
     // It counts first, and then looks up what it made of the counts.
-    addRow(
-        rows, "histo-equalize" + suffix, depth, channels, side, 2, 1,
-        [=](Layout layout) {
-            const PicturePointer s = picture(depth, channels, side, layout);
-            const PicturePointer d = picture(depth, channels, side, layout);
-            const auto lut = std::make_shared<Lut>(depth);
-            return Contest{[=] { zylHistoEqualize(*s, *d, lut->pointers, nullptr); }, {s, d}};
-        },
-        channels + lookUpCycles(depth, channels));
+    addLookUp("histo-equalize", 2, zylHistoEqualize, channels + lookUp);
 }
 
 void addPointRows(std::vector<Row> &rows, std::uint32_t depth, int side) {
